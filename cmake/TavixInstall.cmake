@@ -1,0 +1,1 @@
+# Headers, libraries, CMake packages and pkg-config files.

@@ -1,0 +1,43 @@
+# What every target of this project is compiled with.
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Release, Debug or RelWithDebInfo" FORCE)
+endif()
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(TAVIX_SANITIZE)
+  add_compile_options(-fsanitize=${TAVIX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${TAVIX_SANITIZE})
+endif()
+if(TAVIX_COVERAGE)
+  add_compile_options(--coverage -O0)
+  add_link_options(--coverage)
+endif()
+
+# Arithmetic is as written: nothing fuses a multiplication with an addition. No code reads errno or
+# the floating-point exception flags, so neither stands in the way of vector loops.
+function(tavix_compile_options target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${target} PRIVATE -ffp-contract=off -fno-math-errno -fno-trapping-math)
+  if(TAVIX_DEVELOPER)
+    target_compile_options(${target} PRIVATE
+      -Wall -Wextra -Wshadow -Wformat=2 -Wconversion -Wno-sign-conversion -Werror)
+  endif()
+endfunction()
+
+# A shared library with its public headers, known in the tree as it is to consumers.
+function(tavix_shared_library target alias)
+  tavix_compile_options(${target})
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    EXPORT_NAME ${alias})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  add_library(tavix::${alias} ALIAS ${target})
+endfunction()

@@ -1,0 +1,8 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/* Every operation of the library. */
+#ifndef TAVIX_VIDEO_COMMON_CPU_H
+#define TAVIX_VIDEO_COMMON_CPU_H
+
+#include "tavix/video_common_cpu/arithmetic.h"
+
+#endif

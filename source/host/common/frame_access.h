@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+// How operations look at frames: predicates for checks, rows, and loads that need no alignment.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "tavix/core/records.h"
+
+namespace tavix::module {
+
+inline constexpr int32_t kMaxChannels = 4;  // of a packed pixel; parameter sets have as many entries
+
+template <class... Pointer>
+constexpr bool any_null(const Pointer *...pointers) {
+  return ((pointers == nullptr) || ...);
+}
+
+template <class... Frame>
+constexpr bool any_plane_null(const Frame *...frames) {
+  return any_null(frames->data[0]...);
+}
+
+template <class... Frame>
+constexpr bool all_host(const Frame *...frames) {
+  return ((frames->memory == TAVIX_MEMORY_HOST) && ...);
+}
+
+constexpr bool same_shape(const TavixVideoInfo &a, const TavixVideoInfo &b) {
+  return a.width == b.width && a.height == b.height && a.channels == b.channels &&
+         a.format == b.format;
+}
+
+// A 32-bit product that wraps: sizes and strides of a record may be anything.
+constexpr int32_t wrapping_mul(int32_t a, int32_t b) { return int32_t(uint32_t(a) * uint32_t(b)); }
+
+// Elements of a packed row; 0 when the record has no pixels.
+constexpr int32_t row_elements(const TavixVideoInfo &video) {
+  return video.width > 0 && video.channels > 0 ? wrapping_mul(video.width, video.channels) : 0;
+}
+
+// Whether a loop over the frame touches memory at all.
+constexpr bool has_pixels(const TavixVideoInfo &video) {
+  return row_elements(video) > 0 && video.height > 0;
+}
+
+inline uint8_t *row(uint8_t *plane, int32_t linesize, int32_t y) {
+  return plane + wrapping_mul(linesize, y);
+}
+inline const uint8_t *row(const uint8_t *plane, int32_t linesize, int32_t y) {
+  return plane + wrapping_mul(linesize, y);
+}
+
+// Row y of plane 0.
+inline uint8_t *row(TavixFrameV2 &frame, int32_t y) {
+  return row(frame.data[0], frame.linesize[0], y);
+}
+inline const uint8_t *row(const TavixFrameV2 &frame, int32_t y) {
+  return row(static_cast<const uint8_t *>(frame.data[0]), frame.linesize[0], y);
+}
+
+// Element i of a row of T that may start at any address.
+template <class T>
+inline T load(const uint8_t *bytes, int64_t i) {
+  T value;
+  std::memcpy(&value, bytes + i * int64_t(sizeof(T)), sizeof(T));
+  return value;
+}
+template <class T>
+inline void store(uint8_t *bytes, int64_t i, T value) {
+  std::memcpy(bytes + i * int64_t(sizeof(T)), &value, sizeof(T));
+}
+
+}  // namespace tavix::module

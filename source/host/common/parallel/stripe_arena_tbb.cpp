@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
+
+#include "common/parallel/stripe_arena.h"
+
+namespace tavix::module {
+
+// Initialised by oneTBB on its first execute; one slot is reserved for the calling thread.
+class StripeArena::Threads : public tbb::task_arena {
+ public:
+  explicit Threads(int max_concurrency)
+      : tbb::task_arena(max_concurrency, 1, tbb::task_arena::priority::normal) {}
+  ~Threads() {
+    if (is_active()) terminate();
+  }
+};
+
+StripeArena::StripeArena(int max_concurrency)
+    : threads_(std::make_unique<Threads>(max_concurrency)) {}
+StripeArena::~StripeArena() = default;
+
+void StripeArena::run(int stripes, const Job &job) {
+  threads_->execute([&] {
+    tbb::task_group_context context;
+    tbb::parallel_for(
+        tbb::blocked_range<int>(0, stripes, 1),
+        [&](const tbb::blocked_range<int> &range) { job(range.begin(), range.end()); },
+        tbb::auto_partitioner(), context);
+  });
+}
+
+}  // namespace tavix::module

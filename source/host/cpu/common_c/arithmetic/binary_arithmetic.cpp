@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: Apache-2.0
+// Portable binary arithmetic. The loops are plain, without a branch on operation or type inside, so
+// that a compiler can vectorise them.
+#include <algorithm>
+#include <array>
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+
+#include "common/frame_access.h"
+#include "common/log.h"
+#include "common/parallel/tavix_parallel_wrapper.h"
+#include "common/pixel_format.h"
+#include "common/rounding.h"
+#include "cpu/common_c/arithmetic/binary_ops.h"
+#include "cpu/common_c/arithmetic/channel_tables.h"
+
+namespace tavix::module {
+
+namespace {
+
+constexpr auto &kUnit = kArithmeticUnit;
+
+using ChannelParameters = std::array<double, kMaxChannels>;
+
+ChannelParameters copy_parameters(const double *values) {
+  ChannelParameters copy;
+  std::copy_n(values, copy.size(), copy.begin());
+  return copy;
+}
+
+// Elements of one strip: whole pixels for every channel count, and small enough for the first cache.
+constexpr int32_t kStrip = 3072;
+static_assert(kStrip % 12 == 0);
+
+// One operand of 8-bit arithmetic: sat(round(float(sample * scale))), a table for each channel.
+class ScaledOperand {
+ public:
+  ScaledOperand(const ChannelParameters &scale, int32_t channels)
+      : neutral_(std::all_of(scale.begin(), scale.begin() + channels,
+                             [](double s) { return s == 1.0; })) {
+    if (neutral_) return;
+    tables_.fill(channels, [&](uint8_t v, int32_t c) { return round_to_u8(float(v * scale[c])); });
+  }
+
+  // The scaled samples of src: src itself where the scale changes nothing, else in strip.
+  const uint8_t *row(const uint8_t *src, uint8_t *strip, int32_t n, int32_t channels) const {
+    if (neutral_) return src;
+    tables_.map_row(src, strip, n, channels);
+    return strip;
+  }
+
+ private:
+  bool neutral_;
+  ChannelTables tables_;
+};
+
+// Plain byte loop; dst may be a or b.
+template <int op>
+void combine_bytes(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) {
+#pragma GCC ivdep
+  for (int32_t i = 0; i < n; ++i) {
+    const int32_t r = BinaryOp<op>::run(int32_t(a[i]), int32_t(b[i]));
+    dst[i] = uint8_t(op == TAVIX_BINARY_OP_DIV && b[i] == 0 ? 0 : r);
+  }
+}
+
+// The float chain up to its result: operands are narrowed to float, the offset is added in double.
+template <int op>
+float combine_floats(float a, float b, double gamma) {
+  if constexpr (op == TAVIX_BINARY_OP_DIV) {
+    const double quotient = double(a) / double(b) + gamma;
+    return float(std::fabs(double(b)) < DBL_EPSILON ? DBL_EPSILON : quotient);
+  } else {
+    return float(double(BinaryOp<op>::run(a, b)) + gamma);
+  }
+}
+
+struct BinaryJob {
+  const TavixFrameV2 *src1, *src2;
+  TavixFrameV2 *dst;
+  const double *alpha, *beta, *gamma;
+};
+
+template <class T, int op>
+class BinaryArithmeticBody final : public ParallelLoopBody {
+ public:
+  explicit BinaryArithmeticBody(const BinaryJob &job)
+      : src1_(job.src1),
+        src2_(job.src2),
+        dst_(job.dst),
+        alpha_(copy_parameters(job.alpha)),
+        beta_(copy_parameters(job.beta)),
+        gamma_(copy_parameters(job.gamma)) {}
+
+  void operator()(const Range &rows) const override {
+    const int32_t n = row_elements(src1_->video);
+    if constexpr (std::is_same_v<T, uint8_t>) {
+      run_bytes(rows, n);
+    } else {
+      run_floats(rows, n);
+    }
+  }
+
+ private:
+  void run_bytes(const Range &rows, int32_t n) const {
+    const int32_t channels = std::clamp(src1_->video.channels, 0, kMaxChannels);
+    const ScaledOperand scaled1(alpha_, channels), scaled2(beta_, channels);
+    ChannelTables offset;
+    const bool no_offset = std::all_of(gamma_.begin(), gamma_.begin() + channels,
+                                       [](double g) { return std::rint(g) == 0.0; });
+    if (!no_offset) {
+      offset.fill(channels,
+                  [&](uint8_t r, int32_t c) { return round_to_u8(std::rint(gamma_[c]) + r); });
+    }
+
+    uint8_t strip1[kStrip], strip2[kStrip], result[kStrip];
+    for (int32_t y = rows.start; y < rows.end; ++y) {
+      const uint8_t *src1 = row(*src1_, y), *src2 = row(*src2_, y);
+      uint8_t *dst = row(*dst_, y);
+      for (int32_t i = 0; i < n; i += kStrip) {
+        const int32_t count = std::min(kStrip, n - i);
+        const uint8_t *a = scaled1.row(src1 + i, strip1, count, channels);
+        const uint8_t *b = scaled2.row(src2 + i, strip2, count, channels);
+        if (no_offset) {
+          combine_bytes<op>(a, b, dst + i, count);
+        } else {
+          combine_bytes<op>(a, b, result, count);
+          offset.map_row(result, result, count, channels);
+          if constexpr (op == TAVIX_BINARY_OP_DIV) clear_zero_divisors(b, result, count);
+          std::memcpy(dst + i, result, size_t(count));
+        }
+      }
+    }
+  }
+
+  // No offset is added to a zero-divisor result, on purpose.
+  static void clear_zero_divisors(const uint8_t *b, uint8_t *result, int32_t n) {
+    for (int32_t i = 0; i < n; ++i) result[i] = b[i] == 0 ? 0 : result[i];
+  }
+
+  void run_floats(const Range &rows, int32_t n) const {
+    // The parameters of twelve elements in a row: a whole number of pixels of 1, 2, 3 or 4 channels.
+    constexpr int32_t kPeriod = 12;
+    double alpha[kPeriod], beta[kPeriod], gamma[kPeriod];
+    for (int32_t k = 0; k < kPeriod; ++k) {
+      const int32_t c = k % std::clamp(src1_->video.channels, 1, kMaxChannels);
+      alpha[k] = alpha_[c], beta[k] = beta_[c], gamma[k] = gamma_[c];
+    }
+
+    for (int32_t y = rows.start; y < rows.end; ++y) {
+      const uint8_t *src1 = row(*src1_, y), *src2 = row(*src2_, y);
+      uint8_t *dst = row(*dst_, y);
+      const auto element = [&](int64_t i, int32_t k) {
+        const float a = float(load<float>(src1, i) * alpha[k]);
+        const float b = float(load<float>(src2, i) * beta[k]);
+        store(dst, i, combine_floats<op>(a, b, gamma[k]));
+      };
+      int32_t i = 0;
+      for (; i <= n - kPeriod; i += kPeriod) {
+#pragma GCC ivdep
+        for (int32_t k = 0; k < kPeriod; ++k) element(i + k, k);
+      }
+      for (int32_t k = 0; i < n; ++i, ++k) element(i, k);
+    }
+  }
+
+  const TavixFrameV2 *src1_;
+  const TavixFrameV2 *src2_;
+  TavixFrameV2 *dst_;
+  ChannelParameters alpha_;
+  ChannelParameters beta_;
+  ChannelParameters gamma_;
+};
+
+using RunBinary = void (*)(const BinaryJob &job);
+
+template <class T, int... op>
+constexpr auto run_table(std::integer_sequence<int, op...>) {
+  return std::array<RunBinary, sizeof...(op)>{[](const BinaryJob &job) {
+    parallel_for_({0, job.src1->video.height, 1}, BinaryArithmeticBody<T, op>(job), -1.0);
+  }...};
+}
+
+constexpr auto kRunBytes = run_table<uint8_t>(BinaryOps{});
+constexpr auto kRunFloats = run_table<float>(BinaryOps{});
+
+}  // namespace
+
+}  // namespace tavix::module
+
+using namespace tavix::module;
+
+int32_t TavixFrameBinaryArithmeticCommonC(const TavixFrameV2 *src1_frame,
+                                          const TavixFrameV2 *src2_frame, uint32_t op,
+                                          const double *alpha, const double *beta,
+                                          const double *gamma, TavixFrameV2 *dst_frame) {
+  TAVIX_REFUSE_IF(any_null(src1_frame, src2_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
+                  "src1_frame = (%p) src2_frame = (%p) dst_frame = (%p) one or more input frames "
+                  "are null",
+                  src1_frame, src2_frame, dst_frame);
+  const TavixVideoInfo &src1 = src1_frame->video, &src2 = src2_frame->video,
+                       &dst = dst_frame->video;
+  // The missing comma and the doubled parentheses belong to the texts.
+  TAVIX_REFUSE_IF(!same_shape(src1, src2), TAVIX_ERROR_INVALID_PARAM,
+                  "src1_frame info (width=%d, height=%d, channels=%d, format=%d). src2_frame info "
+                  ": (width=%d height=%d, channels=%d, format=%d))",
+                  src1.width, src1.height, src1.channels, src1.format, src2.width, src2.height,
+                  src2.channels, src2.format);
+  TAVIX_REFUSE_IF(!same_shape(src1, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src1_frame info (width=%d, height=%d, channels=%d, format=%d). dst_frame info : "
+                  "(width=%d, height=%d, channels=%d, format=%d))",
+                  src1.width, src1.height, src1.channels, src1.format, dst.width, dst.height,
+                  dst.channels, dst.format);
+  TAVIX_REFUSE_IF(!is_rgb_family(src1.format), TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported pixel format: %d", src1.format);
+  if (op >= kBinaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
+  TAVIX_REFUSE_IF(src1.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
+                  "src1_frame channels(%d) must not exceed %d", src1.channels, kMaxChannels);
+  TAVIX_REFUSE_IF(any_null(alpha, beta, gamma), TAVIX_ERROR_INVALID_PARAM,
+                  "alpha(%p), beta(%p) and gamma(%p) must not be nullptr", alpha, beta, gamma);
+  TAVIX_REFUSE_IF(has_pixels(src1) && any_plane_null(src1_frame, src2_frame, dst_frame),
+                  TAVIX_ERROR_INVALID_PARAM,
+                  "src1_frame->data[0](%p), src2_frame->data[0](%p) and dst_frame->data[0](%p) "
+                  "must not be nullptr",
+                  src1_frame->data[0], src2_frame->data[0], dst_frame->data[0]);
+
+  const auto &run = is_float(src1.format) ? kRunFloats : kRunBytes;
+  run[op]({src1_frame, src2_frame, dst_frame, alpha, beta, gamma});
+  return TAVIX_OK;
+}

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+// Target regions: functions between the two macros are compiled for AVX2, everything else for the
+// baseline. Include this header last and open a region after it, so that no template of another
+// header is compiled for AVX2. Regions use no standard containers, no lambdas and do not throw.
+#pragma once
+
+#include <immintrin.h>
+
+#if defined(__clang__)
+#define TAVIX_AVX2_BEGIN \
+  _Pragma("clang attribute push(__attribute__((target(\"avx2\"))), apply_to = function)")
+#define TAVIX_AVX2_END _Pragma("clang attribute pop")
+#else
+#define TAVIX_AVX2_BEGIN _Pragma("GCC push_options") _Pragma("GCC target(\"avx2\")")
+#define TAVIX_AVX2_END _Pragma("GCC pop_options")
+#endif
+
+#define TAVIX_INLINE inline __attribute__((always_inline))

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cpu_dispatch/cpu_features.h"
+
+#include <cpuid.h>
+
+#include <cstring>
+#include <mutex>
+
+namespace tavix::module {
+
+namespace {
+
+// A feature flag is a copy of one bit of one CPUID answer.
+struct FlagSource {
+  uint32_t flag;
+  uint32_t CpuidAnswer::*word;
+  int bit;
+};
+
+constexpr FlagSource kLeaf1Flags[] = {
+    {TAVIX_CPU_FEATURE_SSE, &CpuidAnswer::edx, 25},   {TAVIX_CPU_FEATURE_SSE2, &CpuidAnswer::edx, 26},
+    {TAVIX_CPU_FEATURE_SSE3, &CpuidAnswer::ecx, 0},   {TAVIX_CPU_FEATURE_SSSE3, &CpuidAnswer::ecx, 9},
+    {TAVIX_CPU_FEATURE_SSE4_1, &CpuidAnswer::ecx, 19}, {TAVIX_CPU_FEATURE_SSE4_2, &CpuidAnswer::ecx, 20},
+    {TAVIX_CPU_FEATURE_AVX, &CpuidAnswer::ecx, 28},   {TAVIX_CPU_FEATURE_FMA, &CpuidAnswer::ecx, 12},
+};
+constexpr FlagSource kLeaf7Flags[] = {
+    {TAVIX_CPU_FEATURE_AVX2, &CpuidAnswer::ebx, 5},
+    {TAVIX_CPU_FEATURE_AVX512F, &CpuidAnswer::ebx, 16},
+    {TAVIX_CPU_FEATURE_AVX512_VNNI, &CpuidAnswer::ecx, 11},
+};
+
+template <size_t N>
+uint32_t flags_of(const CpuidAnswer &answer, const FlagSource (&sources)[N]) {
+  uint32_t flags = 0;
+  for (const FlagSource &source : sources)
+    if ((answer.*source.word >> source.bit) & 1) flags |= source.flag;
+  return flags;
+}
+
+constexpr uint32_t bits(uint32_t word, int high, int low) {
+  return uint32_t((uint64_t(word) >> low) & ((uint64_t(1) << (high - low + 1)) - 1));
+}
+
+CpuidAnswer ask_processor(uint32_t leaf, uint32_t subleaf) {
+  CpuidAnswer answer;
+  __cpuid_count(leaf, subleaf, answer.eax, answer.ebx, answer.ecx, answer.edx);
+  return answer;
+}
+
+}  // namespace
+
+namespace detail {
+TavixCpuFeatures features = {};
+}
+
+TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)) {
+  TavixCpuFeatures record = {};
+  record.flags = flags_of(cpuid(1, 0), kLeaf1Flags);
+  record.flags |= flags_of(cpuid(7, 0), kLeaf7Flags);
+
+  if (cpuid(0x80000000, 0).eax >= 0x80000005) {
+    record.l1_size = uint64_t(bits(cpuid(0x80000005, 0).ecx, 31, 24)) * 1024;
+    const CpuidAnswer outer = cpuid(0x80000006, 0);
+    record.l2_size = uint64_t(bits(outer.ecx, 31, 16)) * 1024;
+    record.l3_size = uint64_t(bits(outer.edx, 31, 18)) * 512 * 1024;
+  }
+
+  // Leaf 4 wins wherever it describes a data or unified cache, whoever made the processor.
+  constexpr struct {
+    uint32_t subleaf;
+    uint64_t TavixCpuFeatures::*size;
+  } kCaches[] = {{0, &TavixCpuFeatures::l1_size},
+                 {2, &TavixCpuFeatures::l2_size},
+                 {3, &TavixCpuFeatures::l3_size}};
+  for (const auto &cache : kCaches) {
+    const CpuidAnswer answer = cpuid(4, cache.subleaf);
+    const uint32_t type = bits(answer.eax, 4, 0);
+    if (type != 1 && type != 3) continue;
+    record.*cache.size = (uint64_t(bits(answer.ebx, 31, 22)) + 1) *  // ways
+                         (uint64_t(bits(answer.ebx, 21, 12)) + 1) *  // partitions
+                         (uint64_t(bits(answer.ebx, 11, 0)) + 1) *   // line size
+                         (uint64_t(answer.ecx) + 1);                 // sets
+  }
+
+  const CpuidAnswer vendor = cpuid(0, 0);
+  const uint32_t text[] = {vendor.ebx, vendor.edx, vendor.ecx, 0};
+  static_assert(sizeof(text) == sizeof(record.vendor));
+  std::memcpy(record.vendor, text, sizeof(text));
+  return record;
+}
+
+const TavixCpuFeatures &cpu_features() {
+  static std::once_flag probed;
+  std::call_once(probed, [] { detail::features = probe_cpu(ask_processor); });
+  return detail::features;
+}
+
+}  // namespace tavix::module

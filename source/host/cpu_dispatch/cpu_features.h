@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+// The processor is asked in one place, once per process.
+#pragma once
+
+#include <cstdint>
+
+namespace tavix::module {
+
+enum TavixCpuFeature : uint32_t {
+  TAVIX_CPU_FEATURE_SSE = 1u << 0,
+  TAVIX_CPU_FEATURE_SSE2 = 1u << 1,
+  TAVIX_CPU_FEATURE_SSE3 = 1u << 2,
+  TAVIX_CPU_FEATURE_SSSE3 = 1u << 3,
+  TAVIX_CPU_FEATURE_SSE4_1 = 1u << 4,
+  TAVIX_CPU_FEATURE_SSE4_2 = 1u << 5,
+  TAVIX_CPU_FEATURE_AVX = 1u << 6,
+  TAVIX_CPU_FEATURE_AVX2 = 1u << 7,
+  TAVIX_CPU_FEATURE_FMA = 1u << 8,
+  TAVIX_CPU_FEATURE_AVX512F = 1u << 12,
+  TAVIX_CPU_FEATURE_AVX512_VNNI = 1u << 15,
+};
+
+struct TavixCpuFeatures {
+  uint32_t flags;    // TavixCpuFeature bits
+  uint64_t l1_size;  // bytes of data cache
+  uint64_t l2_size;
+  uint64_t l3_size;
+  char vendor[16];  // 12 characters and a zero word
+};
+
+// The record of this processor, probed by the first call and never changed afterwards.
+const TavixCpuFeatures &cpu_features();
+
+// The vector path is taken on this bit alone; the operating system is not asked, on purpose.
+inline bool use_avx2() { return (cpu_features().flags & TAVIX_CPU_FEATURE_AVX2) != 0; }
+
+// One answer of the CPUID instruction.
+struct CpuidAnswer {
+  uint32_t eax, ebx, ecx, edx;
+};
+
+// Reads a feature record through any source of CPUID answers.
+TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf));
+
+namespace detail {
+extern TavixCpuFeatures features;  // only tests change it, after the probe
+}
+
+}  // namespace tavix::module
