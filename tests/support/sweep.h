@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+// Sweeps over formats, sizes, layouts and fills. Of a cross product larger than the budget an even
+// selection runs, the same one every time; the environment variable TAVIX_TEST_EFFORT=quick, and a
+// sanitizer, run a twentieth of it.
+//
+//   sweep({.formats = kRgbFormats}, 4000, [](const SweepCase &c) {
+//     GuardedFrame src(c.shape, c.layout);
+//     src.fill(c.fill, c.seed);
+//     ...
+//   });
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <ostream>
+#include <vector>
+
+#include "support/guarded_frame.h"
+
+namespace tavix::test {
+
+enum class Effort { quick, full };
+Effort effort();
+
+// full where the whole is worth its time, else quick.
+inline int by_effort(int full, int quick) {
+  return effort() == Effort::full ? full : quick;
+}
+
+inline const std::vector<int32_t> kByteFormats = {0, 1, 2, 4, 5};
+inline const std::vector<int32_t> kFloatFormats = {11, 12, 13, 14, 15};
+inline const std::vector<int32_t> kRgbFormats = {0, 1, 2, 4, 5, 11, 12, 13, 14, 15};
+inline const std::vector<int32_t> kYuvFormats = {7, 8, 9, 10};
+
+// first, first + 1, ..., last
+std::vector<int32_t> numbers(int32_t first, int32_t last);
+
+struct SweepAxes {
+  std::vector<int32_t> formats;
+  std::vector<int32_t> widths = numbers(1, 130);
+  std::vector<int32_t> heights = numbers(0, 5);
+  std::vector<FrameLayout> layouts = {std::begin(kLayouts), std::end(kLayouts)};
+  std::vector<Fill> fills = {std::begin(kFills), std::end(kFills)};
+};
+
+struct SweepCase {
+  FrameShape shape;
+  FrameLayout layout;
+  Fill fill;
+  uint64_t seed;
+};
+std::ostream &operator<<(std::ostream &out, const SweepCase &c);
+
+// Runs at most budget cases and stops after the first that fails; the case is part of the failure.
+void sweep(const SweepAxes &axes, int budget, const std::function<void(const SweepCase &)> &run);
+
+}  // namespace tavix::test
