@@ -20,8 +20,8 @@ GuardedBytes::GuardedBytes(size_t size)
     : mapped_((size + kPage - 1) / kPage * kPage + 2 * kPage), size_(size) {
   void *mapping = mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   const size_t usable = mapped_ - 2 * kPage;
-  if (mapping == MAP_FAILED ||
-      mprotect(static_cast<uint8_t *>(mapping) + kPage, usable, PROT_READ | PROT_WRITE) != 0)
+  if (mapping == MAP_FAILED || (usable > 0 && mprotect(static_cast<uint8_t *>(mapping) + kPage,
+                                                       usable, PROT_READ | PROT_WRITE) != 0))
     throw std::system_error(errno, std::generic_category(), "guarded bytes");
   mapping_ = static_cast<uint8_t *>(mapping);
   data_ = mapping_ + mapped_ - kPage - size;
