@@ -21,7 +21,7 @@ struct State {
   std::vector<FrameRequest> frame_requests;
   std::vector<ArrayRequest> array_requests;
   std::vector<CopyRequest> copy_requests;
-  int registrations = 0;
+  std::vector<void (*)()> registered_callbacks;
   std::set<const void *> frames, arrays;  // outstanding
   int frames_until_failure = 0, arrays_until_failure = 0;
   int32_t copy_status = TAVIX_OK;
@@ -122,8 +122,8 @@ std::vector<ArrayRequest> CoreDouble::array_requests() const {
 std::vector<CopyRequest> CoreDouble::copy_requests() const {
   return locked([](State &s) { return s.copy_requests; });
 }
-int CoreDouble::registrations() const {
-  return locked([](State &s) { return s.registrations; });
+std::vector<void (*)()> CoreDouble::registered_callbacks() const {
+  return locked([](State &s) { return s.registered_callbacks; });
 }
 int CoreDouble::outstanding_frames() const {
   return locked([](State &s) { return int(s.frames.size()); });
@@ -238,7 +238,7 @@ void TavixLoggerLogV2(int32_t level, const char *file, const char *function, int
 }
 
 void TavixAtDeinitializeRegister(void (*callback)(void)) {
-  locked([](State &s) { ++s.registrations; });
+  locked([&](State &s) { s.registered_callbacks.push_back(callback); });
   REAL(TavixAtDeinitializeRegister)(callback);
 }
 

@@ -61,7 +61,7 @@ class CoreDouble {
   std::vector<FrameRequest> frame_requests() const;
   std::vector<ArrayRequest> array_requests() const;
   std::vector<CopyRequest> copy_requests() const;
-  int registrations() const;  // calls of TavixAtDeinitializeRegister
+  std::vector<void (*)()> registered_callbacks() const;  // of TavixAtDeinitializeRegister
 
   // Allocated since the reset and not freed.
   int outstanding_frames() const;
