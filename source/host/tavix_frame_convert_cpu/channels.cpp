@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: Apache-2.0
+// Operations that build or fill whole frames: split, mask, product, fill. Split and mask let OpenCV
+// exceptions leave the call, by design; the product is guarded.
+#include "tavix/video_common_cpu/channels.h"
+
+#include <algorithm>
+#include <cstring>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include "common/pixel_format.h"
+#include "tavix_frame_convert_cpu/opencv_bridge.h"
+
+namespace {
+
+using namespace tavix::module;
+
+constexpr auto &kUnit = kFrameConvertUnit;
+
+struct ChannelDescriptor {
+  const char *name;
+  uint32_t bit;       // in the selection mask
+  int32_t bgr_index;  // channel where blue comes first
+  int32_t index;      // channel elsewhere
+  TavixFrameV2 *TavixChannelFrames::*slot;
+};
+constexpr ChannelDescriptor kChannels[] = {
+    {"RED", 1, 2, 0, &TavixChannelFrames::red},
+    {"GREEN", 2, 1, 1, &TavixChannelFrames::green},
+    {"BLUE", 4, 0, 2, &TavixChannelFrames::blue},
+    {"ALPHA", 8, 3, 3, &TavixChannelFrames::alpha},
+};
+
+constexpr bool is_bgr_ordered(int32_t format) {
+  return is_rgb_family(format) && !traits(format).r_first && traits(format).channels > 1;
+}
+static_assert(is_bgr_ordered(1) && is_bgr_ordered(4) && is_bgr_ordered(12) && is_bgr_ordered(14));
+static_assert(!is_bgr_ordered(0) && !is_bgr_ordered(2) && !is_bgr_ordered(15));
+
+// Rows go out with a packed pitch, whatever stride the new frame has, on purpose.
+void copy_rows_packed(const cv::Mat &src, uint8_t *dst, size_t row_bytes) {
+  for (int y = 0; y < src.rows; ++y) std::memcpy(dst + y * row_bytes, src.ptr(y), row_bytes);
+}
+
+// A new frame of the given format in the image of another one.
+TavixFrameV2 *alloc_like(const TavixFrameV2 &frame, int32_t format) {
+  return TavixVideoFrameAllocV2(format, frame.memory, frame.video.width, frame.video.height,
+                                frame.device, 1);
+}
+
+// Every element of the frame's rows; the element type is the caller's choice.
+template <class T>
+void fill_rows(TavixFrameV2 &frame, T value) {
+  const int32_t n = row_elements(frame.video);
+  for (int32_t y = 0; y < frame.video.height; ++y) {
+    uint8_t *dst = row(frame, y);
+    for (int32_t i = 0; i < n; ++i) store(dst, i, value);
+  }
+}
+
+}  // namespace
+
+int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelFrames *dst_frames,
+                                    uint32_t mask) {
+  TAVIX_REFUSE_IF(src_frame == nullptr || dst_frames == nullptr, TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame:%p or dst_frames:%p is nullptr", src_frame, dst_frames);
+  const int32_t format = src_frame->video.format;
+  const int type = opencv_type(format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported src_frame pixel type:%d to OpencvType!", format);
+  TAVIX_REFUSE_IF(any_plane_null(src_frame), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0] is nullptr");
+  TAVIX_REFUSE_IF(!all_host(src_frame), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->memory:%d is not host memory", src_frame->memory);
+
+  std::vector<cv::Mat> planes;
+  cv::split(plane_view(*src_frame, type), planes);
+  // A record may claim more channels than its format has.
+  const int32_t channels = std::min(src_frame->video.channels, int32_t(planes.size()));
+  for (const ChannelDescriptor &channel : kChannels) {
+    if ((mask & channel.bit) == 0) continue;
+    const int32_t index = is_bgr_ordered(format) ? channel.bgr_index : channel.index;
+    TAVIX_REFUSE_IF(channels < index + 1, TAVIX_ERROR_INVALID_PARAM,
+                    "Split %s requires %d channels (src has %d)", channel.name, index + 1,
+                    src_frame->video.channels);
+    TavixFrameV2 *frame =
+        alloc_like(*src_frame, is_float(format) ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8);
+    dst_frames->*channel.slot = frame;
+    TAVIX_REFUSE_IF(frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
+                    "%s channel alloc failed", channel.name);
+    copy_rows_packed(planes[index], frame->data[0], planes[index].cols * planes[index].elemSize());
+  }
+  return TAVIX_OK;
+}
+
+int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *mask_frame,
+                               TavixFrameV2 **dst_frame) {
+  TAVIX_REFUSE_IF(
+      any_null(src_frame, mask_frame) || dst_frame == nullptr, TAVIX_ERROR_INVALID_PARAM,
+      "src_frame:%p, mask:%p or dst_frame address:%p is nullptr", src_frame, mask_frame, dst_frame);
+  const TavixVideoInfo &src = src_frame->video, &mask = mask_frame->video;
+  TAVIX_REFUSE_IF(mask.channels != 1, TAVIX_ERROR_INVALID_PARAM, "mask channels:%d need to be 1",
+                  mask.channels);
+  TAVIX_REFUSE_IF(mask.format != TAVIX_PIX_FMT_GRAY8 && mask.format != TAVIX_PIX_FMT_GRAYF32,
+                  TAVIX_ERROR_UNSUPPORTED,
+                  "mask video format is:%d now only support TAVIX_PIX_FMT_GRAY8 or "
+                  "TAVIX_PIX_FMT_GRAYF32!",
+                  mask.format);
+  const int src_type = opencv_type(src.format), mask_type = opencv_type(mask.format);
+  TAVIX_REFUSE_IF(src_type < 0 || mask_type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported src_frame pixel type:%d or mask pixel type:%d to OpencvType!",
+                  src.format, mask.format);
+  const int32_t format = alpha_partner(src.format);
+  TAVIX_REFUSE_IF(format == TAVIX_PIX_FMT_NONE, TAVIX_ERROR_INVALID_PARAM,
+                  "Not suppoted src frame pixel format:%d", src.format);
+  TAVIX_REFUSE_IF(!all_host(src_frame, mask_frame), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->memory:%d or mask->memory:%d is not host memory", src_frame->memory,
+                  mask_frame->memory);
+
+  TavixFrameV2 *frame = alloc_like(*src_frame, format);
+  *dst_frame = frame;
+  TAVIX_REFUSE_IF(frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
+                  "des frame data allocate error");
+  if (any_plane_null(src_frame, mask_frame)) {
+    TAVIX_LOG(TAVIX_LOG_ERROR, "src_frame->data[0]:%p or mask->data[0]:%p is nullptr",
+              src_frame->data[0], mask_frame->data[0]);
+    TavixFrameFreeV2(frame);  // the output is not reset, on purpose
+    return TAVIX_ERROR_INVALID_PARAM;
+  }
+
+  cv::Mat colour = plane_view(*src_frame, src_type), alpha = plane_view(*mask_frame, mask_type);
+  if (alpha.size() != colour.size()) {
+    cv::Mat resized;
+    cv::resize(alpha, resized, colour.size(), 0, 0, cv::INTER_LINEAR);
+    alpha = resized;
+  }
+  // An 8-bit mask keeps its values 0 to 255 in a float frame.
+  cv::Mat converted;
+  alpha.convertTo(converted, colour.depth(), 1.0, 0.0);
+  if (colour.channels() == 1) {
+    cv::Mat expanded;
+    cv::cvtColor(colour, expanded, cv::COLOR_GRAY2BGR);
+    colour = expanded;
+  }
+
+  std::vector<cv::Mat> planes;
+  cv::split(colour, planes);
+  planes.push_back(converted);
+  cv::Mat merged;
+  cv::merge(planes, merged);
+  // A source with alpha merges to five channels; its rows are cut to the output's four.
+  copy_rows_packed(
+      merged, frame->data[0],
+      size_t(merged.cols) * traits(format).channels * size_t(traits(format).element_size));
+  return TAVIX_OK;
+}
+
+int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFrameV2 *beta_frame,
+                                  TavixFrameV2 **dst_frame) {
+  TAVIX_REFUSE_IF(any_null(alpha_frame, beta_frame) || dst_frame == nullptr,
+                  TAVIX_ERROR_INVALID_PARAM,
+                  "alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr", alpha_frame,
+                  beta_frame, dst_frame);
+  TAVIX_REFUSE_IF(*dst_frame != nullptr && *dst_frame != beta_frame, TAVIX_ERROR_INVALID_PARAM,
+                  "*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p", *dst_frame,
+                  beta_frame);
+  const int type = opencv_type(alpha_frame->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type:%d To OpencvType!",
+                  alpha_frame->video.format);
+  TAVIX_REFUSE_IF(!all_host(alpha_frame, beta_frame), TAVIX_ERROR_INVALID_PARAM,
+                  "alpha_frame->memory:%d or beta_frame->memory:%d is not host memory",
+                  alpha_frame->memory, beta_frame->memory);
+
+  if (*dst_frame == nullptr) *dst_frame = alloc_like(*beta_frame, beta_frame->video.format);
+  TAVIX_REFUSE_IF(*dst_frame == nullptr, TAVIX_ERROR_MEMORY, "TavixVideoFrameAllocV2 failed");
+  try {
+    cv::Mat result = plane_view(**dst_frame, type);
+    cv::multiply(plane_view(*alpha_frame, type), plane_view(*beta_frame, type), result, 1.0, type);
+    return TAVIX_OK;
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "multiply failed: %s")
+}
+
+int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float value) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  const int32_t size = element_size(src->video.format);
+  TAVIX_REFUSE_IF(size < 0, TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameMemfillByCPU byte_size is not support\n");
+  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
+                  dst->data[0]);
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  switch (size) {
+    case 1:
+      fill_rows(*dst, uint8_t(value > 0.0f ? std::min(value, 255.0f) : 0.0f));  // NaN fills 0
+      return TAVIX_OK;
+    case 4:
+      fill_rows(*dst, value);
+      return TAVIX_OK;
+  }
+  TAVIX_LOG(TAVIX_LOG_ERROR,
+            "TavixFrameMemfillByCPU src_frame video format:%d is not implemented now",
+            src->video.format);
+  return TAVIX_ERROR_UNSUPPORTED;
+}

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+// Filters, morphology, threshold and normalisation on OpenCV: all of them guarded.
+#include "tavix/video_common_cpu/filters.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include "tavix_frame_convert_cpu/opencv_bridge.h"
+
+namespace {
+
+using namespace tavix::module;
+
+constexpr auto &kUnit = kFrameConvertUnit;
+const cv::Point kCentre(-1, -1);
+
+// cv::dilate or cv::erode.
+struct Morphology {
+  const char *function;  // the exported function, for its log lines
+  const char *name;      // as the failure message says it
+  void (*run)(cv::InputArray src, cv::OutputArray dst, cv::InputArray kernel, cv::Point anchor,
+              int iterations, int border, const cv::Scalar &value);
+};
+constexpr Morphology kDilation = {"TavixFrameDilateBorderByCPU", "Dilate", cv::dilate};
+constexpr Morphology kErosion = {"TavixFrameErodeBorderByCPU", "Erosion", cv::erode};
+
+int32_t run_morphology(const Morphology &morphology, const TavixFrameV2 *src, TavixFrameV2 *dst,
+                       const TavixKernel *kernel) {
+  const char *function = morphology.function;
+  TAVIX_REFUSE_NULL_FRAMES_AS(function, src, dst);
+  TAVIX_REFUSE_AS_IF(function, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
+                     dst->data[0]);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_AS_IF(function, type < 0, TAVIX_ERROR_INVALID_PARAM,
+                     "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_REFUSE_AS_IF(function, any_null(kernel), TAVIX_ERROR_INVALID_PARAM, "kernel:%p is nullptr",
+                     kernel);
+  TAVIX_REFUSE_AS_IF(function, kernel->data_type != TAVIX_DATA_TYPE_UINT8, TAVIX_ERROR_UNSUPPORTED,
+                     "Only UINT8 data type is supported, current data type: %d", kernel->data_type);
+  TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src, dst);
+  try {
+    cv::Mat result = plane_view(*dst, type);
+    morphology.run(plane_view(*src, type), result, kernel_view(*kernel, CV_8UC1), kCentre, 1,
+                   cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
+    return TAVIX_OK;
+  }
+  TAVIX_CATCH_OPENCV_AS(function, TAVIX_ERROR_INVALID_PARAM, "%s failed: %s", morphology.name)
+}
+
+}  // namespace
+
+int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSize kernel_size) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
+                  dst->data[0]);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type:%d To OpencvType!",
+                  src->video.format);
+  TAVIX_REFUSE_IF(src->video.format != dst->video.format, TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame and dst_frame have different formats: %d vs %d", src->video.format,
+                  dst->video.format);
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  try {
+    cv::Mat result = plane_view(*dst, type);
+    cv::blur(plane_view(*src, type), result, whole_size(kernel_size.width, kernel_size.height),
+             kCentre, cv::BORDER_REFLECT_101);
+    return TAVIX_OK;
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
+}
+
+int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
+                                 const TavixSize *kernel_size) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr", src->data[0],
+                  dst->data[0]);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  TAVIX_REFUSE_IF(any_null(kernel_size), TAVIX_ERROR_INVALID_PARAM, "kernel_size:%p is nullptr",
+                  kernel_size);
+  try {
+    constexpr bool kNormalize = false;  // sums, not means, on purpose
+    cv::Mat result = plane_view(*dst, type);
+    cv::boxFilter(plane_view(*src, type), result, -1,
+                  whole_size(kernel_size->width, kernel_size->height), kCentre, kNormalize,
+                  cv::BORDER_REPLICATE);
+    return TAVIX_OK;
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
+}
+
+int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
+                                const TavixKernel *kernel) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
+                  dst->data[0]);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type:%d To OpencvType!",
+                  src->video.format);
+  TAVIX_REFUSE_IF(any_null(kernel), TAVIX_ERROR_INVALID_PARAM, "kernel:%p is nullptr", kernel);
+  TAVIX_REFUSE_IF(kernel->data_type != TAVIX_DATA_TYPE_FLOAT32, TAVIX_ERROR_INVALID_PARAM,
+                  "kernel->data_type:%d is not supported!", kernel->data_type);
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  try {
+    cv::Mat result = plane_view(*dst, type);
+    cv::filter2D(plane_view(*src, type), result, -1, kernel_view(*kernel, CV_32FC1), kCentre, 0.0,
+                 cv::BORDER_REPLICATE);
+    return TAVIX_OK;
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
+}
+
+int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
+                                    const TavixKernel *kernel) {
+  return run_morphology(kDilation, src, dst, kernel);
+}
+
+int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
+                                   const TavixKernel *kernel) {
+  return run_morphology(kErosion, src, dst, kernel);
+}
+
+int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, double threshold,
+                                       double max_value, int32_t type) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  const int cv_type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(cv_type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType!",
+                  src->video.format);
+  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
+                  dst->data[0]);
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  try {
+    cv::Mat result = plane_view(*dst, cv_type);
+    cv::threshold(plane_view(*src, cv_type), result, threshold, max_value, type);
+    return TAVIX_OK;
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "opencv threshold failed: %s")
+}
+
+int32_t TavixFrameMinMaxNormByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t alpha,
+                                  int32_t beta) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
+                  dst->data[0]);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  try {
+    cv::Mat result = plane_view(*dst, type);
+    cv::normalize(plane_view(*src, type), result, alpha, beta, cv::NORM_MINMAX, -1, cv::noArray());
+    return TAVIX_OK;
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "normalize failed: %s")
+}

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+// Geometry on OpenCV. None of these catches: OpenCV exceptions leave the call, by design.
+#include "tavix/video_common_cpu/geometry.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include "tavix_frame_convert_cpu/opencv_bridge.h"
+
+namespace {
+
+using namespace tavix::module;
+
+constexpr auto &kUnit = kFrameConvertUnit;
+
+// cv::warpAffine or cv::warpPerspective.
+using Warp = void (*)(cv::InputArray src, cv::OutputArray dst, cv::InputArray matrix, cv::Size size,
+                      int flags, int border, const cv::Scalar &value);
+
+struct WarpKind {
+  const char *function;  // the exported function, for its log lines
+  const char *name;      // as the mismatch message says it
+  Warp warp;
+  int matrix_rows;
+};
+constexpr WarpKind kAffine = {"TavixFrameWarpAffineByCPU", "warpAffine", cv::warpAffine, 2};
+constexpr WarpKind kPerspective = {"TavixFrameWarpPerspectiveByCPU", "warpPerspective",
+                                   cv::warpPerspective, 3};
+
+int32_t warp_frame(const WarpKind &kind, TavixFrameV2 *dst_frame, const TavixFrameV2 *src_frame,
+                   const float *matrix, int32_t interpolation, int32_t border,
+                   double border_value) {
+  TAVIX_REFUSE_NULL_FRAMES_AS(kind.function, src_frame, dst_frame);
+  const int src_type = opencv_type(src_frame->video.format);
+  const int dst_type = opencv_type(dst_frame->video.format);
+  TAVIX_REFUSE_AS_IF(kind.function, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
+                     "Unsupported src frame type:%d or dst frame type:%d to OpencvType",
+                     src_frame->video.format, dst_frame->video.format);
+  TAVIX_REFUSE_AS_IF(kind.function, any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr",
+                     src_frame->data[0], dst_frame->data[0]);
+  TAVIX_REFUSE_AS_IF(kind.function, src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
+                     TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid",
+                     src_frame->linesize[0], dst_frame->linesize[0]);
+  TAVIX_REFUSE_FOREIGN_MEMORY_AS(kind.function, src_frame, dst_frame);
+  TAVIX_REFUSE_AS_IF(kind.function, matrix == nullptr, TAVIX_ERROR_INVALID_PARAM,
+                     "matrix:%p is nullptr", matrix);
+
+  const cv::Mat src = plane_view(*src_frame, src_type);
+  cv::Mat dst = plane_view(*dst_frame, dst_type);
+  const cv::Mat coefficients(kind.matrix_rows, 3, CV_32FC1, const_cast<float *>(matrix));
+  const int mode = opencv_border(border);
+  // A transparent border leaves pixels unset: they are black rather than what memory held.
+  cv::Mat result;
+  if (mode == cv::BORDER_TRANSPARENT) result = cv::Mat::zeros(dst.size(), src_type);
+  kind.warp(src, result, coefficients, dst.size(), opencv_interpolation(interpolation), mode,
+            cv::Scalar::all(border_value));
+
+  TAVIX_REFUSE_AS_IF(kind.function, result.type() != dst.type() || result.size() != dst.size(),
+                     TAVIX_ERROR_INVALID_PARAM,
+                     "%s result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, "
+                     "type=%d)",
+                     kind.name, result.cols, result.rows, result.type(), dst.cols, dst.rows,
+                     dst.type());
+  result.copyTo(dst);
+  return TAVIX_OK;
+}
+
+}  // namespace
+
+int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t width,
+                              int32_t height, int32_t interpolation) {
+  TAVIX_REFUSE_IF(any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr", src,
+                  dst);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByCPU not suppoted src frame data format:%d", src->video.format);
+  TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByCPU src frame data is nullptr");
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+
+  cv::Mat result = plane_view(*dst, type);
+  cv::resize(plane_view(*src, type), result, {width, height}, 0, 0,
+             opencv_interpolation(interpolation));
+  return TAVIX_OK;
+}
+
+int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst, double fx,
+                                     double fy, int32_t interpolation) {
+  TAVIX_REFUSE_IF(any_null(src), TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByScaleByCPU src frame:%p is nullptr", src);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByScaleByCPU not suppoted src frame data format:%d",
+                  src->video.format);
+  TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByScaleByCPU src frame data is nullptr");
+  TAVIX_REFUSE_IF(!all_host(src), TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByScaleByCPU src frame memory:%d is not host memory",
+                  src->memory);
+  TAVIX_REFUSE_IF(any_null(dst), TAVIX_ERROR_INVALID_PARAM,
+                  "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr", dst);
+
+  cv::Mat result;
+  cv::resize(plane_view(*src, type), result, {}, fx, fy, opencv_interpolation(interpolation));
+
+  TavixFrameV2 *frame = TavixVideoFrameAllocV2(src->video.format, src->memory, result.cols,
+                                               result.rows, src->device, 1);
+  *dst = frame;
+  if (frame == nullptr || frame->data[0] == nullptr) {
+    TAVIX_LOG(TAVIX_LOG_ERROR, "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
+    TavixFrameFreeV2(frame);
+    *dst = nullptr;
+    return TAVIX_ERROR_MEMORY;
+  }
+  result.copyTo(plane_view(*frame, type));
+  frame->pts = src->pts;
+  frame->dts = src->dts;
+  frame->duration = src->duration;
+  frame->flags = src->flags;
+  return TAVIX_OK;
+}
+
+int32_t TavixFrameWarpAffineByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src, const float *matrix,
+                                  int32_t interpolation, int32_t border, double border_value) {
+  return warp_frame(kAffine, dst, src, matrix, interpolation, border, border_value);
+}
+
+int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src,
+                                       const float *matrix, int32_t interpolation, int32_t border,
+                                       double border_value) {
+  return warp_frame(kPerspective, dst, src, matrix, interpolation, border, border_value);
+}
+
+int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect src_rect,
+                           TavixRect dst_rect) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType",
+                  src->video.format);
+  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
+                  dst->data[0]);
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+
+  // A const output cannot be reallocated: OpenCV raises when the rectangles differ in size.
+  const cv::Mat to = plane_view(*dst, type)(whole_rect(dst_rect));
+  plane_view(*src, type)(whole_rect(src_rect)).copyTo(to);
+  return TAVIX_OK;
+}
+
+int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t top,
+                                      int32_t bottom, int32_t left, int32_t right, int32_t border,
+                                      double border_value) {
+  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  const int type = opencv_type(src->video.format);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
+                  src->video.format);
+  TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM, "src_frame->data[0] is nullptr");
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+
+  cv::Mat result = plane_view(*dst, type);
+  cv::copyMakeBorder(plane_view(*src, type), result, top, bottom, left, right,
+                     opencv_border(border), cv::Scalar::all(border_value));
+  return TAVIX_OK;
+}
