@@ -1,0 +1,228 @@
+// SPDX-License-Identifier: Apache-2.0
+// The maps from codes to OpenCV, and which operations let OpenCV's exceptions out.
+#include "tavix_frame_convert_cpu/opencv_bridge.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <limits>
+#include <map>
+#include <opencv2/imgproc.hpp>
+#include <set>
+
+#include "support/core_double.h"
+#include "support/guarded_frame.h"
+#include "tavix/video_common_cpu.h"
+
+namespace tavix::test {
+namespace {
+
+using namespace tavix::module;
+
+constexpr int32_t kOddCodes[] = {-1, 17, 99, 1 << 30, std::numeric_limits<int32_t>::min()};
+
+TEST(OpencvBridge, TypeOfEveryFormat) {
+  const std::map<int32_t, int> types = {{0, 16}, {1, 16},  {2, 0},   {4, 24},  {5, 24},
+                                        {11, 21}, {12, 21}, {13, 29}, {14, 29}, {15, 5}};
+  for (int32_t format = -2; format < 40; ++format) {
+    const auto found = types.find(format);
+    EXPECT_EQ(opencv_type(format), found == types.end() ? -1 : found->second) << format;
+  }
+  EXPECT_EQ(types.at(0), CV_8UC3);
+  EXPECT_EQ(types.at(13), CV_32FC4);
+  for (const int32_t code : kOddCodes) EXPECT_EQ(opencv_type(code), -1);
+}
+
+TEST(OpencvBridge, InterpolationAndBorderCodes) {
+  const std::set<int32_t> interpolations = {1, 2, 3, 4, 5, 7, 8, 16}, borders = {1, 2, 3, 4, 5, 16};
+  for (int32_t code = -3; code < 40; ++code) {
+    EXPECT_EQ(opencv_interpolation(code), interpolations.contains(code) ? code : 0);
+    EXPECT_EQ(opencv_border(code), borders.contains(code) ? code : 0);
+  }
+  for (const int32_t code : kOddCodes) {
+    EXPECT_EQ(opencv_interpolation(code), 0);
+    EXPECT_EQ(opencv_border(code), 0);
+  }
+}
+
+TEST(OpencvBridge, WholeSizesDropFractions) {
+  EXPECT_EQ(whole_size(2.9f, -2.9f), cv::Size(2, -2));
+  EXPECT_EQ(whole_rect({0.9f, 1.5f, 4.9f, 4.99f}), cv::Rect(0, 1, 4, 4));
+  const float inf = std::numeric_limits<float>::infinity();
+  const cv::Rect far = whole_rect({2147483520.0f, inf, 2147483520.0f, -inf});
+  EXPECT_GT(far.x + far.width, 0) << "no overflow";
+  EXPECT_EQ(far.y, -(1 << 30));
+}
+
+TEST(OpencvBridge, ViewOwnsNothing) {
+  GuardedFrame frame({TAVIX_PIX_FMT_BGRF32, 5, 3}, {.pad = 8});
+  const cv::Mat view = plane_view(*frame, CV_32FC3);
+  EXPECT_EQ(view.data, frame->data[0]);
+  EXPECT_EQ(view.step[0], size_t(frame->linesize[0]));
+  EXPECT_EQ(view.u, nullptr);
+}
+
+// Every operation on OpenCV, called with a source whose stride OpenCV refuses, and what its log line
+// says before OpenCV's own text. No text: the exception leaves the call. A helpful edit that guards
+// an operation, or frees one from its guard, fails here.
+struct Seam {
+  const char *function;
+  int32_t status;    // of a guarded operation
+  const char *text;  // null: unguarded
+  std::function<int32_t(TavixFrameV2 *src, TavixFrameV2 *dst)> call;
+};
+
+float kernel_values[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+const TavixSize kSize = {3, 3};
+const TavixKernel kFloatKernel = {3, 3, TAVIX_DATA_TYPE_FLOAT32, kernel_values};
+const TavixKernel kByteKernel = {3, 3, TAVIX_DATA_TYPE_UINT8, kernel_values};
+
+const Seam kSeams[] = {
+    {"TavixFrameBlurByCPU", 7, "OpenCV error: ",
+     [](auto *src, auto *dst) { return TavixFrameBlurByCPU(src, dst, kSize); }},
+    {"TavixFrameBoxFilterByCPU", 7, "OpenCV error: ",
+     [](auto *src, auto *dst) { return TavixFrameBoxFilterByCPU(src, dst, &kSize); }},
+    {"TavixFrameFilter2DByCPU", 7, "OpenCV error: ",
+     [](auto *src, auto *dst) { return TavixFrameFilter2DByCPU(src, dst, &kFloatKernel); }},
+    {"TavixFrameDilateBorderByCPU", 7, "Dilate failed: ",
+     [](auto *src, auto *dst) { return TavixFrameDilateBorderByCPU(src, dst, &kByteKernel); }},
+    {"TavixFrameErodeBorderByCPU", 7, "Erosion failed: ",
+     [](auto *src, auto *dst) { return TavixFrameErodeBorderByCPU(src, dst, &kByteKernel); }},
+    {"TavixFrameThresholdBinaryByCPU", 3, "opencv threshold failed: ",
+     [](auto *src, auto *dst) { return TavixFrameThresholdBinaryByCPU(src, dst, 1, 2, 0); }},
+    {"TavixFrameMinMaxNormByCPU", 7, "normalize failed: ",
+     [](auto *src, auto *dst) { return TavixFrameMinMaxNormByCPU(src, dst, 0, 255); }},
+    {"TavixFrameMultiFrameByCPU", 3, "multiply failed: ",
+     [](auto *src, auto *dst) {
+       TavixFrameV2 *out = dst;
+       return TavixFrameMultiFrameByCPU(src, dst, &out);
+     }},
+    {"TavixFrameResizeByCPU", 0, nullptr,
+     [](auto *src, auto *dst) { return TavixFrameResizeByCPU(src, dst, 8, 8, 1); }},
+    {"TavixFrameResizeByScaleByCPU", 0, nullptr,
+     [](auto *src, auto *) {
+       TavixFrameV2 *out = nullptr;
+       return TavixFrameResizeByScaleByCPU(src, &out, 2, 2, 1);
+     }},
+    {"TavixFrameWarpAffineByCPU", 0, nullptr,
+     [](auto *src, auto *dst) {
+       return TavixFrameWarpAffineByCPU(dst, src, kernel_values, 1, 0, 0);
+     }},
+    {"TavixFrameWarpPerspectiveByCPU", 0, nullptr,
+     [](auto *src, auto *dst) {
+       return TavixFrameWarpPerspectiveByCPU(dst, src, kernel_values, 1, 0, 0);
+     }},
+    {"TavixFrameRoiByCPU", 0, nullptr,
+     [](auto *src, auto *dst) {
+       return TavixFrameRoiByCPU(src, dst, {0, 0, 2, 2}, {0, 0, 2, 2});
+     }},
+    {"TavixFrameCopyMakeBorderByCPU", 0, nullptr,
+     [](auto *src, auto *dst) {
+       return TavixFrameCopyMakeBorderByCPU(src, dst, 0, 0, 0, 0, 0, 0);
+     }},
+    {"TavixFrameChannelSplitByCPU", 0, nullptr,
+     [](auto *src, auto *) {
+       TavixChannelFrames out = {};
+       return TavixFrameChannelSplitByCPU(src, &out, 1);
+     }},
+    {"TavixFrameAddMaskByCPU", 0, nullptr,
+     [](auto *src, auto *dst) {
+       dst->video.format = TAVIX_PIX_FMT_GRAY8, dst->video.channels = 1;
+       TavixFrameV2 *out = nullptr;
+       try {
+         return TavixFrameAddMaskByCPU(src, dst, &out);
+       } catch (...) {
+         TavixFrameFreeV2(out);
+         throw;
+       }
+     }},
+};
+
+// Each bad record makes OpenCV raise, in the matrix header or in the call.
+struct BadRecord {
+  const char *what;
+  void (*spoil)(TavixFrameV2 &src);
+};
+const BadRecord kBadRecords[] = {
+    {"a stride below the row", [](TavixFrameV2 &f) { f.linesize[0] = 1; }},
+    {"an empty picture", [](TavixFrameV2 &f) { f.video.width = 0; }},
+    {"a negative width", [](TavixFrameV2 &f) { f.video.width = -8; }},
+    {"a negative height", [](TavixFrameV2 &f) { f.video.height = -8; }},
+};
+
+TEST(OpencvExceptions, StopAtTheEightGuardedOperationsOnly) {
+  for (const BadRecord &bad : kBadRecords) {
+    for (const Seam &seam : kSeams) {
+      SCOPED_TRACE(::testing::Message() << seam.function << " with " << bad.what);
+      GuardedFrame src({TAVIX_PIX_FMT_BGR24, 8, 8}), dst({TAVIX_PIX_FMT_BGR24, 8, 8});
+      src.fill(Fill::noise, 1);
+      dst.fill(Fill::noise, 2);
+      const auto before = dst.payload();
+      bad.spoil(*src);
+      if (seam.text == nullptr) {
+        // An empty or spoilt rectangle may also be legal for a region copy: it must not write.
+        EXPECT_THROW(seam.call(src, dst), cv::Exception);
+        EXPECT_TRUE(logged_nothing());
+      } else {
+        EXPECT_EQ(seam.call(src, dst), seam.status);
+        const auto logs = core_double().take_logs();
+        ASSERT_EQ(logs.size(), 1u);
+        EXPECT_EQ(logs[0].level, TAVIX_LOG_ERROR);
+        EXPECT_EQ(logs[0].unit, "source/host/tavix_frame_convert_cpu");
+        EXPECT_EQ(logs[0].function, seam.function);
+        EXPECT_TRUE(logs[0].text.starts_with(seam.text)) << logs[0].text;
+        EXPECT_GT(logs[0].text.size(), std::string(seam.text).size()) << "OpenCV's own text";
+      }
+      EXPECT_EQ(dst.payload(), before);
+      EXPECT_TRUE(src.intact() && dst.intact());
+    }
+  }
+}
+
+TEST(OpencvExceptions, TheNextCallWorks) {
+  for (const Seam &seam : kSeams) {
+    SCOPED_TRACE(seam.function);
+    GuardedFrame src({TAVIX_PIX_FMT_BGR24, 8, 8}), dst({TAVIX_PIX_FMT_BGR24, 8, 8});
+    src.fill(Fill::noise, 1);
+    dst.fill(Fill::noise, 2);
+    src->linesize[0] = 1;
+    try {
+      seam.call(src, dst);
+    } catch (const cv::Exception &) {
+    }
+    core_double().take_logs();
+    GuardedFrame good({TAVIX_PIX_FMT_BGR24, 8, 8}), again({TAVIX_PIX_FMT_BGR24, 8, 8});
+    good.fill(Fill::noise, 1);
+    again.fill(Fill::noise, 2);
+    EXPECT_EQ(seam.call(good, again), TAVIX_OK);
+    EXPECT_TRUE(logged_nothing());
+    for (const FrameRequest &request : core_double().frame_requests())
+      TavixFrameFreeV2(request.frame);
+    core_double().reset();
+  }
+}
+
+// Records and memory no operation's own checks name.
+TEST(OpencvGuards, NullRecordsAndForeignMemory) {
+  for (const Seam &seam : kSeams) {
+    SCOPED_TRACE(seam.function);
+    GuardedFrame src({TAVIX_PIX_FMT_BGR24, 8, 8}), dst({TAVIX_PIX_FMT_BGR24, 8, 8});
+    src.fill(Fill::noise, 1);
+    dst.fill(Fill::noise, 2);
+    const auto before = dst.payload();
+    EXPECT_EQ(seam.call(nullptr, dst), TAVIX_ERROR_INVALID_PARAM);
+    auto logs = core_double().take_logs();
+    ASSERT_EQ(logs.size(), 1u);
+    EXPECT_EQ(logs[0].function, seam.function);
+    src->memory = 1;
+    EXPECT_EQ(seam.call(src, dst), TAVIX_ERROR_INVALID_PARAM);
+    logs = core_double().take_logs();
+    ASSERT_EQ(logs.size(), 1u);
+    EXPECT_EQ(logs[0].function, seam.function);
+    EXPECT_TRUE(core_double().frame_requests().empty()) << "nothing is allocated";
+    EXPECT_EQ(dst.payload(), before);
+  }
+}
+
+}  // namespace
+}  // namespace tavix::test
