@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <limits>
 #include <map>
@@ -22,7 +23,7 @@ using namespace tavix::module;
 constexpr int32_t kOddCodes[] = {-1, 17, 99, 1 << 30, std::numeric_limits<int32_t>::min()};
 
 TEST(OpencvBridge, TypeOfEveryFormat) {
-  const std::map<int32_t, int> types = {{0, 16}, {1, 16},  {2, 0},   {4, 24},  {5, 24},
+  const std::map<int32_t, int> types = {{0, 16},  {1, 16},  {2, 0},   {4, 24},  {5, 24},
                                         {11, 21}, {12, 21}, {13, 29}, {14, 29}, {15, 5}};
   for (int32_t format = -2; format < 40; ++format) {
     const auto found = types.find(format);
@@ -46,7 +47,10 @@ TEST(OpencvBridge, InterpolationAndBorderCodes) {
 }
 
 TEST(OpencvBridge, WholeSizesDropFractions) {
-  EXPECT_EQ(whole_size(2.9f, -2.9f), cv::Size(2, -2));
+  EXPECT_EQ(kernel_size(2.9f, -2.9f), cv::Size(2, -2));
+  EXPECT_EQ(kernel_size(32767.9f, NAN), cv::Size(32767, std::numeric_limits<int>::min()));
+  EXPECT_THROW(kernel_size(32768.0f, 1), cv::Exception);
+  EXPECT_THROW(kernel_size(1, 32768.0f), cv::Exception);
   EXPECT_EQ(whole_rect({0.9f, 1.5f, 4.9f, 4.99f}), cv::Rect(0, 1, 4, 4));
   const float inf = std::numeric_limits<float>::infinity();
   const cv::Rect far = whole_rect({2147483520.0f, inf, 2147483520.0f, -inf});
@@ -62,14 +66,20 @@ TEST(OpencvBridge, ViewOwnsNothing) {
   EXPECT_EQ(view.u, nullptr);
 }
 
-// Every operation on OpenCV, called with a source whose stride OpenCV refuses, and what its log line
-// says before OpenCV's own text. No text: the exception leaves the call. A helpful edit that guards
-// an operation, or frees one from its guard, fails here.
+// Every operation on OpenCV, called with a source whose stride OpenCV refuses, and what its log
+// line says before OpenCV's own text. No text: the exception leaves the call. A helpful edit that
+// guards an operation, or frees one from its guard, fails here.
 struct Seam {
   const char *function;
   int32_t status;    // of a guarded operation
   const char *text;  // null: unguarded
   std::function<int32_t(TavixFrameV2 *src, TavixFrameV2 *dst)> call;
+};
+
+// A new frame of an operation, freed whichever way the call ends.
+struct NewFrame {
+  TavixFrameV2 *frame = nullptr;
+  ~NewFrame() { TavixFrameFreeV2(frame); }
 };
 
 float kernel_values[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -78,8 +88,8 @@ const TavixKernel kFloatKernel = {3, 3, TAVIX_DATA_TYPE_FLOAT32, kernel_values};
 const TavixKernel kByteKernel = {3, 3, TAVIX_DATA_TYPE_UINT8, kernel_values};
 
 const Seam kSeams[] = {
-    {"TavixFrameBlurByCPU", 7, "OpenCV error: ",
-     [](auto *src, auto *dst) { return TavixFrameBlurByCPU(src, dst, kSize); }},
+    {"TavixFrameBlurByCPU", 7,
+     "OpenCV error: ", [](auto *src, auto *dst) { return TavixFrameBlurByCPU(src, dst, kSize); }},
     {"TavixFrameBoxFilterByCPU", 7, "OpenCV error: ",
      [](auto *src, auto *dst) { return TavixFrameBoxFilterByCPU(src, dst, &kSize); }},
     {"TavixFrameFilter2DByCPU", 7, "OpenCV error: ",
@@ -101,8 +111,8 @@ const Seam kSeams[] = {
      [](auto *src, auto *dst) { return TavixFrameResizeByCPU(src, dst, 8, 8, 1); }},
     {"TavixFrameResizeByScaleByCPU", 0, nullptr,
      [](auto *src, auto *) {
-       TavixFrameV2 *out = nullptr;
-       return TavixFrameResizeByScaleByCPU(src, &out, 2, 2, 1);
+       NewFrame out;
+       return TavixFrameResizeByScaleByCPU(src, &out.frame, 2, 2, 1);
      }},
     {"TavixFrameWarpAffineByCPU", 0, nullptr,
      [](auto *src, auto *dst) {
@@ -123,44 +133,42 @@ const Seam kSeams[] = {
     {"TavixFrameChannelSplitByCPU", 0, nullptr,
      [](auto *src, auto *) {
        TavixChannelFrames out = {};
-       return TavixFrameChannelSplitByCPU(src, &out, 1);
+       const int32_t status = TavixFrameChannelSplitByCPU(src, &out, 1);
+       TavixFrameFreeV2(out.red);
+       return status;
      }},
     {"TavixFrameAddMaskByCPU", 0, nullptr,
      [](auto *src, auto *dst) {
        dst->video.format = TAVIX_PIX_FMT_GRAY8, dst->video.channels = 1;
-       TavixFrameV2 *out = nullptr;
-       try {
-         return TavixFrameAddMaskByCPU(src, dst, &out);
-       } catch (...) {
-         TavixFrameFreeV2(out);
-         throw;
-       }
+       NewFrame out;
+       return TavixFrameAddMaskByCPU(src, dst, &out.frame);
      }},
 };
 
 // Each bad record makes OpenCV raise, in the matrix header or in the call.
 struct BadRecord {
   const char *what;
+  bool allocatable;  // the core can make a frame of this size
   void (*spoil)(TavixFrameV2 &src);
 };
 const BadRecord kBadRecords[] = {
-    {"a stride below the row", [](TavixFrameV2 &f) { f.linesize[0] = 1; }},
-    {"an empty picture", [](TavixFrameV2 &f) { f.video.width = 0; }},
-    {"a negative width", [](TavixFrameV2 &f) { f.video.width = -8; }},
-    {"a negative height", [](TavixFrameV2 &f) { f.video.height = -8; }},
+    {"a stride below the row", true, [](TavixFrameV2 &f) { f.linesize[0] = 1; }},
+    {"a negative width", false, [](TavixFrameV2 &f) { f.video.width = -8; }},
+    {"a negative height", false, [](TavixFrameV2 &f) { f.video.height = -8; }},
 };
 
 TEST(OpencvExceptions, StopAtTheEightGuardedOperationsOnly) {
   for (const BadRecord &bad : kBadRecords) {
     for (const Seam &seam : kSeams) {
       SCOPED_TRACE(::testing::Message() << seam.function << " with " << bad.what);
+      // The mask's new frame comes before the views, and already fails.
+      if (!bad.allocatable && seam.function == std::string("TavixFrameAddMaskByCPU")) continue;
       GuardedFrame src({TAVIX_PIX_FMT_BGR24, 8, 8}), dst({TAVIX_PIX_FMT_BGR24, 8, 8});
       src.fill(Fill::noise, 1);
       dst.fill(Fill::noise, 2);
       const auto before = dst.payload();
       bad.spoil(*src);
       if (seam.text == nullptr) {
-        // An empty or spoilt rectangle may also be legal for a region copy: it must not write.
         EXPECT_THROW(seam.call(src, dst), cv::Exception);
         EXPECT_TRUE(logged_nothing());
       } else {
@@ -196,9 +204,7 @@ TEST(OpencvExceptions, TheNextCallWorks) {
     again.fill(Fill::noise, 2);
     EXPECT_EQ(seam.call(good, again), TAVIX_OK);
     EXPECT_TRUE(logged_nothing());
-    for (const FrameRequest &request : core_double().frame_requests())
-      TavixFrameFreeV2(request.frame);
-    core_double().reset();
+    EXPECT_EQ(core_double().outstanding_frames(), 0);
   }
 }
 

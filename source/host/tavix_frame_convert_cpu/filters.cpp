@@ -49,7 +49,7 @@ int32_t run_morphology(const Morphology &morphology, const TavixFrameV2 *src, Ta
 
 }  // namespace
 
-int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSize kernel_size) {
+int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSize size) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
   TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
@@ -63,15 +63,15 @@ int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSiz
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
   try {
     cv::Mat result = plane_view(*dst, type);
-    cv::blur(plane_view(*src, type), result, whole_size(kernel_size.width, kernel_size.height),
-             kCentre, cv::BORDER_REFLECT_101);
+    cv::blur(plane_view(*src, type), result, kernel_size(size.width, size.height), kCentre,
+             cv::BORDER_REFLECT_101);
     return TAVIX_OK;
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
 }
 
 int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
-                                 const TavixSize *kernel_size) {
+                                 const TavixSize *size) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
   TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr", src->data[0],
@@ -79,14 +79,12 @@ int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type To OpencvType!");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
-  TAVIX_REFUSE_IF(any_null(kernel_size), TAVIX_ERROR_INVALID_PARAM, "kernel_size:%p is nullptr",
-                  kernel_size);
+  TAVIX_REFUSE_IF(any_null(size), TAVIX_ERROR_INVALID_PARAM, "kernel_size:%p is nullptr", size);
   try {
     constexpr bool kNormalize = false;  // sums, not means, on purpose
     cv::Mat result = plane_view(*dst, type);
-    cv::boxFilter(plane_view(*src, type), result, -1,
-                  whole_size(kernel_size->width, kernel_size->height), kCentre, kNormalize,
-                  cv::BORDER_REPLICATE);
+    cv::boxFilter(plane_view(*src, type), result, -1, kernel_size(size->width, size->height),
+                  kCentre, kNormalize, cv::BORDER_REPLICATE);
     return TAVIX_OK;
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")

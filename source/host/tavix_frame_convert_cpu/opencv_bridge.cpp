@@ -29,14 +29,17 @@ cv::Mat plane_view(const TavixFrameV2 &frame, int type) {
                  size_t(frame.linesize[0]));
 }
 
-cv::Mat kernel_view(const TavixKernel &kernel, int type) {
-  const cv::Size size = whole_size(kernel.width, kernel.height);
-  CV_Assert(size.width >= 0 && size.height >= 0);
-  return cv::Mat(size, type, kernel.data);
+cv::Size kernel_size(float width, float height) {
+  constexpr int kMostSide = (1 << 15) - 1;
+  const cv::Size size(truncate_to_int32(width), truncate_to_int32(height));
+  CV_Assert(size.width <= kMostSide && size.height <= kMostSide);
+  return size;
 }
 
-cv::Size whole_size(float width, float height) {
-  return {truncate_to_int32(width), truncate_to_int32(height)};
+cv::Mat kernel_view(const TavixKernel &kernel, int type) {
+  const cv::Size size = kernel_size(kernel.width, kernel.height);
+  CV_Assert(size.width >= 0 && size.height >= 0);
+  return cv::Mat(size, type, kernel.data);
 }
 
 cv::Rect whole_rect(const TavixRect &rect) {

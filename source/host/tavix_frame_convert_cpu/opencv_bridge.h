@@ -46,11 +46,11 @@ int opencv_border(int32_t code);
 // stride below the row or off the element size, for a missing plane and for a negative size.
 cv::Mat plane_view(const TavixFrameV2 &frame, int type);
 
-// A kernel's elements as a matrix; OpenCV raises for a negative size or missing elements.
-cv::Mat kernel_view(const TavixKernel &kernel, int type);
+// A kernel's size, fractions dropped. Raises for sides OpenCV would overflow its buffers with.
+cv::Size kernel_size(float width, float height);
 
-// A size given in floats, fractions dropped.
-cv::Size whole_size(float width, float height);
+// A kernel's elements as a matrix; raises for a negative size or missing elements too.
+cv::Mat kernel_view(const TavixKernel &kernel, int type);
 
 // A rectangle given in floats, fractions dropped. Far-out values are pulled in, so that x + width
 // cannot overflow; they stay outside every image.

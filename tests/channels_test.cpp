@@ -1,0 +1,336 @@
+// SPDX-License-Identifier: Apache-2.0
+// Split, mask, product and fill: results, allocations, failures in turn, refusals.
+#include "tavix/video_common_cpu/channels.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <map>
+#include <opencv2/imgproc.hpp>
+
+#include "support/core_double.h"
+#include "support/opencv_reference.h"
+#include "support/sweep.h"
+
+namespace tavix::test {
+namespace {
+
+constexpr char kUnit[] = "source/host/tavix_frame_convert_cpu";
+const SweepAxes kAxes = {.formats = kRgbFormats,
+                         .widths = {1, 2, 3, 16, 31, 130},
+                         .heights = {1, 2, 5},
+                         .fills = {Fill::noise, Fill::extremes}};
+
+// OpenCV takes strides of whole elements only.
+bool opencv_takes(const SweepCase &c) {
+  return !c.layout.bottom_up && (!is_float_format(c.shape.format) || c.layout.pad % 4 == 0);
+}
+
+bool blue_first(int32_t format) {
+  return format == 1 || format == 4 || format == 12 || format == 14;
+}
+
+// The four slots with what the masks call them.
+struct Slot {
+  const char *name;
+  uint32_t bit;
+  int32_t index_rgb, index_bgr;
+  TavixFrameV2 *TavixChannelFrames::*frame;
+};
+const Slot kSlots[] = {{"RED", 1, 0, 2, &TavixChannelFrames::red},
+                       {"GREEN", 2, 1, 1, &TavixChannelFrames::green},
+                       {"BLUE", 4, 2, 0, &TavixChannelFrames::blue},
+                       {"ALPHA", 8, 3, 3, &TavixChannelFrames::alpha}};
+
+void free_slots(TavixChannelFrames &frames) {
+  for (const Slot &slot : kSlots) {
+    TavixFrameFreeV2(frames.*slot.frame);
+    frames.*slot.frame = nullptr;
+  }
+}
+
+TEST(ChannelSplit, TakesTheChannelsAskedFor) {
+  sweep(kAxes, 900, [](const SweepCase &c) {
+    if (!opencv_takes(c)) return;
+    GuardedFrame src(c.shape, c.layout);
+    src.fill(c.fill, c.seed);
+    src->device = 5;
+    const int32_t channels = channels_of(c.shape.format);
+    const uint32_t mask = uint32_t(c.seed % 16) & ((1u << channels) - 1);
+    const size_t element = is_float_format(c.shape.format) ? 4 : 1;
+    core_double().reset();
+    TavixChannelFrames frames = {};
+    ASSERT_EQ(TavixFrameChannelSplitByCPU(src, &frames, mask), TAVIX_OK);
+    EXPECT_EQ(core_double().frame_requests().size(), size_t(std::popcount(mask)));
+    for (const Slot &slot : kSlots) {
+      const TavixFrameV2 *frame = frames.*slot.frame;
+      ASSERT_EQ(frame != nullptr, (mask & slot.bit) != 0) << slot.name;
+      if (frame == nullptr) continue;
+      EXPECT_EQ(frame->video.format, element == 4 ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8);
+      EXPECT_EQ(frame->device, 5u);
+      const int32_t index = blue_first(c.shape.format) ? slot.index_bgr : slot.index_rgb;
+      for (int32_t y = 0; y < c.shape.height; ++y)
+        for (int32_t x = 0; x < c.shape.width; ++x)
+          ASSERT_EQ(std::memcmp(frame->data[0] + (size_t(y) * c.shape.width + x) * element,
+                                src.row(y) + (size_t(x) * channels + index) * element, element),
+                    0)
+              << slot.name << " at " << x << ", " << y;
+    }
+    free_slots(frames);
+    EXPECT_TRUE(src.intact() && logged_nothing());
+  });
+}
+
+// Rows go out packed even where the core hands over padded ones.
+TEST(ChannelSplit, IgnoresTheNewFramesStride) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGB24, 5, 3});
+  src.fill(Fill::noise, 1);
+  TavixChannelFrames frames = {};
+  ASSERT_EQ(TavixFrameChannelSplitByCPU(src, &frames, 2), TAVIX_OK);
+  EXPECT_EQ(core_double().frame_requests().back().alignment, 1);
+  EXPECT_EQ(frames.green->data[0][5], src.get<uint8_t>(1, 1));
+  free_slots(frames);
+}
+
+TEST(ChannelSplit, MissingChannelStopsAfterTheOthers) {
+  GuardedFrame src({TAVIX_PIX_FMT_BGR24, 4, 2});
+  src.fill(Fill::noise, 1);
+  TavixChannelFrames frames = {};
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 8), 7, kUnit,
+                 "TavixFrameChannelSplitByCPU", "Split ALPHA requires 4 channels (src has 3)");
+  EXPECT_EQ(frames.alpha, nullptr);
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 15), 7, kUnit,
+                 "TavixFrameChannelSplitByCPU", "Split ALPHA requires 4 channels (src has 3)");
+  EXPECT_TRUE(frames.red && frames.green && frames.blue && !frames.alpha);
+  free_slots(frames);
+
+  // A record that claims more channels than its format has is not believed.
+  src->video.channels = 4;
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 8), 7, kUnit,
+                 "TavixFrameChannelSplitByCPU", "Split ALPHA requires 4 channels (src has 4)");
+  src->video.channels = 1;
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 4 | 2), 7, kUnit,
+                 "TavixFrameChannelSplitByCPU", "Split GREEN requires 2 channels (src has 1)");
+  EXPECT_EQ(TavixFrameChannelSplitByCPU(src, &frames, 0), TAVIX_OK);
+  EXPECT_EQ(core_double().outstanding_frames(), 0);
+}
+
+TEST(ChannelSplit, EachAllocationFailsInTurn) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGBA32, 4, 2});
+  src.fill(Fill::noise, 1);
+  for (int nth = 1; nth <= 4; ++nth) {
+    core_double().reset();
+    core_double().fail_frame_allocation(nth);
+    TavixChannelFrames frames = {};
+    EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 15), TAVIX_ERROR_MEMORY, kUnit,
+                   "TavixFrameChannelSplitByCPU",
+                   printed("%s channel alloc failed", kSlots[nth - 1].name));
+    EXPECT_EQ(core_double().outstanding_frames(), nth - 1) << "those before stay stored";
+    free_slots(frames);
+    EXPECT_EQ(core_double().outstanding_frames(), 0);
+  }
+}
+
+// Multiplication bit for bit, mask and its conversions, beside OpenCV.
+TEST(AddMask, MergesMaskAsAlpha) {
+  sweep(kAxes, 900, [](const SweepCase &c) {
+    if (!opencv_takes(c) || channels_of(c.shape.format) == 4) return;
+    const bool float_mask = c.seed % 2 == 1, half = c.seed % 3 == 0;
+    GuardedFrame src(c.shape, c.layout);
+    GuardedFrame mask({float_mask ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8,
+                       half ? (c.shape.width + 1) / 2 : c.shape.width, c.shape.height});
+    src.fill(Fill::noise, c.seed);
+    mask.fill(Fill::noise, c.seed + 1);
+    src->device = 9;
+
+    cv::Mat colour = matrix_of(*src), alpha = matrix_of(*mask), converted, expected;
+    if (half) cv::resize(alpha.clone(), alpha, colour.size(), 0, 0, 1);
+    alpha.convertTo(converted, colour.depth());
+    if (colour.channels() == 1) cv::merge(std::vector<cv::Mat>{colour, colour, colour}, colour);
+    std::vector<cv::Mat> planes;
+    cv::split(colour, planes);
+    planes.push_back(converted);
+    cv::merge(planes, expected);
+
+    core_double().reset();
+    TavixFrameV2 *dst = nullptr;
+    ASSERT_EQ(TavixFrameAddMaskByCPU(src, mask, &dst), TAVIX_OK);
+    const std::map<int32_t, int32_t> partner = {{0, 5},   {1, 4},   {2, 4},
+                                                {11, 13}, {12, 14}, {15, 14}};
+    EXPECT_EQ(dst->video.format, partner.at(c.shape.format));
+    EXPECT_EQ(dst->device, 9u);
+    EXPECT_TRUE(same_pixels_as(expected, *dst));
+    TavixFrameFreeV2(dst);
+    EXPECT_TRUE(src.intact() && mask.intact() && logged_nothing());
+  });
+}
+
+// Five channels are merged, and each row cut to the four the output holds.
+TEST(AddMask, SourceWithAlphaIsCut) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGBA32, 7, 3}), mask({TAVIX_PIX_FMT_GRAY8, 7, 3});
+  src.fill(Fill::noise, 1);
+  mask.fill(Fill::noise, 2);
+  TavixFrameV2 *dst = nullptr;
+  ASSERT_EQ(TavixFrameAddMaskByCPU(src, mask, &dst), TAVIX_OK);
+  EXPECT_EQ(dst->video.format, TAVIX_PIX_FMT_RGBA32);
+  for (int y = 0; y < 3; ++y)
+    for (int i = 0; i < 28; ++i)
+      EXPECT_EQ(dst->data[0][y * 28 + i],
+                i % 5 == 4 ? mask.get<uint8_t>(i / 5, y) : src.get<uint8_t>(i / 5 * 4 + i % 5, y));
+  TavixFrameFreeV2(dst);
+}
+
+TEST(AddMask, RefusalsInOrder) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGB24, 4, 2}), mask({TAVIX_PIX_FMT_GRAY8, 4, 2});
+  src.fill(Fill::noise, 1), mask.fill(Fill::noise, 2);
+  TavixFrameV2 *dst = src;
+  constexpr char kFunction[] = "TavixFrameAddMaskByCPU";
+
+  src->data[0] = nullptr;
+  EXPECT_REFUSED(
+      TavixFrameAddMaskByCPU(src, mask, &dst), 7, kUnit, kFunction,
+      printed("src_frame->data[0]:%p or mask->data[0]:%p is nullptr", nullptr, mask->data[0]));
+  EXPECT_EQ(core_double().outstanding_frames(), 0) << "the new frame is freed";
+  EXPECT_EQ(dst, core_double().frame_requests().back().frame) << "the output is not reset";
+  core_double().fail_frame_allocation();
+  EXPECT_REFUSED(TavixFrameAddMaskByCPU(src, mask, &dst), 3, kUnit, kFunction,
+                 "des frame data allocate error");
+  EXPECT_EQ(dst, nullptr);
+
+  dst = src;
+  src->video.format = 7;
+  EXPECT_REFUSED(TavixFrameAddMaskByCPU(src, mask, &dst), 4, kUnit, kFunction,
+                 "Unsupported src_frame pixel type:7 or mask pixel type:2 to OpencvType!");
+  mask->video.format = 0;
+  EXPECT_REFUSED(TavixFrameAddMaskByCPU(src, mask, &dst), 4, kUnit, kFunction,
+                 "mask video format is:0 now only support TAVIX_PIX_FMT_GRAY8 or "
+                 "TAVIX_PIX_FMT_GRAYF32!");
+  mask->video.channels = 3;
+  EXPECT_REFUSED(TavixFrameAddMaskByCPU(src, mask, &dst), 7, kUnit, kFunction,
+                 "mask channels:3 need to be 1");
+  EXPECT_EQ(dst, src) << "checks before the allocation leave the output alone";
+}
+
+TEST(MultiFrame, EqualsOpencvInPlaceAndInANewFrame) {
+  sweep(kAxes, 600, [](const SweepCase &c) {
+    if (!opencv_takes(c)) return;
+    GuardedFrame alpha(c.shape), beta(c.shape, c.layout);
+    alpha.fill(c.fill, c.seed);
+    beta.fill(Fill::noise, c.seed + 1);
+    cv::Mat expected;
+    cv::multiply(matrix_of(*alpha), matrix_of(*beta), expected);
+    TavixFrameV2 *fresh = nullptr, *in_place = beta;
+    ASSERT_EQ(TavixFrameMultiFrameByCPU(alpha, beta, &fresh), TAVIX_OK);
+    ASSERT_EQ(TavixFrameMultiFrameByCPU(alpha, beta, &in_place), TAVIX_OK);
+    EXPECT_TRUE(same_pixels_as(expected, *fresh));
+    EXPECT_TRUE(same_pixels_as(expected, *beta));
+    TavixFrameFreeV2(fresh);
+    EXPECT_TRUE(alpha.intact() && beta.intact() && logged_nothing());
+  });
+}
+
+TEST(MultiFrame, RefusalsInOrder) {
+  GuardedFrame alpha({TAVIX_PIX_FMT_RGB24, 4, 2}), beta({TAVIX_PIX_FMT_RGB24, 4, 2});
+  alpha.fill(Fill::noise, 1), beta.fill(Fill::noise, 2);
+  const auto before = beta.payload();
+  constexpr char kFunction[] = "TavixFrameMultiFrameByCPU";
+  TavixFrameV2 *dst = nullptr;
+  core_double().fail_frame_allocation();
+  EXPECT_REFUSED(TavixFrameMultiFrameByCPU(alpha, beta, &dst), 3, kUnit, kFunction,
+                 "TavixVideoFrameAllocV2 failed");
+  EXPECT_EQ(dst, nullptr);
+  alpha->video.format = 9;
+  EXPECT_REFUSED(TavixFrameMultiFrameByCPU(alpha, beta, &dst), 7, kUnit, kFunction,
+                 "Unsupported Frame Type:9 To OpencvType!");
+  dst = alpha;
+  EXPECT_REFUSED(TavixFrameMultiFrameByCPU(alpha, beta, &dst), 7, kUnit, kFunction,
+                 printed("*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p",
+                         static_cast<TavixFrameV2 *>(alpha), static_cast<TavixFrameV2 *>(beta)));
+  EXPECT_EQ(beta.payload(), before);
+
+  // A failure of OpenCV after the allocation: the new frame stays stored.
+  alpha->video.format = 0;
+  alpha->data[0] = nullptr;
+  dst = nullptr;
+  EXPECT_EQ(TavixFrameMultiFrameByCPU(alpha, beta, &dst), TAVIX_ERROR_MEMORY);
+  const auto logs = core_double().take_logs();
+  ASSERT_EQ(logs.size(), 1u);
+  EXPECT_TRUE(logs[0].text.starts_with("multiply failed: "));
+  ASSERT_NE(dst, nullptr);
+  TavixFrameFreeV2(dst);
+}
+
+TEST(Memfill, FillsThePayloadOnly) {
+  sweep(kAxes, 600, [](const SweepCase &c) {
+    GuardedFrame like({c.shape.format, 1, 1}), dst(c.shape, c.layout);
+    dst.fill(Fill::noise, c.seed);
+    const float values[] = {300.0f, -3.0f, 7.9f, NAN, INFINITY, -INFINITY, 255.0f, 254.99f, 0.0f};
+    const uint8_t bytes[] = {255, 0, 7, 0, 255, 0, 255, 254, 0};
+    const size_t k = c.seed % std::size(values);
+    EXPECT_EQ(TavixFrameMemfillByCPU(like, dst, values[k]), TAVIX_OK);
+    const int32_t n = c.shape.width * channels_of(c.shape.format);
+    for (int32_t y = 0; y < c.shape.height; ++y)
+      for (int32_t i = 0; i < n; ++i) {
+        if (is_float_format(c.shape.format)) {
+          const float stored = dst.get<float>(i, y);
+          ASSERT_EQ(std::memcmp(&stored, &values[k], 4), 0);
+        } else {
+          ASSERT_EQ(dst.get<uint8_t>(i, y), bytes[k]);
+        }
+      }
+    EXPECT_TRUE(dst.intact() && logged_nothing());
+  });
+}
+
+// The element type is the source's; the destination's format is not looked at.
+TEST(Memfill, ElementTypeIsTheSources) {
+  GuardedFrame like({TAVIX_PIX_FMT_GRAY8, 1, 1}), dst({TAVIX_PIX_FMT_GRAYF32, 4, 2});
+  dst.fill(Fill::zeros, 1);
+  const auto before = dst.payload();
+  EXPECT_EQ(TavixFrameMemfillByCPU(like, dst, 7), TAVIX_OK);
+  for (int y = 0; y < 2; ++y) {
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(dst.row(y)[i], 7);
+    for (int i = 4; i < 16; ++i) EXPECT_EQ(dst.row(y)[i], before[size_t(y) * 16 + i]);
+  }
+}
+
+TEST(Memfill, RefusalsInOrder) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGB24, 4, 2}), dst({TAVIX_PIX_FMT_RGB24, 4, 2});
+  dst.fill(Fill::noise, 1);
+  const auto before = dst.payload();
+  constexpr char kFunction[] = "TavixFrameMemfillByCPU";
+  src->data[0] = nullptr;
+  EXPECT_REFUSED(
+      TavixFrameMemfillByCPU(src, dst, 1), 7, kUnit, kFunction,
+      printed("src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", nullptr, dst->data[0]));
+  src->video.format = 16;
+  EXPECT_REFUSED(TavixFrameMemfillByCPU(src, dst, 1), 7, kUnit, kFunction,
+                 "TavixFrameMemfillByCPU byte_size is not support\n");
+  src->memory = 1;
+  src->video.format = 0;
+  src->data[0] = dst->data[0];
+  EXPECT_REFUSED(TavixFrameMemfillByCPU(src, dst, 1), 7, kUnit, kFunction,
+                 "src_frame->memory:1 or dst_frame->memory:0 is not host memory");
+  EXPECT_EQ(dst.payload(), before);
+}
+
+TEST(ChannelRefusals, SplitInOrder) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGB24, 4, 2});
+  TavixChannelFrames frames = {};
+  constexpr char kFunction[] = "TavixFrameChannelSplitByCPU";
+  src->data[0] = nullptr;
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 7), 7, kUnit, kFunction,
+                 "src_frame->data[0] is nullptr");
+  src->video.format = 3;
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 7), 4, kUnit, kFunction,
+                 "Unsupported src_frame pixel type:3 to OpencvType!");
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, nullptr, 7), 7, kUnit, kFunction,
+                 printed("src_frame:%p or dst_frames:%p is nullptr",
+                         static_cast<TavixFrameV2 *>(src), nullptr));
+  EXPECT_TRUE(!frames.red && !frames.green && !frames.blue && !frames.alpha);
+}
+
+}  // namespace
+}  // namespace tavix::test
