@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <utility>
 
 #include "tavix/video_common_cpu/arithmetic.h"

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/harness.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "common/parallel/tavix_parallel_wrapper.h"
+#include "cpu_dispatch/cpu_features.h"
+#include "support/stream.h"
+
+namespace tavix::benchmarks {
+
+namespace {
+
+constexpr struct {
+  const char *name;
+  Size size;
+} kSizes[] = {{"256x256", {256, 256}}, {"1920x1080", {1920, 1080}}, {"3840x2160", {3840, 2160}}};
+
+int64_t bytes_moved(const Workload &work) {
+  int64_t bytes = 0;
+  for (const auto *list : {&work.inputs, &work.outputs})
+    for (const Samples &samples : *list) bytes += samples.bytes();
+  return bytes;
+}
+
+// The workload of the case that ran last: repetitions of one case share it, and no two are in
+// memory at once.
+Workload &workload(const std::string &key, const detail::Make &make, const Size &size) {
+  static std::string kept_key;
+  static std::shared_ptr<Workload> kept;
+  if (kept_key != key) {
+    kept.reset();
+    kept = make(size);
+    kept_key = key;
+  }
+  return *kept;
+}
+
+using Bytes = std::vector<uint8_t>;
+
+std::vector<Bytes> outputs_of(const detail::Run &run, Workload &work) {
+  std::vector<Bytes> outputs;
+  for (const Samples &samples : work.outputs)
+    std::memset(samples.data(), 0x5A, size_t(samples.bytes()));
+  run(work);
+  for (const Samples &samples : work.outputs)
+    outputs.emplace_back(samples.data(), samples.data() + samples.bytes());
+  return outputs;
+}
+
+// The first place where a peer is further from ours than it may be, or nothing.
+std::string disagreement(const detail::Run &ours, const detail::Run &peer, Tolerance tolerance,
+                         Workload &work) {
+  const std::vector<Bytes> expected = outputs_of(ours, work), found = outputs_of(peer, work);
+  for (size_t k = 0; k < work.outputs.size(); ++k) {
+    const Samples &samples = work.outputs[k];
+    for (int64_t i = 0; i < samples.count(); ++i) {
+      const double a = samples.at(expected[k].data(), i), b = samples.at(found[k].data(), i);
+      const double scale = samples.is_float() ? std::max(1.0, std::fabs(a)) : 1.0;
+      if (a == b || (std::isnan(a) && std::isnan(b))) continue;
+      if (std::fabs(a - b) <= tolerance * scale) continue;
+      return "sample " + std::to_string(i) + " of output " + std::to_string(k) + " is " +
+             std::to_string(b) + ", ours is " + std::to_string(a);
+    }
+  }
+  return {};
+}
+
+void add(const std::string &operation, const std::string &peer, const detail::Make &make,
+         const std::function<std::string(Workload &work)> &check, const detail::Run &run) {
+  for (const auto &[size_name, size] : kSizes) {
+    const std::string key = operation + "/" + size_name;
+    benchmark::RegisterBenchmark(
+        (operation + "/" + peer + "/" + size_name).c_str(),
+        [key, make, size, check, run, checked = false](benchmark::State &state) mutable {
+          Workload &work = workload(key, make, size);
+          if (const std::string error = checked ? std::string() : check(work); !error.empty()) {
+            state.SkipWithError(error.c_str());
+            return;
+          }
+          checked = true;
+          for (auto _ : state) {
+            run(work);
+            benchmark::ClobberMemory();
+          }
+          state.SetBytesProcessed(int64_t(state.iterations()) * bytes_moved(work));
+        });
+  }
+}
+
+std::string nothing_to_check(Workload &) {
+  return {};
+}
+
+std::string too_many_streams(Workload &work) {
+  return std::max(work.inputs.size(), work.outputs.size()) > kMaxStreams ? "too many streams" : "";
+}
+
+// Copies half of the bytes that the operation moves, so that reading and writing add up to them.
+void copy_same_bytes(Workload &work) {
+  static Bytes from, to;
+  const auto half = size_t(bytes_moved(work) / 2);
+  if (from.size() != half) {
+    from.assign(half, 1);
+    to.assign(half, 2);
+  }
+  std::memcpy(to.data(), from.data(), half);
+  benchmark::DoNotOptimize(to.data());
+}
+
+void stream_same_bytes(Workload &work) {
+  benchmark::DoNotOptimize(stream_avx2(work.inputs.data(), work.inputs.size(), work.outputs.data(),
+                                       work.outputs.size()));
+}
+
+}  // namespace
+
+Frames::Frames(std::vector<Frame> sources, Frame destination)
+    : src(std::move(sources)), dst(std::move(destination)) {
+  for (const Frame &frame : src)
+    for (const Samples &plane : frame.planes()) inputs.push_back(plane);
+  outputs = dst.planes();
+}
+
+namespace detail {
+
+void add_limits(const std::string &operation, const Make &make) {
+  add(operation, "memcpy", make, nothing_to_check, copy_same_bytes);
+  if (module::use_avx2()) add(operation, "stream", make, too_many_streams, stream_same_bytes);
+}
+
+void add_peer(const std::string &operation, const std::string &peer, const Make &make,
+              const Run &ours, const Run &run, Tolerance tolerance) {
+  if (tolerance < 0) return add(operation, peer, make, nothing_to_check, run);
+  add(
+      operation, peer, make,
+      [ours, run, tolerance](Workload &work) { return disagreement(ours, run, tolerance, work); },
+      run);
+}
+
+}  // namespace detail
+
+}  // namespace tavix::benchmarks
+
+int main(int argc, char **argv) {
+  tavix::module::worker_count = 1;
+  cv::setNumThreads(1);
+  tavix::benchmarks::register_benchmarks();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
