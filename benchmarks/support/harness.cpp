@@ -15,11 +15,6 @@ namespace tavix::benchmarks {
 
 namespace {
 
-constexpr struct {
-  const char *name;
-  Size size;
-} kSizes[] = {{"256x256", {256, 256}}, {"1920x1080", {1920, 1080}}, {"3840x2160", {3840, 2160}}};
-
 int64_t bytes_moved(const Workload &work) {
   int64_t bytes = 0;
   for (const auto *list : {&work.inputs, &work.outputs})
@@ -29,12 +24,12 @@ int64_t bytes_moved(const Workload &work) {
 
 // The workload of the case that ran last: repetitions of one case share it, and no two are in
 // memory at once.
-Workload &workload(const std::string &key, const detail::Make &make, const Size &size) {
+Workload &workload(const std::string &key, const detail::Case &subject, const Size &size) {
   static std::string kept_key;
   static std::shared_ptr<Workload> kept;
   if (kept_key != key) {
     kept.reset();
-    kept = make(size);
+    kept = subject.make(size);
     kept_key = key;
   }
   return *kept;
@@ -70,14 +65,15 @@ std::string disagreement(const detail::Run &ours, const detail::Run &peer, Toler
   return {};
 }
 
-void add(const std::string &operation, const std::string &peer, const detail::Make &make,
-         const std::function<std::string(Workload &work)> &check, const detail::Run &run) {
-  for (const auto &[size_name, size] : kSizes) {
-    const std::string key = operation + "/" + size_name;
+void add(const detail::Case &subject, const std::string &peer, const detail::Run &run,
+         const std::function<std::string(Workload &work)> &check) {
+  for (const Size &size : subject.sizes) {
+    const std::string size_name = std::to_string(size.width) + "x" + std::to_string(size.height);
+    const std::string key = subject.operation + "/" + size_name;
     benchmark::RegisterBenchmark(
-        (operation + "/" + peer + "/" + size_name).c_str(),
-        [key, make, size, check, run, checked = false](benchmark::State &state) mutable {
-          Workload &work = workload(key, make, size);
+        (subject.operation + "/" + peer + "/" + size_name).c_str(),
+        [key, subject, size, run, check, checked = false](benchmark::State &state) mutable {
+          Workload &work = workload(key, subject, size);
           if (const std::string error = checked ? std::string() : check(work); !error.empty()) {
             state.SkipWithError(error.c_str());
             return;
@@ -128,18 +124,16 @@ Frames::Frames(std::vector<Frame> sources, Frame destination)
 
 namespace detail {
 
-void add_limits(const std::string &operation, const Make &make) {
-  add(operation, "memcpy", make, nothing_to_check, copy_same_bytes);
-  if (module::use_avx2()) add(operation, "stream", make, too_many_streams, stream_same_bytes);
+void add_limits(const Case &subject) {
+  add(subject, "memcpy", copy_same_bytes, nothing_to_check);
+  if (module::use_avx2()) add(subject, "stream", stream_same_bytes, too_many_streams);
 }
 
-void add_peer(const std::string &operation, const std::string &peer, const Make &make,
-              const Run &ours, const Run &run, Tolerance tolerance) {
-  if (tolerance < 0) return add(operation, peer, make, nothing_to_check, run);
-  add(
-      operation, peer, make,
-      [ours, run, tolerance](Workload &work) { return disagreement(ours, run, tolerance, work); },
-      run);
+void add_peer(const Case &subject, const std::string &peer, const Run &ours, const Run &run,
+              Tolerance tolerance) {
+  if (tolerance < 0) return add(subject, peer, run, nothing_to_check);
+  add(subject, peer, run,
+      [ours, run, tolerance](Workload &work) { return disagreement(ours, run, tolerance, work); });
 }
 
 }  // namespace detail

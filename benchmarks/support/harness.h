@@ -52,34 +52,42 @@ using Tolerance = double;
 inline constexpr Tolerance kExact = 0.0;
 inline constexpr Tolerance kUnequalWork = -1.0;  // not compared: the peer does something nearby
 
+using Sizes = std::vector<Size>;
+inline const Sizes kSizes = {{256, 256}, {1920, 1080}, {3840, 2160}};
+
 namespace detail {
-using Make = std::function<std::shared_ptr<Workload>(const Size &size)>;
+
+struct Case {
+  std::string operation;
+  std::function<std::shared_ptr<Workload>(const Size &size)> make;
+  Sizes sizes;
+};
 using Run = std::function<void(Workload &work)>;
 
-void add_limits(const std::string &operation, const Make &make);
-void add_peer(const std::string &operation, const std::string &peer, const Make &make,
-              const Run &ours, const Run &run, Tolerance tolerance);
+void add_limits(const Case &subject);
+void add_peer(const Case &subject, const std::string &peer, const Run &ours, const Run &run,
+              Tolerance tolerance);
+
 }  // namespace detail
 
 template <class Work>
 class Comparison {
  public:
-  Comparison(std::string operation, detail::Make make)
-      : operation_(std::move(operation)), make_(std::move(make)) {
-    detail::add_limits(operation_, make_);
+  explicit Comparison(detail::Case subject) : subject_(std::move(subject)) {
+    detail::add_limits(subject_);
   }
 
   template <class Run>
   Comparison &ours(Run run) {
     ours_ = erase(std::move(run));
-    detail::add_peer(operation_, "tavix", make_, ours_, ours_, kUnequalWork);
+    detail::add_peer(subject_, "tavix", ours_, ours_, kUnequalWork);
     return *this;
   }
 
   // Call after ours().
   template <class Run>
   Comparison &peer(const std::string &name, Tolerance tolerance, Run run) {
-    detail::add_peer(operation_, name, make_, ours_, erase(std::move(run)), tolerance);
+    detail::add_peer(subject_, name, ours_, erase(std::move(run)), tolerance);
     return *this;
   }
 
@@ -89,17 +97,16 @@ class Comparison {
     return [run](Workload &work) { run(static_cast<Work &>(work)); };
   }
 
-  std::string operation_;
-  detail::Make make_;
+  detail::Case subject_;
   detail::Run ours_;
 };
 
 // Starts the comparison of one operation at every size; make(size) returns a Workload.
 template <class Make>
-auto compare(const std::string &operation, Make make) {
+auto compare(const std::string &operation, Make make, const Sizes &sizes = kSizes) {
   using Work = std::invoke_result_t<Make, const Size &>;
-  return Comparison<Work>(operation,
-                          [make](const Size &size) { return std::make_shared<Work>(make(size)); });
+  return Comparison<Work>(
+      {operation, [make](const Size &size) { return std::make_shared<Work>(make(size)); }, sizes});
 }
 
 }  // namespace tavix::benchmarks
