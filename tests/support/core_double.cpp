@@ -3,7 +3,6 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -55,15 +54,6 @@ bool due(int &countdown) {
 bool about_arena(const LogLine &line) {
   return line.level == TAVIX_LOG_INFO &&
          line.unit == "source/host/common/parallel/tavix_parallel_wrapper";
-}
-
-std::string vprinted(const char *format, va_list arguments) {
-  va_list again;
-  va_copy(again, arguments);
-  std::string text(size_t(std::max(std::vsnprintf(nullptr, 0, format, again), 0)), '\0');
-  va_end(again);
-  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-  return text;
 }
 
 ::testing::AssertionResult explain(const std::vector<LogLine> &actual) {
@@ -159,14 +149,6 @@ void CoreDouble::serve_buffer(const TavixBuffer *handle, void *data) {
 }
 void CoreDouble::withdraw_buffer(const TavixBuffer *handle) {
   locked([&](State &s) { s.buffers.erase(handle); });
-}
-
-std::string printed(const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  std::string text = vprinted(format, arguments);
-  va_end(arguments);
-  return text;
 }
 
 ::testing::AssertionResult logged_once(const LogLine &expected) {

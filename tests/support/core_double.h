@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "support/printed.h"
 #include "tavix/core.h"
 
 namespace tavix::test {
@@ -84,9 +85,6 @@ class CoreDouble {
 };
 
 CoreDouble &core_double();
-
-// A text as printf makes it: how messages print pointers.
-std::string printed(const char *format, ...) TAVIX_PRINTF(1, 2);
 
 // Whether exactly this line, or none, was logged since the last time one of the two was asked.
 [[nodiscard]] ::testing::AssertionResult logged_once(const LogLine &expected);

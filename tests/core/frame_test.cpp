@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: Apache-2.0
+// Frames of the core: layout, refusals, copies.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <memory>
+#include <numeric>
+
+#include "core/recorded_log.h"
+#include "core/scarce_memory.h"
+#include "support/compare.h"
+#include "support/guarded_frame.h"
+#include "support/printed.h"
+#include "support/sweep.h"
+
+namespace tavix::test {
+namespace {
+
+struct FreeFrame {
+  void operator()(TavixFrameV2 *frame) const { TavixFrameFreeV2(frame); }
+};
+using Frame = std::unique_ptr<TavixFrameV2, FreeFrame>;
+
+Frame allocate(int32_t format, int32_t width, int32_t height, int32_t alignment) {
+  return Frame(TavixVideoFrameAllocV2(format, TAVIX_MEMORY_HOST, width, height, 42, alignment));
+}
+
+std::vector<int32_t> named_formats() {
+  std::vector<int32_t> formats = kRgbFormats;
+  formats.insert(formats.end(), kYuvFormats.begin(), kYuvFormats.end());
+  return formats;
+}
+
+TEST(FrameAlloc, EveryFormatSizeAndAlignment) {
+  RecordedLog log;
+  for (const int32_t format : named_formats())
+    for (const int32_t width : {1, 2, 3, 63, 64, 65})
+      for (const int32_t height : {1, 2, 5})
+        for (const int32_t alignment : {1, 2, 16, 64, 4096}) {
+          SCOPED_TRACE(::testing::Message() << "format " << format << ", " << width << 'x' << height
+                                            << ", alignment " << alignment);
+          const Frame frame = allocate(format, width, height, alignment);
+          ASSERT_TRUE(frame);
+          EXPECT_EQ(frame->memory, uint32_t(TAVIX_MEMORY_HOST));
+          EXPECT_EQ(frame->device, 42u);
+          const TavixVideoInfo &video = frame->video;
+          EXPECT_EQ(video.channels, channels_of(format));
+          EXPECT_EQ(video.width, width);
+          EXPECT_EQ(video.height, height);
+          EXPECT_EQ(video.format, format);
+          EXPECT_EQ(video.color_space, 0);
+          EXPECT_EQ(video.color_range, 0);
+          EXPECT_EQ(frame->pts | frame->dts | frame->duration | frame->flags, 0);
+
+          const auto planes = plane_shapes(video);
+          for (size_t p = 0; p < planes.size(); ++p) {
+            ASSERT_NE(frame->data[p], nullptr);
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(frame->data[p]) % 64, 0u);
+            const int32_t stride = (planes[p].row_bytes + alignment - 1) / alignment * alignment;
+            ASSERT_EQ(frame->linesize[p], stride);
+            const uint8_t *end = frame->data[p] + stride * planes[p].rows;
+            EXPECT_EQ(std::accumulate(static_cast<const uint8_t *>(frame->data[p]), end, 0), 0);
+            if (p + 1 < planes.size()) {
+              EXPECT_LE(end, frame->data[p + 1]) << "planes overlap";
+            }
+          }
+          for (size_t p = planes.size(); p < TAVIX_FRAME_MAX_PLANES; ++p) {
+            EXPECT_EQ(frame->data[p], nullptr);
+            EXPECT_EQ(frame->linesize[p], 0);
+          }
+        }
+  EXPECT_TRUE(log.take().empty());
+}
+
+TEST(FrameAlloc, EveryByteOfEveryPlaneIsTheCallers) {
+  for (const int32_t format : named_formats()) {
+    const Frame frame = allocate(format, 7, 5, 16);
+    const auto planes = plane_shapes(frame->video);
+    for (size_t p = 0; p < planes.size(); ++p)
+      std::memset(frame->data[p], int(p + 1), size_t(frame->linesize[p] * planes[p].rows));
+    for (size_t p = 0; p < planes.size(); ++p)
+      for (int32_t i = 0; i < frame->linesize[p] * planes[p].rows; ++i)
+        ASSERT_EQ(frame->data[p][i], p + 1);
+  }
+}
+
+struct FrameArguments {
+  int32_t format;
+  uint32_t memory;
+  int32_t width, height, alignment;
+};
+
+TEST(FrameAlloc, RefusesTheImpossibleWithOneLine) {
+  constexpr FrameArguments kImpossible[] = {
+      {-1, 0, 4, 4, 1},      {3, 0, 4, 4, 1},        {6, 0, 4, 4, 1},       {16, 0, 4, 4, 1},
+      {17, 0, 4, 4, 1},      {INT_MIN, 0, 4, 4, 1},  {INT_MAX, 0, 4, 4, 1}, {256, 0, 4, 4, 1},
+      {0, 1, 4, 4, 1},       {0, UINT_MAX, 4, 4, 1}, {0, 0, 0, 4, 1},       {0, 0, -1, 4, 1},
+      {0, 0, INT_MIN, 4, 1}, {0, 0, 4, 0, 1},        {0, 0, 4, -1, 1},      {0, 0, 4, INT_MIN, 1},
+      {0, 0, 4, 4, 0},       {0, 0, 4, 4, -1},       {0, 0, 4, 4, INT_MIN}, {0, 0, 4, 4, 3},
+      {0, 0, 4, 4, 6},       {0, 0, 4, 4, 65},
+  };
+  RecordedLog log;
+  for (const auto &[format, memory, width, height, alignment] : kImpossible) {
+    EXPECT_EQ(TavixVideoFrameAllocV2(format, memory, width, height, 0, alignment), nullptr);
+    EXPECT_TRUE(log.only_error(
+        "TavixVideoFrameAllocV2",
+        printed("frame of format %d, memory %u, size %dx%d, row alignment %d is impossible", format,
+                memory, width, height, alignment)));
+  }
+}
+
+TEST(FrameAlloc, RefusesPlanesWhoseRowsA32BitOffsetCannotReach) {
+  constexpr FrameArguments kTooLarge[] = {
+      {2, 0, INT_MAX, INT_MAX, 1}, {2, 0, 65536, 32768, 1},      {0, 0, 1 << 30, 1, 1},
+      {14, 0, INT_MAX, 1, 1},      {2, 0, INT_MAX, 1, 2},        {2, 0, 1, 2, 1 << 30},
+      {7, 0, INT_MAX, 1, 1},       {10, 0, INT_MAX, INT_MAX, 1},
+  };
+  RecordedLog log;
+  for (const auto &[format, memory, width, height, alignment] : kTooLarge) {
+    EXPECT_EQ(TavixVideoFrameAllocV2(format, memory, width, height, 0, alignment), nullptr);
+    EXPECT_TRUE(
+        log.only_error("TavixVideoFrameAllocV2",
+                       printed("frame of format %d, size %dx%d, row alignment %d is too large",
+                               format, width, height, alignment)));
+  }
+  EXPECT_TRUE(allocate(TAVIX_PIX_FMT_GRAY8, 1, 1, 1 << 30)) << "the largest that fits";
+}
+
+TEST(FrameAlloc, ReportsMissingMemory) {
+  RecordedLog log;
+  fail_nothrow_new(1);
+  EXPECT_FALSE(allocate(TAVIX_PIX_FMT_NV12, 6, 5, 1));
+  EXPECT_TRUE(
+      log.only_error("TavixVideoFrameAllocV2", "no memory for a frame of format 7, size 6x5"));
+}
+
+TEST(FrameFree, IgnoresNull) {
+  TavixFrameFreeV2(nullptr);
+}
+
+void set_metadata(TavixFrameV2 &frame) {
+  frame.video.color_space = 5;
+  frame.video.color_range = 2;
+  frame.pts = 1LL << 40;
+  frame.dts = -7;
+  frame.duration = 40;
+  frame.flags = 9;
+}
+
+void expect_metadata(const TavixFrameV2 &frame) {
+  EXPECT_EQ(frame.video.color_space, 5);
+  EXPECT_EQ(frame.video.color_range, 2);
+  EXPECT_EQ(frame.pts, 1LL << 40);
+  EXPECT_EQ(frame.dts, -7);
+  EXPECT_EQ(frame.duration, 40);
+  EXPECT_EQ(frame.flags, 9);
+}
+
+TEST(FrameCopy, EveryFormatAndSizeWithinTheStridesOfBoth) {
+  RecordedLog log;
+  for (const FrameLayout &dst_layout : kLayouts) {
+    sweep({.formats = named_formats(),
+           .widths = numbers(1, 9),
+           .heights = numbers(1, 5),
+           .fills = {Fill::noise}},
+          4000, [&](const SweepCase &c) {
+            SCOPED_TRACE(::testing::Message() << "to " << dst_layout);
+            GuardedFrame src(c.shape, c.layout), dst(c.shape, dst_layout);
+            src.fill(c.fill, c.seed);
+            dst.fill(Fill::zeros, 0);
+            set_metadata(*src);
+            dst->device = 3;
+            ASSERT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
+            EXPECT_EQ(dst.payload(), src.payload());
+            EXPECT_TRUE(dst.intact() && src.intact());
+            expect_metadata(*dst);
+            EXPECT_EQ(dst->device, 3u) << "the context of the allocation stays";
+          });
+  }
+  EXPECT_TRUE(log.take().empty());
+}
+
+TEST(FrameCopy, FloatsKeepEveryBit) {
+  GuardedFrame src({TAVIX_PIX_FMT_BGRAF32, 33, 3}), dst({TAVIX_PIX_FMT_BGRAF32, 33, 3}, {1});
+  src.fill(Fill::specials, 5);
+  EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
+  EXPECT_EQ(dst.payload(), src.payload());
+}
+
+TEST(FrameCopy, OntoItself) {
+  GuardedFrame frame({TAVIX_PIX_FMT_I420, 5, 3}, {2});
+  frame.fill(Fill::noise, 1);
+  const auto before = frame.payload();
+  EXPECT_EQ(TavixFrameCopyV2(frame, frame, 0, 0), TAVIX_OK);
+  EXPECT_EQ(frame.payload(), before);
+}
+
+TEST(FrameCopy, StridesBelowThePayloadBoundEachRow) {
+  for (const int32_t stride : {4, -4}) {
+    GuardedFrame src({TAVIX_PIX_FMT_GRAY8, 10, 2}), dst({TAVIX_PIX_FMT_GRAY8, 10, 2});
+    src.fill(Fill::noise, 2);
+    dst.fill(Fill::zeros, 0);
+    dst->linesize[0] = stride;
+    if (stride < 0) dst->data[0] += 4;
+    EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
+    for (int32_t y = 0; y < 2; ++y)
+      for (int32_t x = 0; x < 4; ++x)
+        EXPECT_EQ(dst.get<uint8_t>(4 * (stride < 0 ? 1 - y : y) + x, 0), src.get<uint8_t>(x, y));
+    EXPECT_EQ(dst.get<uint8_t>(8, 0), 0);
+    EXPECT_EQ(dst.get<uint8_t>(0, 1), 0);
+  }
+}
+
+TEST(FrameCopy, AbsurdRecordsCopyNothing) {
+  constexpr struct {
+    int32_t width, height;
+  } kAbsurd[] = {{0, 3}, {3, 0}, {-1, 3}, {3, -1}, {INT_MIN, 3}, {3, INT_MIN}};
+  for (const auto &[width, height] : kAbsurd) {
+    GuardedFrame src({TAVIX_PIX_FMT_NV12, 3, 3}), dst({TAVIX_PIX_FMT_NV12, 3, 3});
+    src.fill(Fill::noise, 2);
+    dst.fill(Fill::zeros, 0);
+    const auto before = dst.payload();
+    set_metadata(*src);
+    src->video.width = dst->video.width = width;
+    src->video.height = dst->video.height = height;
+    EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
+    EXPECT_EQ(dst.payload(), before);
+    expect_metadata(*dst);
+  }
+  GuardedFrame src({TAVIX_PIX_FMT_GRAY8, 3, 1}), dst({TAVIX_PIX_FMT_GRAY8, 3, 1});
+  src.fill(Fill::noise, 2);
+  src->linesize[0] = INT_MIN;
+  EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
+  EXPECT_EQ(dst.payload(), src.payload()) << "one row needs no stride";
+}
+
+class FrameCopyRefusal : public ::testing::Test {
+ protected:
+  FrameCopyRefusal() {
+    src_.fill(Fill::noise, 1);
+    dst_.fill(Fill::zeros, 0);
+    set_metadata(*src_);
+  }
+
+  void expect_refused(int32_t status, const std::string &message) {
+    const auto before = dst_.payload();
+    EXPECT_EQ(TavixFrameCopyV2(dst_, src_, 0, 0), status);
+    EXPECT_TRUE(log_.only_error("TavixFrameCopyV2", message));
+    EXPECT_EQ(dst_.payload(), before);
+    EXPECT_EQ(dst_->pts, 0);
+    EXPECT_EQ(dst_->video.color_space, 0);
+  }
+
+  GuardedFrame src_{{TAVIX_PIX_FMT_I420, 5, 3}}, dst_{{TAVIX_PIX_FMT_I420, 5, 3}};
+  RecordedLog log_;
+};
+
+TEST_F(FrameCopyRefusal, NullRecords) {
+  TavixFrameV2 *src = src_, *dst = dst_;
+  const TavixFrameV2 *const none = nullptr;
+  EXPECT_EQ(TavixFrameCopyV2(nullptr, src, 0, 0), TAVIX_ERROR_INVALID_PARAM);
+  EXPECT_TRUE(log_.only_error("TavixFrameCopyV2",
+                              printed("dst(%p) and src(%p) must not be nullptr", none, src)));
+  EXPECT_EQ(TavixFrameCopyV2(dst, nullptr, 0, 0), TAVIX_ERROR_INVALID_PARAM);
+  EXPECT_TRUE(log_.only_error("TavixFrameCopyV2",
+                              printed("dst(%p) and src(%p) must not be nullptr", dst, none)));
+}
+
+TEST_F(FrameCopyRefusal, MemoryOtherThanHost) {
+  src_->memory = 1;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM, "dst memory(0) and src memory(1) must be host memory");
+  src_->memory = 0, dst_->memory = 2;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM, "dst memory(2) and src memory(0) must be host memory");
+}
+
+TEST_F(FrameCopyRefusal, FormatOrSizeDifferent) {
+  src_->video.format = TAVIX_PIX_FMT_YV12;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                 "dst(format=10, 5x3) and src(format=9, 5x3) must agree");
+  src_->video.format = TAVIX_PIX_FMT_I420, src_->video.width = 6;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                 "dst(format=10, 5x3) and src(format=10, 6x3) must agree");
+  src_->video.width = 5, dst_->video.height = 4;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                 "dst(format=10, 5x4) and src(format=10, 5x3) must agree");
+}
+
+TEST_F(FrameCopyRefusal, FormatsWithoutPlanes) {
+  for (const int32_t format : {-1, 3, 6, 16, 17, INT_MIN, INT_MAX}) {
+    src_->video.format = dst_->video.format = format;
+    expect_refused(TAVIX_ERROR_UNSUPPORTED,
+                   printed("frames of format %d have no planes to copy", format));
+  }
+}
+
+TEST_F(FrameCopyRefusal, NullPlanes) {
+  for (const int plane : {0, 1, 2}) {
+    for (GuardedFrame *frame : {&src_, &dst_}) {
+      uint8_t *const plane_data = (*frame)->data[plane];
+      (*frame)->data[plane] = nullptr;
+      expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                     printed("plane %d of dst(%p) and src(%p) must not be nullptr", plane,
+                             dst_->data[plane], src_->data[plane]));
+      (*frame)->data[plane] = plane_data;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tavix::test
