@@ -48,6 +48,31 @@ TavixFrameV2 *alloc_like(const TavixFrameV2 &frame, int32_t format) {
                                 frame.device, 1);
 }
 
+// Allocates the frames of a split in the order of the channels, stores them, and points planes at
+// their memory. Stops at the first channel that cannot be had.
+int32_t make_channel_frames(const TavixFrameV2 &src_frame, const cv::Mat &src, uint32_t mask,
+                            TavixChannelFrames &dst_frames, std::vector<cv::Mat> &planes) {
+  constexpr char kFunction[] = "TavixFrameChannelSplitByCPU";
+  const int32_t format = src_frame.video.format;
+  // A record may claim more channels than its format has.
+  const int32_t channels = std::min(src_frame.video.channels, src.channels());
+  for (const ChannelDescriptor &channel : kChannels) {
+    if ((mask & channel.bit) == 0) continue;
+    const int32_t index = is_bgr_ordered(format) ? channel.bgr_index : channel.index;
+    TAVIX_REFUSE_AS_IF(kFunction, channels < index + 1, TAVIX_ERROR_INVALID_PARAM,
+                       "Split %s requires %d channels (src has %d)", channel.name, index + 1,
+                       src_frame.video.channels);
+    TavixFrameV2 *frame =
+        alloc_like(src_frame, is_float(format) ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8);
+    dst_frames.*channel.slot = frame;
+    TAVIX_REFUSE_AS_IF(kFunction, frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
+                       "%s channel alloc failed", channel.name);
+    // Packed rows, whatever stride the new frame has, on purpose.
+    planes[size_t(index)] = cv::Mat(src.rows, src.cols, src.depth(), frame->data[0]);
+  }
+  return TAVIX_OK;
+}
+
 // Every element of the frame's rows; the element type is the caller's choice.
 template <class T>
 void fill_rows(TavixFrameV2 &frame, T value) {
@@ -73,24 +98,12 @@ int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelF
   TAVIX_REFUSE_IF(!all_host(src_frame), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->memory:%d is not host memory", src_frame->memory);
 
-  std::vector<cv::Mat> planes;
-  cv::split(plane_view(*src_frame, type), planes);
-  // A record may claim more channels than its format has.
-  const int32_t channels = std::min(src_frame->video.channels, int32_t(planes.size()));
-  for (const ChannelDescriptor &channel : kChannels) {
-    if ((mask & channel.bit) == 0) continue;
-    const int32_t index = is_bgr_ordered(format) ? channel.bgr_index : channel.index;
-    TAVIX_REFUSE_IF(channels < index + 1, TAVIX_ERROR_INVALID_PARAM,
-                    "Split %s requires %d channels (src has %d)", channel.name, index + 1,
-                    src_frame->video.channels);
-    TavixFrameV2 *frame =
-        alloc_like(*src_frame, is_float(format) ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8);
-    dst_frames->*channel.slot = frame;
-    TAVIX_REFUSE_IF(frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
-                    "%s channel alloc failed", channel.name);
-    copy_rows_packed(planes[index], frame->data[0], planes[index].cols * planes[index].elemSize());
-  }
-  return TAVIX_OK;
+  // Channels asked for are split straight into their frames' memory, the others into the void.
+  const cv::Mat src = plane_view(*src_frame, type);
+  std::vector<cv::Mat> planes(size_t(src.channels()));
+  const int32_t status = make_channel_frames(*src_frame, src, mask, *dst_frames, planes);
+  if (!src.empty()) cv::split(src, planes);
+  return status;
 }
 
 int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *mask_frame,
