@@ -7,7 +7,7 @@
 //   EXPECT_REFUSED(TavixFrameBlurByCPU(nullptr, dst, size), TAVIX_ERROR_INVALID_PARAM, kUnit,
 //                  "TavixFrameBlurByCPU", printed("src(%p) ...", nullptr));
 //   core_double().fail_frame_allocation(2);      // the second one from now
-//   EXPECT_SILENT(TavixFrameAddMaskByCPU(...));  // status TAVIX_OK or not, no line
+//   EXPECT_SILENT(EXPECT_EQ(TavixFrameAddMaskByCPU(...), TAVIX_OK));
 #pragma once
 
 #include <gtest/gtest.h>
@@ -95,10 +95,10 @@ CoreDouble &core_double();
 // LogLine fields up to the text: level, unit, function, text.
 #define EXPECT_LOGGED(...) EXPECT_TRUE(::tavix::test::logged_once({__VA_ARGS__}))
 
-// The call logs nothing; its status is the test's business.
-#define EXPECT_SILENT(call)                       \
+// The statement logs nothing, nor did anything before it since the last look.
+#define EXPECT_SILENT(statement)                  \
   do {                                            \
-    (void)(call);                                 \
+    statement;                                    \
     EXPECT_TRUE(::tavix::test::logged_nothing()); \
   } while (false)
 
