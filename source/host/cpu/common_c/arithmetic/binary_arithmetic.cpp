@@ -30,7 +30,8 @@ ChannelParameters copy_parameters(const double *values) {
   return copy;
 }
 
-// Elements of one strip: whole pixels for every channel count, and small enough for the first cache.
+// Elements of one strip: whole pixels for every channel count, and small enough for the first
+// cache.
 constexpr int32_t kStrip = 3072;
 static_assert(kStrip % 12 == 0);
 
@@ -119,8 +120,8 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
     for (int32_t y = rows.start; y < rows.end; ++y) {
       const uint8_t *src1 = row(*src1_, y), *src2 = row(*src2_, y);
       uint8_t *dst = row(*dst_, y);
-      for (int32_t i = 0; i < n; i += kStrip) {
-        const int32_t count = std::min(kStrip, n - i);
+      for (int64_t i = 0; i < n; i += kStrip) {  // 64-bit: the strip after the longest row's last
+        const int32_t count = int32_t(std::min<int64_t>(kStrip, n - i));
         const uint8_t *a = scaled1.row(src1 + i, strip1, count, channels);
         const uint8_t *b = scaled2.row(src2 + i, strip2, count, channels);
         if (no_offset) {
@@ -141,7 +142,8 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
   }
 
   void run_floats(const Range &rows, int32_t n) const {
-    // The parameters of twelve elements in a row: a whole number of pixels of 1, 2, 3 or 4 channels.
+    // The parameters of twelve elements in a row: a whole number of pixels of 1, 2, 3 or 4
+    // channels.
     constexpr int32_t kPeriod = 12;
     double alpha[kPeriod], beta[kPeriod], gamma[kPeriod];
     for (int32_t k = 0; k < kPeriod; ++k) {
