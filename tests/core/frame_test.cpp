@@ -163,7 +163,7 @@ TEST(FrameCopy, EveryFormatAndSizeWithinTheStridesOfBoth) {
            .widths = numbers(1, 9),
            .heights = numbers(1, 5),
            .fills = {Fill::noise}},
-          4000, [&](const SweepCase &c) {
+          1000, [&](const SweepCase &c) {
             SCOPED_TRACE(::testing::Message() << "to " << dst_layout);
             GuardedFrame src(c.shape, c.layout), dst(c.shape, dst_layout);
             src.fill(c.fill, c.seed);

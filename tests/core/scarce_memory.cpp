@@ -8,10 +8,10 @@ namespace {
 
 std::atomic<int> until_failure = 0;
 
-void *allocate(size_t bytes) noexcept {
+void *allocate(void *(*throwing)(size_t), size_t bytes) noexcept {
   if (until_failure > 0 && --until_failure == 0) return nullptr;
   try {
-    return ::operator new(bytes);
+    return throwing(bytes);
   } catch (const std::bad_alloc &) {
     return nullptr;
   }
@@ -22,11 +22,11 @@ void *allocate(size_t bytes) noexcept {
 // Visible to the core, whose calls come here instead of to the runtime.
 __attribute__((visibility("default"))) void *operator new(size_t bytes,
                                                           const std::nothrow_t &) noexcept {
-  return allocate(bytes);
+  return allocate(::operator new, bytes);
 }
 __attribute__((visibility("default"))) void *operator new[](size_t bytes,
                                                             const std::nothrow_t &) noexcept {
-  return allocate(bytes);
+  return allocate(::operator new[], bytes);
 }
 
 // Sanitizers return null for what they cannot allocate, as the system does.

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+// The processor probe, over made-up processors and over the real one.
+#include <cpuid.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "cpu_dispatch/cpu_features.h"
+#include "support/seams.h"
+
+namespace tavix::module {
+namespace {
+
+using Leaf = std::pair<uint32_t, uint32_t>;  // with its sub-leaf
+
+// The processor that the probe asks; leaves left out answer zeros.
+std::map<Leaf, CpuidAnswer> processor;
+CpuidAnswer ask(uint32_t leaf, uint32_t subleaf) {
+  return processor[{leaf, subleaf}];
+}
+
+TavixCpuFeatures probe(std::map<Leaf, CpuidAnswer> answers) {
+  processor = std::move(answers);
+  return probe_cpu(ask);
+}
+
+constexpr uint32_t kAllBits = ~0u;
+
+struct Feature {
+  int bit;  // of the flags
+  Leaf leaf;
+  uint32_t CpuidAnswer::*word;
+  int source_bit;
+};
+
+constexpr Feature kFeatures[] = {
+    {0, {1, 0}, &CpuidAnswer::edx, 25},  {1, {1, 0}, &CpuidAnswer::edx, 26},
+    {2, {1, 0}, &CpuidAnswer::ecx, 0},   {3, {1, 0}, &CpuidAnswer::ecx, 9},
+    {4, {1, 0}, &CpuidAnswer::ecx, 19},  {5, {1, 0}, &CpuidAnswer::ecx, 20},
+    {6, {1, 0}, &CpuidAnswer::ecx, 28},  {7, {7, 0}, &CpuidAnswer::ebx, 5},
+    {8, {1, 0}, &CpuidAnswer::ecx, 12},  {12, {7, 0}, &CpuidAnswer::ebx, 16},
+    {15, {7, 0}, &CpuidAnswer::ecx, 11},
+};
+
+TEST(CpuFeatures, EveryFlagIsACopyOfOneBit) {
+  uint32_t all = 0;
+  for (const Feature &feature : kFeatures) {
+    CpuidAnswer only = {};
+    only.*feature.word = 1u << feature.source_bit;
+    EXPECT_EQ(probe({{feature.leaf, only}}).flags, 1u << feature.bit) << feature.bit;
+
+    CpuidAnswer others = {kAllBits, kAllBits, kAllBits, kAllBits};
+    others.*feature.word = ~(1u << feature.source_bit);
+    EXPECT_EQ(probe({{feature.leaf, others}}).flags & (1u << feature.bit), 0u) << feature.bit;
+    all |= 1u << feature.bit;
+  }
+  const CpuidAnswer full = {kAllBits, kAllBits, kAllBits, kAllBits};
+  EXPECT_EQ(probe({{{1, 0}, full}, {{7, 0}, full}}).flags, all);
+  EXPECT_EQ(probe({{{1, 1}, full}, {{7, 1}, full}}).flags, 0u) << "other sub-leaves do not count";
+}
+
+constexpr CpuidAnswer kHighestExtended = {0x80000008, 0, 0, 0};
+
+TEST(CpuFeatures, CacheSizesOfTheExtendedLeaves) {
+  // 32 KiB, 512 KiB, 16 MiB; the neighbouring fields are full.
+  const std::map<Leaf, CpuidAnswer> amd = {
+      {{0x80000000, 0}, kHighestExtended},
+      {{0x80000005, 0}, {kAllBits, kAllBits, (32u << 24) | 0xffffff, kAllBits}},
+      {{0x80000006, 0}, {kAllBits, kAllBits, (512u << 16) | 0xffff, (32u << 18) | 0x3ffff}}};
+  TavixCpuFeatures features = probe(amd);
+  EXPECT_EQ(features.l1_size, 32u << 10);
+  EXPECT_EQ(features.l2_size, 512u << 10);
+  EXPECT_EQ(features.l3_size, 16u << 20);
+
+  auto highest = amd;
+  highest[{0x80000005, 0}].ecx = highest[{0x80000006, 0}].ecx = kAllBits;
+  highest[{0x80000006, 0}].edx = kAllBits;
+  features = probe(highest);
+  EXPECT_EQ(features.l1_size, 255u << 10);
+  EXPECT_EQ(features.l2_size, 65535u << 10);
+  EXPECT_EQ(features.l3_size, uint64_t(16383) << 19);
+
+  auto without = amd;
+  without[{0x80000000, 0}].eax = 0x80000004;
+  features = probe(without);
+  EXPECT_EQ(features.l1_size + features.l2_size + features.l3_size, 0u);
+  without[{0x80000000, 0}].eax = 0x80000005;
+  EXPECT_EQ(probe(without).l1_size, 32u << 10);
+}
+
+// ways, partitions, line size and sets as counts; the fields hold one less.
+CpuidAnswer cache(uint32_t type, uint32_t ways, uint32_t partitions, uint32_t line, uint32_t sets) {
+  return {type | 0xffffffe0, ((ways - 1) << 22) | ((partitions - 1) << 12) | (line - 1), sets - 1,
+          kAllBits};
+}
+
+TEST(CpuFeatures, LeafFourReplacesTheExtendedLeaves) {
+  const std::map<Leaf, CpuidAnswer> both = {{{0x80000000, 0}, kHighestExtended},
+                                            {{0x80000005, 0}, {0, 0, 64u << 24, 0}},
+                                            {{0x80000006, 0}, {0, 0, 1024u << 16, 2u << 18}},
+                                            {{4, 0}, cache(1, 12, 1, 64, 64)},
+                                            {{4, 1}, cache(1, 1, 1, 1, 1)},
+                                            {{4, 2}, cache(3, 10, 2, 64, 2048)},
+                                            {{4, 3}, cache(3, 1024, 1024, 4096, 1u << 12)}};
+  TavixCpuFeatures features = probe(both);
+  EXPECT_EQ(features.l1_size, 48u << 10);
+  EXPECT_EQ(features.l2_size, 2560u << 10);
+  EXPECT_EQ(features.l3_size, uint64_t(1) << 44) << "products need 64 bits";
+
+  // Instruction caches, the end of the list and unknown types say nothing.
+  for (const uint32_t type : {0u, 2u, 4u, 31u}) {
+    auto others = both;
+    for (const uint32_t subleaf : {0u, 2u, 3u}) {
+      uint32_t &eax = others[{4, subleaf}].eax;
+      eax = (eax & ~31u) | type;
+    }
+    features = probe(others);
+    EXPECT_EQ(features.l1_size, 64u << 10) << type;
+    EXPECT_EQ(features.l2_size, 1024u << 10) << type;
+    EXPECT_EQ(features.l3_size, 1u << 20) << type;
+  }
+}
+
+TEST(CpuFeatures, VendorTextEndsWithAZeroWord) {
+  uint32_t words[3];  // EBX, EDX, ECX
+  std::memcpy(words, "GenuineIntel", sizeof words);
+  const auto features = probe({{{0, 0}, {13, words[0], words[2], words[1]}}});
+  EXPECT_EQ(std::memcmp(features.vendor, "GenuineIntel\0\0\0", 16), 0);
+}
+
+CpuidAnswer real_cpuid(uint32_t leaf) {
+  CpuidAnswer answer;
+  __cpuid_count(leaf, 0, answer.eax, answer.ebx, answer.ecx, answer.edx);
+  return answer;
+}
+
+TEST(CpuFeatures, ThisProcessor) {
+  const TavixCpuFeatures &features = cpu_features();
+  uint32_t expected = 0;
+  for (const Feature &feature : kFeatures) {
+    const uint32_t word = real_cpuid(feature.leaf.first).*feature.word;
+    expected |= ((word >> feature.source_bit) & 1) << feature.bit;
+  }
+  EXPECT_EQ(features.flags, expected);
+  EXPECT_NE(features.flags & TAVIX_CPU_FEATURE_SSE2, 0u) << "every x86-64 has it";
+  EXPECT_EQ(use_avx2(), (expected & (1u << 7)) != 0);
+  const CpuidAnswer vendor = real_cpuid(0);
+  EXPECT_EQ(std::memcmp(features.vendor, &vendor.ebx, 4), 0);
+  EXPECT_EQ(std::memcmp(features.vendor + 4, &vendor.edx, 4), 0);
+  EXPECT_EQ(std::memcmp(features.vendor + 8, &vendor.ecx, 4), 0);
+  EXPECT_EQ(std::strlen(features.vendor), 12u);
+}
+
+TEST(CpuFeatures, ProbedOnceWhoeverAsks) {
+  std::vector<const TavixCpuFeatures *> seen(8);
+  {
+    std::vector<std::jthread> threads;
+    for (auto &address : seen) threads.emplace_back([&address] { address = &cpu_features(); });
+  }
+  for (const auto *address : seen) EXPECT_EQ(address, &cpu_features());
+  const test::ScopedCpuFlags changed(0x5a);
+  EXPECT_EQ(cpu_features().flags, 0x5au) << "a second probe would have restored them";
+}
+
+}  // namespace
+}  // namespace tavix::module
