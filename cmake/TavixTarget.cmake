@@ -16,7 +16,7 @@ endif()
 # Arithmetic is as written: nothing fuses a multiplication with an addition. No code reads errno or
 # the floating-point exception flags, so neither stands in the way of vector loops.
 function(tavix_compile_options target)
-  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_compile_features(${target} PRIVATE cxx_std_20)  # the public headers are C
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
