@@ -51,6 +51,17 @@ const void *plane(const TavixFrameV2 *frame) {
   return frame->data[0];
 }
 
+template <class SomeCall>
+void expect_other_formats_refused(std::string (*text)(const SomeCall &), const char *unit,
+                                  const char *function) {
+  for (const int32_t format : {3, 6, 7, 8, 9, 10, 16, 17, -1, INT_MIN, INT_MAX}) {
+    SomeCall call;
+    call.set_all(&TavixVideoInfo::format, format);
+    EXPECT_REFUSED(call.run(), kUnsupported, unit, function, text(call));
+    EXPECT_TRUE(call.untouched());
+  }
+}
+
 // --- ByCPU ---------------------------------------------------------------------------------------
 
 std::string null_frames(const ByCPU &c) {
@@ -107,13 +118,8 @@ TEST(BinaryArithmeticChecks, ByCPU) {
 }
 
 TEST(BinaryArithmeticChecks, ByCPURefusesEveryOtherFormat) {
-  for (const int32_t format : {3, 6, 7, 8, 9, 10, 16, 17, -1, INT_MIN, INT_MAX}) {
-    ByCPU call;
-    call.set_all(&TavixVideoInfo::format, format);
-    EXPECT_REFUSED(call.run(), kUnsupported, module::kFrameConvertUnit,
-                   "TavixFrameBinaryArithmeticByCPU", not_rgb(call));
-    EXPECT_TRUE(call.untouched());
-  }
+  expect_other_formats_refused(not_rgb, module::kFrameConvertUnit,
+                               "TavixFrameBinaryArithmeticByCPU");
 }
 
 // --- CommonC -------------------------------------------------------------------------------------
@@ -186,12 +192,8 @@ TEST(BinaryArithmeticChecks, CommonC) {
 }
 
 TEST(BinaryArithmeticChecks, CommonCRefusesEveryOtherFormat) {
-  for (const int32_t format : {3, 6, 7, 8, 9, 10, 16, 17, -1, INT_MIN, INT_MAX}) {
-    CommonC call;
-    call.set_all(&TavixVideoInfo::format, format);
-    EXPECT_REFUSED(call.run(), kUnsupported, module::kArithmeticUnit,
-                   "TavixFrameBinaryArithmeticCommonC", unsupported(call));
-  }
+  expect_other_formats_refused(unsupported, module::kArithmeticUnit,
+                               "TavixFrameBinaryArithmeticCommonC");
 }
 
 TEST(BinaryArithmeticChecks, CommonCDoesNotLookAtMemory) {

@@ -9,7 +9,9 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
+#include <span>
 
 #include "support/compare.h"
 #include "support/core_double.h"
@@ -37,84 +39,54 @@ int64_t clamped(int64_t value) {
   return value < 0 ? 0 : value > 255 ? 255 : value;
 }
 
+// What bytes, in integers, and floats have in common.
+template <class Value>
+Value combined(uint32_t op, Value a, Value b) {
+  switch (op) {
+    case TAVIX_BINARY_OP_ADD:
+      return a + b;
+    case TAVIX_BINARY_OP_SUB:
+      return a - b;
+    case TAVIX_BINARY_OP_MUL:
+      return a * b;
+    case TAVIX_BINARY_OP_MIN:
+      return b < a ? b : a;
+    case TAVIX_BINARY_OP_MAX:
+      return b > a ? b : a;
+    case TAVIX_BINARY_OP_ABSDIFF:
+      return std::abs(a - b);
+    default:
+      ADD_FAILURE() << "no operation " << op;
+      return a;
+  }
+}
+
+uint32_t combined_patterns(uint32_t op, uint32_t a, uint32_t b) {
+  return op == TAVIX_BINARY_OP_OR ? a | b : op == TAVIX_BINARY_OP_AND ? a & b : a ^ b;
+}
+
 uint8_t reference(uint32_t op, uint8_t src1, uint8_t src2, double alpha, double beta,
                   double gamma) {
   const int64_t a = clamped(rounded(double(float(src1 * alpha))));
   const int64_t b = clamped(rounded(double(float(src2 * beta))));
-  int64_t r = 0;
-  switch (op) {
-    case TAVIX_BINARY_OP_ADD:
-      r = a + b;
-      break;
-    case TAVIX_BINARY_OP_SUB:
-      r = a - b;
-      break;
-    case TAVIX_BINARY_OP_MUL:
-      r = a * b;
-      break;
-    case TAVIX_BINARY_OP_DIV:
-      if (b == 0) return 0;
-      r = rounded(double(a) / double(b));
-      break;
-    case TAVIX_BINARY_OP_MIN:
-      r = b < a ? b : a;
-      break;
-    case TAVIX_BINARY_OP_MAX:
-      r = b > a ? b : a;
-      break;
-    case TAVIX_BINARY_OP_ABSDIFF:
-      r = std::llabs(a - b);
-      break;
-    case TAVIX_BINARY_OP_OR:
-      r = a | b;
-      break;
-    case TAVIX_BINARY_OP_AND:
-      r = a & b;
-      break;
-    case TAVIX_BINARY_OP_XOR:
-      r = a ^ b;
-      break;
-  }
+  if (op == TAVIX_BINARY_OP_DIV && b == 0) return 0;
+  const int64_t r = op == TAVIX_BINARY_OP_DIV  ? rounded(double(a) / double(b))
+                    : op >= TAVIX_BINARY_OP_OR ? combined_patterns(op, uint32_t(a), uint32_t(b))
+                                               : combined(op, a, b);
   return uint8_t(clamped(rounded(std::nearbyint(gamma) + double(clamped(r)))));
-}
-
-float of_patterns(uint32_t op, float a, float b) {
-  const uint32_t x = std::bit_cast<uint32_t>(a), y = std::bit_cast<uint32_t>(b);
-  return std::bit_cast<float>(op == TAVIX_BINARY_OP_OR    ? x | y
-                              : op == TAVIX_BINARY_OP_AND ? x & y
-                                                          : x ^ y);
 }
 
 float reference(uint32_t op, float src1, float src2, double alpha, double beta, double gamma) {
   const float a = float(double(src1) * alpha);
   const float b = float(double(src2) * beta);
-  float r = 0;
-  switch (op) {
-    case TAVIX_BINARY_OP_ADD:
-      r = a + b;
-      break;
-    case TAVIX_BINARY_OP_SUB:
-      r = a - b;
-      break;
-    case TAVIX_BINARY_OP_MUL:
-      r = a * b;
-      break;
-    case TAVIX_BINARY_OP_DIV:
-      if (std::fabs(double(b)) < DBL_EPSILON) return std::bit_cast<float>(0x25800000u);
-      return float(double(a) / double(b) + gamma);
-    case TAVIX_BINARY_OP_MIN:
-      r = b < a ? b : a;
-      break;
-    case TAVIX_BINARY_OP_MAX:
-      r = b > a ? b : a;
-      break;
-    case TAVIX_BINARY_OP_ABSDIFF:
-      r = std::fabs(a - b);
-      break;
-    default:
-      r = of_patterns(op, a, b);
-      break;
+  if (op == TAVIX_BINARY_OP_DIV) {
+    if (std::fabs(double(b)) < DBL_EPSILON) return std::bit_cast<float>(0x25800000u);
+    return float(double(a) / double(b) + gamma);
   }
+  const float r = op >= TAVIX_BINARY_OP_OR
+                      ? std::bit_cast<float>(combined_patterns(op, std::bit_cast<uint32_t>(a),
+                                                               std::bit_cast<uint32_t>(b)))
+                      : combined(op, a, b);
   return float(double(r) + gamma);
 }
 
@@ -239,7 +211,7 @@ TEST(BinaryArithmetic, WideFrames) {
   for_each_op([](uint32_t op) {
     sweep({.formats = kRgbFormats,
            .widths = {767, 768, 769, 1023, 1024, 1025, 3071, 3072, 3073, 6145},
-           .heights = {1, 9}},
+           .heights = {1, 3}},
           60,
           [op](const SweepCase &c) { expect_reference(TavixFrameBinaryArithmeticCommonC, op, c); });
   });
@@ -255,7 +227,6 @@ TEST(BinaryArithmetic, EntryAndDispatcherGiveThePortableValuesWithoutAvx2) {
   });
 }
 
-// Every pair of bytes.
 TEST(BinaryArithmetic, EveryPairOfBytes) {
   const FrameShape shape{TAVIX_PIX_FMT_GRAY8, 256, 256};
   GuardedFrame src1(shape), src2(shape), dst(shape), expected(shape);
@@ -265,7 +236,7 @@ TEST(BinaryArithmetic, EveryPairOfBytes) {
     double alpha, beta, gamma;
   } kSets[] = {{1, 1, 0}, {1, 1, 10}, {0.5, 1, 0}, {1, 0.5, -3}, {1.5, 0.1, 0.5}, {-1, 1, 1.5}};
   for (uint32_t op = 0; op < 10; ++op) {
-    for (const auto &set : kSets) {
+    for (const auto &set : std::span(kSets).first(size_t(by_effort(6, 1)))) {
       Parameters p;
       p.alpha[0] = set.alpha, p.beta[0] = set.beta, p.gamma[0] = set.gamma;
       reference_frame<uint8_t>(op, src1, src2, p, expected);
