@@ -2,6 +2,7 @@
 // How operations look at frames: predicates for checks, rows, and loads that need no alignment.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -34,9 +35,10 @@ constexpr bool same_shape(const TavixVideoInfo &a, const TavixVideoInfo &b) {
 // A 32-bit product that wraps: sizes and strides of a record may be anything.
 constexpr int32_t wrapping_mul(int32_t a, int32_t b) { return int32_t(uint32_t(a) * uint32_t(b)); }
 
-// Elements of a packed row; 0 when the record has no pixels.
+// Elements of a packed row; 0 when the record has no pixels, or more than the product can say.
 constexpr int32_t row_elements(const TavixVideoInfo &video) {
-  return video.width > 0 && video.channels > 0 ? wrapping_mul(video.width, video.channels) : 0;
+  if (video.width <= 0 || video.channels <= 0) return 0;
+  return std::max(wrapping_mul(video.width, video.channels), 0);
 }
 
 // Whether a loop over the frame touches memory at all.

@@ -97,6 +97,7 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
 
   void operator()(const Range &rows) const override {
     const int32_t n = row_elements(src1_->video);
+    if (n == 0) return;  // planes may be null
     if constexpr (std::is_same_v<T, uint8_t>) {
       run_bytes(rows, n);
     } else {
