@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/output_file.h"
+
+#include <fmt/format.h>
+
+#include <stdexcept>
+#include <system_error>
+
+namespace tavix::examples {
+
+OutputFile::OutputFile(std::filesystem::path target)
+    : target_(std::move(target)),
+      partial_(target_.parent_path() / (".partial-" + target_.filename().string())) {}
+
+OutputFile::~OutputFile() {
+  std::error_code ignored;
+  std::filesystem::remove(partial_, ignored);
+}
+
+void OutputFile::publish() {
+  std::error_code error;
+  std::filesystem::rename(partial_, target_, error);
+  if (error) {
+    throw std::runtime_error(
+        fmt::format("cannot write '{}': {}", target_.string(), error.message()));
+  }
+}
+
+}  // namespace tavix::examples

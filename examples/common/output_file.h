@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// A file that appears whole or not at all: it is written under a name beside its target and takes
+// the target's place when it is published. One that is never published leaves nothing behind.
+#pragma once
+
+#include <filesystem>
+
+namespace tavix::examples {
+
+class OutputFile {
+ public:
+  explicit OutputFile(std::filesystem::path target);
+  ~OutputFile();
+  OutputFile(const OutputFile &) = delete;
+  OutputFile &operator=(const OutputFile &) = delete;
+
+  const std::filesystem::path &target() const { return target_; }
+
+  // Where to write until then; has the target's extension.
+  const std::filesystem::path &partial() const { return partial_; }
+
+  void publish();
+
+ private:
+  std::filesystem::path target_, partial_;
+};
+
+}  // namespace tavix::examples
