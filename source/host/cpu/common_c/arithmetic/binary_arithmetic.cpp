@@ -13,22 +13,15 @@
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "common/pixel_format.h"
 #include "common/rounding.h"
+#include "cpu/common_c/arithmetic/binary_arithmetic.h"
 #include "cpu/common_c/arithmetic/binary_ops.h"
+#include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/channel_tables.h"
+#include "cpu/common_c/arithmetic/run_operation.h"
 
 namespace tavix::module {
 
 namespace {
-
-constexpr auto &kUnit = kArithmeticUnit;
-
-using ChannelParameters = std::array<double, kMaxChannels>;
-
-ChannelParameters copy_parameters(const double *values) {
-  ChannelParameters copy;
-  std::copy_n(values, copy.size(), copy.begin());
-  return copy;
-}
 
 // Elements of one strip: whole pixels for every channel count, and small enough for the first
 // cache.
@@ -77,12 +70,6 @@ float combine_floats(float a, float b, double gamma) {
     return float(double(BinaryOp<op>::run(a, b)) + gamma);
   }
 }
-
-struct BinaryJob {
-  const TavixFrameV2 *src1, *src2;
-  TavixFrameV2 *dst;
-  const double *alpha, *beta, *gamma;
-};
 
 template <class T, int op>
 class BinaryArithmeticBody final : public ParallelLoopBody {
@@ -143,29 +130,18 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
   }
 
   void run_floats(const Range &rows, int32_t n) const {
-    // The parameters of twelve elements in a row: a whole number of pixels of 1, 2, 3 or 4
-    // channels.
     constexpr int32_t kPeriod = 12;
-    double alpha[kPeriod], beta[kPeriod], gamma[kPeriod];
-    for (int32_t k = 0; k < kPeriod; ++k) {
-      const int32_t c = k % std::clamp(src1_->video.channels, 1, kMaxChannels);
-      alpha[k] = alpha_[c], beta[k] = beta_[c], gamma[k] = gamma_[c];
-    }
-
+    const int32_t channels = src1_->video.channels;
+    const ParameterPattern<double, kPeriod> alpha(alpha_, channels), beta(beta_, channels),
+        gamma(gamma_, channels);
     for (int32_t y = rows.start; y < rows.end; ++y) {
       const uint8_t *src1 = row(*src1_, y), *src2 = row(*src2_, y);
       uint8_t *dst = row(*dst_, y);
-      const auto element = [&](int64_t i, int32_t k) {
-        const float a = float(load<float>(src1, i) * alpha[k]);
-        const float b = float(load<float>(src2, i) * beta[k]);
-        store(dst, i, combine_floats<op>(a, b, gamma[k]));
-      };
-      int32_t i = 0;
-      for (; i <= n - kPeriod; i += kPeriod) {
-#pragma GCC ivdep
-        for (int32_t k = 0; k < kPeriod; ++k) element(i + k, k);
-      }
-      for (int32_t k = 0; i < n; ++i, ++k) element(i, k);
+      for_each_element<kPeriod>(n, [&](int64_t i, int32_t k) {
+        const float a = float(load<float>(src1, i) * alpha.lanes[k]);
+        const float b = float(load<float>(src2, i) * beta.lanes[k]);
+        store(dst, i, combine_floats<op>(a, b, gamma.lanes[k]));
+      });
     }
   }
 
@@ -177,19 +153,51 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
   ChannelParameters gamma_;
 };
 
-using RunBinary = void (*)(const BinaryJob &job);
-
-template <class T, int... op>
-constexpr auto run_table(std::integer_sequence<int, op...>) {
-  return std::array<RunBinary, sizeof...(op)>{[](const BinaryJob &job) {
-    parallel_for_({0, job.src1->video.height, 1}, BinaryArithmeticBody<T, op>(job), -1.0);
-  }...};
-}
-
-constexpr auto kRunBytes = run_table<uint8_t>(BinaryOps{});
-constexpr auto kRunFloats = run_table<float>(BinaryOps{});
+struct BinaryC {
+  template <class T, int op>
+  using Body = BinaryArithmeticBody<T, op>;
+};
 
 }  // namespace
+
+int32_t BinaryChecks::operator()(const BinaryJob &job, uint32_t op) const {
+  const char *const kUnit = unit;
+  const auto &[src1_frame, src2_frame, dst_frame, alpha, beta, gamma] = job;
+  TAVIX_REFUSE_AS_IF(function, any_null(src1_frame, src2_frame, dst_frame),
+                     TAVIX_ERROR_INVALID_PARAM,
+                     "src1_frame = (%p) src2_frame = (%p) dst_frame = (%p) one or more input "
+                     "frames are null",
+                     src1_frame, src2_frame, dst_frame);
+  const TavixVideoInfo &src1 = src1_frame->video, &src2 = src2_frame->video,
+                       &dst = dst_frame->video;
+  // The missing comma and the doubled parentheses belong to the texts.
+  TAVIX_REFUSE_AS_IF(function, !same_shape(src1, src2), TAVIX_ERROR_INVALID_PARAM,
+                     "src1_frame info (width=%d, height=%d, channels=%d, format=%d). src2_frame "
+                     "info : (width=%d height=%d, channels=%d, format=%d))",
+                     src1.width, src1.height, src1.channels, src1.format, src2.width, src2.height,
+                     src2.channels, src2.format);
+  TAVIX_REFUSE_AS_IF(function, !same_shape(src1, dst), TAVIX_ERROR_INVALID_PARAM,
+                     "src1_frame info (width=%d, height=%d, channels=%d, format=%d). dst_frame "
+                     "info : (width=%d, height=%d, channels=%d, format=%d))",
+                     src1.width, src1.height, src1.channels, src1.format, dst.width, dst.height,
+                     dst.channels, dst.format);
+  const bool supported = is_rgb_family(src1.format);
+  TAVIX_REFUSE_AS_IF(function, !supported && tell_unsupported, TAVIX_ERROR_UNSUPPORTED,
+                     "Unsupported pixel format: %d", src1.format);
+  if (!supported) return TAVIX_ERROR_UNSUPPORTED;          // silent, on purpose
+  if (op >= kBinaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
+  TAVIX_REFUSE_AS_IF(function, src1.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
+                     "src1_frame channels(%d) must not exceed %d", src1.channels, kMaxChannels);
+  TAVIX_REFUSE_AS_IF(function, any_null(alpha, beta, gamma), TAVIX_ERROR_INVALID_PARAM,
+                     "alpha(%p), beta(%p) and gamma(%p) must not be nullptr", alpha, beta, gamma);
+  TAVIX_REFUSE_AS_IF(function,
+                     has_pixels(src1) && any_plane_null(src1_frame, src2_frame, dst_frame),
+                     TAVIX_ERROR_INVALID_PARAM,
+                     "src1_frame->data[0](%p), src2_frame->data[0](%p) and dst_frame->data[0](%p) "
+                     "must not be nullptr",
+                     src1_frame->data[0], src2_frame->data[0], dst_frame->data[0]);
+  return TAVIX_OK;
+}
 
 }  // namespace tavix::module
 
@@ -199,37 +207,9 @@ int32_t TavixFrameBinaryArithmeticCommonC(const TavixFrameV2 *src1_frame,
                                           const TavixFrameV2 *src2_frame, uint32_t op,
                                           const double *alpha, const double *beta,
                                           const double *gamma, TavixFrameV2 *dst_frame) {
-  TAVIX_REFUSE_IF(any_null(src1_frame, src2_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "src1_frame = (%p) src2_frame = (%p) dst_frame = (%p) one or more input frames "
-                  "are null",
-                  src1_frame, src2_frame, dst_frame);
-  const TavixVideoInfo &src1 = src1_frame->video, &src2 = src2_frame->video,
-                       &dst = dst_frame->video;
-  // The missing comma and the doubled parentheses belong to the texts.
-  TAVIX_REFUSE_IF(!same_shape(src1, src2), TAVIX_ERROR_INVALID_PARAM,
-                  "src1_frame info (width=%d, height=%d, channels=%d, format=%d). src2_frame info "
-                  ": (width=%d height=%d, channels=%d, format=%d))",
-                  src1.width, src1.height, src1.channels, src1.format, src2.width, src2.height,
-                  src2.channels, src2.format);
-  TAVIX_REFUSE_IF(!same_shape(src1, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src1_frame info (width=%d, height=%d, channels=%d, format=%d). dst_frame info : "
-                  "(width=%d, height=%d, channels=%d, format=%d))",
-                  src1.width, src1.height, src1.channels, src1.format, dst.width, dst.height,
-                  dst.channels, dst.format);
-  TAVIX_REFUSE_IF(!is_rgb_family(src1.format), TAVIX_ERROR_UNSUPPORTED,
-                  "Unsupported pixel format: %d", src1.format);
-  if (op >= kBinaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
-  TAVIX_REFUSE_IF(src1.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
-                  "src1_frame channels(%d) must not exceed %d", src1.channels, kMaxChannels);
-  TAVIX_REFUSE_IF(any_null(alpha, beta, gamma), TAVIX_ERROR_INVALID_PARAM,
-                  "alpha(%p), beta(%p) and gamma(%p) must not be nullptr", alpha, beta, gamma);
-  TAVIX_REFUSE_IF(has_pixels(src1) && any_plane_null(src1_frame, src2_frame, dst_frame),
-                  TAVIX_ERROR_INVALID_PARAM,
-                  "src1_frame->data[0](%p), src2_frame->data[0](%p) and dst_frame->data[0](%p) "
-                  "must not be nullptr",
-                  src1_frame->data[0], src2_frame->data[0], dst_frame->data[0]);
-
-  const auto &run = is_float(src1.format) ? kRunFloats : kRunBytes;
-  run[op]({src1_frame, src2_frame, dst_frame, alpha, beta, gamma});
+  const BinaryJob job = {src1_frame, src2_frame, dst_frame, alpha, beta, gamma};
+  const BinaryChecks check = {kArithmeticUnit, __func__, true};
+  if (const int32_t status = check(job, op); status != TAVIX_OK) return status;
+  run_operation<BinaryC>(job, op, BinaryOps{});
   return TAVIX_OK;
 }

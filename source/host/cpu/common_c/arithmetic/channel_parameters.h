@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+// Parameters of their own for each channel: as callers give them, and as loops over a row want
+// them.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "common/frame_access.h"
+
+namespace tavix::module {
+
+using ChannelParameters = std::array<double, kMaxChannels>;
+
+inline ChannelParameters copy_parameters(const double *values) {
+  ChannelParameters copy;
+  std::copy_n(values, copy.size(), copy.begin());
+  return copy;
+}
+
+// step(i, k) for the elements i of [0, n), which are independent of each other; k is i modulo the
+// period.
+template <int32_t period, class Step>
+void for_each_element(int32_t n, const Step &step) {
+  int32_t i = 0;
+  for (; i <= n - period; i += period) {
+#pragma GCC ivdep
+    for (int32_t k = 0; k < period; ++k) step(i + k, k);
+  }
+  for (int32_t k = 0; i < n; ++i, ++k) step(i, k);
+}
+
+// The parameters of so many elements in a row: whole pixels of 1, 2, 3 or 4 channels if the period
+// is a multiple of 12.
+template <class T, int32_t period>
+struct ParameterPattern {
+  ParameterPattern(const ChannelParameters &values, int32_t channels) {
+    for (int32_t k = 0; k < period; ++k)
+      lanes[k] = T(values[k % std::clamp(channels, 1, kMaxChannels)]);
+  }
+  T lanes[period];
+};
+
+}  // namespace tavix::module

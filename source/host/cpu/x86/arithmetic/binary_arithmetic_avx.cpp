@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: Apache-2.0
+// AVX2 binary arithmetic: scaling and offsets in single precision, 8-bit operations on packed
+// bytes. Whole vectors and single elements agree for every operand, so a row is cut as is fastest.
+#include <cfloat>
+#include <type_traits>
+
+#include "common/frame_access.h"
+#include "common/log.h"
+#include "common/rounding.h"
+#include "cpu/common_c/arithmetic/binary_arithmetic.h"
+#include "cpu/common_c/arithmetic/binary_ops.h"
+#include "cpu/common_c/arithmetic/channel_parameters.h"
+#include "cpu/common_c/arithmetic/run_operation.h"
+#include "cpu_dispatch/cpu_features.h"
+#include "tavix/video_common_cpu/arithmetic.h"
+
+#include "cpu/x86/arithmetic/row_blocks_avx2.h"
+#include "cpu/x86/avx2.h"
+
+namespace tavix::module {
+
+namespace {
+
+using Pattern = ParameterPattern<float, kBlockFloats>;
+
+// The parameters of 8-bit frames, as they act on the bytes of a block.
+struct ByteParameters {
+  ByteParameters(const Pattern &a, const Pattern &b, const Pattern &g);
+
+  const Pattern &alpha, &beta;
+  bool scaled1, scaled2;              // whether a scale changes anything
+  uint8_t offset[kBlockBytes];        // sat(round(gamma)), added to every result
+  uint8_t zero_divisor[kBlockBytes];  // the result in place of a quotient by zero
+};
+
+bool is_neutral(const Pattern &scale) {
+  return std::all_of(std::begin(scale.lanes), std::end(scale.lanes),
+                     [](float s) { return s == 1.0f; });
+}
+
+ByteParameters::ByteParameters(const Pattern &a, const Pattern &b, const Pattern &g)
+    : alpha(a), beta(b), scaled1(!is_neutral(a)), scaled2(!is_neutral(b)) {
+  for (int32_t k = 0; k < kBlockBytes; ++k) {
+    const float gamma = g.lanes[k % kBlockFloats];
+    offset[k] = round_to_u8(gamma);
+    zero_divisor[k] = round_to_u8(FLT_EPSILON - gamma);
+  }
+}
+
+struct FloatParameters {
+  const Pattern &alpha, &beta, &gamma;
+};
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_BEGIN
+
+namespace tavix::module {
+
+namespace {
+
+// The operations on 32 scaled bytes, the result clamped to 0..255, and on eight scaled floats.
+template <int op>
+struct BinaryOpAvx2;
+
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_ADD> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) { return _mm256_adds_epu8(a, b); }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return a + b; }
+};
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_SUB> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) { return _mm256_subs_epu8(a, b); }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return a - b; }
+};
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_MUL> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) {
+    const __m256i zero = _mm256_setzero_si256(), most = _mm256_set1_epi16(255);
+    const __m256i low =
+        _mm256_mullo_epi16(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero));
+    const __m256i high =
+        _mm256_mullo_epi16(_mm256_unpackhi_epi8(a, zero), _mm256_unpackhi_epi8(b, zero));
+    return _mm256_packus_epi16(_mm256_min_epu16(low, most), _mm256_min_epu16(high, most));
+  }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return a * b; }
+};
+// A divisor that counts as zero is replaced by one that does no harm; its result is replaced later.
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_DIV> {
+  // Byte k of every 32-bit lane. Quotients of bytes stay in 0..255.
+  template <int k>
+  static TAVIX_INLINE __m256i quotients(__m256i a, __m256i b) {
+    const __m256i byte = _mm256_set1_epi32(255);
+    const __m256 x = _mm256_cvtepi32_ps(_mm256_and_si256(_mm256_srli_epi32(a, 8 * k), byte));
+    const __m256 y = _mm256_cvtepi32_ps(_mm256_and_si256(_mm256_srli_epi32(b, 8 * k), byte));
+    return _mm256_slli_epi32(_mm256_cvtps_epi32(x / y), 8 * k);
+  }
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) {
+    const __m256i divisor = _mm256_max_epu8(b, _mm256_set1_epi8(1));
+    return (quotients<0>(a, divisor) | quotients<1>(a, divisor)) |
+           (quotients<2>(a, divisor) | quotients<3>(a, divisor));
+  }
+  static TAVIX_INLINE __m256i zero(__m256i b) {
+    return _mm256_cmpeq_epi8(b, _mm256_setzero_si256());
+  }
+
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) {
+    return a / _mm256_blendv_ps(b, _mm256_set1_ps(1.0f), zero(b));
+  }
+  static TAVIX_INLINE __m256 zero(__m256 b) {
+    const __m256 magnitude = _mm256_andnot_ps(_mm256_set1_ps(-0.0f), b);
+    return _mm256_cmp_ps(magnitude, _mm256_set1_ps(FLT_EPSILON), _CMP_LT_OQ);
+  }
+};
+// min_ps and max_ps give their second operand when either is NaN: the first operand of the
+// operation.
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_MIN> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) { return _mm256_min_epu8(a, b); }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return _mm256_min_ps(b, a); }
+};
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_MAX> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) { return _mm256_max_epu8(a, b); }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return _mm256_max_ps(b, a); }
+};
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_ABSDIFF> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) {
+    return _mm256_subs_epu8(a, b) | _mm256_subs_epu8(b, a);
+  }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) {
+    return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a - b);
+  }
+};
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_OR> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) { return a | b; }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return _mm256_or_ps(a, b); }
+};
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_AND> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) { return a & b; }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return _mm256_and_ps(a, b); }
+};
+template <>
+struct BinaryOpAvx2<TAVIX_BINARY_OP_XOR> {
+  static TAVIX_INLINE __m256i run(__m256i a, __m256i b) { return a ^ b; }
+  static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return _mm256_xor_ps(a, b); }
+};
+
+// Vector j of a block of bytes, scaled, rounded and clamped.
+template <int j>
+TAVIX_INLINE __m256i scale_bytes_avx2(const uint8_t *p, const BlockPattern &scale) {
+  return round_to_bytes_avx2(load8b_avx2(p) * scale.lanes[(4 * j) % 3],
+                             load8b_avx2(p + 8) * scale.lanes[(4 * j + 1) % 3],
+                             load8b_avx2(p + 16) * scale.lanes[(4 * j + 2) % 3],
+                             load8b_avx2(p + 24) * scale.lanes[(4 * j + 3) % 3]);
+}
+
+template <int op>
+struct ByteBlockAvx2 {
+  const ByteParameters &parameters;
+  BlockPattern alpha, beta;
+
+  template <int j>
+  TAVIX_INLINE void vector(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
+    constexpr int at = 32 * j;
+    const __m256i a =
+        parameters.scaled1 ? scale_bytes_avx2<j>(src1 + at, alpha) : load32_avx2(src1 + at);
+    const __m256i b =
+        parameters.scaled2 ? scale_bytes_avx2<j>(src2 + at, beta) : load32_avx2(src2 + at);
+    __m256i r = BinaryOpAvx2<op>::run(a, b);
+    if constexpr (op == TAVIX_BINARY_OP_DIV)
+      r = _mm256_blendv_epi8(r, load32_avx2(parameters.zero_divisor + at),
+                             BinaryOpAvx2<op>::zero(b));
+    store32_avx2(dst + at, _mm256_adds_epu8(r, load32_avx2(parameters.offset + at)));
+  }
+  TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
+    vector<0>(dst, src1, src2);
+    vector<1>(dst, src1, src2);
+    vector<2>(dst, src1, src2);
+  }
+};
+
+template <int op>
+struct FloatBlockAvx2 {
+  BlockPattern alpha, beta, gamma;
+
+  TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
+    for (int j = 0; j < 3; ++j) {
+      const __m256 a = load8f_avx2(src1 + 32 * j) * alpha.lanes[j];
+      const __m256 b = load8f_avx2(src2 + 32 * j) * beta.lanes[j];
+      __m256 r = BinaryOpAvx2<op>::run(a, b);
+      if constexpr (op == TAVIX_BINARY_OP_DIV)
+        r = _mm256_blendv_ps(r, FLT_EPSILON - gamma.lanes[j], BinaryOpAvx2<op>::zero(b));
+      store8f_avx2(dst + 32 * j, r + gamma.lanes[j]);
+    }
+  }
+};
+
+template <int op>
+void binary_row_avx2(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int64_t n,
+                     const ByteParameters &p) {
+  const ByteBlockAvx2<op> step = {p, load_pattern_avx2(p.alpha.lanes),
+                                  load_pattern_avx2(p.beta.lanes)};
+  run_blocks_avx2<kBlockBytes>(step, n, dst, src1, src2);
+}
+
+template <int op>
+void binary_row_avx2(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int64_t n,
+                     const FloatParameters &p) {
+  const FloatBlockAvx2<op> step = {load_pattern_avx2(p.alpha.lanes),
+                                   load_pattern_avx2(p.beta.lanes),
+                                   load_pattern_avx2(p.gamma.lanes)};
+  run_blocks_avx2<kBlockBytes>(step, 4 * n, dst, src1, src2);
+}
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_END
+
+namespace tavix::module {
+
+namespace {
+
+template <class T, int op>
+class BinaryArithmeticBodyAVX final : public ParallelLoopBody {
+ public:
+  explicit BinaryArithmeticBodyAVX(const BinaryJob &job)
+      : src1_(job.src1),
+        src2_(job.src2),
+        dst_(job.dst),
+        alpha_(copy_parameters(job.alpha), job.video().channels),
+        beta_(copy_parameters(job.beta), job.video().channels),
+        gamma_(copy_parameters(job.gamma), job.video().channels) {}
+
+  void operator()(const Range &rows) const override {
+    using Parameters =
+        std::conditional_t<std::is_same_v<T, uint8_t>, ByteParameters, FloatParameters>;
+    const Parameters parameters{alpha_, beta_, gamma_};
+    const int32_t n = row_elements(src1_->video);
+    for (int32_t y = rows.start; n > 0 && y < rows.end; ++y)
+      binary_row_avx2<op>(row(*src1_, y), row(*src2_, y), row(*dst_, y), n, parameters);
+  }
+
+ private:
+  const TavixFrameV2 *src1_;
+  const TavixFrameV2 *src2_;
+  TavixFrameV2 *dst_;
+  Pattern alpha_;
+  Pattern beta_;
+  Pattern gamma_;
+};
+
+struct BinaryAvx2 {
+  template <class T, int op>
+  using Body = BinaryArithmeticBodyAVX<T, op>;
+};
+
+}  // namespace
+
+}  // namespace tavix::module
+
+using namespace tavix::module;
+
+int32_t TavixFrameBinaryArithmeticAVX(const TavixFrameV2 *src1_frame,
+                                      const TavixFrameV2 *src2_frame, uint32_t op,
+                                      const double *alpha, const double *beta, const double *gamma,
+                                      TavixFrameV2 *dst_frame) {
+  constexpr auto &kUnit = kArithmeticAvxUnit;
+  const BinaryJob job = {src1_frame, src2_frame, dst_frame, alpha, beta, gamma};
+  const BinaryChecks check = {kUnit, __func__, false};
+  if (const int32_t status = check(job, op); status != TAVIX_OK) return status;
+  TAVIX_REFUSE_IF(has_pixels(job.video()) && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
+                  "the processor has no AVX2");
+  run_operation<BinaryAvx2>(job, op, BinaryOps{});
+  return TAVIX_OK;
+}
