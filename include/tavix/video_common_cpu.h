@@ -4,6 +4,7 @@
 #define TAVIX_VIDEO_COMMON_CPU_H
 
 #include "tavix/video_common_cpu/arithmetic.h"
+#include "tavix/video_common_cpu/blob.h"
 #include "tavix/video_common_cpu/channels.h"
 #include "tavix/video_common_cpu/filters.h"
 #include "tavix/video_common_cpu/geometry.h"

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+// Row kernels of the normalising conversion: (sample - mean) * scale in single precision, with a
+// mean and a scale for each channel. Floats are stored as they are; bytes are clamped to 0..255 and
+// rounded, halves up. NaN becomes byte 0.
+#pragma once
+
+#include <cstdint>
+
+#include "common/frame_access.h"
+
+namespace tavix::module {
+
+// The parameters of the elements of a row, repeated over a whole number of pixels of 1, 2, 3 or 4
+// channels and a whole number of vectors.
+struct NormalizeParameters {
+  static constexpr int kPeriod = 24;
+  static_assert(kPeriod % 12 == 0 && kPeriod % 8 == 0);
+
+  float mean[kPeriod], scale[kPeriod];
+
+  // norm_vals: a mean for each of four channels, then a scale for each.
+  NormalizeParameters(const float *norm_vals, int32_t channels) {
+    for (int k = 0; k < kPeriod; ++k) {
+      const int32_t c = channels > 0 ? k % channels : 0;
+      mean[k] = norm_vals[c];
+      scale[k] = norm_vals[kMaxChannels + c];
+    }
+  }
+};
+
+// n elements of whole pixels.
+using NormalizeRow = void(const uint8_t *src, uint8_t *dst, int64_t n,
+                          const NormalizeParameters &parameters);
+
+// By source and destination: 0 bytes, 1 floats.
+struct NormalizeRows {
+  NormalizeRow *by_type[2][2];
+};
+extern const NormalizeRows kNormalizeRowsC, kNormalizeRowsAvx2;
+
+template <class Family>
+consteval NormalizeRows normalize_rows() {
+  return {{{Family::template run<uint8_t, uint8_t>, Family::template run<uint8_t, float>},
+           {Family::template run<float, uint8_t>, Family::template run<float, float>}}};
+}
+
+template <class To>
+inline To normalized(float sample, float mean, float scale);
+template <>
+inline float normalized(float sample, float mean, float scale) {
+  return (sample - mean) * scale;
+}
+template <>
+inline uint8_t normalized(float sample, float mean, float scale) {
+  const double value = normalized<float>(sample, mean, scale);
+  const double clamped = value > 0.0 ? (value < 255.0 ? value : 255.0) : 0.0;
+  return uint8_t(int32_t(clamped + 0.5));
+}
+
+}  // namespace tavix::module

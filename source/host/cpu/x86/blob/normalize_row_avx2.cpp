@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cpu/common_c/blob/normalize_row.h"
+
+#include "cpu/x86/blob/lanes_avx2.h"
+
+TAVIX_AVX2_BEGIN
+
+namespace tavix::module {
+
+namespace {
+
+constexpr int kVectors = NormalizeParameters::kPeriod / kLanes;
+
+struct ParameterVectors {
+  __m256 mean[kVectors], scale[kVectors];
+};
+
+// Vector number k of a block.
+template <class From>
+TAVIX_INLINE __m256 normalize_vector(const uint8_t *src, int k, const ParameterVectors &p) {
+  const __m256 samples = load_floats<From>(src + k * kLanes * int(sizeof(From)));
+  return _mm256_mul_ps(_mm256_sub_ps(samples, p.mean[k % kVectors]), p.scale[k % kVectors]);
+}
+
+// Clamped and rounded in single precision. Adding the float below 1/2 and truncating gives for
+// every float of 0..255 what adding 1/2 in double does: a value less than a half by one unit stays
+// below the next integer, and a half reaches it because the sum is rounded. A NaN on the left of
+// the maximum gives 0.
+TAVIX_INLINE __m256i round_clamped(__m256 v) {
+  const __m256 clamped = _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(255));
+  return _mm256_cvttps_epi32(_mm256_add_ps(clamped, _mm256_set1_ps(0x1.fffffep-2f)));
+}
+
+// A block is the least number of whole periods and of whole vectors of bytes.
+constexpr int kBlockVectors = 4 * kVectors;
+
+template <class From, class To>
+TAVIX_INLINE void normalize_block(const uint8_t *src, uint8_t *dst, const ParameterVectors &p) {
+#pragma GCC unroll 12
+  for (int k = 0; k < kBlockVectors; k += 4) {
+    const __m256 a = normalize_vector<From>(src, k, p), b = normalize_vector<From>(src, k + 1, p);
+    const __m256 c = normalize_vector<From>(src, k + 2, p),
+                 d = normalize_vector<From>(src, k + 3, p);
+    uint8_t *out = dst + k * kLanes * int(sizeof(To));
+    if constexpr (std::is_same_v<To, uint8_t>) {
+      store_256(out,
+                pack_low_8(round_clamped(a), round_clamped(b), round_clamped(c), round_clamped(d)));
+    } else {
+      store_256(out, _mm256_castps_si256(a));
+      store_256(out + 32, _mm256_castps_si256(b));
+      store_256(out + 64, _mm256_castps_si256(c));
+      store_256(out + 96, _mm256_castps_si256(d));
+    }
+  }
+}
+
+struct NormalizeFamilyAvx2 {
+  template <class From, class To>
+  static void run(const uint8_t *src, uint8_t *dst, int64_t n,
+                  const NormalizeParameters &parameters) {
+    ParameterVectors p;
+    for (int k = 0; k < kVectors; ++k) {
+      p.mean[k] = _mm256_loadu_ps(parameters.mean + k * kLanes);
+      p.scale[k] = _mm256_loadu_ps(parameters.scale + k * kLanes);
+    }
+    constexpr int64_t kBlock = kBlockVectors * kLanes;
+    int64_t i = 0;
+    for (; i <= n - kBlock; i += kBlock)
+      normalize_block<From, To>(src + i * int64_t(sizeof(From)), dst + i * int64_t(sizeof(To)), p);
+    for (int k = 0; i < n; ++i, k = (k + 1) % NormalizeParameters::kPeriod)
+      store(dst, i, normalized<To>(load<From>(src, i), parameters.mean[k], parameters.scale[k]));
+  }
+};
+
+}  // namespace
+
+constinit const NormalizeRows kNormalizeRowsAvx2 = normalize_rows<NormalizeFamilyAvx2>();
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_END

@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: Apache-2.0
+// Conversions go by blocks of 32 elements and then one by one; moves go by vectors of pixels, the
+// last of which takes pixels of the one before again. Nothing outside the rows is touched.
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "cpu/common_c/blob/element_conversion.h"
+#include "cpu/common_c/blob/tensor_rows.h"
+#include "cpu/x86/blob/lanes_avx2.h"
+
+namespace tavix::module {
+
+namespace {
+
+// Orders of the bytes of a 16-byte lane: byte i is taken from order[i].
+using ByteOrder = std::array<uint8_t, 16>;
+
+// A lane of packed three-channel pixels holds channel (slot + lane) % 3 in a slot, because it has
+// one slot more than a multiple of three. So three lanes have every channel once in each slot, and
+// channel c of pixel i stands in slot (3 i + c) modulo the slots.
+template <class T>
+inline constexpr int kSlots = 16 / sizeof(T);
+static_assert(kSlots<uint8_t> % 3 == 1 && kSlots<float> % 3 == 1);
+
+template <class T, int c>
+constexpr ByteOrder plane_from_slots() {
+  constexpr int kBytes = sizeof(T);
+  ByteOrder order{};
+  for (int i = 0; i < 16; ++i)
+    order[i] = uint8_t((3 * (i / kBytes) + c) % kSlots<T> * kBytes + i % kBytes);
+  return order;
+}
+
+template <class T, int c>
+constexpr ByteOrder slots_from_plane() {
+  ByteOrder order{};
+  for (int i = 0; i < 16; ++i) order[plane_from_slots<T, c>()[i]] = uint8_t(i);
+  return order;
+}
+
+template <class T, int c>
+alignas(16) inline constexpr ByteOrder kPlaneFromSlots = plane_from_slots<T, c>();
+template <class T, int c>
+alignas(16) inline constexpr ByteOrder kSlotsFromPlane = slots_from_plane<T, c>();
+
+// Four by four bytes transposed.
+alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
+                                               2, 6, 10, 14, 3, 7, 11, 15};
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_BEGIN
+
+namespace tavix::module {
+
+namespace {
+
+// ---- Converting. ----
+
+constexpr int kBlock = 4 * kLanes;
+
+constexpr int32_t kMantissaBits = 23;
+constexpr int32_t kPointBias =
+    127 + kMantissaBits;  // exponent of a float whose mantissa counts ones
+
+// Low halves of the floats truncated to 64 bits: the mantissa moved to where its point belongs.
+// Shifts of more than 31 give 0, as values from 2^63 on, infinities and NaN must.
+TAVIX_INLINE __m256i truncate_to_uint32(__m256 floats) {
+  const __m256i v = _mm256_castps_si256(floats);
+  const __m256i sign = _mm256_srai_epi32(v, 31);
+  const __m256i exponent =
+      _mm256_and_si256(_mm256_srli_epi32(v, kMantissaBits), _mm256_set1_epi32(0xff));
+  const __m256i mantissa = _mm256_or_si256(_mm256_and_si256(v, _mm256_set1_epi32(0x7fffff)),
+                                           _mm256_set1_epi32(0x800000));
+  const __m256i bias = _mm256_set1_epi32(kPointBias);
+  const __m256i magnitude =
+      _mm256_or_si256(_mm256_sllv_epi32(mantissa, _mm256_sub_epi32(exponent, bias)),
+                      _mm256_srlv_epi32(mantissa, _mm256_sub_epi32(bias, exponent)));
+  return _mm256_sub_epi32(_mm256_xor_si256(magnitude, sign), sign);
+}
+
+// Four floats truncated to 64 bits; INT64_MIN from 2^63 on and for NaN.
+TAVIX_INLINE __m256i truncate_to_int64(__m128 floats) {
+  const __m128i v = _mm_castps_si128(floats);
+  const __m256i sign = _mm256_cvtepi32_epi64(_mm_srai_epi32(v, 31));
+  const __m256i exponent =
+      _mm256_cvtepu32_epi64(_mm_and_si128(_mm_srli_epi32(v, kMantissaBits), _mm_set1_epi32(0xff)));
+  const __m256i mantissa = _mm256_cvtepu32_epi64(
+      _mm_or_si128(_mm_and_si128(v, _mm_set1_epi32(0x7fffff)), _mm_set1_epi32(0x800000)));
+  const __m256i bias = _mm256_set1_epi64x(kPointBias);
+  const __m256i magnitude =
+      _mm256_or_si256(_mm256_sllv_epi64(mantissa, _mm256_sub_epi64(exponent, bias)),
+                      _mm256_srlv_epi64(mantissa, _mm256_sub_epi64(bias, exponent)));
+  const __m256i too_large = _mm256_cmpgt_epi64(exponent, _mm256_set1_epi64x(127 + 62));
+  return _mm256_blendv_epi8(_mm256_sub_epi64(_mm256_xor_si256(magnitude, sign), sign),
+                            _mm256_set1_epi64x(INT64_MIN), too_large);
+}
+
+TAVIX_INLINE __m256i truncate_at(const uint8_t *p) {
+  return _mm256_cvttps_epi32(load_floats<float>(p));
+}
+
+// Low halves of 16 integers in order; the masks keep the packs from saturating.
+TAVIX_INLINE __m256i pack_low_16(__m256i a, __m256i b) {
+  const __m256i mask = _mm256_set1_epi32(0xffff);
+  const __m256i packed = _mm256_packus_epi32(_mm256_and_si256(a, mask), _mm256_and_si256(b, mask));
+  return _mm256_permute4x64_epi64(packed, 0xd8);
+}
+
+template <class To>
+TAVIX_INLINE void convert_float_block(const uint8_t *src, uint8_t *dst) {
+  constexpr int kBytes = kLanes * sizeof(float);
+  if constexpr (sizeof(To) == 1) {
+    store_256(dst, pack_low_8(truncate_at(src), truncate_at(src + kBytes),
+                              truncate_at(src + 2 * kBytes), truncate_at(src + 3 * kBytes)));
+  } else if constexpr (sizeof(To) == 2) {
+    for (int k = 0; k < 2; ++k, src += 2 * kBytes)
+      store_256(dst + 32 * k, pack_low_16(truncate_at(src), truncate_at(src + kBytes)));
+  } else if constexpr (sizeof(To) == 4) {
+    for (int k = 0; k < 4; ++k) {
+      const __m256 floats = load_floats<float>(src + k * kBytes);
+      store_256(dst + 32 * k, std::is_same_v<To, uint32_t> ? truncate_to_uint32(floats)
+                                                           : _mm256_cvttps_epi32(floats));
+    }
+  } else {
+    for (int k = 0; k < 8; ++k)
+      store_256(dst + 32 * k, truncate_to_int64(_mm_castsi128_ps(load_128(src + k * kBytes / 2))));
+  }
+}
+
+template <class From, class To>
+TAVIX_INLINE void convert_block(const uint8_t *src, uint8_t *dst) {
+  if constexpr (std::is_same_v<To, float>) {
+    for (int k = 0; k < 4; ++k)
+      _mm256_storeu_ps(reinterpret_cast<float *>(dst) + k * kLanes,
+                       load_floats<From>(src + k * kLanes * sizeof(From)));
+  } else {
+    convert_float_block<To>(src, dst);
+  }
+}
+
+// ---- Moving channels. A vector is two 16-byte lanes, the lower of the first half of the block's
+// pixels, the upper of the second half; both go the same way. ----
+
+TAVIX_INLINE __m256i load_lanes(const uint8_t *low, const uint8_t *high) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(load_128(low)), load_128(high), 1);
+}
+TAVIX_INLINE void store_lanes(uint8_t *low, uint8_t *high, __m256i v) {
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(low), _mm256_castsi256_si128(v));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(high), _mm256_extracti128_si256(v, 1));
+}
+TAVIX_INLINE __m256i shuffle_lanes(__m256i v, const ByteOrder &order) {
+  return _mm256_shuffle_epi8(v, _mm256_broadcastsi128_si256(load_128(order.data())));
+}
+
+// Slots 0, 3, 6... of a, slots 1, 4, 7... of b, slots 2, 5, 8... of c.
+template <class T>
+TAVIX_INLINE __m256i every_third(__m256i a, __m256i b, __m256i c) {
+  if constexpr (sizeof(T) == 1) {
+    const __m256i from_b = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0));
+    const __m256i from_c = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0));
+    return _mm256_blendv_epi8(_mm256_blendv_epi8(a, b, from_b), c, from_c);
+  } else {
+    return _mm256_blend_epi32(_mm256_blend_epi32(a, b, 0b00100010), c, 0b01000100);
+  }
+}
+
+// Four by four 32-bit elements within each lane.
+TAVIX_INLINE void transpose(__m256i (&v)[4]) {
+  const __m256i a = _mm256_unpacklo_epi32(v[0], v[1]), b = _mm256_unpackhi_epi32(v[0], v[1]);
+  const __m256i c = _mm256_unpacklo_epi32(v[2], v[3]), d = _mm256_unpackhi_epi32(v[2], v[3]);
+  v[0] = _mm256_unpacklo_epi64(a, c), v[1] = _mm256_unpackhi_epi64(a, c);
+  v[2] = _mm256_unpacklo_epi64(b, d), v[3] = _mm256_unpackhi_epi64(b, d);
+}
+
+// One vector of pixels; at is the byte offset within the planes.
+template <class T, int channels>
+TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
+  __m256i v[channels];
+  for (int j = 0; j < channels; ++j) v[j] = load_lanes(src + 16 * j, src + 16 * (channels + j));
+  if constexpr (channels == 3) {
+    const __m256i a = every_third<T>(v[0], v[2], v[1]);
+    const __m256i b = every_third<T>(v[1], v[0], v[2]);
+    const __m256i c = every_third<T>(v[2], v[1], v[0]);
+    store_256(planes[0] + at, shuffle_lanes(a, kPlaneFromSlots<T, 0>));
+    store_256(planes[1] + at, shuffle_lanes(b, kPlaneFromSlots<T, 1>));
+    store_256(planes[2] + at, shuffle_lanes(c, kPlaneFromSlots<T, 2>));
+  } else {
+    if constexpr (sizeof(T) == 1)
+      for (int j = 0; j < 4; ++j) v[j] = shuffle_lanes(v[j], kTransposed);
+    transpose(v);
+    for (int c = 0; c < 4; ++c) store_256(planes[c] + at, v[c]);
+  }
+}
+
+template <class T, int channels>
+TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
+  __m256i v[channels];
+  if constexpr (channels == 3) {
+    const __m256i a = shuffle_lanes(load_256(planes[0] + at), kSlotsFromPlane<T, 0>);
+    const __m256i b = shuffle_lanes(load_256(planes[1] + at), kSlotsFromPlane<T, 1>);
+    const __m256i c = shuffle_lanes(load_256(planes[2] + at), kSlotsFromPlane<T, 2>);
+    v[0] = every_third<T>(a, b, c);
+    v[1] = every_third<T>(b, c, a);
+    v[2] = every_third<T>(c, a, b);
+  } else {
+    for (int c = 0; c < 4; ++c) v[c] = load_256(planes[c] + at);
+    transpose(v);
+    if constexpr (sizeof(T) == 1)
+      for (int j = 0; j < 4; ++j) v[j] = shuffle_lanes(v[j], kTransposed);
+  }
+  for (int j = 0; j < channels; ++j) store_lanes(dst + 16 * j, dst + 16 * (channels + j), v[j]);
+}
+
+struct TensorRowsFamilyAvx2 {
+  template <class From, class To>
+  static void convert(const uint8_t *src, uint8_t *dst, int64_t n) {
+    if constexpr (kSameBits<From, To>) {
+      std::memmove(dst, src, size_t(n) * sizeof(To));
+    } else {
+      int64_t i = 0;
+      if constexpr (std::is_same_v<From, float> || std::is_same_v<To, float>) {
+        for (; i <= n - kBlock; i += kBlock)
+          convert_block<From, To>(src + i * int64_t(sizeof(From)), dst + i * int64_t(sizeof(To)));
+      }
+      // Between integers the compiler's own vectors are as good.
+#pragma GCC ivdep
+      for (; i < n; ++i) store(dst, i, convert_element<To>(load<From>(src, i)));
+    }
+  }
+
+  // Pixels of one vector in each plane.
+  template <class T>
+  static constexpr int64_t kPixels = 32 / sizeof(T);
+
+  template <class T, int channels>
+  static void split(const uint8_t *src, uint8_t *const *planes, int64_t n) {
+    if (n < kPixels<T>) return split_pixels<T, channels>(src, planes, n);
+    for (int64_t x = 0; x < n; x += kPixels<T>) {
+      const int64_t at = std::min(x, n - kPixels<T>) * int64_t(sizeof(T));
+      split_block<T, channels>(src + at * channels, planes, at);
+    }
+  }
+
+  template <class T, int channels>
+  static void merge(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
+    if (n < kPixels<T>) return merge_pixels<T, channels>(planes, dst, n);
+    for (int64_t x = 0; x < n; x += kPixels<T>) {
+      const int64_t at = std::min(x, n - kPixels<T>) * int64_t(sizeof(T));
+      merge_block<T, channels>(planes, at, dst + at * channels);
+    }
+  }
+};
+
+}  // namespace
+
+constinit const TensorRows kTensorRowsAvx2 = tensor_rows<TensorRowsFamilyAvx2>();
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_END

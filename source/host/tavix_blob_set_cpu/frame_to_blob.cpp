@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+// Packed pixels into NCHW and NHWC tensors. The kernels are chosen once for each call.
+#include "common/log.h"
+#include "common/pixel_format.h"
+#include "tavix_blob_set_cpu/blob_layouts.h"
+#include "tavix_blob_set_cpu/tensor_region.h"
+
+namespace tavix::module {
+
+namespace {
+
+constexpr auto &kUnit = kBlobSetUnit;
+
+// A frame of elements T and the way of its elements into a blob.
+template <class T>
+class TensorWriter {
+ public:
+  TensorWriter(const TavixFrameV2 &frame, const TensorShape &shape, const TensorRows &rows,
+               const BlobElement &element)
+      : frame_(frame),
+        shape_(shape),
+        channels_(frame.video.channels),
+        bytes_(element.bytes),
+        same_bits_(same_bits<T>(element)),
+        convert_(std::is_same_v<T, float> ? element.from_f32 : element.from_u8),
+        split_(pixel_rows<T>(rows, channels_).split) {}
+
+  // Image after image: every one of the batch is the same frame.
+  void write(uint8_t *blob, bool planar) const {
+    const int64_t row_bytes = bytes_ * shape_.w * (planar ? 1 : shape_.c);
+    const int64_t plane_bytes = bytes_ * shape_.h * shape_.w;
+    for (int32_t n = 0; n < shape_.n; ++n, blob += plane_bytes * shape_.c) {
+      for (int32_t y = 0; y < shape_.h; ++y) {
+        const uint8_t *src = row(frame_, y);
+        uint8_t *dst = blob + y * row_bytes;
+        if (shape_.c == channels_ && (!planar || channels_ == 1)) {
+          convert_(src, dst, int64_t(shape_.w) * channels_);
+        } else if (planar) {
+          write_planes(src, dst, plane_bytes);
+        } else {
+          write_some_channels(src, dst);
+        }
+      }
+    }
+  }
+
+ private:
+  static constexpr int64_t kBytes = sizeof(T);
+
+  void write_planes(const uint8_t *src, uint8_t *dst, int64_t plane_bytes) const {
+    uint8_t strips[kMaxChannels][kStripPixels * sizeof(T)];
+    for (int64_t x = 0; x < shape_.w; x += kStripPixels) {
+      const int64_t n = std::min<int64_t>(kStripPixels, shape_.w - x);
+      const uint8_t *pixels = src + x * channels_ * kBytes;
+      uint8_t *columns = dst + x * bytes_;
+      if (split_ == nullptr) {
+        for (int32_t c = 0; c < shape_.c; ++c) {
+          pick_channels<T>(pixels + c * kBytes, channels_, strips[0], 1, n);
+          convert_(strips[0], columns + c * plane_bytes, n);
+        }
+      } else {
+        uint8_t *planes[kMaxChannels];
+        for (int32_t c = 0; c < channels_; ++c)
+          planes[c] = same_bits_ && c < shape_.c ? columns + c * plane_bytes : strips[c];
+        split_(pixels, planes, n);
+        for (int32_t c = 0; !same_bits_ && c < shape_.c; ++c)
+          convert_(strips[c], columns + c * plane_bytes, n);
+      }
+    }
+  }
+
+  void write_some_channels(const uint8_t *src, uint8_t *dst) const {
+    uint8_t strip[kStripElements * sizeof(T)];
+    for_each_block(shape_.w, shape_.c, [&](int64_t x, int64_t n, int64_t c, int64_t channels) {
+      pick_channels<T>(src + (x * channels_ + c) * kBytes, channels_, strip, channels, n);
+      convert_(strip, dst + (x * shape_.c + c) * bytes_, n * channels);
+    });
+  }
+
+  const TavixFrameV2 &frame_;
+  TensorShape shape_;
+  int32_t channels_;
+  int64_t bytes_;  // of a blob element
+  bool same_bits_;
+  ConvertRow *convert_;
+  SplitRow *split_;
+};
+
+// What both layouts check first.
+int32_t check_records(const char *function, const TavixFrames *src_frames,
+                      const TavixBlob *dst_blob) {
+  TAVIX_REFUSE_AS_IF(function, any_null(src_frames), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frames(%p) must not be nullptr", src_frames);
+  TAVIX_REFUSE_AS_IF(function, src_frames->frame_num != 1, TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame num:%d need to be 1", src_frames->frame_num);
+  TAVIX_REFUSE_AS_IF(function, any_null(src_frames->frames), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frames->frames(%p) must not be nullptr", src_frames->frames);
+  TAVIX_REFUSE_AS_IF(function, any_null(src_frames->frames[0]), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame is nullptr");
+  TAVIX_REFUSE_AS_IF(function, dst_blob->dims_size != 4, TAVIX_ERROR_INVALID_DATA,
+                     "dst_blob_dims size:%d need to be 4", dst_blob->dims_size);
+  return TAVIX_OK;
+}
+
+int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const TavixBlob &dst_blob,
+                      const TensorShape &shape, bool planar) {
+  auto *dst = static_cast<uint8_t *>(TavixBlobBufferGet(&dst_blob));
+  TAVIX_REFUSE_AS_IF(function, any_null(dst), TAVIX_ERROR_INVALID_DATA,
+                     "TavixBlobBufferGet is nullptr");
+  TAVIX_REFUSE_AS_IF(function, any_plane_null(&src), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame data[0] is nullptr");
+  const TavixVideoInfo &video = src.video;
+  TAVIX_REFUSE_AS_IF(function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame_width:%d src_frame_height:%d src_frame_channel:%d need great or "
+                     "equle than dst_blob_width:%d dst_blob_height:%d dst_blob_channel:%d",
+                     video.width, video.height, video.channels, shape.w, shape.h, shape.c);
+  if (differs(shape, video)) {
+    TAVIX_LOG_AS(function, TAVIX_LOG_DEBUG,
+                 "src_frame_width:%d src_frame_height:%d src_frame_channel:%d is different from "
+                 "dst_blob_width:%d dst_blob_height:%d dst_blob_channel:%d",
+                 video.width, video.height, video.channels, shape.w, shape.h, shape.c);
+  }
+
+  const bool float_frame = is_float(video.format);
+  const TensorRows &rows = tensor_rows();
+  const BlobElement *element = find_element(rows, dst_blob.data_type);
+  // The type is refused at the first element: an empty blob has none.
+  if (!shape.empty() && element == nullptr) {
+    TAVIX_REFUSE_AS_IF(function, float_frame, TAVIX_ERROR_UNSUPPORTED,
+                       "ConvertFloat dst_blob data_type:%d is not support", dst_blob.data_type);
+    TAVIX_REFUSE_AS_IF(function, true, TAVIX_ERROR_UNSUPPORTED,
+                       "ConvertUChar dst_blob data_type:%d is not support", dst_blob.data_type);
+  }
+  TAVIX_REFUSE_AS_IF(function, !all_host(&src), TAVIX_ERROR_INVALID_PARAM,
+                     "src_frame memory(%d) must be in host memory", src.memory);
+  if (shape.empty()) return TAVIX_OK;
+  TAVIX_REFUSE_AS_IF(function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_DATA,
+                     "dst_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c,
+                     shape.h, shape.w);
+
+  if (float_frame) {
+    TensorWriter<float>(src, shape, rows, *element).write(dst, planar);
+  } else {
+    TensorWriter<uint8_t>(src, shape, rows, *element).write(dst, planar);
+  }
+  return TAVIX_OK;
+}
+
+}  // namespace
+
+int32_t FrameHWCToBlobNCHWByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
+  const int32_t status = check_records(__func__, src_frames, dst_blob);
+  if (status != TAVIX_OK) return status;
+  return frame_to_blob(__func__, *src_frames->frames[0], *dst_blob, nchw_shape(*dst_blob), true);
+}
+
+// Elements are written in NHWC order, but the extents are read as the blob declares them.
+int32_t FrameHWCToBlobNHWCByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
+  const int32_t status = check_records(__func__, src_frames, dst_blob);
+  if (status != TAVIX_OK) return status;
+  const uint32_t layout = dst_blob->data_format;
+  TAVIX_REFUSE_IF(layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
+                  "dst_blob data_format:%d need to be NHWC or NCHW", layout);
+  return frame_to_blob(
+      __func__, *src_frames->frames[0], *dst_blob,
+      layout == TAVIX_DATA_FORMAT_NCHW ? nchw_shape(*dst_blob) : nhwc_shape(*dst_blob), false);
+}
+
+}  // namespace tavix::module
