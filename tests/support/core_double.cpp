@@ -24,6 +24,7 @@ struct State {
   std::set<const void *> frames, arrays;  // outstanding
   int frames_until_failure = 0, arrays_until_failure = 0;
   int32_t copy_status = TAVIX_OK;
+  std::function<void(TavixFrameV2 &)> alter_frames;
   bool blob_buffer_fails = false, buffer_data_fails = false;
   std::map<const TavixBuffer *, void *> buffers;
 };
@@ -144,6 +145,10 @@ void CoreDouble::fail_buffer_data_get() {
   locked([](State &s) { s.buffer_data_fails = true; });
 }
 
+void CoreDouble::alter_frames(std::function<void(TavixFrameV2 &)> alter) {
+  locked([&](State &s) { s.alter_frames = std::move(alter); });
+}
+
 void CoreDouble::serve_buffer(const TavixBuffer *handle, void *data) {
   locked([&](State &s) { s.buffers[handle] = data; });
 }
@@ -170,10 +175,13 @@ using namespace tavix::test;
 
 TavixFrameV2 *TavixVideoFrameAllocV2(int32_t format, uint32_t memory, int32_t width, int32_t height,
                                      uint64_t device, int32_t alignment) {
-  const bool fails = locked([](State &s) { return due(s.frames_until_failure); });
+  const auto [fails, alter] =
+      locked([](State &s) { return std::pair(due(s.frames_until_failure), s.alter_frames); });
+  const uint32_t real_memory = alter ? uint32_t(TAVIX_MEMORY_HOST) : memory;
   TavixFrameV2 *frame =
       fails ? nullptr
-            : REAL(TavixVideoFrameAllocV2)(format, memory, width, height, device, alignment);
+            : REAL(TavixVideoFrameAllocV2)(format, real_memory, width, height, device, alignment);
+  if (alter && frame != nullptr) alter(*frame);
   locked([&](State &s) {
     s.frame_requests.push_back({format, memory, width, height, device, alignment, frame});
     if (frame != nullptr) s.frames.insert(frame);

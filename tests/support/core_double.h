@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,10 @@ class CoreDouble {
   void fail_frame_copy(int32_t status);
   void fail_blob_buffer_get();
   void fail_buffer_data_get();
+
+  // Frames of a core with other ideas: each new frame is changed before it is handed out. The real
+  // core is asked for host memory, whatever the request says.
+  void alter_frames(std::function<void(TavixFrameV2 &)> alter);
 
   // Buffers of the test's own: the handle is never looked into.
   void serve_buffer(const TavixBuffer *handle, void *data);
