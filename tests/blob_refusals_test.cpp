@@ -10,9 +10,9 @@
 
 #include "common/units.h"
 #include "support/core_double.h"
-#include "support/failing_new.h"
 #include "support/guarded_blob.h"
 #include "support/guarded_frame.h"
+#include "support/scarce_memory.h"
 #include "tavix/video_common_cpu.h"
 #include "tavix_blob_set_cpu/blob_layouts.h"
 
@@ -308,17 +308,18 @@ TEST(BlobRefusals, FailingAllocations) {
       SCOPED_TRACE(::testing::Message() << name(row.entry) << ' ' << row.text);
       Call call(true);
       if (frame_missing) call.array[0] = nullptr;
-      const FailingNew failing(row.nth);
+      fail_nothrow_new(row.nth);
       call.expect_refused(row.entry, TAVIX_ERROR_MEMORY, {entry_line(row.entry, row.text)});
     }
   }
   // Lists need no allocation, and a code without a layout is refused before it.
-  const FailingNew failing(1);
-  Call call(true);
+    Call call(true);
+  fail_nothrow_new(1);
   EXPECT_EQ(call.run(Entry::list_to_blob), TAVIX_OK);
   EXPECT_EQ(call.run(Entry::list_to_frame), TAVIX_OK);
   call.blob->data_format = 15;
   EXPECT_EQ(call.run(Entry::to_blob), TAVIX_ERROR_UNSUPPORTED);
+  fail_nothrow_new(0);
 }
 
 // A layout the table never hands to this converter.

@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "core/recorded_log.h"
-#include "core/scarce_memory.h"
+#include "support/scarce_memory.h"
 #include "support/printed.h"
 
 namespace tavix::test {

@@ -7,7 +7,7 @@
 #include <numeric>
 
 #include "core/recorded_log.h"
-#include "core/scarce_memory.h"
+#include "support/scarce_memory.h"
 #include "support/compare.h"
 #include "support/guarded_frame.h"
 #include "support/printed.h"

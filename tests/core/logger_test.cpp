@@ -4,7 +4,7 @@
 #include <string>
 
 #include "core/recorded_log.h"
-#include "core/scarce_memory.h"
+#include "support/scarce_memory.h"
 
 namespace tavix::test {
 namespace {

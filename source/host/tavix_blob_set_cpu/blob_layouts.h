@@ -10,10 +10,10 @@
 
 // The layouts in slot order.
 #define TAVIX_WORKING_LAYOUTS(X) X(NCHW) X(NHWC)
-#define TAVIX_REFUSED_LAYOUTS(X)                                                             \
-  X(NHWC4)                                                                                   \
-  X(NC2HW2) X(NC4HW4) X(NC8HW8) X(NC16HW16) X(NCDHW) X(NHC4W4) X(CNH4) X(NDHWC) X(CHW) X(NC) \
-      X(SCALAR) X(C)
+#define TAVIX_REFUSED_LAYOUTS(X) \
+  X(NHWC4)                       \
+  X(NC2HW2)                      \
+  X(NC4HW4) X(NC8HW8) X(NC16HW16) X(NCDHW) X(NHC4W4) X(CNH4) X(NDHWC) X(CHW) X(NC) X(SCALAR) X(C)
 #define TAVIX_LAYOUTS(X) TAVIX_WORKING_LAYOUTS(X) TAVIX_REFUSED_LAYOUTS(X)
 
 namespace tavix::module {

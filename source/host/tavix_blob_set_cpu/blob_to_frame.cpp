@@ -22,8 +22,11 @@ class TensorReader {
         channels_(frame.video.channels),
         bytes_(element.bytes),
         same_bits_(same_bits<T>(element)),
+        merge_first_(moves_blob_elements<T>(element)),
         convert_(std::is_same_v<T, float> ? element.to_f32 : element.to_u8),
-        merge_(shape.c == channels_ ? pixel_rows<T>(rows, channels_).merge : nullptr) {}
+        merge_(shape.c == channels_
+                   ? pixel_rows(rows, merge_first_ ? bytes_ : kBytes, channels_).merge
+                   : nullptr) {}
 
   // Every image of the batch overwrites the one before, so that only the last needs reading.
   void read(const uint8_t *blob, bool planar) const {
@@ -47,24 +50,42 @@ class TensorReader {
   static constexpr int64_t kBytes = sizeof(T);
 
   void read_planes(const uint8_t *src, int64_t plane_bytes, uint8_t *dst) const {
-    uint8_t strips[kMaxChannels][kStripPixels * sizeof(T)];
     for (int64_t x = 0; x < shape_.w; x += kStripPixels) {
       const int64_t n = std::min<int64_t>(kStripPixels, shape_.w - x);
       const uint8_t *columns = src + x * bytes_;
       uint8_t *pixels = dst + x * channels_ * kBytes;
       if (merge_ == nullptr) {
-        for (int32_t c = 0; c < shape_.c; ++c) {
-          convert_(columns + c * plane_bytes, strips[0], n);
-          put_channels<T>(strips[0], 1, pixels + c * kBytes, channels_, n);
-        }
+        convert_and_put(columns, plane_bytes, pixels, n);
+      } else if (merge_first_) {
+        merge_and_convert(columns, plane_bytes, pixels, n);
       } else {
-        const uint8_t *planes[kMaxChannels];
-        for (int32_t c = 0; c < channels_; ++c) {
-          planes[c] = same_bits_ ? columns + c * plane_bytes : strips[c];
-          if (!same_bits_) convert_(columns + c * plane_bytes, strips[c], n);
-        }
-        merge_(planes, pixels, n);
+        convert_and_merge(columns, plane_bytes, pixels, n);
       }
+    }
+  }
+
+  // A strip of n pixels from the same columns of every plane.
+  void merge_and_convert(const uint8_t *columns, int64_t plane_bytes, uint8_t *pixels,
+                         int64_t n) const {
+    uint8_t strip[kStripElements];
+    const uint8_t *planes[kMaxChannels];
+    for (int32_t c = 0; c < channels_; ++c) planes[c] = columns + c * plane_bytes;
+    merge_(planes, same_bits_ ? pixels : strip, n);
+    if (!same_bits_) convert_(strip, pixels, n * channels_);
+  }
+  void convert_and_merge(const uint8_t *columns, int64_t plane_bytes, uint8_t *pixels,
+                         int64_t n) const {
+    uint8_t strips[kMaxChannels][kStripPixels * sizeof(T)];
+    const uint8_t *const planes[kMaxChannels] = {strips[0], strips[1], strips[2], strips[3]};
+    for (int32_t c = 0; c < channels_; ++c) convert_(columns + c * plane_bytes, strips[c], n);
+    merge_(planes, pixels, n);
+  }
+  void convert_and_put(const uint8_t *columns, int64_t plane_bytes, uint8_t *pixels,
+                       int64_t n) const {
+    uint8_t strip[kStripPixels * sizeof(T)];
+    for (int32_t c = 0; c < shape_.c; ++c) {
+      convert_(columns + c * plane_bytes, strip, n);
+      put_channels<T>(strip, 1, pixels + c * kBytes, channels_, n);
     }
   }
 
@@ -81,6 +102,7 @@ class TensorReader {
   int32_t channels_;
   int64_t bytes_;  // of a blob element
   bool same_bits_;
+  bool merge_first_;  // channels are merged before the conversion
   ConvertRow *convert_;
   MergeRow *merge_;
 };

@@ -22,8 +22,9 @@ class TensorWriter {
         channels_(frame.video.channels),
         bytes_(element.bytes),
         same_bits_(same_bits<T>(element)),
+        split_last_(moves_blob_elements<T>(element)),
         convert_(std::is_same_v<T, float> ? element.from_f32 : element.from_u8),
-        split_(pixel_rows<T>(rows, channels_).split) {}
+        split_(pixel_rows(rows, split_last_ ? bytes_ : kBytes, channels_).split) {}
 
   // Image after image: every one of the batch is the same frame.
   void write(uint8_t *blob, bool planar) const {
@@ -48,24 +49,43 @@ class TensorWriter {
   static constexpr int64_t kBytes = sizeof(T);
 
   void write_planes(const uint8_t *src, uint8_t *dst, int64_t plane_bytes) const {
-    uint8_t strips[kMaxChannels][kStripPixels * sizeof(T)];
     for (int64_t x = 0; x < shape_.w; x += kStripPixels) {
       const int64_t n = std::min<int64_t>(kStripPixels, shape_.w - x);
       const uint8_t *pixels = src + x * channels_ * kBytes;
       uint8_t *columns = dst + x * bytes_;
       if (split_ == nullptr) {
-        for (int32_t c = 0; c < shape_.c; ++c) {
-          pick_channels<T>(pixels + c * kBytes, channels_, strips[0], 1, n);
-          convert_(strips[0], columns + c * plane_bytes, n);
-        }
+        pick_and_convert(pixels, columns, plane_bytes, n);
+      } else if (split_last_) {
+        convert_and_split(pixels, columns, plane_bytes, n);
       } else {
-        uint8_t *planes[kMaxChannels];
-        for (int32_t c = 0; c < channels_; ++c)
-          planes[c] = same_bits_ && c < shape_.c ? columns + c * plane_bytes : strips[c];
-        split_(pixels, planes, n);
-        for (int32_t c = 0; !same_bits_ && c < shape_.c; ++c)
-          convert_(strips[c], columns + c * plane_bytes, n);
+        split_and_convert(pixels, columns, plane_bytes, n);
       }
+    }
+  }
+
+  // A strip of n pixels into the same columns of every plane.
+  void convert_and_split(const uint8_t *pixels, uint8_t *columns, int64_t plane_bytes,
+                         int64_t n) const {
+    uint8_t strip[kStripElements], rest[kStripPixels * sizeof(T)];
+    uint8_t *planes[kMaxChannels];
+    for (int32_t c = 0; c < channels_; ++c)
+      planes[c] = c < shape_.c ? columns + c * plane_bytes : rest;
+    if (!same_bits_) convert_(pixels, strip, n * channels_);
+    split_(same_bits_ ? pixels : strip, planes, n);
+  }
+  void split_and_convert(const uint8_t *pixels, uint8_t *columns, int64_t plane_bytes,
+                         int64_t n) const {
+    uint8_t strips[kMaxChannels][kStripPixels * sizeof(T)];
+    uint8_t *const planes[kMaxChannels] = {strips[0], strips[1], strips[2], strips[3]};
+    split_(pixels, planes, n);
+    for (int32_t c = 0; c < shape_.c; ++c) convert_(strips[c], columns + c * plane_bytes, n);
+  }
+  void pick_and_convert(const uint8_t *pixels, uint8_t *columns, int64_t plane_bytes,
+                        int64_t n) const {
+    uint8_t strip[kStripPixels * sizeof(T)];
+    for (int32_t c = 0; c < shape_.c; ++c) {
+      pick_channels<T>(pixels + c * kBytes, channels_, strip, 1, n);
+      convert_(strip, columns + c * plane_bytes, n);
     }
   }
 
@@ -82,6 +102,7 @@ class TensorWriter {
   int32_t channels_;
   int64_t bytes_;  // of a blob element
   bool same_bits_;
+  bool split_last_;  // channels are split after the conversion
   ConvertRow *convert_;
   SplitRow *split_;
 };

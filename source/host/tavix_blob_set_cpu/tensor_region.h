@@ -55,18 +55,24 @@ inline const BlobElement *find_element(const TensorRows &rows, uint32_t data_typ
   return found == rows.elements.end() ? nullptr : &*found;
 }
 
-// Whether an element of a frame, float or byte, goes into a blob and back as it is.
+// Whether a frame's elements go into a blob and back as they are.
 template <class T>
 constexpr bool same_bits(const BlobElement &element) {
   return std::is_same_v<T, float> ? element.data_type == TAVIX_DATA_TYPE_FLOAT32
                                   : element.bytes == 1;
 }
 
-// The kernels for pixels of this many channels, if there are any.
+// Channels are moved on the narrower side of a conversion: the blob's where its elements are bytes,
+// or where there is nothing to convert, else the frame's.
 template <class T>
-constexpr PixelRows pixel_rows(const TensorRows &rows, int32_t channels) {
+constexpr bool moves_blob_elements(const BlobElement &element) {
+  return element.bytes == 1 || same_bits<T>(element);
+}
+
+// The kernels that move elements of this size, if there are any for the number of channels.
+constexpr PixelRows pixel_rows(const TensorRows &rows, int64_t bytes, int32_t channels) {
   if (channels < 0 || channels > kMaxChannels) return {};
-  return (std::is_same_v<T, float> ? rows.f32 : rows.u8)[channels];
+  return (bytes == 1 ? rows.u8 : rows.f32)[channels];
 }
 
 // Rows are moved and converted in strips that stay in the first cache.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Makes operator new(nothrow), which the core uses for its records, fail on demand.
+// Makes operator new(nothrow), which records are allocated with, fail on demand.
 #pragma once
 
 namespace tavix::test {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/scarce_memory.h"
+#include "support/scarce_memory.h"
 
 #include <atomic>
 #include <new>
@@ -19,7 +19,7 @@ void *allocate(void *(*throwing)(size_t), size_t bytes) noexcept {
 
 }  // namespace
 
-// Visible to the core, whose calls come here instead of to the runtime.
+// Visible to the core too, whose calls come here instead of to the runtime.
 __attribute__((visibility("default"))) void *operator new(size_t bytes,
                                                           const std::nothrow_t &) noexcept {
   return allocate(::operator new, bytes);
