@@ -78,13 +78,17 @@ TAVIX_INLINE __m256 load_floats(const uint8_t *p) {
   }
 }
 
-// Low bytes of 32 integers in order.
+// 32 integers clamped to 0..255. Packs go lane by lane; the permutation restores the order.
+TAVIX_INLINE __m256i pack_clamped(__m256i a, __m256i b, __m256i c, __m256i d) {
+  const __m256i packed = _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
+  return _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+
+// The low bytes of 32 integers.
 TAVIX_INLINE __m256i pack_low_8(__m256i a, __m256i b, __m256i c, __m256i d) {
   const __m256i mask = _mm256_set1_epi32(0xff);
-  const __m256i low = _mm256_packus_epi32(_mm256_and_si256(a, mask), _mm256_and_si256(b, mask));
-  const __m256i high = _mm256_packus_epi32(_mm256_and_si256(c, mask), _mm256_and_si256(d, mask));
-  return _mm256_permutevar8x32_epi32(_mm256_packus_epi16(low, high),
-                                     _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+  return pack_clamped(_mm256_and_si256(a, mask), _mm256_and_si256(b, mask),
+                      _mm256_and_si256(c, mask), _mm256_and_si256(d, mask));
 }
 
 }  // namespace

@@ -22,13 +22,13 @@ TAVIX_INLINE __m256 normalize_vector(const uint8_t *src, int k, const ParameterV
   return _mm256_mul_ps(_mm256_sub_ps(samples, p.mean[k % kVectors]), p.scale[k % kVectors]);
 }
 
-// Clamped and rounded in single precision. Adding the float below 1/2 and truncating gives for
-// every float of 0..255 what adding 1/2 in double does: a value less than a half by one unit stays
-// below the next integer, and a half reaches it because the sum is rounded. A NaN on the left of
-// the maximum gives 0.
-TAVIX_INLINE __m256i round_clamped(__m256 v) {
-  const __m256 clamped = _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(255));
-  return _mm256_cvttps_epi32(_mm256_add_ps(clamped, _mm256_set1_ps(0x1.fffffep-2f)));
+// Rounded in single precision. Adding the float below 1/2 and truncating gives for every float of
+// 0..255 what adding 1/2 in double does: a value less than a half by one unit stays below the next
+// integer, and a half reaches it because the sum is rounded. The clamp is left to the packing, but
+// for what int32 cannot hold; the minimum passes NaN on, which becomes the least integer.
+TAVIX_INLINE __m256i round_to_bytes(__m256 v) {
+  const __m256 limited = _mm256_min_ps(_mm256_set1_ps(255), v);
+  return _mm256_cvttps_epi32(_mm256_add_ps(limited, _mm256_set1_ps(0x1.fffffep-2f)));
 }
 
 // A block is the least number of whole periods and of whole vectors of bytes.
@@ -43,8 +43,8 @@ TAVIX_INLINE void normalize_block(const uint8_t *src, uint8_t *dst, const Parame
                  d = normalize_vector<From>(src, k + 3, p);
     uint8_t *out = dst + k * kLanes * int(sizeof(To));
     if constexpr (std::is_same_v<To, uint8_t>) {
-      store_256(out,
-                pack_low_8(round_clamped(a), round_clamped(b), round_clamped(c), round_clamped(d)));
+      store_256(out, pack_clamped(round_to_bytes(a), round_to_bytes(b), round_to_bytes(c),
+                                  round_to_bytes(d)));
     } else {
       store_256(out, _mm256_castps_si256(a));
       store_256(out + 32, _mm256_castps_si256(b));
