@@ -6,6 +6,7 @@
 #include "tavix/video_common_cpu/arithmetic.h"
 #include "tavix/video_common_cpu/blob.h"
 #include "tavix/video_common_cpu/channels.h"
+#include "tavix/video_common_cpu/color.h"
 #include "tavix/video_common_cpu/filters.h"
 #include "tavix/video_common_cpu/geometry.h"
 

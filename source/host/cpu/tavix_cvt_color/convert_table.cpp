@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+// The table of conversions, written as rules over sets of formats and expanded at compile time. A
+// pair that two rules claim does not compile.
+#include "cpu/tavix_cvt_color/convert_table.h"
+
+#include <algorithm>
+#include <array>
+
+namespace tavix::module {
+
+namespace {
+
+// A set of formats: bit n stands for code n.
+using Formats = uint32_t;
+
+template <class... Code>
+constexpr Formats set_of(Code... codes) {
+  return ((Formats(1) << codes) | ...);
+}
+
+constexpr bool contains(Formats set, uint32_t code) {
+  return ((set >> code) & 1) != 0;
+}
+
+constexpr Formats kRgb = set_of(TAVIX_PIX_FMT_RGB24, TAVIX_PIX_FMT_BGR24);
+constexpr Formats kRgba = set_of(TAVIX_PIX_FMT_BGRA32, TAVIX_PIX_FMT_RGBA32);
+constexpr Formats kGray = set_of(TAVIX_PIX_FMT_GRAY8);
+constexpr Formats kFloat = set_of(TAVIX_PIX_FMT_RGBF32, TAVIX_PIX_FMT_BGRF32, TAVIX_PIX_FMT_RGBAF32,
+                                  TAVIX_PIX_FMT_BGRAF32);
+
+// Code 6 is left out on purpose: it is not even copied.
+constexpr Formats kCopied = ((Formats(1) << kFormatCount) - 1) & ~set_of(6);
+
+// Every format of one set to every different format of another.
+struct Rule {
+  Formats from, to;
+  ConvertEntry *entry;
+};
+
+// clang-format off
+constexpr Rule kRules[] = {
+    {kRgb,         kRgb,         TavixBGR2RGB},
+    {kRgb,         kGray,        TavixBGR2Gray},
+    {kRgb,         kRgba,        TavixBGR2BGRA},
+    {kRgb | kRgba, kFloat,       TavixRGB2BGRF32},
+    {kGray,        kRgb,         TavixGray2BGR},
+    {kGray,        kRgba,        TavixGray2BGRA},
+    {kGray,        kFloat,       TavixGray2BGRF32},
+    {kRgba,        kRgb,         TavixBGRA2BGR},
+    {kRgba,        kGray,        TavixBGRA2Gray},
+    {kRgba,        kRgba,        TavixBGRA2RGBA},
+    {kFloat,       kRgb | kRgba, TavixRGBF322BGR},
+    {kFloat,       kGray,        TavixRGBF322Gray},
+    {kFloat,       kFloat,       TavixRGBF32Family},
+};
+// clang-format on
+
+using Table = std::array<std::array<ConvertEntry *, kFormatCount>, kFormatCount>;
+
+constexpr Table expand() {
+  Table table = {};
+  const auto claim = [&table](uint32_t from, uint32_t to, ConvertEntry *entry) {
+    if (table[from][to] != nullptr) throw "two rules claim one pair";
+    table[from][to] = entry;
+  };
+  for (uint32_t from = 0; from < kFormatCount; ++from) {
+    if (contains(kCopied, from)) claim(from, from, ColorCopyCommon);
+    for (uint32_t to = 0; to < kFormatCount; ++to)
+      for (const Rule &rule : kRules)
+        if (from != to && contains(rule.from, from) && contains(rule.to, to))
+          claim(from, to, rule.entry);
+  }
+  return table;
+}
+
+constexpr Table kTable = expand();
+
+constexpr int64_t count_entries(bool copies) {
+  int64_t count = 0;
+  for (const auto &line : kTable)
+    count += std::count_if(line.begin(), line.end(), [copies](ConvertEntry *entry) {
+      return entry != nullptr && (entry == ColorCopyCommon) == copies;
+    });
+  return count;
+}
+
+static_assert(count_entries(true) == 15 && count_entries(false) == 72);
+
+}  // namespace
+
+ConvertEntry *convert_entry(uint32_t src_format, uint32_t dst_format) {
+  return kTable[src_format][dst_format];
+}
+
+}  // namespace tavix::module
