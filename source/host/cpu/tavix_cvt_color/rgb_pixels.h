@@ -80,4 +80,11 @@ struct ColourAt {
         blue(load<T>(src, x * src_step + (r_first ? 2 : 0))) {}
 };
 
+// Grey of pixel x, in single precision and in this order.
+template <int src_step, bool r_first>
+inline uint8_t float_gray(const uint8_t *src, int64_t x, const GrayWeights &w) {
+  const ColourAt<float, src_step, r_first> p(src, x);
+  return round_half_up_u8((p.red * w.red + p.green * w.green + p.blue * w.blue) * 255.0f);
+}
+
 }  // namespace tavix::module

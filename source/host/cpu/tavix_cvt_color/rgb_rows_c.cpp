@@ -35,10 +35,7 @@ struct FloatsToGrayRowC {
   static void row(const uint8_t *src, uint8_t *dst, int32_t width, const GrayWeights &weights) {
     const GrayWeights w = weights;
 #pragma GCC ivdep
-    for (int32_t x = 0; x < width; ++x) {
-      const ColourAt<float, src_step, r_first> p(src, x);
-      dst[x] = round_half_up_u8((p.red * w.red + p.green * w.green + p.blue * w.blue) * 255.0f);
-    }
+    for (int32_t x = 0; x < width; ++x) dst[x] = float_gray<src_step, r_first>(src, x, w);
   }
 };
 

@@ -1,10 +1,471 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vector rows of the packed conversions.
+// Vector rows of the packed conversions. What they do to a value is what the portable rows do,
+// except: grey is rounded in integers, bytes become floats by a multiplication, and floats become
+// bytes by rounding half to even. Pixels that fill no block are done one by one.
 #include "cpu/tavix_cvt_color/rgb_rows.h"
+#include "cpu/x86/avx2.h"
 
 namespace tavix::module {
 
-// Follows with the vector kernels; until then both paths run the portable rows.
-const RgbRows rgb_rows_avx2 = rgb_rows_c;
+namespace {
+
+// Rounded to single precision, as the vector rows use it.
+constexpr float kByteScale = 0.003921569f;
+
+struct ScaledByteToFloat : ByteToFloat {
+  static constexpr To convert(From v) { return float(v) * kByteScale; }
+};
+
+constexpr int kOpaqueElement = -1;
+
+// Where element e of the destination pixels comes from: an element of the source pixels.
+constexpr int source_element(int src_step, int dst_step, bool swap, int e) {
+  const int x = e / dst_step, c = e % dst_step;
+  if (src_step == 1) return c == 3 ? kOpaqueElement : x;
+  if (c == 3) return src_step == 4 ? x * 4 + 3 : kOpaqueElement;
+  return x * src_step + (swap ? 2 - c : c);
+}
+
+// How a block of destination pixels is gathered: its elements are cut into lanes, and each lane
+// comes from one or two windows of source elements, as long as a shuffle reaches, that lie within
+// the block.
+template <int src_step, int dst_step, bool swap, int pixels, int lane, int window>
+struct GatherPlan {
+  static constexpr int kLanes = pixels * dst_step / lane;
+  static_assert(kLanes * lane == pixels * dst_step && pixels * src_step >= window);
+
+  int windows = 1;                              // in use by some lane
+  bool adds_alpha = false;                      // to three-channel pixels
+  int offset[2][kLanes] = {};                   // first source element of a window
+  alignas(32) int index[2][kLanes][lane] = {};  // into a window, negative where it gives nothing
+  bool opaque[kLanes][lane] = {};
+
+  constexpr GatherPlan() {
+    for (int l = 0; l < kLanes; ++l) {
+      bool found[lane] = {};
+      for (int i = 0; i < lane; ++i) {
+        opaque[l][i] = found[i] = source(l, i) == kOpaqueElement;
+        adds_alpha |= opaque[l][i];
+      }
+      for (int w = 0; w < 2; ++w) {
+        int first = pixels * src_step - window;
+        for (int i = 0; i < lane; ++i)
+          if (!found[i] && source(l, i) < first) first = source(l, i);
+        offset[w][l] = first;
+        for (int i = 0; i < lane; ++i) {
+          const bool here = !found[i] && source(l, i) < first + window;
+          index[w][l][i] = here ? source(l, i) - first : -1;
+          found[i] |= here;
+          if (here) windows = w + 1 > windows ? w + 1 : windows;
+        }
+      }
+      for (int i = 0; i < lane; ++i)
+        if (!found[i]) throw "two windows do not reach every element";
+    }
+    if (windows == 2 && adds_alpha) throw "alpha takes the place of the second window";
+  }
+
+ private:
+  static constexpr int source(int l, int i) {
+    return source_element(src_step, dst_step, swap, l * lane + i);
+  }
+};
+
+// Byte shuffles take 0x80 where they shall give 0.
+constexpr uint8_t shuffle_byte(int index) {
+  return index < 0 ? 0x80 : uint8_t(index);
+}
+
+// Bytes to bytes: dst_step vectors of two 16-byte lanes each.
+template <int src_step, int dst_step, bool swap>
+struct BytesPlan {
+  static constexpr int kPixels = 32;
+  static constexpr GatherPlan<src_step, dst_step, swap, kPixels, 16, 16> kPlan{};
+
+  alignas(32) uint8_t mask[2][dst_step][32] = {};
+  alignas(32) uint8_t opaque[dst_step][32] = {};
+
+  constexpr BytesPlan() {
+    for (int v = 0; v < dst_step; ++v)
+      for (int i = 0; i < 32; ++i) {
+        for (int w = 0; w < 2; ++w)
+          mask[w][v][i] = shuffle_byte(kPlan.index[w][2 * v + i / 16][i % 16]);
+        opaque[v][i] = kPlan.opaque[2 * v + i / 16][i % 16] ? 255 : 0;
+      }
+  }
+};
+
+// Bytes to 32-bit integers: vectors of 8 elements, each from one 16-byte window.
+template <int src_step, int dst_step, bool swap>
+struct WidenPlan {
+  static constexpr int kPixels = 16;
+  static constexpr GatherPlan<src_step, dst_step, swap, kPixels, 8, 16> kPlan{};
+  static constexpr int kVectors = kPlan.kLanes;
+  static_assert(kPlan.windows == 1);
+
+  alignas(32) uint8_t mask[kVectors][32] = {};
+  alignas(32) float opaque[kVectors][8] = {};
+
+  constexpr WidenPlan() {
+    for (int v = 0; v < kVectors; ++v)
+      for (int i = 0; i < 8; ++i) {
+        for (int byte = 0; byte < 4; ++byte)
+          mask[v][4 * i + byte] = shuffle_byte(byte == 0 ? kPlan.index[0][v][i] : -1);
+        opaque[v][i] = kPlan.opaque[v][i] ? 1.0f : 0.0f;
+      }
+  }
+};
+
+// Bytes of 4 pixels in each 16-byte lane to 4 pixels at the start of each lane.
+template <int src_step, int dst_step, bool swap>
+struct LanePlan {
+  static constexpr GatherPlan<src_step, dst_step, swap, 4, 4 * dst_step, 4 * src_step> kPlan{};
+  static_assert(kPlan.windows == 1);
+
+  alignas(32) uint8_t mask[32] = {};
+  alignas(32) uint8_t opaque[32] = {};
+
+  constexpr LanePlan() {
+    for (int i = 0; i < 32; ++i) {
+      const bool used = i % 16 < 4 * dst_step;
+      mask[i] = shuffle_byte(used ? kPlan.index[0][0][i % 16] : -1);
+      opaque[i] = used && kPlan.opaque[0][i % 16] ? 255 : 0;
+    }
+  }
+};
+
+// Floats to floats: dst_step vectors of 8 elements.
+template <int src_step, int dst_step, bool swap>
+using FloatsPlan = GatherPlan<src_step, dst_step, swap, 8, 8, 8>;
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_BEGIN
+
+namespace tavix::module {
+
+namespace {
+
+TAVIX_INLINE __m128i load_128(const void *p) {
+  return _mm_loadu_si128(static_cast<const __m128i *>(p));
+}
+
+TAVIX_INLINE __m256i load_256(const void *p) {
+  return _mm256_loadu_si256(static_cast<const __m256i *>(p));
+}
+
+TAVIX_INLINE void store_256(void *p, __m256i v) {
+  _mm256_storeu_si256(static_cast<__m256i *>(p), v);
+}
+
+TAVIX_INLINE __m256 load_8_floats(const uint8_t *p, int64_t i) {
+  return _mm256_castsi256_ps(load_256(p + 4 * i));
+}
+
+// 16 bytes of each address.
+TAVIX_INLINE __m256i load_lanes(const uint8_t *low, const uint8_t *high) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(load_128(low)), load_128(high), 1);
+}
+
+// 32-bit elements in this order; -1 stands for any.
+template <int a, int b, int c, int d, int e, int f, int g, int h>
+TAVIX_INLINE __m256i reorder(__m256i v) {
+  return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(a, b, c, d, e, f, g, h));
+}
+
+// Blocks first, then the pixels that fill no block.
+template <class Block, class Value, int src_step, int dst_step, bool swap>
+TAVIX_INLINE void convert_row(const uint8_t *src, uint8_t *dst, int32_t width) {
+  constexpr int64_t kSrcPixel = src_step * sizeof(typename Value::From),
+                    kDstPixel = dst_step * sizeof(typename Value::To);
+  int32_t x = 0;
+  for (; x <= width - Block::kPixels; x += Block::kPixels)
+    Block::run(src + x * kSrcPixel, dst + x * kDstPixel);
+  for (; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);
+}
+
+// 32 pixels; all are read before the first is written.
+struct ShuffleBytesRowAvx2 {
+  static constexpr bool kFromGray = true;
+
+  template <int src_step, int dst_step, bool swap>
+  struct Block {
+    using Plan = BytesPlan<src_step, dst_step, swap>;
+    static constexpr Plan kMasks{};
+    static constexpr int kPixels = Plan::kPixels;
+
+    static TAVIX_INLINE __m256i window(const uint8_t *src, int w, int v) {
+      const auto &offset = Plan::kPlan.offset[w];
+      return _mm256_shuffle_epi8(load_lanes(src + offset[2 * v], src + offset[2 * v + 1]),
+                                 load_256(kMasks.mask[w][v]));
+    }
+
+    static TAVIX_INLINE void run(const uint8_t *src, uint8_t *dst) {
+      __m256i out[dst_step];
+#pragma GCC unroll 4
+      for (int v = 0; v < dst_step; ++v) {
+        out[v] = window(src, 0, v);
+        if constexpr (Plan::kPlan.windows == 2) out[v] = _mm256_or_si256(out[v], window(src, 1, v));
+        if constexpr (Plan::kPlan.adds_alpha)
+          out[v] = _mm256_or_si256(out[v], load_256(kMasks.opaque[v]));
+      }
+#pragma GCC unroll 4
+      for (int v = 0; v < dst_step; ++v) store_256(dst + 32 * v, out[v]);
+    }
+  };
+
+  template <int src_step, int dst_step, bool swap>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    convert_row<Block<src_step, dst_step, swap>, ByteToByte, src_step, dst_step, swap>(src, dst,
+                                                                                       width);
+  }
+};
+
+// 8 pixels; all are read before the first is written.
+struct ShuffleFloatsRowAvx2 {
+  static constexpr bool kFromGray = false;
+
+  template <int src_step, int dst_step, bool swap>
+  struct Block {
+    static constexpr FloatsPlan<src_step, dst_step, swap> kPlan{};
+    static constexpr int kPixels = 8;
+
+    static TAVIX_INLINE __m256 window(const uint8_t *src, int w, int v) {
+      return _mm256_permutevar8x32_ps(load_8_floats(src, kPlan.offset[w][v]),
+                                      load_256(kPlan.index[w][v]));
+    }
+
+    // Negative indices of the first window select the second one, or alpha.
+    static TAVIX_INLINE __m256 gather(const uint8_t *src, int v) {
+      const __m256 select = _mm256_castsi256_ps(load_256(kPlan.index[0][v]));
+      if constexpr (kPlan.windows == 2)
+        return _mm256_blendv_ps(window(src, 0, v), window(src, 1, v), select);
+      if constexpr (kPlan.adds_alpha)
+        return _mm256_blendv_ps(window(src, 0, v), _mm256_set1_ps(1.0f), select);
+      return window(src, 0, v);
+    }
+
+    static TAVIX_INLINE void run(const uint8_t *src, uint8_t *dst) {
+      __m256 out[dst_step];
+#pragma GCC unroll 4
+      for (int v = 0; v < dst_step; ++v) out[v] = gather(src, v);
+#pragma GCC unroll 4
+      for (int v = 0; v < dst_step; ++v) store_256(dst + 32 * v, _mm256_castps_si256(out[v]));
+    }
+  };
+
+  template <int src_step, int dst_step, bool swap>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    convert_row<Block<src_step, dst_step, swap>, FloatToFloat, src_step, dst_step, swap>(src, dst,
+                                                                                         width);
+  }
+};
+
+// 16 pixels. 255 gives exactly 1, so nothing needs a clamp.
+struct BytesToFloatsRowAvx2 {
+  static constexpr bool kFromGray = true;
+  static_assert(255.0f * kByteScale == 1.0f);
+
+  template <int src_step, int dst_step, bool swap>
+  struct Block {
+    using Plan = WidenPlan<src_step, dst_step, swap>;
+    static constexpr Plan kMasks{};
+    static constexpr int kPixels = Plan::kPixels;
+
+    static TAVIX_INLINE void run(const uint8_t *src, uint8_t *dst) {
+#pragma GCC unroll 8
+      for (int v = 0; v < Plan::kVectors; ++v) {
+        const __m256i bytes = _mm256_broadcastsi128_si256(load_128(src + Plan::kPlan.offset[0][v]));
+        const __m256i wide = _mm256_shuffle_epi8(bytes, load_256(kMasks.mask[v]));
+        __m256 out = _mm256_mul_ps(_mm256_cvtepi32_ps(wide), _mm256_set1_ps(kByteScale));
+        if constexpr (Plan::kPlan.adds_alpha)
+          out = _mm256_or_ps(out, _mm256_load_ps(kMasks.opaque[v]));
+        store_256(dst + 32 * v, _mm256_castps_si256(out));
+      }
+    }
+  };
+
+  template <int src_step, int dst_step, bool swap>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    convert_row<Block<src_step, dst_step, swap>, ScaledByteToFloat, src_step, dst_step, swap>(
+        src, dst, width);
+  }
+};
+
+// v is clamped to 0..255, NaN gives 0: max and min answer with their second operand then. Rounded
+// half to even.
+TAVIX_INLINE __m256i round_to_255(__m256 v) {
+  const __m256 clamped =
+      _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(255.0f));
+  return _mm256_cvtps_epi32(clamped);
+}
+
+// 8 pixels, no more: which pixels round half to even is part of the result.
+struct FloatsToBytesRowAvx2 {
+  static constexpr bool kFromGray = false;
+
+  template <int src_step, int dst_step, bool swap>
+  struct Block {
+    using Plan = LanePlan<src_step, dst_step, swap>;
+    static constexpr Plan kMasks{};
+    static constexpr int kPixels = 8;
+
+    static TAVIX_INLINE __m256i scaled(const uint8_t *src, int v) {
+      return round_to_255(_mm256_mul_ps(load_8_floats(src, 8 * v), _mm256_set1_ps(255.0f)));
+    }
+
+    static TAVIX_INLINE void run(const uint8_t *src, uint8_t *dst) {
+      // Values in [0, 255] fit both packs. The reordering puts pixels 0 to 3 into the low lane.
+      const __m256i low = _mm256_packs_epi32(scaled(src, 0), scaled(src, 1));
+      const __m256i third = scaled(src, 2);
+      __m256i out;
+      if constexpr (src_step == 4) {
+        const __m256i high = _mm256_packs_epi32(third, scaled(src, 3));
+        out = reorder<0, 4, 1, 5, 2, 6, 3, 7>(_mm256_packus_epi16(low, high));
+      } else {
+        const __m256i high = _mm256_packs_epi32(third, third);
+        out = reorder<0, 4, 1, -1, 5, 2, 6, -1>(_mm256_packus_epi16(low, high));
+      }
+      out = _mm256_shuffle_epi8(out, load_256(kMasks.mask));
+      if constexpr (Plan::kPlan.adds_alpha) out = _mm256_or_si256(out, load_256(kMasks.opaque));
+      if constexpr (dst_step == 4) {
+        store_256(dst, out);
+      } else {
+        out = reorder<0, 1, 2, 4, 5, 6, -1, -1>(out);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), _mm256_castsi256_si128(out));
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + 16), _mm256_extracti128_si256(out, 1));
+      }
+    }
+  };
+
+  template <int src_step, int dst_step, bool swap>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    convert_row<Block<src_step, dst_step, swap>, FloatToByte, src_step, dst_step, swap>(src, dst,
+                                                                                        width);
+  }
+};
+
+// Grey = (77 R + 150 G + 29 B + 128) >> 8. The weights sum to 256, so the result needs no clamp.
+constexpr int kGrayRed = 77, kGrayGreen = 150, kGrayBlue = 29;
+static_assert(kGrayRed + kGrayGreen + kGrayBlue == 256);
+
+struct BytesToGrayRowAvx2 {
+  // Weighted sums of 8 pixels, less 32768. Samples are taken less 128, in [-128, 127]: pairs of
+  // products lie in [-22912, 22733] or less, and the sums in [-32768, 32512].
+  template <int src_step, bool r_first>
+  static TAVIX_INLINE __m256i biased_sums(const uint8_t *src) {
+    __m256i pixels;
+    if constexpr (src_step == 4) {
+      pixels = load_256(src);
+    } else {
+      const __m256i low_first =
+          _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 4, 5, 6, -1, 7, 8,
+                           9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
+      pixels = _mm256_shuffle_epi8(load_lanes(src, src + 8), low_first);
+    }
+    constexpr int kFirst = r_first ? kGrayRed : kGrayBlue, kThird = r_first ? kGrayBlue : kGrayRed;
+    const __m256i weights = _mm256_set1_epi32(kFirst | kGrayGreen << 8 | kThird << 16);
+    const __m256i samples = _mm256_xor_si256(pixels, _mm256_set1_epi8(-128));
+    return _mm256_madd_epi16(_mm256_maddubs_epi16(weights, samples), _mm256_set1_epi16(1));
+  }
+
+  // Sums of 16 pixels, rounded: adding 32768 + 128 wraps back to [128, 65408].
+  static TAVIX_INLINE __m256i rounded(__m256i low, __m256i high) {
+    const __m256i sums = _mm256_add_epi16(_mm256_packs_epi32(low, high),
+                                          _mm256_set1_epi16(int16_t(uint16_t(32768 + 128))));
+    return _mm256_srli_epi16(sums, 8);
+  }
+
+  template <int src_step, bool r_first>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    constexpr int64_t k8 = 8 * src_step;
+    int32_t x = 0;
+    for (; x <= width - 32; x += 32) {
+      const uint8_t *p = src + int64_t(x) * src_step;
+      const __m256i low =
+          rounded(biased_sums<src_step, r_first>(p), biased_sums<src_step, r_first>(p + k8));
+      const __m256i high = rounded(biased_sums<src_step, r_first>(p + 2 * k8),
+                                   biased_sums<src_step, r_first>(p + 3 * k8));
+      store_256(dst + x, reorder<0, 4, 1, 5, 2, 6, 3, 7>(_mm256_packus_epi16(low, high)));
+    }
+    for (; x < width; ++x) {
+      const ColourAt<uint8_t, src_step, r_first> p(src, x);
+      dst[x] = uint8_t((p.red * kGrayRed + p.green * kGrayGreen + p.blue * kGrayBlue + 128) >> 8);
+    }
+  }
+};
+
+// 8 pixels, no more: which pixels round half to even is part of the result.
+struct FloatsToGrayRowAvx2 {
+  // The three channels of 8 pixels in their order in memory.
+  struct Channels {
+    __m256 first, second, third;
+  };
+
+  // Vectors of 4 elements, one of pixels 0 to 3 and one of pixels 4 to 7.
+  template <int src_step>
+  static TAVIX_INLINE __m256 load_halves(const uint8_t *src, int element) {
+    return _mm256_castsi256_ps(load_lanes(src + 4 * element, src + 4 * (element + 4 * src_step)));
+  }
+
+  template <int src_step>
+  static TAVIX_INLINE Channels deinterleave(const uint8_t *src) {
+    const __m256 a = load_halves<src_step>(src, 0), b = load_halves<src_step>(src, 4),
+                 c = load_halves<src_step>(src, 8);
+    if constexpr (src_step == 3) {  // a = x0 y0 z0 x1, b = y1 z1 x2 y2, c = z2 x3 y3 z3
+      const __m256 x2y2x3y3 = _mm256_shuffle_ps(b, c, _MM_SHUFFLE(2, 1, 3, 2));
+      const __m256 y0z0y1z1 = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(1, 0, 2, 1));
+      return {_mm256_shuffle_ps(a, x2y2x3y3, _MM_SHUFFLE(2, 0, 3, 0)),
+              _mm256_shuffle_ps(y0z0y1z1, x2y2x3y3, _MM_SHUFFLE(3, 1, 2, 0)),
+              _mm256_shuffle_ps(y0z0y1z1, c, _MM_SHUFFLE(3, 0, 3, 1))};
+    } else {  // one pixel in each half
+      const __m256 d = load_halves<src_step>(src, 12);
+      const __m256 x0x1y0y1 = _mm256_unpacklo_ps(a, b), x2x3y2y3 = _mm256_unpacklo_ps(c, d);
+      const __m256 z0z1 = _mm256_unpackhi_ps(a, b), z2z3 = _mm256_unpackhi_ps(c, d);
+      return {_mm256_shuffle_ps(x0x1y0y1, x2x3y2y3, _MM_SHUFFLE(1, 0, 1, 0)),
+              _mm256_shuffle_ps(x0x1y0y1, x2x3y2y3, _MM_SHUFFLE(3, 2, 3, 2)),
+              _mm256_shuffle_ps(z0z1, z2z3, _MM_SHUFFLE(1, 0, 1, 0))};
+    }
+  }
+
+  template <int src_step, bool r_first>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width, const GrayWeights &weights) {
+    const __m256 red = _mm256_set1_ps(weights.red), green = _mm256_set1_ps(weights.green),
+                 blue = _mm256_set1_ps(weights.blue);
+    int32_t x = 0;
+    for (; x <= width - 8; x += 8) {
+      const Channels p = deinterleave<src_step>(src + int64_t(x) * (4 * src_step));
+      const __m256 r = r_first ? p.first : p.third, b = r_first ? p.third : p.first;
+      const __m256 sum =
+          _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(r, red), _mm256_mul_ps(p.second, green)),
+                        _mm256_mul_ps(b, blue));
+      const __m256i gray = round_to_255(_mm256_mul_ps(sum, _mm256_set1_ps(255.0f)));
+      const __m256i words = _mm256_packs_epi32(gray, gray);
+      const __m256i bytes =
+          reorder<0, 4, -1, -1, -1, -1, -1, -1>(_mm256_packus_epi16(words, words));
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + x), _mm256_castsi256_si128(bytes));
+    }
+    for (; x < width; ++x) dst[x] = float_gray<src_step, r_first>(src, x, weights);
+  }
+};
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_END
+
+namespace tavix::module {
+
+constinit const RgbRows rgb_rows_avx2 = {
+    .shuffle_bytes = PackedRows::of<ShuffleBytesRowAvx2>(),
+    .shuffle_floats = PackedRows::of<ShuffleFloatsRowAvx2>(),
+    .bytes_to_floats = PackedRows::of<BytesToFloatsRowAvx2>(),
+    .floats_to_bytes = PackedRows::of<FloatsToBytesRowAvx2>(),
+    .bytes_to_gray = GrayRows<PackedRow>::of<BytesToGrayRowAvx2>(),
+    .floats_to_gray = GrayRows<WeightedRow>::of<FloatsToGrayRowAvx2>(),
+};
 
 }  // namespace tavix::module
