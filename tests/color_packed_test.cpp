@@ -1,0 +1,407 @@
+// SPDX-License-Identifier: Apache-2.0
+// Packed conversions against a reference that goes channel by channel, by name.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "support/compare.h"
+#include "support/core_double.h"
+#include "support/guarded_frame.h"
+#include "support/seams.h"
+#include "support/sweep.h"
+#include "tavix/video_common_cpu/color.h"
+
+namespace tavix::test {
+namespace {
+
+const std::vector<int32_t> kPacked = {0, 1, 2, 4, 5, 11, 12, 13, 14};
+
+// Channels of a frame in memory order. A fourth channel of a three-channel format is an alpha.
+std::string channel_names(const TavixVideoInfo &video) {
+  static const char *const kNames[16] = {"RGB", "BGR", "Y", "",    "BGRA", "RGBA", "",     "",
+                                         "",    "",    "",  "RGB", "BGR",  "RGBA", "BGRA", "Y"};
+  const std::string names = kNames[video.format];
+  return names.size() == 3 && video.channels == 4 ? names + 'A' : names;
+}
+
+// Rounded to an 8-bit value; where the vector loop runs, halves go to the even neighbour.
+uint8_t rounded(float v, bool half_to_even) {
+  if (!(v > 0)) return 0;
+  const float clamped = std::min(v, 255.0f);
+  return uint8_t(half_to_even ? std::nearbyintf(clamped) : std::floor(clamped + 0.5f));
+}
+
+struct Weights {
+  float r, g, b;
+};
+Weights gray_weights(int32_t color_space) {
+  if (color_space == 1) return {0.2126f, 0.7152f, 0.0722f};
+  if (color_space == 7 || color_space == 8) return {0.2627f, 0.678f, 0.0593f};
+  return {0.299f, 0.587f, 0.114f};
+}
+
+// What TavixFrameConvertColorByCPU makes of src, with or without AVX2.
+class Reference {
+ public:
+  Reference(const GuardedFrame &src, bool avx2)
+      : src_(src),
+        from_(channel_names(src->video)),
+        float_source_(is_float_format(src->video.format)),
+        avx2_(avx2),
+        vector_floats_(avx2 && src->video.width >= 8) {}
+
+  void convert(GuardedFrame &dst) const {
+    const std::string to = channel_names(dst->video);
+    for (int32_t y = 0; y < src_->video.height; ++y)
+      for (int32_t x = 0; x < src_->video.width; ++x) convert_pixel(dst, to, x, y);
+  }
+
+ private:
+  void convert_pixel(GuardedFrame &dst, const std::string &to, int32_t x, int32_t y) const {
+    for (int32_t c = 0; c < int32_t(to.size()); ++c) {
+      const int32_t i = x * int32_t(to.size()) + c;
+      if (is_float_format(dst->video.format)) {
+        dst.set<float>(i, y, float_value(to[c], x, y));
+      } else {
+        dst.set<uint8_t>(i, y, byte_value(to[c], x, y));
+      }
+    }
+  }
+
+  // Grey stands for every colour; 0 says that there is no such channel.
+  char source_of(char name) const {
+    if (from_.size() == 1 && name != 'A') return 'Y';
+    return from_.find(name) == std::string::npos ? 0 : name;
+  }
+
+  // The channel of that name in pixel x of row y.
+  template <class T>
+  T named(char name, int32_t x, int32_t y) const {
+    return src_.get<T>(x * int32_t(from_.size()) + int32_t(from_.find(name)), y);
+  }
+
+  float float_value(char name, int32_t x, int32_t y) const {
+    const char from = source_of(name);
+    if (from == 0) return 1.0f;
+    if (float_source_) return named<float>(from, x, y);
+    const uint8_t v = named<uint8_t>(from, x, y);
+    return vector_floats_ ? float(v) * 0.003921569f : float(v) / 255.0f;
+  }
+
+  uint8_t byte_value(char name, int32_t x, int32_t y) const {
+    if (name == 'Y') return float_source_ ? gray_of_floats(x, y) : gray_of_bytes(x, y);
+    const char from = source_of(name);
+    if (from == 0) return 255;
+    if (!float_source_) return named<uint8_t>(from, x, y);
+    return rounded(named<float>(from, x, y) * 255.0f, in_vector_loop(x));
+  }
+
+  uint8_t gray_of_bytes(int32_t x, int32_t y) const {
+    const int r = named<uint8_t>('R', x, y), g = named<uint8_t>('G', x, y),
+              b = named<uint8_t>('B', x, y);
+    if (avx2_) return uint8_t((77 * r + 150 * g + 29 * b + 128) / 256);
+    const double rg = double(g) * 0.587 + double(r) * 0.299;
+    return uint8_t(std::trunc(rg + double(b) * 0.114));
+  }
+
+  uint8_t gray_of_floats(int32_t x, int32_t y) const {
+    const Weights w = gray_weights(src_->video.color_space);
+    const float r = named<float>('R', x, y) * w.r, g = named<float>('G', x, y) * w.g,
+                b = named<float>('B', x, y) * w.b;
+    return rounded((r + g + b) * 255.0f, in_vector_loop(x));
+  }
+
+  // The loop of eight pixels; the rest of the row is done one by one.
+  bool in_vector_loop(int32_t x) const { return vector_floats_ && x < src_->video.width / 8 * 8; }
+
+  const GuardedFrame &src_;
+  std::string from_;
+  bool float_source_, avx2_, vector_floats_;
+};
+
+// Floats around what 8-bit conversion looks at: values of 0 to 1 and a little beyond, the halves
+// between two 8-bit values and their neighbours, and what is no ordinary number.
+float interesting_float(Fill fill, Random &random) {
+  if (fill == Fill::extremes || fill == Fill::specials) return fill_value<float>(fill, random);
+  if (fill == Fill::zeros || fill == Fill::full) return fill == Fill::full ? 1.0f : -0.0f;
+  if (fill == Fill::noise) return float(random.below(1400001) - 200000) * 1e-6f;
+  const float half = (float(random.below(258) - 1) + 0.5f) / 255.0f;
+  const int side = random.below(3) - 1;
+  return side == 0 ? half : std::nextafterf(half, float(side) * 4.0f);
+}
+
+void fill_frame(GuardedFrame &frame, Fill fill, uint64_t seed) {
+  if (!is_float_format(frame->video.format)) return frame.fill(fill, seed);
+  Random random(seed);
+  const int32_t n = frame->video.width * frame->video.channels;
+  for (int32_t y = 0; y < frame->video.height; ++y)
+    for (int32_t i = 0; i < n; ++i) frame.set<float>(i, y, interesting_float(fill, random));
+}
+
+// Refused before anything else looks at it.
+bool refuses_empty(int32_t from, int32_t to) {
+  return (from <= 1 && to <= 2) && from != to;
+}
+
+void expect_reference(const GuardedFrame &src, int32_t format, const FrameLayout &layout,
+                      int32_t channels, bool avx2) {
+  SCOPED_TRACE(::testing::Message() << src->video.format << " -> " << format << ", " << layout);
+  const FrameShape shape{format, src->video.width, src->video.height, channels};
+  GuardedFrame expected(shape), actual(shape, layout);
+  Reference(src, avx2).convert(expected);
+  const bool empty = src->video.width == 0 || src->video.height == 0;
+  EXPECT_EQ(
+      TavixFrameConvertColorByCPU(src, actual),
+      empty && refuses_empty(src->video.format, format) ? TAVIX_ERROR_INVALID_PARAM : TAVIX_OK);
+  EXPECT_TRUE(same_pixels(*expected, *actual));
+  EXPECT_TRUE(src.intact() && actual.intact());
+}
+
+TEST(PackedConversion, EveryPairOverSizesLayoutsAndFills) {
+  for_each_path([](const Path &path) {
+    sweep({.formats = kPacked, .widths = numbers(0, 130)}, 1500, [&](const SweepCase &c) {
+      // A pixel of a three-channel format may take four elements, on either side.
+      const bool wide_src = c.seed % 5 == 0, wide_dst = c.seed % 7 == 0;
+      FrameShape shape = c.shape;
+      if (wide_src && channels_of(shape.format) == 3) shape.channels = 4;
+      GuardedFrame src(shape, c.layout);
+      fill_frame(src, c.fill, c.seed);
+      src->video.color_space = int32_t(c.seed % 12) - 1;
+      for (const int32_t format : kPacked) {
+        if (format == shape.format) continue;
+        const FrameLayout &layout = kLayouts[(c.seed / 3 + uint64_t(format)) % std::size(kLayouts)];
+        expect_reference(src, format, layout, wide_dst && channels_of(format) == 3 ? 4 : 0,
+                         path.vector);
+      }
+    });
+  });
+  core_double().take_logs();
+}
+
+TEST(PackedConversion, EveryPairAtEveryWidth) {
+  for_each_path([](const Path &path) {
+    if (path.workers > 1) return;
+    for (const int32_t from : kPacked) {
+      for (int32_t width = 1; width <= 130; width += by_effort(1, 9)) {
+        GuardedFrame src({from, width, 2}, {.pad = width % 3});
+        fill_frame(src, width % 2 == 0 ? Fill::noise : Fill::halves, uint64_t(width));
+        for (const int32_t to : kPacked)
+          if (from != to) expect_reference(src, to, {}, 0, path.vector);
+        ASSERT_FALSE(HasFailure()) << from << ", width " << width;
+      }
+    }
+  });
+}
+
+TEST(PackedConversion, LargeFrames) {
+  for_each_path([](const Path &path) {
+    for (const int32_t from : kPacked) {
+      GuardedFrame src({from, by_effort(643, 259), by_effort(121, 33)}, {.pad = 5, .shift = 1});
+      fill_frame(src, Fill::noise, 7);
+      for (const int32_t to : kPacked)
+        if (from != to) expect_reference(src, to, {.pad = 3}, 0, path.vector);
+    }
+  });
+}
+
+TEST(PackedConversion, InPlaceWherePixelsKeepTheirSize) {
+  for_each_path([](const Path &path) {
+    for (const auto &[from, to] : {std::pair{0, 1}, {1, 0}, {4, 5}, {5, 4}, {11, 12}, {14, 13}}) {
+      for (int32_t width = 1; width <= 70; ++width) {
+        GuardedFrame frame({from, width, 3}, {.pad = 2}), expected({to, width, 3});
+        fill_frame(frame, Fill::noise, uint64_t(width));
+        Reference(frame, path.vector).convert(expected);
+        TavixFrameV2 same = *frame;
+        same.video.format = to;
+        EXPECT_EQ(TavixFrameConvertColorByCPU(frame, &same), TAVIX_OK);
+        EXPECT_TRUE(same_pixels(*expected, same)) << from << " -> " << to << ", width " << width;
+        EXPECT_TRUE(frame.intact());
+      }
+    }
+  });
+}
+
+// All colours, in rows of one red and 64 greens; a quick run takes one red in 15.
+TEST(PackedConversion, GreyOfEveryColour) {
+  for_each_path([](const Path &path) {
+    if (path.workers > 1) return;
+    for (const int32_t from : {0, 1, 4, 5}) {
+      GuardedFrame src({from, 256 * 64, 4}), expected({2, 256 * 64, 4}), actual({2, 256 * 64, 4});
+      const std::string names = channel_names(src->video);
+      for (int red = 0; red < 256; red += by_effort(1, 15)) {
+        for (int32_t y = 0; y < 4; ++y) {
+          for (int32_t x = 0; x < 256 * 64; ++x) {
+            uint8_t *pixel = src.row(y) + size_t(x) * names.size();
+            pixel[names.find('R')] = uint8_t(red);
+            pixel[1] = uint8_t(y * 64 + x / 256);
+            pixel[names.find('B')] = uint8_t(x);
+            if (names.size() == 4) pixel[3] = uint8_t(x * 7);
+          }
+        }
+        ASSERT_EQ(TavixFrameConvertColorByCPU(src, actual), TAVIX_OK);
+        for (int32_t y = 0; y < 4; ++y) {
+          for (int32_t x = 0; x < 256 * 64; ++x) {
+            const int g = y * 64 + x / 256, b = x % 256;
+            const double sum = double(g) * 0.587 + double(red) * 0.299 + double(b) * 0.114;
+            const int gray = path.vector ? (77 * red + 150 * g + 29 * b + 128) >> 8 : int(sum);
+            ASSERT_EQ(actual.row(y)[x], gray) << from << ": " << red << ", " << g << ", " << b;
+          }
+        }
+      }
+    }
+  });
+}
+
+// Floats in steps that visit every binade and many neighbours of halves.
+TEST(PackedConversion, BytesOfFloatsAcrossTheirRange) {
+  for_each_path([](const Path &path) {
+    if (path.workers > 1) return;
+    constexpr int32_t kWidth = 4099;  // 512 vectors and 3 pixels
+    const uint32_t step = uint32_t(by_effort(1021, 20011));
+    GuardedFrame src({TAVIX_PIX_FMT_RGBF32, kWidth, 1}), expected({TAVIX_PIX_FMT_RGB24, kWidth, 1}),
+        actual({TAVIX_PIX_FMT_RGB24, kWidth, 1});
+    uint32_t bits = 0;
+    for (bool wrapped = false; !wrapped;) {
+      for (int32_t i = 0; i < 3 * kWidth; ++i) {
+        src.set(i, 0, std::bit_cast<float>(bits));
+        wrapped |= bits + step < bits;
+        bits += step;
+      }
+      Reference(src, path.vector).convert(expected);
+      ASSERT_EQ(TavixFrameConvertColorByCPU(src, actual), TAVIX_OK);
+      ASSERT_TRUE(same_pixels(*expected, *actual));
+    }
+  });
+}
+
+// A frame of one row.
+GuardedFrame row_of(int32_t format, const std::vector<uint8_t> &elements) {
+  GuardedFrame frame({format, int32_t(elements.size()) / channels_of(format), 1});
+  for (size_t i = 0; i < elements.size(); ++i) frame.set(int64_t(i), 0, elements[i]);
+  return frame;
+}
+
+std::vector<uint8_t> converted(const GuardedFrame &src, int32_t format) {
+  GuardedFrame dst({format, src->video.width, src->video.height});
+  EXPECT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK);
+  return dst.payload();
+}
+
+// Which path ran: the two are meant to differ here.
+TEST(PackedConversionPaths, GreyIsTruncatedWithoutAvx2) {
+  for_each_path([](const Path &path) {
+    const auto grays = [](const GuardedFrame &src) { return converted(src, TAVIX_PIX_FMT_GRAY8); };
+    const GuardedFrame rgb = row_of(TAVIX_PIX_FMT_RGB24, {1, 1, 1, 2, 2, 2, 4, 4, 4, 3, 3, 3});
+    const GuardedFrame bgra =
+        row_of(TAVIX_PIX_FMT_BGRA32, {1, 1, 1, 9, 2, 2, 2, 9, 4, 4, 4, 9, 3, 3, 3, 9});
+    const std::vector<uint8_t> expected =
+        path.vector ? std::vector<uint8_t>{1, 2, 4, 3} : std::vector<uint8_t>{0, 1, 3, 3};
+    EXPECT_EQ(grays(rgb), expected);
+    EXPECT_EQ(grays(bgra), expected);
+  });
+}
+
+TEST(PackedConversionPaths, GreyDoesNotDependOnColourSpace) {
+  for_each_path([](const Path &path) {
+    GuardedFrame src = row_of(TAVIX_PIX_FMT_RGB24, {255, 0, 0});
+    for (const int32_t color_space : {0, 1, 7}) {
+      src->video.color_space = color_space;
+      EXPECT_EQ(converted(src, TAVIX_PIX_FMT_GRAY8)[0], path.vector ? 77 : 76);
+    }
+  });
+}
+
+std::vector<uint8_t> bytes_of(int32_t width, float value) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGBF32, width, 1});
+  for (int32_t i = 0; i < 3 * width; ++i) src.set(i, 0, value);
+  return converted(src, TAVIX_PIX_FMT_RGB24);
+}
+
+TEST(PackedConversionPaths, HalvesGoToEvenInVectorsOfEightAndUpElsewhere) {
+  const float half = 0.5f / 255.0f;
+  ASSERT_EQ(half * 255.0f, 0.5f);
+  for_each_path([&](const Path &path) {
+    EXPECT_EQ(bytes_of(7, half), std::vector<uint8_t>(21, 1));
+    std::vector<uint8_t> expected(9 * 3, 1);
+    if (path.vector) std::fill_n(expected.begin(), 8 * 3, uint8_t(0));
+    EXPECT_EQ(bytes_of(9, half), expected);
+  });
+}
+
+// The sum with 0.5 is rounded to single precision before it is truncated: one value below a half
+// goes up with the halves.
+TEST(PackedConversionPaths, LargestFloatBelowAHalf) {
+  float v = 0.5f / 255.0f;
+  while (v * 255.0f >= 0.5f) v = std::nextafterf(v, 0.0f);
+  ASSERT_EQ(v * 255.0f, 0x1.fffffep-2f);
+  for_each_path([&](const Path &path) {
+    EXPECT_EQ(bytes_of(1, v)[0], 1);
+    EXPECT_EQ(bytes_of(8, v)[0], path.vector ? 0 : 1);
+  });
+}
+
+TEST(PackedConversionPaths, BytesAreDividedInRowsBelowEightAndMultipliedInOthers) {
+  ASSERT_NE(3.0f * 0.003921569f, 3.0f / 255.0f);
+  for_each_path([](const Path &path) {
+    for (const int32_t width : {7, 8, 11}) {
+      const GuardedFrame src = row_of(TAVIX_PIX_FMT_GRAY8, std::vector<uint8_t>(size_t(width), 3));
+      GuardedFrame dst({TAVIX_PIX_FMT_RGBAF32, width, 1});
+      ASSERT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK);
+      const float expected = path.vector && width >= 8 ? 3.0f * 0.003921569f : 3.0f / 255.0f;
+      for (int32_t x = 0; x < width; ++x) {
+        EXPECT_EQ(dst.get<float>(4 * x + 2, 0), expected) << "width " << width << ", pixel " << x;
+        EXPECT_EQ(dst.get<float>(4 * x + 3, 0), 1.0f);
+      }
+    }
+  });
+}
+
+TEST(PackedConversion, SaturationAndNotANumber) {
+  const float inf = std::numeric_limits<float>::infinity();
+  for_each_path([&](const Path &) {
+    for (const int32_t width : {1, 8}) {
+      const auto byte_of = [width](float v) { return bytes_of(width, v)[0]; };
+      EXPECT_EQ(byte_of(1.0f), 255);
+      EXPECT_EQ(byte_of(1.5f), 255);
+      EXPECT_EQ(byte_of(1e38f), 255) << "the product is infinite";
+      EXPECT_EQ(byte_of(inf), 255);
+      EXPECT_EQ(byte_of(-0.25f), 0);
+      EXPECT_EQ(byte_of(-inf), 0);
+      EXPECT_EQ(byte_of(std::nanf("")), 0);
+      EXPECT_EQ(byte_of(-std::nanf("")), 0);
+    }
+  });
+}
+
+TEST(PackedConversion, FloatsAreCopiedWithEveryBit) {
+  const uint32_t patterns[] = {0x7FA00001, 0xFFC12345, 0x00000001, 0x80000000, 0x7F800000};
+  for_each_path([&](const Path &) {
+    GuardedFrame src({TAVIX_PIX_FMT_RGBF32, 11, 1}), dst({TAVIX_PIX_FMT_BGRAF32, 11, 1});
+    for (int32_t i = 0; i < 33; ++i) src.set(i, 0, patterns[i % 5]);
+    ASSERT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK);
+    for (int32_t x = 0; x < 11; ++x)
+      for (int32_t c = 0; c < 3; ++c)
+        EXPECT_EQ(dst.get<uint32_t>(4 * x + c, 0), src.get<uint32_t>(3 * x + 2 - c, 0));
+  });
+}
+
+TEST(PackedConversion, AlphaAndOrder) {
+  for_each_path([](const Path &) {
+    const GuardedFrame rgb = row_of(TAVIX_PIX_FMT_RGB24, {1, 2, 3}),
+                       bgr = row_of(TAVIX_PIX_FMT_BGR24, {1, 2, 3}),
+                       bgra = row_of(TAVIX_PIX_FMT_BGRA32, {1, 2, 3, 4});
+    using Bytes = std::vector<uint8_t>;
+    EXPECT_EQ(converted(rgb, TAVIX_PIX_FMT_RGBA32), (Bytes{1, 2, 3, 255}));
+    EXPECT_EQ(converted(bgr, TAVIX_PIX_FMT_RGBA32), (Bytes{3, 2, 1, 255}));
+    EXPECT_EQ(converted(rgb, TAVIX_PIX_FMT_BGR24), (Bytes{3, 2, 1}));
+    EXPECT_EQ(converted(bgr, TAVIX_PIX_FMT_RGB24), (Bytes{3, 2, 1}));
+    EXPECT_EQ(converted(bgra, TAVIX_PIX_FMT_RGBA32), (Bytes{3, 2, 1, 4}));
+    EXPECT_EQ(converted(bgra, TAVIX_PIX_FMT_BGR24), (Bytes{1, 2, 3}));
+    EXPECT_EQ(converted(bgra, TAVIX_PIX_FMT_RGB24), (Bytes{3, 2, 1}));
+  });
+}
+
+}  // namespace
+}  // namespace tavix::test
