@@ -3,9 +3,6 @@
 // pair that two rules claim does not compile.
 #include "cpu/tavix_cvt_color/convert_table.h"
 
-#include <algorithm>
-#include <array>
-
 namespace tavix::module {
 
 namespace {
@@ -55,41 +52,41 @@ constexpr Rule kRules[] = {
 };
 // clang-format on
 
-using Table = std::array<std::array<ConvertEntry *, kFormatCount>, kFormatCount>;
+// Empty cells are null.
+struct Table {
+  ConvertEntry *entries[kFormatCount][kFormatCount] = {};
+  int copies = 0, conversions = 0;
 
-constexpr Table expand() {
-  Table table = {};
-  const auto claim = [&table](uint32_t from, uint32_t to, ConvertEntry *entry) {
-    if (table[from][to] != nullptr) throw "two rules claim one pair";
-    table[from][to] = entry;
-  };
-  for (uint32_t from = 0; from < kFormatCount; ++from) {
-    if (contains(kCopied, from)) claim(from, from, ColorCopyCommon);
-    for (uint32_t to = 0; to < kFormatCount; ++to)
-      for (const Rule &rule : kRules)
-        if (from != to && contains(rule.from, from) && contains(rule.to, to))
-          claim(from, to, rule.entry);
+  constexpr Table() {
+    for (uint32_t from = 0; from < kFormatCount; ++from)
+      for (uint32_t to = 0; to < kFormatCount; ++to) fill(from, to);
   }
-  return table;
-}
 
-constexpr Table kTable = expand();
+ private:
+  constexpr void fill(uint32_t from, uint32_t to) {
+    if (from == to) {
+      if (!contains(kCopied, from)) return;
+      entries[from][to] = ColorCopyCommon;
+      ++copies;
+      return;
+    }
+    int claims = 0;
+    for (const Rule &rule : kRules) {
+      if (!contains(rule.from, from) || !contains(rule.to, to)) continue;
+      entries[from][to] = rule.entry;
+      ++conversions;
+      if (++claims > 1) throw "two rules claim one pair";
+    }
+  }
+};
 
-constexpr int64_t count_entries(bool copies) {
-  int64_t count = 0;
-  for (const auto &line : kTable)
-    count += std::count_if(line.begin(), line.end(), [copies](ConvertEntry *entry) {
-      return entry != nullptr && (entry == ColorCopyCommon) == copies;
-    });
-  return count;
-}
-
-static_assert(count_entries(true) == 15 && count_entries(false) == 72);
+constexpr Table kTable;
+static_assert(kTable.copies == 15 && kTable.conversions == 72);
 
 }  // namespace
 
 ConvertEntry *convert_entry(uint32_t src_format, uint32_t dst_format) {
-  return kTable[src_format][dst_format];
+  return kTable.entries[src_format][dst_format];
 }
 
 }  // namespace tavix::module
