@@ -169,6 +169,15 @@ TAVIX_INLINE __m256i load_lanes(const uint8_t *low, const uint8_t *high) {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(load_128(low)), load_128(high), 1);
 }
 
+// Fetches what a later block reads: the processor's own prefetching stops at the end of a page. It
+// is a hint that reads nothing, so it may point past the plane.
+template <int block_bytes>
+TAVIX_INLINE void prefetch_ahead(const uint8_t *block) {
+  constexpr int kAhead = 2048, kLine = 64;
+  for (int i = 0; i < block_bytes; i += kLine)
+    _mm_prefetch(reinterpret_cast<const char *>(uintptr_t(block) + kAhead + i), _MM_HINT_T0);
+}
+
 // 32-bit elements in this order; -1 stands for any.
 template <int a, int b, int c, int d, int e, int f, int g, int h>
 TAVIX_INLINE __m256i reorder(__m256i v) {
@@ -181,8 +190,10 @@ TAVIX_INLINE void convert_row(const uint8_t *src, uint8_t *dst, int32_t width) {
   constexpr int64_t kSrcPixel = src_step * sizeof(typename Value::From),
                     kDstPixel = dst_step * sizeof(typename Value::To);
   int32_t x = 0;
-  for (; x <= width - Block::kPixels; x += Block::kPixels)
+  for (; x <= width - Block::kPixels; x += Block::kPixels) {
+    prefetch_ahead<Block::kPixels * kSrcPixel>(src + x * kSrcPixel);
     Block::run(src + x * kSrcPixel, dst + x * kDstPixel);
+  }
   for (; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);
 }
 
@@ -384,6 +395,7 @@ struct BytesToGrayRowAvx2 {
     int32_t x = 0;
     for (; x <= width - 32; x += 32) {
       const uint8_t *p = src + int64_t(x) * src_step;
+      prefetch_ahead<32 * src_step>(p);
       const __m256i low =
           rounded(biased_sums<src_step, r_first>(p), biased_sums<src_step, r_first>(p + k8));
       const __m256i high = rounded(biased_sums<src_step, r_first>(p + 2 * k8),
@@ -436,7 +448,9 @@ struct FloatsToGrayRowAvx2 {
                  blue = _mm256_set1_ps(weights.blue);
     int32_t x = 0;
     for (; x <= width - 8; x += 8) {
-      const Channels p = deinterleave<src_step>(src + int64_t(x) * (4 * src_step));
+      const uint8_t *block = src + int64_t(x) * (4 * src_step);
+      prefetch_ahead<8 * 4 * src_step>(block);
+      const Channels p = deinterleave<src_step>(block);
       const __m256 r = r_first ? p.first : p.third, b = r_first ? p.third : p.first;
       const __m256 sum =
           _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(r, red), _mm256_mul_ps(p.second, green)),
