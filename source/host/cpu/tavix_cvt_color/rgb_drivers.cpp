@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cpu/tavix_cvt_color/rgb_drivers.h"
 
+#include <limits>
+
 #include "cpu/tavix_cvt_color/rgb_rows.h"
 #include "cpu/tavix_cvt_color/run_rows.h"
 
@@ -25,6 +27,18 @@ class PackedBody : public ParallelLoopBody {
              constants...);
   }
 
+  // As run, for kernels of 8-bit formats that treat every pixel alike: rows without padding on
+  // either side are one long row.
+  void run_joined(const Range &rows, PackedRow *kernel) const {
+    const int64_t elements = int64_t(job_.width) * kMaxChannels;
+    if (job_.src_linesize != int64_t(job_.width) * job_.src_step ||
+        job_.dst_linesize != int64_t(job_.width) * job_.dst_step ||
+        elements * rows.end > std::numeric_limits<int32_t>::max())
+      return run(rows, kernel);
+    kernel(row(job_.src, job_.src_linesize, rows.start),
+           row(job_.dst, job_.dst_linesize, rows.start), job_.width * (rows.end - rows.start));
+  }
+
   void run(const Range &rows, const PackedRows &kernels) const {
     run(rows, kernels(job_.src_step, job_.dst_step, flag_));
   }
@@ -41,14 +55,16 @@ class PackedBody : public ParallelLoopBody {
 template <const RgbRows &path>
 struct ShuffleBytes : PackedBody {
   using PackedBody::PackedBody;
-  void operator()(const Range &rows) const override { run(rows, path.shuffle_bytes); }
+  void operator()(const Range &rows) const override {
+    run_joined(rows, path.shuffle_bytes(job_.src_step, job_.dst_step, flag_));
+  }
 };
 
 template <const RgbRows &path>
 struct BytesToGray : PackedBody {
   using PackedBody::PackedBody;
   void operator()(const Range &rows) const override {
-    run(rows, path.bytes_to_gray(job_.src_step, flag_));
+    run_joined(rows, path.bytes_to_gray(job_.src_step, flag_));
   }
 };
 

@@ -305,12 +305,11 @@ struct BytesToFloatsRowAvx2 {
   }
 };
 
-// v is clamped to 0..255, NaN gives 0: max and min answer with their second operand then. Rounded
-// half to even.
-TAVIX_INLINE __m256i round_to_255(__m256 v) {
-  const __m256 clamped =
-      _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(255.0f));
-  return _mm256_cvtps_epi32(clamped);
+// Integers of which the saturating packs to 8 bits make v clamped to 0..255 and rounded half to
+// even, and 0 of NaN: min answers with its second operand then, and NaN and values below int32
+// convert to the least integer.
+TAVIX_INLINE __m256i round_for_packs(__m256 v) {
+  return _mm256_cvtps_epi32(_mm256_min_ps(_mm256_set1_ps(255.0f), v));
 }
 
 // 8 pixels, no more: which pixels round half to even is part of the result.
@@ -324,27 +323,28 @@ struct FloatsToBytesRowAvx2 {
     static constexpr int kPixels = 8;
 
     static TAVIX_INLINE __m256i scaled(const uint8_t *src, int v) {
-      return round_to_255(_mm256_mul_ps(load_8_floats(src, 8 * v), _mm256_set1_ps(255.0f)));
+      return round_for_packs(_mm256_mul_ps(load_8_floats(src, 8 * v), _mm256_set1_ps(255.0f)));
     }
 
     static TAVIX_INLINE void run(const uint8_t *src, uint8_t *dst) {
-      // Values in [0, 255] fit both packs. The reordering puts pixels 0 to 3 into the low lane.
       const __m256i low = _mm256_packs_epi32(scaled(src, 0), scaled(src, 1));
       const __m256i third = scaled(src, 2);
+      const __m256i high = _mm256_packs_epi32(third, src_step == 4 ? scaled(src, 3) : third);
+      const __m256i packed = _mm256_packus_epi16(low, high);
       __m256i out;
-      if constexpr (src_step == 4) {
-        const __m256i high = _mm256_packs_epi32(third, scaled(src, 3));
-        out = reorder<0, 4, 1, 5, 2, 6, 3, 7>(_mm256_packus_epi16(low, high));
+      if constexpr (src_step == dst_step && !swap) {
+        out = reorder<0, 4, 1, 5, 2, 6, 3, 7>(packed);
       } else {
-        const __m256i high = _mm256_packs_epi32(third, third);
-        out = reorder<0, 4, 1, -1, 5, 2, 6, -1>(_mm256_packus_epi16(low, high));
+        // Pixels 0 to 3 into the low lane, pixels 4 to 7 into the high one.
+        out = src_step == 4 ? reorder<0, 4, 1, 5, 2, 6, 3, 7>(packed)
+                            : reorder<0, 4, 1, -1, 5, 2, 6, -1>(packed);
+        out = _mm256_shuffle_epi8(out, load_256(kMasks.mask));
+        if constexpr (Plan::kPlan.adds_alpha) out = _mm256_or_si256(out, load_256(kMasks.opaque));
+        if constexpr (dst_step == 3) out = reorder<0, 1, 2, 4, 5, 6, -1, -1>(out);
       }
-      out = _mm256_shuffle_epi8(out, load_256(kMasks.mask));
-      if constexpr (Plan::kPlan.adds_alpha) out = _mm256_or_si256(out, load_256(kMasks.opaque));
       if constexpr (dst_step == 4) {
         store_256(dst, out);
       } else {
-        out = reorder<0, 1, 2, 4, 5, 6, -1, -1>(out);
         _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), _mm256_castsi256_si128(out));
         _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + 16), _mm256_extracti128_si256(out, 1));
       }
@@ -382,11 +382,10 @@ struct BytesToGrayRowAvx2 {
     return _mm256_madd_epi16(_mm256_maddubs_epi16(weights, samples), _mm256_set1_epi16(1));
   }
 
-  // Sums of 16 pixels, rounded: adding 32768 + 128 wraps back to [128, 65408].
+  // (sum + 128) >> 8 of 16 pixels, less 128: in [-128, 127]. The sums fit the pack, and rounding
+  // them by a multiplication is (128 sum + 2^14) >> 15.
   static TAVIX_INLINE __m256i rounded(__m256i low, __m256i high) {
-    const __m256i sums = _mm256_add_epi16(_mm256_packs_epi32(low, high),
-                                          _mm256_set1_epi16(int16_t(uint16_t(32768 + 128))));
-    return _mm256_srli_epi16(sums, 8);
+    return _mm256_mulhrs_epi16(_mm256_packs_epi32(low, high), _mm256_set1_epi16(128));
   }
 
   template <int src_step, bool r_first>
@@ -400,7 +399,8 @@ struct BytesToGrayRowAvx2 {
           rounded(biased_sums<src_step, r_first>(p), biased_sums<src_step, r_first>(p + k8));
       const __m256i high = rounded(biased_sums<src_step, r_first>(p + 2 * k8),
                                    biased_sums<src_step, r_first>(p + 3 * k8));
-      store_256(dst + x, reorder<0, 4, 1, 5, 2, 6, 3, 7>(_mm256_packus_epi16(low, high)));
+      const __m256i gray = _mm256_xor_si256(_mm256_packs_epi16(low, high), _mm256_set1_epi8(-128));
+      store_256(dst + x, reorder<0, 4, 1, 5, 2, 6, 3, 7>(gray));
     }
     for (; x < width; ++x) {
       const ColourAt<uint8_t, src_step, r_first> p(src, x);
@@ -455,7 +455,7 @@ struct FloatsToGrayRowAvx2 {
       const __m256 sum =
           _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(r, red), _mm256_mul_ps(p.second, green)),
                         _mm256_mul_ps(b, blue));
-      const __m256i gray = round_to_255(_mm256_mul_ps(sum, _mm256_set1_ps(255.0f)));
+      const __m256i gray = round_for_packs(_mm256_mul_ps(sum, _mm256_set1_ps(255.0f)));
       const __m256i words = _mm256_packs_epi32(gray, gray);
       const __m256i bytes =
           reorder<0, 4, -1, -1, -1, -1, -1, -1>(_mm256_packus_epi16(words, words));
