@@ -16,7 +16,7 @@ namespace tavix::benchmarks {
 namespace {
 
 Comparison<SwscaleFrames> compare_conversion(const std::string &name, int32_t from, int32_t to) {
-  return compare("color_" + name,
+  return compare(name,
                  [from, to](const Size &size) {
                    return SwscaleFrames(noise(from, size, 1, {-0.1f, 1.1f}), Frame(to, size));
                  })

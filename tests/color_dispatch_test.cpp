@@ -228,6 +228,15 @@ TEST(ColorRefusals, ImpossibleChannels) {
   }
 }
 
+TEST(ColorRefusals, RowsBeyond32Bits) {
+  for (const auto &[formats, function] : kPackedEntries) {
+    Pair pair(formats.first, formats.second);
+    pair.src->video.width = 1 << 30;
+    EXPECT_REFUSED(TavixFrameConvertColorByCPU(pair.src, pair.dst), TAVIX_ERROR_INVALID_PARAM,
+                   kEntryUnit, function, "rows of 1073741824 pixels are too long");
+  }
+}
+
 // Without pixels there is nothing to touch, so nothing else is looked at either.
 TEST(ColorSizes, WithoutPixelsNothingIsWritten) {
   const struct {

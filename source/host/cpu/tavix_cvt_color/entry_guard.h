@@ -3,6 +3,8 @@
 // that would have the conversion touch memory they do not have. Frames without pixels pass it.
 #pragma once
 
+#include <limits>
+
 #include "common/frame_access.h"
 #include "common/log.h"
 #include "common/pixel_format.h"
@@ -19,6 +21,12 @@ constexpr bool converts_pixels(const TavixVideoInfo &src) {
 constexpr bool impossible_channels(const TavixVideoInfo &video) {
   return is_rgb_family(video.format) &&
          (video.channels < traits(video.format).channels || video.channels > kMaxChannels);
+}
+
+// The index of an element within a packed row is a 32-bit one.
+constexpr bool row_too_long(const TavixVideoInfo &video, int32_t width) {
+  return is_rgb_family(video.format) &&
+         int64_t(width) * video.channels > std::numeric_limits<int32_t>::max();
 }
 
 constexpr int32_t plane_count(int32_t format) {
@@ -43,6 +51,11 @@ constexpr bool lacks_planes(const TavixFrameV2 &frame, int32_t planes) {
                   "src channels(%d) and dst channels(%d) do not fit formats %d and %d",           \
                   src_frame->video.channels, dst_frame->video.channels, src_frame->video.format,  \
                   dst_frame->video.format);                                                       \
+  TAVIX_REFUSE_IF(converts_pixels(src_frame->video) &&                                            \
+                      (row_too_long(src_frame->video, src_frame->video.width) ||                  \
+                       row_too_long(dst_frame->video, src_frame->video.width)),                   \
+                  TAVIX_ERROR_INVALID_PARAM, "rows of %d pixels are too long",                    \
+                  src_frame->video.width);                                                        \
   TAVIX_REFUSE_IF(converts_pixels(src_frame->video) && (lacks_planes(*src_frame, src_planes) ||   \
                                                         lacks_planes(*dst_frame, dst_planes)),    \
                   TAVIX_ERROR_INVALID_PARAM, "a plane of src_frame(%p) or dst_frame(%p) is NULL", \
