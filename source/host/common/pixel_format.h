@@ -51,6 +51,9 @@ constexpr const FormatTraits &traits(int32_t format) {
 constexpr int32_t element_size(int32_t format) { return traits(format).element_size; }
 constexpr bool is_rgb_family(int32_t format) { return element_size(format) > 0; }
 constexpr bool is_float(int32_t format) { return element_size(format) == 4; }
+constexpr bool is_yuv420(int32_t format) {
+  return format >= TAVIX_PIX_FMT_NV12 && format <= TAVIX_PIX_FMT_I420;
+}
 constexpr int32_t float_partner(int32_t format) { return traits(format).float_partner; }
 constexpr int32_t alpha_partner(int32_t format) { return traits(format).alpha_partner; }
 

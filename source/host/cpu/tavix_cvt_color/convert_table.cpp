@@ -25,6 +25,9 @@ constexpr Formats kGray = set_of(TAVIX_PIX_FMT_GRAY8);
 constexpr Formats kFloat = set_of(TAVIX_PIX_FMT_RGBF32, TAVIX_PIX_FMT_BGRF32, TAVIX_PIX_FMT_RGBAF32,
                                   TAVIX_PIX_FMT_BGRAF32);
 
+constexpr Formats kSemiPlanar = set_of(TAVIX_PIX_FMT_NV12, TAVIX_PIX_FMT_NV21);
+constexpr Formats kPlanar = set_of(TAVIX_PIX_FMT_YV12, TAVIX_PIX_FMT_I420);
+
 // Code 6 is left out on purpose: it is not even copied.
 constexpr Formats kCopied = ((Formats(1) << kFormatCount) - 1) & ~set_of(6);
 
@@ -36,19 +39,38 @@ struct Rule {
 
 // clang-format off
 constexpr Rule kRules[] = {
-    {kRgb,         kRgb,         TavixBGR2RGB},
-    {kRgb,         kGray,        TavixBGR2Gray},
-    {kRgb,         kRgba,        TavixBGR2BGRA},
-    {kRgb | kRgba, kFloat,       TavixRGB2BGRF32},
-    {kGray,        kRgb,         TavixGray2BGR},
-    {kGray,        kRgba,        TavixGray2BGRA},
-    {kGray,        kFloat,       TavixGray2BGRF32},
-    {kRgba,        kRgb,         TavixBGRA2BGR},
-    {kRgba,        kGray,        TavixBGRA2Gray},
-    {kRgba,        kRgba,        TavixBGRA2RGBA},
-    {kFloat,       kRgb | kRgba, TavixRGBF322BGR},
-    {kFloat,       kGray,        TavixRGBF322Gray},
-    {kFloat,       kFloat,       TavixRGBF32Family},
+    {kRgb,                  kRgb,         TavixBGR2RGB},
+    {kRgb,                  kGray,        TavixBGR2Gray},
+    {kRgb,                  kRgba,        TavixBGR2BGRA},
+    {kRgb,                  kSemiPlanar,  TavixBGR2NV12},
+    {kRgb,                  kPlanar,      TavixBGR2YV12},
+    {kRgb | kRgba,          kFloat,       TavixRGB2BGRF32},
+    {kGray,                 kRgb,         TavixGray2BGR},
+    {kGray,                 kRgba,        TavixGray2BGRA},
+    {kGray,                 kSemiPlanar,  TavixGray2NV12},
+    {kGray,                 kPlanar,      TavixGray2YV12},
+    {kGray,                 kFloat,       TavixGray2BGRF32},
+    {kRgba,                 kRgb,         TavixBGRA2BGR},
+    {kRgba,                 kGray,        TavixBGRA2Gray},
+    {kRgba,                 kRgba,        TavixBGRA2RGBA},
+    {kRgba,                 kSemiPlanar,  TavixBGRA2NV12},
+    {kRgba,                 kPlanar,      TavixBGRA2YV12},
+    {kSemiPlanar,           kRgb,         TavixNV122BGR},
+    {kSemiPlanar,           kRgba,        TavixNV122BGRA},
+    {kSemiPlanar | kPlanar, kGray,        TavixYUV2Gray},
+    {kSemiPlanar,           kSemiPlanar,  TavixNV122NV21},
+    {kSemiPlanar,           kPlanar,      TavixNV122YV12},
+    {kSemiPlanar,           kFloat,       TavixNV2BGRF32},
+    {kPlanar,               kRgb,         TavixYV122BGR},
+    {kPlanar,               kRgba,        TavixYV122BGRA},
+    {kPlanar,               kSemiPlanar,  TavixYV122NV12},
+    {kPlanar,               kPlanar,      TavixYV122I420},
+    {kPlanar,               kFloat,       TavixYUV2BGRF32},
+    {kFloat,                kRgb | kRgba, TavixRGBF322BGR},
+    {kFloat,                kGray,        TavixRGBF322Gray},
+    {kFloat,                kSemiPlanar,  TavixRGBF322NV12},
+    {kFloat,                kPlanar,      TavixRGBF322YV12},
+    {kFloat,                kFloat,       TavixRGBF32Family},
 };
 // clang-format on
 
@@ -81,7 +103,7 @@ struct Table {
 };
 
 constexpr Table kTable;
-static_assert(kTable.copies == 15 && kTable.conversions == 72);
+static_assert(kTable.copies == 15 && kTable.conversions == 156);
 
 }  // namespace
 

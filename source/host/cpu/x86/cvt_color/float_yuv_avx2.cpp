@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: Apache-2.0
+// Float RGB to and from 4:2:0: the vector kernels, and the drivers. Blocks of eight columns; what is
+// left of a row pair is finished pixel by pixel.
+#include "cpu/tavix_cvt_color/float_yuv.h"
+#include "cpu/tavix_cvt_color/yuv_drivers.h"
+#include "cpu_dispatch/cpu_features.h"
+
+#include "cpu/x86/avx2.h"
+
+namespace tavix::module {
+
+namespace {
+
+// Three channels of eight pixels are 24 floats in three vectors: lane j of vector m belongs to
+// channel (8 m + j) % 3, and 3 i + k modulo 8, where pixel i keeps channel k, takes every value once.
+// Blending by lane and permuting one vector for each channel thus goes both ways.
+constexpr int owner(int vector, int lane) { return (8 * vector + lane) % 3; }
+
+// The lanes of a vector that belong to a channel.
+constexpr int lanes_of(int vector, int channel) {
+  int mask = 0;
+  for (int lane = 0; lane < 8; ++lane) mask |= (owner(vector, lane) == channel) << lane;
+  return mask;
+}
+
+struct Permutations3 {
+  alignas(32) int32_t from_lane[3][8];   // pixel i of channel k: the lane it is loaded from
+  alignas(32) int32_t from_pixel[3][8];  // lane j for channel k: the pixel it stores
+
+  constexpr Permutations3() : from_lane(), from_pixel() {
+    for (int k = 0; k < 3; ++k)
+      for (int i = 0; i < 8; ++i) {
+        from_lane[k][i] = (3 * i + k) % 8;
+        from_pixel[k][(3 * i + k) % 8] = i;
+      }
+  }
+};
+constexpr Permutations3 kPermutations3;
+
+// Of four pairs of samples in the low eight bytes, the eight columns of either one as 32-bit lanes.
+struct ChromaOrders {
+  alignas(32) uint8_t columns[2][32];
+
+  constexpr ChromaOrders() : columns() {
+    for (int which = 0; which < 2; ++which)
+      for (int i = 0; i < 32; ++i)
+        columns[which][i] = i % 4 == 0 ? uint8_t(i / 8 * 2 + which) : 0x80;
+  }
+};
+constexpr ChromaOrders kChromaOrders;
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_BEGIN
+namespace tavix::module {
+
+namespace {
+
+TAVIX_INLINE const float *floats(const uint8_t *p) { return reinterpret_cast<const float *>(p); }
+TAVIX_INLINE float *floats(uint8_t *p) { return reinterpret_cast<float *>(p); }
+
+TAVIX_INLINE __m256i lane_order(const int32_t (&order)[8]) {
+  return _mm256_load_si256(reinterpret_cast<const __m256i *>(order));
+}
+
+// 0 to 255; not a number gives 0.
+TAVIX_INLINE __m256 clamp_to_byte_8(__m256 v) {
+  return _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(255.0f));
+}
+
+// The first three channels of eight pixels. Reads exactly 8 x channels floats.
+template <int channels>
+TAVIX_INLINE void load_8(const uint8_t *p, __m256 (&c)[3]) {
+  const float *at = floats(p);
+  if constexpr (channels == 3) {
+    const __m256 v0 = _mm256_loadu_ps(at), v1 = _mm256_loadu_ps(at + 8),
+                 v2 = _mm256_loadu_ps(at + 16);
+    const __m256 blended[3] = {
+        _mm256_blend_ps(_mm256_blend_ps(v0, v1, lanes_of(1, 0)), v2, lanes_of(2, 0)),
+        _mm256_blend_ps(_mm256_blend_ps(v0, v1, lanes_of(1, 1)), v2, lanes_of(2, 1)),
+        _mm256_blend_ps(_mm256_blend_ps(v0, v1, lanes_of(1, 2)), v2, lanes_of(2, 2))};
+    for (int k = 0; k < 3; ++k)
+      c[k] = _mm256_permutevar8x32_ps(blended[k], lane_order(kPermutations3.from_lane[k]));
+  } else {
+    __m256 pixel[4];  // i and 4 + i
+    for (int i = 0; i < 4; ++i)
+      pixel[i] = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(at + 4 * i)),
+                                      _mm_loadu_ps(at + 16 + 4 * i), 1);
+    const __m256 low01 = _mm256_unpacklo_ps(pixel[0], pixel[1]),
+                 low23 = _mm256_unpacklo_ps(pixel[2], pixel[3]),
+                 high01 = _mm256_unpackhi_ps(pixel[0], pixel[1]),
+                 high23 = _mm256_unpackhi_ps(pixel[2], pixel[3]);
+    c[0] = _mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(1, 0, 1, 0));
+    c[1] = _mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(3, 2, 3, 2));
+    c[2] = _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(1, 0, 1, 0));
+  }
+}
+
+// Eight pixels, with a fourth channel of 1. Writes exactly 8 x channels floats.
+template <int channels>
+TAVIX_INLINE void store_8(uint8_t *p, const __m256 (&c)[3]) {
+  float *at = floats(p);
+  if constexpr (channels == 3) {
+    __m256 placed[3];
+    for (int k = 0; k < 3; ++k)
+      placed[k] = _mm256_permutevar8x32_ps(c[k], lane_order(kPermutations3.from_pixel[k]));
+    _mm256_storeu_ps(at, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(0, 1)),
+                                         placed[2], lanes_of(0, 2)));
+    _mm256_storeu_ps(at + 8, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(1, 1)),
+                                             placed[2], lanes_of(1, 2)));
+    _mm256_storeu_ps(at + 16,
+                     _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(2, 1)),
+                                     placed[2], lanes_of(2, 2)));
+  } else {
+    const __m256 alpha = _mm256_set1_ps(1.0f);
+    const __m256 low01 = _mm256_unpacklo_ps(c[0], c[1]), low23 = _mm256_unpacklo_ps(c[2], alpha),
+                 high01 = _mm256_unpackhi_ps(c[0], c[1]), high23 = _mm256_unpackhi_ps(c[2], alpha);
+    const __m256 pixel[4] = {_mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(1, 0, 1, 0)),
+                             _mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(3, 2, 3, 2)),
+                             _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(1, 0, 1, 0)),
+                             _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(3, 2, 3, 2))};
+    for (int i = 0; i < 4; i += 2) {
+      _mm256_storeu_ps(at + 4 * i, _mm256_permute2f128_ps(pixel[i], pixel[i + 1], 0x20));
+      _mm256_storeu_ps(at + 16 + 4 * i, _mm256_permute2f128_ps(pixel[i], pixel[i + 1], 0x31));
+    }
+  }
+}
+
+// ((w0 p0 + w1 p1) + w2 p2) + offset, the weights given as vectors.
+TAVIX_INLINE __m256 dot_8(const __m256 (&w)[3], __m256 p0, __m256 p1, __m256 p2, __m256 offset) {
+  const __m256 two = _mm256_add_ps(_mm256_mul_ps(w[0], p0), _mm256_mul_ps(w[1], p1));
+  return _mm256_add_ps(_mm256_add_ps(two, _mm256_mul_ps(w[2], p2)), offset);
+}
+
+TAVIX_INLINE __m256i round_to_byte_8(__m256 v) { return _mm256_cvtps_epi32(clamp_to_byte_8(v)); }
+
+// Columns 0 to width - 1, width a multiple of 8.
+template <int channels, ChromaLayout layout, bool r_first>
+void rgbf32_to_yuv_row_pair_avx2(const RowPair<const uint8_t, uint8_t> &rows, int32_t width,
+                                 const RgbF32ToYuvWeights &w) {
+  constexpr int r = r_first ? 0 : 2, b = 2 - r;
+  const __m256 scale = _mm256_set1_ps(255.0f), offset = _mm256_set1_ps(w.offset);
+  __m256 y_weights[3], chroma_weights[3];  // chroma: two lanes of the first sample, two of the second
+  for (int k = 0; k < 3; ++k) {
+    const float first = w.chroma[0][k], second = w.chroma[1][k];
+    y_weights[k] = _mm256_set1_ps(w.y[k]);
+    chroma_weights[k] = _mm256_setr_ps(first, first, second, second, first, first, second, second);
+  }
+  // Bytes of a half: four of the top row, four of the bottom row, two first samples, two second.
+  const __m256i gather = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  const __m128i pairs = layout == ChromaLayout::kInterleaved
+                            ? _mm_setr_epi8(0, 2, 1, 3, 4, 6, 5, 7, -1, -1, -1, -1, -1, -1, -1, -1)
+                            : _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, -1, -1, -1, -1, -1, -1, -1, -1);
+
+  for (int32_t x = 0; x < width; x += 8) {
+    __m256 scaled[2][3];
+    __m256i luma[2];
+    for (int i = 0; i < 2; ++i) {
+      load_8<channels>(rows.packed[i] + int64_t(x) * channels * 4, scaled[i]);
+      for (int k = 0; k < 3; ++k) scaled[i][k] = _mm256_mul_ps(scaled[i][k], scale);
+      luma[i] = round_to_byte_8(dot_8(y_weights, scaled[i][r], scaled[i][1], scaled[i][b], offset));
+    }
+
+    // Halves of sums: two of R, two of G; two of B, twice.
+    __m256 columns[3];
+    for (int k = 0; k < 3; ++k) columns[k] = _mm256_add_ps(scaled[0][k], scaled[1][k]);
+    const __m256 quarter = _mm256_set1_ps(0.25f);
+    const __m256 rg = _mm256_mul_ps(_mm256_hadd_ps(columns[r], columns[1]), quarter);
+    const __m256 bb = _mm256_mul_ps(_mm256_hadd_ps(columns[b], columns[b]), quarter);
+    const __m256 rr = _mm256_permute_ps(rg, _MM_SHUFFLE(1, 0, 1, 0));
+    const __m256 gg = _mm256_permute_ps(rg, _MM_SHUFFLE(3, 2, 3, 2));
+    const __m256i chroma =
+        round_to_byte_8(dot_8(chroma_weights, rr, gg, bb, _mm256_set1_ps(128.0f)));
+
+    const __m256i bytes = _mm256_permutevar8x32_epi32(
+        _mm256_packus_epi16(_mm256_packs_epi32(luma[0], luma[1]), _mm256_packs_epi32(chroma, chroma)),
+        gather);
+    const __m128i lumas = _mm256_castsi256_si128(bytes);
+    const __m128i samples = _mm_shuffle_epi8(_mm256_extracti128_si256(bytes, 1), pairs);
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(rows.y[0] + x), lumas);
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(rows.y[1] + x), _mm_unpackhi_epi64(lumas, lumas));
+    if constexpr (layout == ChromaLayout::kInterleaved) {
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(rows.chroma[0] + x), samples);
+    } else {
+      _mm_storeu_si32(rows.chroma[0] + x / 2, samples);
+      _mm_storeu_si32(rows.chroma[1] + x / 2, _mm_srli_si128(samples, 4));
+    }
+  }
+}
+
+// Columns 0 to width - 1, width a multiple of 8.
+template <int channels, ChromaLayout layout, bool r_first>
+void yuv_to_rgbf32_row_pair_avx2(const RowPair<uint8_t, const uint8_t> &rows, int32_t width,
+                                 const YuvToRgbF32Weights &w) {
+  constexpr int r = r_first ? 0 : 2, b = 2 - r;
+  const __m256 unit = _mm256_set1_ps(kByteToUnit), half = _mm256_set1_ps(128.0f);
+  const __m256 y_scale = _mm256_set1_ps(w.y_scale), offset = _mm256_set1_ps(w.offset);
+  const __m256i u_order = _mm256_load_si256(
+      reinterpret_cast<const __m256i *>(kChromaOrders.columns[w.v_first ? 1 : 0]));
+  const __m256i v_order = _mm256_load_si256(
+      reinterpret_cast<const __m256i *>(kChromaOrders.columns[w.v_first ? 0 : 1]));
+
+  for (int32_t x = 0; x < width; x += 8) {
+    __m128i pairs;
+    if constexpr (layout == ChromaLayout::kInterleaved) {
+      pairs = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(rows.chroma[0] + x));
+    } else {
+      pairs = _mm_unpacklo_epi8(_mm_loadu_si32(rows.chroma[0] + x / 2),
+                                _mm_loadu_si32(rows.chroma[1] + x / 2));
+    }
+    const __m256i both = _mm256_broadcastsi128_si256(pairs);
+    const __m256 u = _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_shuffle_epi8(both, u_order)), half);
+    const __m256 v = _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_shuffle_epi8(both, v_order)), half);
+    const __m256 v_to_r = _mm256_mul_ps(_mm256_set1_ps(w.v_to_r), v);
+    const __m256 u_to_g = _mm256_mul_ps(_mm256_set1_ps(w.u_to_g), u);
+    const __m256 v_to_g = _mm256_mul_ps(_mm256_set1_ps(w.v_to_g), v);
+    const __m256 u_to_b = _mm256_mul_ps(_mm256_set1_ps(w.u_to_b), u);
+    for (int i = 0; i < 2; ++i) {
+      const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(rows.y[i] + x));
+      const __m256 y = _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes));
+      const __m256 luma = _mm256_mul_ps(y_scale, _mm256_sub_ps(y, offset));
+      __m256 c[3];
+      c[r] = _mm256_add_ps(luma, v_to_r);
+      c[1] = _mm256_sub_ps(_mm256_sub_ps(luma, u_to_g), v_to_g);
+      c[b] = _mm256_add_ps(luma, u_to_b);
+      for (int k = 0; k < 3; ++k) c[k] = _mm256_mul_ps(clamp_to_byte_8(c[k]), unit);
+      store_8<channels>(rows.packed[i] + int64_t(x) * channels * 4, c);
+    }
+  }
+}
+
+}  // namespace
+
+}  // namespace tavix::module
+TAVIX_AVX2_END
+
+namespace tavix::module {
+
+namespace {
+
+// Columns that the vector loop takes: none without AVX2.
+int32_t vector_columns(int32_t width) { return use_avx2() ? width & ~7 : 0; }
+
+template <ChromaLayout layout>
+struct RgbF32ToYuv {
+  RgbF32ToYuvJob job;
+
+  template <int channels>
+  void row_pair(int32_t c) const {
+    const auto rows = job.row_pair(c);
+    const int32_t blocks = vector_columns(job.width);
+    if (blocks > 0)
+      job.weights.r_first
+          ? rgbf32_to_yuv_row_pair_avx2<channels, layout, true>(rows, blocks, job.weights)
+          : rgbf32_to_yuv_row_pair_avx2<channels, layout, false>(rows, blocks, job.weights);
+    rgbf32_to_yuv_row_pair_c<channels, layout>(rows, blocks, whole_pairs(job.width), job.weights);
+  }
+};
+
+template <ChromaLayout layout>
+struct YuvToRgbF32 {
+  YuvToRgbF32Job job;
+
+  template <int channels>
+  void row_pair(int32_t c) const {
+    const auto rows = job.row_pair(c);
+    const int32_t blocks = vector_columns(job.width);
+    if (blocks > 0)
+      job.weights.r_first
+          ? yuv_to_rgbf32_row_pair_avx2<channels, layout, true>(rows, blocks, job.weights)
+          : yuv_to_rgbf32_row_pair_avx2<channels, layout, false>(rows, blocks, job.weights);
+    yuv_to_rgbf32_row_pair_c<channels, layout>(rows, blocks, whole_pairs(job.width), job.weights);
+  }
+};
+
+using ParallelConvertRGBF322NVAvx = PackedYuvBody<RgbF32ToYuv<ChromaLayout::kInterleaved>>;
+using ParallelConvertRGBF322YUVAvx = PackedYuvBody<RgbF32ToYuv<ChromaLayout::kPlanar>>;
+using ParallelConvertNV2BGRF32Avx = PackedYuvBody<YuvToRgbF32<ChromaLayout::kInterleaved>>;
+using ParallelConvertYUV2BGRF32Avx = PackedYuvBody<YuvToRgbF32<ChromaLayout::kPlanar>>;
+
+template <class Body, class Job>
+void run_pairs(const Job &job) {
+  parallel_for_({0, job.row_pairs(), 1}, Body(job), -1.0);
+}
+
+}  // namespace
+
+void RGBF322NVAvx(const RgbF32ToYuvJob &job) { run_pairs<ParallelConvertRGBF322NVAvx>(job); }
+void RGBF322YUVAvx(const RgbF32ToYuvJob &job) { run_pairs<ParallelConvertRGBF322YUVAvx>(job); }
+void NV2BGRF32Avx(const YuvToRgbF32Job &job) { run_pairs<ParallelConvertNV2BGRF32Avx>(job); }
+void YUV2BGRF32Avx(const YuvToRgbF32Job &job) { run_pairs<ParallelConvertYUV2BGRF32Avx>(job); }
+
+}  // namespace tavix::module

@@ -1,0 +1,320 @@
+// SPDX-License-Identifier: Apache-2.0
+// 8-bit RGB to 4:2:0: the vector kernel, and the drivers. Blocks of 32 columns; what is left of a
+// row pair is the portable kernel's.
+//
+// Bytes are multiplied as signed ones, p - 128, by weights of up to 255: the pair sums of
+// pmaddubsw then fit 16 bits where they would not with signed weights of up to 157.
+#include "common/log.h"
+#include "cpu/tavix_cvt_color/rgb_to_yuv.h"
+#include "cpu/tavix_cvt_color/run_rows.h"
+#include "cpu/tavix_cvt_color/yuv_drivers.h"
+
+#include "cpu/x86/avx2.h"
+
+namespace tavix::module {
+
+namespace {
+
+constexpr auto &kUnit = kCvtColorAvxUnit;
+
+// The bytes of four channels as one lane; the fourth has no weight.
+constexpr uint32_t bytes_of(int32_t b0, int32_t b1, int32_t b2) {
+  return uint32_t(b0) | uint32_t(b1) << 8 | uint32_t(b2) << 16;
+}
+
+// Luma: sum w (p - 128) = sum w p - 128 sum w, and with sum w even the second term leaves the
+// shift as a whole number. Bounds, for weights that sum to at most 256: pairs and sums stay in
+// [-32768, 32512], after rounding in [-32640, 32640], the result in 0..255: nothing saturates.
+struct LumaLanes {
+  uint32_t weights;
+  uint8_t offset;
+
+  explicit LumaLanes(const RgbToYuvWeights &w)
+      : weights(bytes_of(w.y[0], w.y[1], w.y[2])),
+        offset(uint8_t((w.y[0] + w.y[1] + w.y[2]) / 2 + w.offset)) {}
+};
+
+// Chroma: a weight below 0 multiplies 127 - p instead of p - 128, by its magnitude. With P and N
+// the sums of the weights above and below 0, the lane sum is
+//   sum w p - 128 P + 127 N.
+// bias adds what is missing, and 128 for rounding. Bounds, for |w0| + |w1| <= 255 and |w2| <= 150:
+// pairs stay in [-32640, 32385] and [-19200, 19050]. Their sum saturates, on purpose: beyond 16
+// bits the result is clamped anyway.
+struct ChromaLanes {
+  uint32_t weights, flip;
+  uint32_t bias;  // for the second pair of a lane
+
+  explicit ChromaLanes(const int32_t (&w)[3])
+      : weights(bytes_of(magnitude(w[0]), magnitude(w[1]), magnitude(w[2]))),
+        flip(bytes_of(flip_of(w[0]), flip_of(w[1]), flip_of(w[2]))),
+        bias(uint32_t(missing(w[0]) + missing(w[1]) + missing(w[2]) + 128) << 16) {}
+
+ private:
+  static constexpr int32_t magnitude(int32_t w) { return w < 0 ? -w : w; }
+  static constexpr int32_t flip_of(int32_t w) { return w < 0 ? 0x7f : 0x80; }
+  static constexpr int32_t missing(int32_t w) { return w < 0 ? 127 * w : 128 * w; }
+};
+
+constexpr bool fits_lanes(const TavixRgbToYuvMatrix &matrix) {
+  const auto &m = matrix.fixed;
+  const auto magnitude = [](int32_t w) { return w < 0 ? -w : w; };
+  const auto luma_fits = [](const int32_t (&w)[3]) {
+    const int32_t sum = w[0] + w[1] + w[2];
+    return w[0] >= 0 && w[1] >= 0 && w[2] >= 0 && sum <= 256 && sum % 2 == 0;
+  };
+  // Either end of a row may come last.
+  const auto chroma_fits = [&](const int32_t (&w)[3]) {
+    return magnitude(w[0]) + magnitude(w[1]) <= 255 && magnitude(w[2]) + magnitude(w[1]) <= 255 &&
+           magnitude(w[0]) <= 150 && magnitude(w[2]) <= 150;
+  };
+  return luma_fits(m.y) && chroma_fits(m.u) && chroma_fits(m.v);
+}
+static_assert(fits_lanes(kRgbToYuv[kBt601Limited]) && fits_lanes(kRgbToYuv[kBt601Full]) &&
+              fits_lanes(kRgbToYuv[kBt709Limited]) && fits_lanes(kRgbToYuv[kBt709Full]) &&
+              fits_lanes(kRgbToYuv[kBt2020Limited]) && fits_lanes(kRgbToYuv[kBt2020Full]));
+
+struct RgbToYuvLanes {
+  LumaLanes luma;
+  ChromaLanes chroma[2];
+
+  explicit RgbToYuvLanes(const RgbToYuvWeights &w)
+      : luma(w), chroma{ChromaLanes(w.chroma[0]), ChromaLanes(w.chroma[1])} {}
+};
+
+// Byte orders of four pixels: each pixel in its own lane of 32 bits, and each channel of two
+// neighbours side by side. first is where the first pixel starts.
+template <int channels>
+struct Orders {
+  alignas(32) uint8_t pixels[32];
+  alignas(32) uint8_t neighbours[32];
+
+  constexpr explicit Orders(int first) : pixels(), neighbours() {
+    for (int i = 0; i < 32; ++i) {
+      const int pixel = i % 16 / 4, channel = i % 4;
+      const int pair = i % 16 / 8, k = i % 8 / 2, which = i % 2;
+      pixels[i] = channel < 3 ? uint8_t(first + pixel * channels + channel) : 0x80;
+      neighbours[i] = k < 3 ? uint8_t(first + (2 * pair + which) * channels + k) : 0x80;
+    }
+  }
+};
+template <int channels>
+constexpr Orders<channels> kOrders(0);
+
+// The last twelve bytes of a block of 3 channels are read as the end of sixteen.
+constexpr Orders<3> kLastOrders(4);
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX2_BEGIN
+namespace tavix::module {
+
+namespace {
+
+TAVIX_INLINE __m256i lanes32(uint32_t value) { return _mm256_set1_epi32(int32_t(value)); }
+
+TAVIX_INLINE __m256i order_of(const uint8_t (&order)[32]) {
+  return _mm256_load_si256(reinterpret_cast<const __m256i *>(order));
+}
+
+// 16 bytes at low and 16 at high.
+TAVIX_INLINE __m256i load_halves(const uint8_t *low, const uint8_t *high) {
+  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(low));
+  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(high));
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
+}
+
+// 32 pixels as four vectors: vector k holds pixels 4 k to 4 k + 3 and 16 + 4 k to 16 + 4 k + 3, in
+// memory order. Reads exactly 32 x channels bytes.
+template <int channels>
+struct Pixels32 {
+  __m256i quad[4];
+
+  TAVIX_INLINE explicit Pixels32(const uint8_t *p) {
+    for (int k = 0; k < 4; ++k) {
+      const uint8_t *at = p + k * 4 * channels - (channels == 3 && k == 3 ? 4 : 0);
+      quad[k] = load_halves(at, at + 16 * channels);
+    }
+  }
+
+  TAVIX_INLINE __m256i pixels(int k) const {
+    if constexpr (channels == 4) return quad[k];
+    return _mm256_shuffle_epi8(quad[k], order_of(k == 3 ? kLastOrders.pixels : kOrders<3>.pixels));
+  }
+  TAVIX_INLINE __m256i neighbours(int k) const {
+    const auto &order = channels == 3 && k == 3 ? kLastOrders.neighbours
+                                                : kOrders<channels>.neighbours;
+    return _mm256_shuffle_epi8(quad[k], order_of(order));
+  }
+};
+
+// 32 luma samples.
+template <int channels>
+TAVIX_INLINE __m256i luma_32(const Pixels32<channels> &p, const LumaLanes &lanes) {
+  const __m256i weights = lanes32(lanes.weights), sign = _mm256_set1_epi8(-128);
+  __m256i pairs[4], sums[2];
+  for (int k = 0; k < 4; ++k)
+    pairs[k] = _mm256_maddubs_epi16(weights, _mm256_xor_si256(p.pixels(k), sign));
+  for (int k = 0; k < 2; ++k) {
+    const __m256i sum = _mm256_hadd_epi16(pairs[2 * k], pairs[2 * k + 1]);
+    sums[k] = _mm256_srai_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(128)), 8);
+  }
+  return _mm256_add_epi8(_mm256_packs_epi16(sums[0], sums[1]),
+                         _mm256_set1_epi8(int8_t(lanes.offset)));
+}
+
+// The means of 16 blocks, truncated: vector k holds, as four bytes each, the channels of blocks 4 k
+// to 4 k + 3 and 8 + 4 k to 8 + 4 k + 3.
+template <int channels>
+TAVIX_INLINE void means_16(const Pixels32<channels> &top, const Pixels32<channels> &bottom,
+                           __m256i (&means)[2]) {
+  const __m256i ones = _mm256_set1_epi8(1);
+  __m256i sums[4];
+  for (int k = 0; k < 4; ++k) {
+    const __m256i a = _mm256_maddubs_epi16(top.neighbours(k), ones);
+    const __m256i b = _mm256_maddubs_epi16(bottom.neighbours(k), ones);
+    sums[k] = _mm256_srli_epi16(_mm256_add_epi16(a, b), 2);
+  }
+  for (int k = 0; k < 2; ++k) means[k] = _mm256_packus_epi16(sums[2 * k], sums[2 * k + 1]);
+}
+
+// 16 samples as words, 256 times their distance from 128 and a fraction.
+TAVIX_INLINE __m256i chroma_16(const __m256i (&means)[2], const ChromaLanes &lanes) {
+  const __m256i weights = lanes32(lanes.weights), flip = lanes32(lanes.flip),
+                bias = lanes32(lanes.bias);
+  __m256i pairs[2];
+  for (int k = 0; k < 2; ++k) {
+    const __m256i p = _mm256_xor_si256(means[k], flip);
+    pairs[k] = _mm256_add_epi16(_mm256_maddubs_epi16(weights, p), bias);
+  }
+  return _mm256_hadds_epi16(pairs[0], pairs[1]);
+}
+
+TAVIX_INLINE void store_256(uint8_t *at, __m256i v) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), v);
+}
+
+// Stores the 16 pairs from column x on.
+template <ChromaLayout layout>
+TAVIX_INLINE void store_chroma(uint8_t *const (&rows)[2], int32_t x, __m256i first,
+                               __m256i second) {
+  const __m256i half = _mm256_set1_epi8(-128);
+  if constexpr (layout == ChromaLayout::kInterleaved) {
+    const __m256i pairs = _mm256_blendv_epi8(_mm256_srli_epi16(first, 8), second,
+                                             _mm256_set1_epi16(int16_t(0xff00)));
+    store_256(rows[0] + x, _mm256_xor_si256(pairs, half));
+  } else {
+    const __m256i packed =
+        _mm256_packs_epi16(_mm256_srai_epi16(first, 8), _mm256_srai_epi16(second, 8));
+    const __m256i planes =
+        _mm256_xor_si256(_mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0)), half);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(rows[0] + x / 2), _mm256_castsi256_si128(planes));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(rows[1] + x / 2),
+                     _mm256_extracti128_si256(planes, 1));
+  }
+}
+
+// Columns 0 to width - 1, width a multiple of 32.
+template <int channels, ChromaLayout layout>
+void rgb_to_yuv_row_pair_avx2(const RgbToYuvRows &rows, int32_t width, const RgbToYuvLanes &lanes) {
+  for (int32_t x = 0; x < width; x += 32) {
+    const Pixels32<channels> top(rows.packed[0] + int64_t(x) * channels);
+    const Pixels32<channels> bottom(rows.packed[1] + int64_t(x) * channels);
+    store_256(rows.y[0] + x, luma_32(top, lanes.luma));
+    store_256(rows.y[1] + x, luma_32(bottom, lanes.luma));
+    __m256i means[2];
+    means_16(top, bottom, means);
+    store_chroma<layout>(rows.chroma, x, chroma_16(means, lanes.chroma[0]),
+                         chroma_16(means, lanes.chroma[1]));
+  }
+}
+
+}  // namespace
+
+}  // namespace tavix::module
+TAVIX_AVX2_END
+
+namespace tavix::module {
+
+namespace {
+
+template <ChromaLayout layout>
+struct RgbToYuvC {
+  RgbToYuvJob job;
+
+  template <int channels>
+  void row_pair(int32_t c) const {
+    rgb_to_yuv_row_pair_c<channels, layout>(job.row_pair(c), 0, whole_pairs(job.width),
+                                            job.weights);
+  }
+};
+
+template <ChromaLayout layout>
+struct RgbToYuvAvx2 {
+  RgbToYuvJob job;
+  RgbToYuvLanes lanes{job.weights};
+
+  template <int channels>
+  void row_pair(int32_t c) const {
+    const RgbToYuvRows rows = job.row_pair(c);
+    const int32_t blocks = job.width & ~31;
+    rgb_to_yuv_row_pair_avx2<channels, layout>(rows, blocks, lanes);
+    rgb_to_yuv_row_pair_c<channels, layout>(rows, blocks, whole_pairs(job.width), job.weights);
+  }
+};
+
+// The pixel step is the job's, so that three and four channels share their bodies.
+using ParallelConvertBGR2NV12 = PackedYuvBody<RgbToYuvAvx2<ChromaLayout::kInterleaved>>;
+using ParallelConvertBGR2YV12 = PackedYuvBody<RgbToYuvAvx2<ChromaLayout::kPlanar>>;
+using ParallelConvertBGRA2NV12 = ParallelConvertBGR2NV12;
+using ParallelConvertBGRA2YV12 = ParallelConvertBGR2YV12;
+using ParallelConvertBGR2NV12CommonC = PackedYuvBody<RgbToYuvC<ChromaLayout::kInterleaved>>;
+using ParallelConvertBGR2YV12CommonC = PackedYuvBody<RgbToYuvC<ChromaLayout::kPlanar>>;
+
+// Whole row pairs in parallel, then the last row of an odd height in the calling thread.
+template <class Avx2Body, class CBody, ChromaLayout layout>
+void convert_frame(const RgbToYuvJob &job) {
+  run_rows<Avx2Body, CBody>(job.row_pairs(), job);
+  if (job.height % 2 != 1 || job.width <= 0) return;
+  job.packed.channels == 4 ? rgb_to_yuv_last_row_c<4, layout>(job)
+                           : rgb_to_yuv_last_row_c<3, layout>(job);
+}
+
+}  // namespace
+
+// The line under which a driver warns of odd sizes.
+#define TAVIX_WARN_IF_ODD(driver, job)                                                            \
+  do {                                                                                            \
+    if ((job).width % 2 != 0 || (job).height % 2 != 0)                                            \
+      TAVIX_LOG_AS("tavix::module::" driver, TAVIX_LOG_WARNING,                                   \
+                   driver ": Odd dimensions detected (width=%d, height=%d). May produce "         \
+                          "suboptimal results.",                                                  \
+                   (job).width, (job).height);                                                    \
+  } while (false)
+
+void BGR2NV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGR2NV12Avx", job);
+  convert_frame<ParallelConvertBGR2NV12, ParallelConvertBGR2NV12CommonC,
+                ChromaLayout::kInterleaved>(job);
+}
+
+void BGR2YV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGR2YV12Avx", job);
+  convert_frame<ParallelConvertBGR2YV12, ParallelConvertBGR2YV12CommonC, ChromaLayout::kPlanar>(
+      job);
+}
+
+void BGRA2NV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGRA2NV12Avx", job);
+  convert_frame<ParallelConvertBGRA2NV12, ParallelConvertBGR2NV12CommonC,
+                ChromaLayout::kInterleaved>(job);
+}
+
+void BGRA2YV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGRA2YV12Avx", job);
+  convert_frame<ParallelConvertBGRA2YV12, ParallelConvertBGR2YV12CommonC, ChromaLayout::kPlanar>(
+      job);
+}
+
+}  // namespace tavix::module

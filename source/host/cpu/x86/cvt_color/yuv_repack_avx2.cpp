@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+// Repacking among the 4:2:0 formats, and grey to 4:2:0: the vector kernels, and the drivers.
+#include "cpu/tavix_cvt_color/run_rows.h"
+#include "cpu/tavix_cvt_color/yuv_drivers.h"
+#include "cpu/tavix_cvt_color/yuv_repack.h"
+
+#include "cpu/x86/avx2.h"
+
+TAVIX_AVX2_BEGIN
+namespace tavix::module {
+
+namespace {
+
+constexpr auto kInterleaved = ChromaLayout::kInterleaved;
+constexpr auto kPlanar = ChromaLayout::kPlanar;
+
+TAVIX_INLINE __m256i load_256(const uint8_t *at) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
+}
+
+TAVIX_INLINE void store_256(uint8_t *at, __m256i v) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), v);
+}
+
+// Pairs of one block, and its move. Blocks read and write nothing beyond their pairs.
+template <ChromaLayout from, ChromaLayout to>
+struct MoveChroma;
+
+template <>
+struct MoveChroma<kInterleaved, kInterleaved> {
+  static constexpr int32_t kPairs = 16;
+  static TAVIX_INLINE void block(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
+                                 int32_t i) {
+    const __m256i v = load_256(src[0] + 2 * int64_t(i));
+    store_256(dst[0] + 2 * int64_t(i),
+              _mm256_or_si256(_mm256_srli_epi16(v, 8), _mm256_slli_epi16(v, 8)));
+  }
+};
+
+template <>
+struct MoveChroma<kInterleaved, kPlanar> {
+  static constexpr int32_t kPairs = 32;
+  static TAVIX_INLINE void block(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
+                                 int32_t i) {
+    const __m256i a = load_256(src[0] + 2 * int64_t(i)), b = load_256(src[0] + 2 * int64_t(i) + 32);
+    const __m256i low = _mm256_set1_epi16(0xff);
+    const __m256i first =
+        _mm256_packus_epi16(_mm256_and_si256(a, low), _mm256_and_si256(b, low));
+    const __m256i second = _mm256_packus_epi16(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8));
+    store_256(dst[0] + i, _mm256_permute4x64_epi64(first, _MM_SHUFFLE(3, 1, 2, 0)));
+    store_256(dst[1] + i, _mm256_permute4x64_epi64(second, _MM_SHUFFLE(3, 1, 2, 0)));
+  }
+};
+
+template <>
+struct MoveChroma<kPlanar, kInterleaved> {
+  static constexpr int32_t kPairs = 32;
+  static TAVIX_INLINE void block(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
+                                 int32_t i) {
+    const __m256i a = _mm256_permute4x64_epi64(load_256(src[0] + i), _MM_SHUFFLE(3, 1, 2, 0));
+    const __m256i b = _mm256_permute4x64_epi64(load_256(src[1] + i), _MM_SHUFFLE(3, 1, 2, 0));
+    store_256(dst[0] + 2 * int64_t(i), _mm256_unpacklo_epi8(a, b));
+    store_256(dst[0] + 2 * int64_t(i) + 32, _mm256_unpackhi_epi8(a, b));
+  }
+};
+
+// Moves whole blocks of a row; returns the pairs moved.
+template <ChromaLayout from, ChromaLayout to>
+int32_t move_chroma_row_avx2(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
+                             int32_t pairs) {
+  constexpr int32_t step = MoveChroma<from, to>::kPairs;
+  int32_t i = 0;
+  for (; i <= pairs - step; i += step) MoveChroma<from, to>::block(src, dst, i);
+  return i;
+}
+
+}  // namespace
+
+}  // namespace tavix::module
+TAVIX_AVX2_END
+
+namespace tavix::module {
+
+namespace {
+
+template <ChromaLayout from, ChromaLayout to>
+struct MoveRowC {
+  static void run(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
+    move_chroma_row_c<from, to>(src, dst, 0, pairs);
+  }
+};
+
+template <ChromaLayout from, ChromaLayout to>
+struct MoveRowAvx2 {
+  static void run(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
+    move_chroma_row_c<from, to>(src, dst, move_chroma_row_avx2<from, to>(src, dst, pairs), pairs);
+  }
+};
+
+// Planes are copied, by either path.
+struct CopyRows {
+  static void run(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
+    for (int k = 0; k < 2; ++k) std::memcpy(dst[k], src[k], size_t(pairs));
+  }
+};
+
+// A body over chroma rows: two rows of luma and one of chroma at a time.
+template <class MoveRow>
+class RepackBody final : public ParallelLoopBody {
+ public:
+  explicit RepackBody(const YuvRepackJob &job) : job_(job) {}
+
+  void operator()(const Range &rows) const override {
+    const auto &src = job_.src;
+    const auto &dst = job_.dst;
+    for (int32_t c = rows.start; c < rows.end; ++c) {
+      for (int32_t y = 2 * c; y < 2 * c + 2; ++y)
+        std::memcpy(row(dst.y, dst.y_linesize, y), row(src.y, src.y_linesize, y), size_t(job_.width));
+      MoveRow::run({row(src.chroma[0], src.chroma_linesize, c),
+                    row(src.chroma[1], src.chroma_linesize, c)},
+                   {row(dst.chroma[0], dst.chroma_linesize, c),
+                    row(dst.chroma[1], dst.chroma_linesize, c)},
+                   job_.width / 2);
+    }
+  }
+
+ private:
+  YuvRepackJob job_;
+};
+
+using ParallelConvertNV122NV21 = RepackBody<MoveRowAvx2<kInterleaved, kInterleaved>>;
+using ParallelConvertNV122YV12 = RepackBody<MoveRowAvx2<kInterleaved, kPlanar>>;
+using ParallelConvertYVU122NV = RepackBody<MoveRowAvx2<kPlanar, kInterleaved>>;
+using ParallelConvertYVU122YVU12 = RepackBody<CopyRows>;
+
+// Two rows of grey become two of luma; the chroma row they share is filled to its stride.
+template <int planes>
+class GrayToYuvBody final : public ParallelLoopBody {
+ public:
+  explicit GrayToYuvBody(const GrayToYuvJob &job) : job_(job) {}
+
+  void operator()(const Range &rows) const override {
+    const auto &dst = job_.dst;
+    for (int32_t c = rows.start; c < rows.end; ++c) {
+      for (int32_t y = 2 * c; y < 2 * c + 2 && job_.width > 0; ++y)
+        std::memcpy(row(dst.y, dst.y_linesize, y), row(job_.src, job_.src_linesize, y),
+                    size_t(job_.width));
+      for (int p = 0; p < planes; ++p)
+        std::memset(row(dst.chroma[p], dst.chroma_linesize, c), 128, size_t(dst.chroma_linesize));
+    }
+  }
+
+ private:
+  GrayToYuvJob job_;
+};
+
+using ParallelConvertGray2NV12 = GrayToYuvBody<1>;
+
+// Runs a body in the calling thread.
+void run_serial(int32_t rows, const ParallelLoopBody &body) {
+  if (rows > 0) body({0, rows, 1});
+}
+
+}  // namespace
+
+void NV122NV21(const YuvRepackJob &job) {
+  run_rows_or_serial<ParallelConvertNV122NV21, RepackBody<MoveRowC<kInterleaved, kInterleaved>>>(
+      job.row_pairs(), job);
+}
+
+void NV122YV12(const YuvRepackJob &job) {
+  run_rows_or_serial<ParallelConvertNV122YV12, RepackBody<MoveRowC<kInterleaved, kPlanar>>>(
+      job.row_pairs(), job);
+}
+
+void YVU122NV(const YuvRepackJob &job) {
+  run_rows_or_serial<ParallelConvertYVU122NV, RepackBody<MoveRowC<kPlanar, kInterleaved>>>(
+      job.row_pairs(), job);
+}
+
+void YVU122YVU12(const YuvRepackJob &job) {
+  run_rows_or_serial<ParallelConvertYVU122YVU12, RepackBody<CopyRows>>(job.row_pairs(), job);
+}
+
+void Gray2NV12(const GrayToYuvJob &job) {
+  run_rows_or_serial<ParallelConvertGray2NV12, GrayToYuvBody<1>>(job.height / 2, job);
+}
+
+void Gray2YV12(const GrayToYuvJob &job) { run_serial(job.height / 2, GrayToYuvBody<2>(job)); }
+
+}  // namespace tavix::module
