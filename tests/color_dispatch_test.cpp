@@ -40,30 +40,39 @@ const std::map<std::string, ConvertEntry *> kEntries = {
     ENTRY(Gray2BGR),     ENTRY(Gray2BGRA),
     ENTRY(RGB2BGRF32),   ENTRY(Gray2BGRF32),
     ENTRY(RGBF322BGR),   ENTRY(RGBF322Gray),
-    ENTRY(RGBF32Family),
+    ENTRY(RGBF32Family), ENTRY(BGR2NV12),
+    ENTRY(BGR2YV12),     ENTRY(BGRA2NV12),
+    ENTRY(BGRA2YV12),    ENTRY(Gray2NV12),
+    ENTRY(Gray2YV12),    ENTRY(NV122BGR),
+    ENTRY(NV122BGRA),    ENTRY(NV122NV21),
+    ENTRY(NV122YV12),    ENTRY(NV2BGRF32),
+    ENTRY(RGBF322NV12),  ENTRY(RGBF322YV12),
+    ENTRY(YUV2BGRF32),   ENTRY(YUV2Gray),
+    ENTRY(YV122BGR),     ENTRY(YV122BGRA),
+    ENTRY(YV122I420),    ENTRY(YV122NV12),
 };
 #undef ENTRY
 
 // Cell by cell: source code down, destination code across.
 // clang-format off
 const char *const kExpected[16][16] = {
-    //    0             1             2              3       4             5             6    7            8            9            10           11              12              13              14              15
-    {"Copy",        "BGR2RGB",    "BGR2Gray",    ".",    "BGR2BGRA",   "BGR2BGRA",   ".", ".",         ".",         ".",         ".",         "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},     // 0
-    {"BGR2RGB",     "Copy",       "BGR2Gray",    ".",    "BGR2BGRA",   "BGR2BGRA",   ".", ".",         ".",         ".",         ".",         "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},     // 1
-    {"Gray2BGR",    "Gray2BGR",   "Copy",        ".",    "Gray2BGRA",  "Gray2BGRA",  ".", ".",         ".",         ".",         ".",         "Gray2BGRF32",  "Gray2BGRF32",  "Gray2BGRF32",  "Gray2BGRF32",  "."},     // 2
-    {".",           ".",          ".",           "Copy", ".",          ".",          ".", ".",         ".",         ".",         ".",         ".",            ".",            ".",            ".",            "."},     // 3
-    {"BGRA2BGR",    "BGRA2BGR",   "BGRA2Gray",   ".",    "Copy",       "BGRA2RGBA",  ".", ".",         ".",         ".",         ".",         "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},     // 4
-    {"BGRA2BGR",    "BGRA2BGR",   "BGRA2Gray",   ".",    "BGRA2RGBA",  "Copy",       ".", ".",         ".",         ".",         ".",         "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},     // 5
-    {".",           ".",          ".",           ".",    ".",          ".",          ".", ".",         ".",         ".",         ".",         ".",            ".",            ".",            ".",            "."},     // 6
-    {".",           ".",          ".",           ".",    ".",          ".",          ".", "Copy",      ".",         ".",         ".",         ".",            ".",            ".",            ".",            "."},     // 7
-    {".",           ".",          ".",           ".",    ".",          ".",          ".", ".",         "Copy",      ".",         ".",         ".",            ".",            ".",            ".",            "."},     // 8
-    {".",           ".",          ".",           ".",    ".",          ".",          ".", ".",         ".",         "Copy",      ".",         ".",            ".",            ".",            ".",            "."},     // 9
-    {".",           ".",          ".",           ".",    ".",          ".",          ".", ".",         ".",         ".",         "Copy",      ".",            ".",            ".",            ".",            "."},     // 10
-    {"RGBF322BGR",  "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", ".",         ".",         ".",         ".",         "Copy",         "RGBF32Family", "RGBF32Family", "RGBF32Family", "."},     // 11
-    {"RGBF322BGR",  "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", ".",         ".",         ".",         ".",         "RGBF32Family", "Copy",         "RGBF32Family", "RGBF32Family", "."},     // 12
-    {"RGBF322BGR",  "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", ".",         ".",         ".",         ".",         "RGBF32Family", "RGBF32Family", "Copy",         "RGBF32Family", "."},     // 13
-    {"RGBF322BGR",  "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", ".",         ".",         ".",         ".",         "RGBF32Family", "RGBF32Family", "RGBF32Family", "Copy",         "."},     // 14
-    {".",           ".",          ".",           ".",    ".",          ".",          ".", ".",         ".",         ".",         ".",         ".",            ".",            ".",            ".",            "Copy"},  // 15
+    //       0             1             2           3          4             5        6         7              8              9              10              11              12              13              14          15
+    {"Copy",       "BGR2RGB",    "BGR2Gray",    ".",    "BGR2BGRA",   "BGR2BGRA",   ".", "BGR2NV12",    "BGR2NV12",    "BGR2YV12",    "BGR2YV12",    "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},  // 0
+    {"BGR2RGB",    "Copy",       "BGR2Gray",    ".",    "BGR2BGRA",   "BGR2BGRA",   ".", "BGR2NV12",    "BGR2NV12",    "BGR2YV12",    "BGR2YV12",    "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},  // 1
+    {"Gray2BGR",   "Gray2BGR",   "Copy",        ".",    "Gray2BGRA",  "Gray2BGRA",  ".", "Gray2NV12",   "Gray2NV12",   "Gray2YV12",   "Gray2YV12",   "Gray2BGRF32",  "Gray2BGRF32",  "Gray2BGRF32",  "Gray2BGRF32",  "."},  // 2
+    {".",          ".",          ".",           "Copy", ".",          ".",          ".", ".",           ".",           ".",           ".",           ".",            ".",            ".",            ".",            "."},  // 3
+    {"BGRA2BGR",   "BGRA2BGR",   "BGRA2Gray",   ".",    "Copy",       "BGRA2RGBA",  ".", "BGRA2NV12",   "BGRA2NV12",   "BGRA2YV12",   "BGRA2YV12",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},  // 4
+    {"BGRA2BGR",   "BGRA2BGR",   "BGRA2Gray",   ".",    "BGRA2RGBA",  "Copy",       ".", "BGRA2NV12",   "BGRA2NV12",   "BGRA2YV12",   "BGRA2YV12",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "RGB2BGRF32",   "."},  // 5
+    {".",          ".",          ".",           ".",    ".",          ".",          ".", ".",           ".",           ".",           ".",           ".",            ".",            ".",            ".",            "."},  // 6
+    {"NV122BGR",   "NV122BGR",   "YUV2Gray",    ".",    "NV122BGRA",  "NV122BGRA",  ".", "Copy",        "NV122NV21",   "NV122YV12",   "NV122YV12",   "NV2BGRF32",    "NV2BGRF32",    "NV2BGRF32",    "NV2BGRF32",    "."},  // 7
+    {"NV122BGR",   "NV122BGR",   "YUV2Gray",    ".",    "NV122BGRA",  "NV122BGRA",  ".", "NV122NV21",   "Copy",        "NV122YV12",   "NV122YV12",   "NV2BGRF32",    "NV2BGRF32",    "NV2BGRF32",    "NV2BGRF32",    "."},  // 8
+    {"YV122BGR",   "YV122BGR",   "YUV2Gray",    ".",    "YV122BGRA",  "YV122BGRA",  ".", "YV122NV12",   "YV122NV12",   "Copy",        "YV122I420",   "YUV2BGRF32",   "YUV2BGRF32",   "YUV2BGRF32",   "YUV2BGRF32",   "."},  // 9
+    {"YV122BGR",   "YV122BGR",   "YUV2Gray",    ".",    "YV122BGRA",  "YV122BGRA",  ".", "YV122NV12",   "YV122NV12",   "YV122I420",   "Copy",        "YUV2BGRF32",   "YUV2BGRF32",   "YUV2BGRF32",   "YUV2BGRF32",   "."},  // 10
+    {"RGBF322BGR", "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", "RGBF322NV12", "RGBF322NV12", "RGBF322YV12", "RGBF322YV12", "Copy",         "RGBF32Family", "RGBF32Family", "RGBF32Family", "."},  // 11
+    {"RGBF322BGR", "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", "RGBF322NV12", "RGBF322NV12", "RGBF322YV12", "RGBF322YV12", "RGBF32Family", "Copy",         "RGBF32Family", "RGBF32Family", "."},  // 12
+    {"RGBF322BGR", "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", "RGBF322NV12", "RGBF322NV12", "RGBF322YV12", "RGBF322YV12", "RGBF32Family", "RGBF32Family", "Copy",         "RGBF32Family", "."},  // 13
+    {"RGBF322BGR", "RGBF322BGR", "RGBF322Gray", ".",    "RGBF322BGR", "RGBF322BGR", ".", "RGBF322NV12", "RGBF322NV12", "RGBF322YV12", "RGBF322YV12", "RGBF32Family", "RGBF32Family", "RGBF32Family", "Copy",         "."},  // 14
+    {".",          ".",          ".",           ".",    ".",          ".",          ".", ".",           ".",           ".",           ".",           ".",            ".",            ".",            ".",            "Copy"},  // 15
 };
 // clang-format on
 
