@@ -2,6 +2,9 @@
 // The dispatchers: no checks of their own, every argument and the status passed through unchanged.
 #include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/arithmetic.h"
+#include "tavix/video_common_cpu/statistics.h"
+
+using tavix::module::use_avx2;
 
 using tavix::module::use_avx2;
 
@@ -18,4 +21,10 @@ int32_t TavixFrameUnaryArithmeticForward(const TavixFrameV2 *src, int32_t op, co
                                          const double *offset, TavixFrameV2 *dst) {
   return use_avx2() ? TavixFrameUnaryArithmeticAVX(src, op, scale, offset, dst)
                     : TavixFrameUnaryArithmeticCommonC(src, op, scale, offset, dst);
+}
+
+int32_t TavixFrameStatisticalFunctionForward(const TavixFrameV2 *src, int32_t op,
+                                             TavixArray **dst_array) {
+  return use_avx2() ? TavixFrameStatisticalFunctionAVX(src, op, dst_array)
+                    : TavixFrameStatisticalFunctionCommonC(src, op, dst_array);
 }
