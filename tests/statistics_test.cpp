@@ -134,7 +134,7 @@ void expect_statistics(Entry entry, const GuardedFrame &frame) {
 
 TEST(Statistics, AreThoseOfTheReference) {
   for_each_path([](const Path &path) {
-    sweep({.formats = kRgbFormats}, path.workers == 1 ? 4000 : 1500, [&](const SweepCase &c) {
+    sweep({.formats = kRgbFormats}, path.workers == 1 ? 2500 : 1000, [&](const SweepCase &c) {
       GuardedFrame frame(c.shape, c.layout);
       frame.fill(c.fill, c.seed);
       expect_statistics(path.vector ? kAVX : kCommonC, frame);
