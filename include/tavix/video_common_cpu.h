@@ -9,6 +9,7 @@
 #include "tavix/video_common_cpu/color.h"
 #include "tavix/video_common_cpu/filters.h"
 #include "tavix/video_common_cpu/geometry.h"
+#include "tavix/video_common_cpu/softmax.h"
 #include "tavix/video_common_cpu/statistics.h"
 
 #endif

@@ -2,6 +2,7 @@
 // The dispatchers: no checks of their own, every argument and the status passed through unchanged.
 #include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/arithmetic.h"
+#include "tavix/video_common_cpu/softmax.h"
 #include "tavix/video_common_cpu/statistics.h"
 
 using tavix::module::use_avx2;
@@ -27,4 +28,9 @@ int32_t TavixFrameStatisticalFunctionForward(const TavixFrameV2 *src, int32_t op
                                              TavixArray **dst_array) {
   return use_avx2() ? TavixFrameStatisticalFunctionAVX(src, op, dst_array)
                     : TavixFrameStatisticalFunctionCommonC(src, op, dst_array);
+}
+
+int32_t TavixBlobSoftmaxForward(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
+  return use_avx2() ? TavixBlobSoftmaxAVX(src_blob, axis, dst_blob)
+                    : TavixBlobSoftmaxCommonC(src_blob, axis, dst_blob);
 }

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// How operations look at the dimensions of blobs, whatever a record says.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "common/frame_access.h"
+#include "tavix/core/records.h"
+
+namespace tavix::module {
+
+// The first dimension in which two blobs of one dimension count differ, or -1. Looks at no more
+// dimensions than a record holds.
+constexpr int32_t differing_dim(const TavixBlob &a, const TavixBlob &b) {
+  const int32_t dims = std::min<int32_t>(a.dims_size, TAVIX_BLOB_MAX_DIMS);
+  for (int32_t i = 0; i < dims; ++i)
+    if (a.dims[i] != b.dims[i]) return i;
+  return -1;
+}
+
+// The first negative dimension, or -1.
+constexpr int32_t negative_dim(const TavixBlob &blob) {
+  const int32_t dims = std::min<int32_t>(blob.dims_size, TAVIX_BLOB_MAX_DIMS);
+  for (int32_t i = 0; i < dims; ++i)
+    if (blob.dims[i] < 0) return i;
+  return -1;
+}
+
+// A negative axis counts from the end.
+constexpr int32_t normalised_axis(const TavixBlob &blob, int32_t axis) {
+  return axis < 0 ? int32_t(uint32_t(axis) + uint32_t(blob.dims_size)) : axis;
+}
+
+// A blob seen along an axis: the products of the dimensions before and after it, which wrap in 32
+// bits, and the axis itself. Line i starts at element (i - i % inner) * length + i % inner, its
+// elements lie inner apart.
+struct AxisShape {
+  int32_t outer, length, inner;
+
+  constexpr int32_t lines() const { return wrapping_mul(outer, inner); }
+  constexpr bool empty() const { return lines() <= 0 || length <= 0; }
+};
+
+// axis: from 0 to dims_size - 1, with at most TAVIX_BLOB_MAX_DIMS dimensions.
+constexpr AxisShape axis_shape(const TavixBlob &blob, int32_t axis) {
+  AxisShape shape = {1, blob.dims[axis], 1};
+  for (int32_t i = 0; i < axis; ++i) shape.outer = wrapping_mul(shape.outer, blob.dims[i]);
+  for (int32_t i = axis + 1; i < blob.dims_size; ++i)
+    shape.inner = wrapping_mul(shape.inner, blob.dims[i]);
+  return shape;
+}
+
+}  // namespace tavix::module

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tavix/video_common_cpu/softmax.h"
+
+#include "common/blob_shape.h"
+#include "common/frame_access.h"
+#include "common/log.h"
+
+namespace {
+constexpr auto &kUnit = tavix::module::kBlobSetUnit;
+}
+
+using namespace tavix::module;
+
+int32_t TavixBlobSoftmaxByCPU(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
+  TAVIX_REFUSE_IF(any_null(src_blob, dst_blob), TAVIX_ERROR_INVALID_PARAM,
+                  "src_blob or dst_blob is null");
+  TAVIX_REFUSE_IF(src_blob->dims_size != dst_blob->dims_size, TAVIX_ERROR_INVALID_PARAM,
+                  "dims size mismatch: src=%d, dst=%d", src_blob->dims_size, dst_blob->dims_size);
+  const int32_t differing = differing_dim(*src_blob, *dst_blob);
+  TAVIX_REFUSE_IF(differing >= 0, TAVIX_ERROR_INVALID_PARAM,
+                  "dim[%d] value mismatch: src=%d, dst=%d", differing, src_blob->dims[differing],
+                  dst_blob->dims[differing]);
+  TAVIX_REFUSE_IF(src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 ||
+                      dst_blob->data_type != TAVIX_DATA_TYPE_FLOAT32,
+                  TAVIX_ERROR_UNSUPPORTED, "only float data type is supported");
+  TAVIX_REFUSE_IF(any_null(src_blob->buffer, dst_blob->buffer), TAVIX_ERROR_INVALID_PARAM,
+                  "buffer is null");
+  return TavixBlobSoftmaxForward(src_blob, axis, dst_blob);
+}
