@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// The values of portable binary arithmetic, bit for bit against a reference written element by
-// element.
+// The values of binary arithmetic, bit for bit against references written element by element: one
+// in double precision for the portable implementation, one in single precision for the AVX one.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <bit>
 #include <cfloat>
-#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <span>
 
+#include "arithmetic_cases.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/seams.h"
@@ -29,15 +27,6 @@ struct Parameters {
 };
 
 // --- the reference -------------------------------------------------------------------------------
-
-// Nearest integer, ties to even; INT_MIN for what an int cannot hold and for NaN.
-int64_t rounded(double value) {
-  const bool fits = value >= -2147483648.5 && value < 2147483647.5;
-  return fits ? std::llrint(value) : INT_MIN;
-}
-int64_t clamped(int64_t value) {
-  return value < 0 ? 0 : value > 255 ? 255 : value;
-}
 
 // What bytes, in integers, and floats have in common.
 template <class Value>
@@ -65,8 +54,8 @@ uint32_t combined_patterns(uint32_t op, uint32_t a, uint32_t b) {
   return op == TAVIX_BINARY_OP_OR ? a | b : op == TAVIX_BINARY_OP_AND ? a & b : a ^ b;
 }
 
-uint8_t reference(uint32_t op, uint8_t src1, uint8_t src2, double alpha, double beta,
-                  double gamma) {
+uint8_t double_reference(uint32_t op, uint8_t src1, uint8_t src2, double alpha, double beta,
+                         double gamma) {
   const int64_t a = clamped(rounded(double(float(src1 * alpha))));
   const int64_t b = clamped(rounded(double(float(src2 * beta))));
   if (op == TAVIX_BINARY_OP_DIV && b == 0) return 0;
@@ -76,7 +65,8 @@ uint8_t reference(uint32_t op, uint8_t src1, uint8_t src2, double alpha, double 
   return uint8_t(clamped(rounded(std::nearbyint(gamma) + double(clamped(r)))));
 }
 
-float reference(uint32_t op, float src1, float src2, double alpha, double beta, double gamma) {
+float double_reference(uint32_t op, float src1, float src2, double alpha, double beta,
+                       double gamma) {
   const float a = float(double(src1) * alpha);
   const float b = float(double(src2) * beta);
   if (op == TAVIX_BINARY_OP_DIV) {
@@ -90,43 +80,84 @@ float reference(uint32_t op, float src1, float src2, double alpha, double beta, 
   return float(double(r) + gamma);
 }
 
+uint8_t single_reference(uint32_t op, uint8_t src1, uint8_t src2, double alpha, double beta,
+                         double gamma) {
+  const float offset = float(gamma);
+  const int64_t a = clamped(rounded(float(src1) * float(alpha)));
+  const int64_t b = clamped(rounded(float(src2) * float(beta)));
+  int64_t r;
+  if (op == TAVIX_BINARY_OP_DIV && b == 0)
+    r = rounded(FLT_EPSILON - offset);
+  else if (op == TAVIX_BINARY_OP_DIV)
+    r = rounded(float(a) / float(b));
+  else if (op >= TAVIX_BINARY_OP_OR)
+    r = combined_patterns(op, uint32_t(a), uint32_t(b));
+  else
+    r = combined(op, a, b);
+  return uint8_t(clamped(clamped(rounded(offset)) + clamped(r)));
+}
+
+float single_reference(uint32_t op, float src1, float src2, double alpha, double beta,
+                       double gamma) {
+  const float offset = float(gamma);
+  const float a = src1 * float(alpha);
+  const float b = src2 * float(beta);
+  float r;
+  if (op == TAVIX_BINARY_OP_DIV && std::fabs(b) < FLT_EPSILON)
+    r = FLT_EPSILON - offset;
+  else if (op == TAVIX_BINARY_OP_DIV)
+    r = a / b;
+  else if (op >= TAVIX_BINARY_OP_OR)
+    r = std::bit_cast<float>(
+        combined_patterns(op, std::bit_cast<uint32_t>(a), std::bit_cast<uint32_t>(b)));
+  else
+    r = combined(op, a, b);
+  return r + offset;
+}
+
+using Entry = decltype(TavixFrameBinaryArithmeticCommonC);
+
+struct Implementation {
+  const char *name;
+  Entry *entry;
+  uint8_t (*byte)(uint32_t op, uint8_t a, uint8_t b, double alpha, double beta, double gamma);
+  float (*real)(uint32_t op, float a, float b, double alpha, double beta, double gamma);
+
+  Implementation with_entry(Entry *other) const { return {name, other, byte, real}; }
+};
+constexpr Implementation kCommonC = {"CommonC", TavixFrameBinaryArithmeticCommonC, double_reference,
+                                     double_reference};
+constexpr Implementation kAvx = {"AVX", TavixFrameBinaryArithmeticAVX, single_reference,
+                                 single_reference};
+
+// Those that this processor can run.
+std::vector<Implementation> implementations() {
+  if (!module::use_avx2()) return {kCommonC};
+  return {kCommonC, kAvx};
+}
+
 template <class T>
-void reference_frame(uint32_t op, const GuardedFrame &src1, const GuardedFrame &src2,
-                     const Parameters &p, GuardedFrame &dst) {
+void set_reference(T (*element)(uint32_t, T, T, double, double, double), uint32_t op,
+                   const GuardedFrame &src1, const GuardedFrame &src2, const Parameters &p,
+                   GuardedFrame &dst) {
   const TavixVideoInfo &video = src1->video;
   for (int32_t y = 0; y < video.height; ++y)
     for (int32_t i = 0; i < video.width * video.channels; ++i) {
       const int32_t c = i % video.channels;
-      dst.set(
-          i, y,
-          reference(op, src1.get<T>(i, y), src2.get<T>(i, y), p.alpha[c], p.beta[c], p.gamma[c]));
+      dst.set(i, y,
+              element(op, src1.get<T>(i, y), src2.get<T>(i, y), p.alpha[c], p.beta[c], p.gamma[c]));
     }
 }
 
+void reference_frame(const Implementation &implementation, uint32_t op, const GuardedFrame &src1,
+                     const GuardedFrame &src2, const Parameters &p, GuardedFrame &dst) {
+  if (is_float_format(src1->video.format))
+    set_reference(implementation.real, op, src1, src2, p, dst);
+  else
+    set_reference(implementation.byte, op, src1, src2, p, dst);
+}
+
 // --- parameters ----------------------------------------------------------------------------------
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-// Halves, values next to the limits of int, and what is not a number to speak of.
-constexpr double kScales[] = {
-    0.0,       -0.0,       1.0,     -1.0,   0.5,     1.5,   2.5,       -0.5,
-    1e-310,    0x1p-52,    0x1p-53, 0.1,    1.0 / 3, 255.0, 8421504.5, 2147483647.0 / 255,
-    0x1p31,    -0x1p31,    0x1p23,  0x1p24, 1e30,    1e38,  1e308,     -1e308,
-    kInfinity, -kInfinity, kNaN};
-constexpr double kOffsets[] = {
-    0.0,   -0.0,   0.5,    -0.5,         1.5,          2.5,          -0.50000001, 254.5,
-    255.0, -255.0, -254.5, 2147483392.0, 2147483393.0, 2147483647.0, 0x1p31,      -0x1p31,
-    1e308, -1e308, 1e-310, 0x1p-52,      2147483391.5, kInfinity,    -kInfinity,  kNaN};
-
-template <size_t n>
-double pick(const double (&values)[n], Random &random) {
-  return values[random.below(int32_t(n))];
-}
-
-double uniform(double low, double high, Random &random) {
-  return low + (high - low) * (double(random.below(1 << 20)) / (1 << 20));
-}
 
 // Neutral, ordinary, adversarial, and mixed sets in turn.
 Parameters parameters(uint64_t seed) {
@@ -152,9 +183,7 @@ void avoid_nan_scales(Parameters &p) {
 
 // --- sweeps --------------------------------------------------------------------------------------
 
-using Entry = decltype(TavixFrameBinaryArithmeticCommonC);
-
-void expect_reference(Entry *entry, uint32_t op, const SweepCase &c) {
+void expect_reference(const Implementation &implementation, uint32_t op, const SweepCase &c) {
   const FrameLayout &layout2 = kLayouts[c.seed % 4], &dst_layout = kLayouts[c.seed / 4 % 4];
   GuardedFrame src1(c.shape, c.layout), src2(c.shape, layout2), dst(c.shape, dst_layout),
       expected(c.shape);
@@ -162,68 +191,71 @@ void expect_reference(Entry *entry, uint32_t op, const SweepCase &c) {
   src2.fill(kFills[c.seed % 6], c.seed + 1);
   const auto before1 = src1.payload(), before2 = src2.payload();
   Parameters p = parameters(c.seed);
-  const bool floats = is_float_format(c.shape.format);
-  if (floats && op >= TAVIX_BINARY_OP_OR) avoid_nan_scales(p);
-  (floats ? reference_frame<float> : reference_frame<uint8_t>)(op, src1, src2, p, expected);
+  if (op >= TAVIX_BINARY_OP_OR) avoid_nan_scales(p);
+  reference_frame(implementation, op, src1, src2, p, expected);
 
-  EXPECT_SILENT(ASSERT_EQ(entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK));
+  EXPECT_SILENT(
+      ASSERT_EQ(implementation.entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK));
   EXPECT_TRUE(same_pixels(*expected, *dst)) << "operation " << op;
   EXPECT_TRUE(src1.intact() && src2.intact() && dst.intact());
   EXPECT_TRUE(src1.payload() == before1 && src2.payload() == before2);
 }
 
-// Each of the ten operations, on the caller's thread and on eight workers.
-void for_each_op(const std::function<void(uint32_t op)> &run) {
-  for (const int workers : {1, 8}) {
-    const ScopedWorkers count(workers);
-    for (uint32_t op = 0; op < 10 && !::testing::Test::HasFailure(); ++op) {
-      SCOPED_TRACE(::testing::Message() << "operation " << op << ", " << workers << " workers");
-      run(op);
+// Each of the ten operations of each implementation, on the caller's thread and on eight workers.
+void for_each_op(
+    const std::function<void(const Implementation &implementation, uint32_t op)> &run) {
+  for (const Implementation &implementation : implementations())
+    for (const int workers : {1, 8}) {
+      const ScopedWorkers count(workers);
+      for (uint32_t op = 0; op < 10 && !::testing::Test::HasFailure(); ++op) {
+        SCOPED_TRACE(::testing::Message() << implementation.name << ", operation " << op << ", "
+                                          << workers << " workers");
+        run(implementation, op);
+      }
     }
-  }
 }
 
 TEST(BinaryArithmetic, BytesOfEveryShape) {
-  for_each_op([](uint32_t op) {
+  for_each_op([](const Implementation &implementation, uint32_t op) {
     sweep({.formats = kByteFormats}, 400,
-          [op](const SweepCase &c) { expect_reference(TavixFrameBinaryArithmeticCommonC, op, c); });
+          [&](const SweepCase &c) { expect_reference(implementation, op, c); });
   });
 }
 
 TEST(BinaryArithmetic, FloatsOfEveryShape) {
-  for_each_op([](uint32_t op) {
+  for_each_op([](const Implementation &implementation, uint32_t op) {
     sweep({.formats = kFloatFormats}, 400,
-          [op](const SweepCase &c) { expect_reference(TavixFrameBinaryArithmeticCommonC, op, c); });
+          [&](const SweepCase &c) { expect_reference(implementation, op, c); });
   });
 }
 
 TEST(BinaryArithmetic, AnyChannelCountInAnyFormat) {
-  for_each_op([](uint32_t op) {
+  for_each_op([](const Implementation &implementation, uint32_t op) {
     sweep({.formats = kRgbFormats, .widths = numbers(1, 40), .heights = {2}}, 100,
-          [op](SweepCase c) {
+          [&](SweepCase c) {
             for (c.shape.channels = 1; c.shape.channels <= 4; ++c.shape.channels)
-              expect_reference(TavixFrameBinaryArithmeticCommonC, op, c);
+              expect_reference(implementation, op, c);
           });
   });
 }
 
 TEST(BinaryArithmetic, WideFrames) {
-  for_each_op([](uint32_t op) {
+  for_each_op([](const Implementation &implementation, uint32_t op) {
     sweep({.formats = kRgbFormats,
            .widths = {767, 768, 769, 1023, 1024, 1025, 3071, 3072, 3073, 6145},
            .heights = {1, 3}},
-          60,
-          [op](const SweepCase &c) { expect_reference(TavixFrameBinaryArithmeticCommonC, op, c); });
+          60, [&](const SweepCase &c) { expect_reference(implementation, op, c); });
   });
 }
 
-TEST(BinaryArithmetic, EntryAndDispatcherGiveThePortableValuesWithoutAvx2) {
-  const WithoutAvx2 portable;
-  for_each_op([](uint32_t op) {
-    sweep({.formats = kRgbFormats}, 60, [op](const SweepCase &c) {
-      expect_reference(TavixFrameBinaryArithmeticByCPU, op, c);
-      expect_reference(TavixFrameBinaryArithmeticForward, op, c);
-    });
+TEST(BinaryArithmetic, EntryAndDispatcherTakeTheBestImplementation) {
+  for_each_path([](const Path &path) {
+    for (uint32_t op = 0; op < 10; ++op)
+      sweep({.formats = kRgbFormats}, 60, [&](const SweepCase &c) {
+        const Implementation &best = path.vector ? kAvx : kCommonC;
+        expect_reference(best.with_entry(TavixFrameBinaryArithmeticByCPU), op, c);
+        expect_reference(best.with_entry(TavixFrameBinaryArithmeticForward), op, c);
+      });
   });
 }
 
@@ -235,17 +267,15 @@ TEST(BinaryArithmetic, EveryPairOfBytes) {
   constexpr struct {
     double alpha, beta, gamma;
   } kSets[] = {{1, 1, 0}, {1, 1, 10}, {0.5, 1, 0}, {1, 0.5, -3}, {1.5, 0.1, 0.5}, {-1, 1, 1.5}};
-  for (uint32_t op = 0; op < 10; ++op) {
+  for_each_op([&](const Implementation &implementation, uint32_t op) {
     for (const auto &set : std::span(kSets).first(size_t(by_effort(6, 1)))) {
       Parameters p;
       p.alpha[0] = set.alpha, p.beta[0] = set.beta, p.gamma[0] = set.gamma;
-      reference_frame<uint8_t>(op, src1, src2, p, expected);
-      ASSERT_EQ(TavixFrameBinaryArithmeticCommonC(src1, src2, op, p.alpha, p.beta, p.gamma, dst),
-                TAVIX_OK);
-      ASSERT_TRUE(same_pixels(*expected, *dst))
-          << "operation " << op << ", " << set.alpha << ' ' << set.beta << ' ' << set.gamma;
+      reference_frame(implementation, op, src1, src2, p, expected);
+      ASSERT_EQ(implementation.entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK);
+      ASSERT_TRUE(same_pixels(*expected, *dst)) << set.alpha << ' ' << set.beta << ' ' << set.gamma;
     }
-  }
+  });
 }
 
 // --- pinned values -------------------------------------------------------------------------------
@@ -314,15 +344,13 @@ TEST(BinaryArithmetic, PinnedFloats) {
 // --- frames that alias, and frames that are hardly frames ----------------------------------------
 
 TEST(BinaryArithmetic, DestinationMayBeASource) {
-  for_each_op([](uint32_t op) {
+  for_each_op([](const Implementation &implementation, uint32_t op) {
     sweep({.formats = kRgbFormats, .widths = {1, 5, 12, 31, 1100}, .heights = {1, 9}}, 50,
-          [op](const SweepCase &c) {
+          [&](const SweepCase &c) {
             Parameters p = parameters(c.seed);
             if (op >= TAVIX_BINARY_OP_OR) avoid_nan_scales(p);
-            const auto reference_of =
-                is_float_format(c.shape.format) ? reference_frame<float> : reference_frame<uint8_t>;
             const auto call = [&](GuardedFrame &a, GuardedFrame &b, GuardedFrame &dst) {
-              return TavixFrameBinaryArithmeticCommonC(a, b, op, p.alpha, p.beta, p.gamma, dst);
+              return implementation.entry(a, b, op, p.alpha, p.beta, p.gamma, dst);
             };
             GuardedFrame first(c.shape, c.layout), second(c.shape), expected(c.shape);
             const auto refill = [&] {
@@ -330,15 +358,15 @@ TEST(BinaryArithmetic, DestinationMayBeASource) {
               second.fill(Fill::noise, c.seed + 1);
             };
             refill();
-            reference_of(op, first, second, p, expected);
+            reference_frame(implementation, op, first, second, p, expected);
             EXPECT_EQ(call(first, second, first), TAVIX_OK);
             EXPECT_TRUE(same_pixels(*expected, *first)) << "dst is src1";
             refill();
-            reference_of(op, second, first, p, expected);
+            reference_frame(implementation, op, second, first, p, expected);
             EXPECT_EQ(call(second, first, first), TAVIX_OK);
             EXPECT_TRUE(same_pixels(*expected, *first)) << "dst is src2";
             refill();
-            reference_of(op, first, first, p, expected);
+            reference_frame(implementation, op, first, first, p, expected);
             EXPECT_EQ(call(first, first, first), TAVIX_OK);
             EXPECT_TRUE(same_pixels(*expected, *first)) << "dst is both";
             EXPECT_TRUE(first.intact() && second.intact());
@@ -346,59 +374,27 @@ TEST(BinaryArithmetic, DestinationMayBeASource) {
   });
 }
 
+// The AVX implementation, too, has nothing to do then, whatever the processor.
 TEST(BinaryArithmetic, RecordsWithoutPixelsTouchNothing) {
-  constexpr struct {
-    int32_t width, height, channels;
-  } kSizes[] = {{0, 3, 3},       {3, 0, 3},       {-1, 3, 3},      {3, -1, 3},
-                {3, INT_MIN, 3}, {INT_MIN, 3, 3}, {3, 3, 0},       {3, 3, -1},
-                {3, 3, INT_MIN}, {1 << 30, 3, 4}, {1 << 29, 3, 4}, {1 << 30, 3, 3},
-                {INT_MAX, 3, 4}, {INT_MAX, 3, 2}, {INT_MIN, 3, 4}, {INT_MIN, 3, -1},
-                {-1, 3, -4}};
   const Parameters p;
-  for (const int workers : {1, 8}) {
-    const ScopedWorkers count(workers);
-    for (const auto &[width, height, channels] : kSizes) {
-      for (const int32_t format : {TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_BGRF32}) {
-        SCOPED_TRACE(::testing::Message() << width << 'x' << height << 'x' << channels);
-        GuardedFrame frame({format, 4, 0});  // any access crashes
-        frame->video.width = width, frame->video.height = height;
-        frame->video.channels = channels;
-        for (uint32_t op = 0; op < 10; ++op)
-          EXPECT_SILENT(EXPECT_EQ(
-              TavixFrameBinaryArithmeticCommonC(frame, frame, op, p.alpha, p.beta, p.gamma, frame),
-              TAVIX_OK));
-        frame->data[0] = nullptr;
-        EXPECT_EQ(
-            TavixFrameBinaryArithmeticCommonC(frame, frame, 0, p.alpha, p.beta, p.gamma, frame),
-            TAVIX_OK);
-      }
-    }
-  }
+  for_each_record_without_pixels([&p](TavixFrameV2 *frame) {
+    for (Entry *entry : {TavixFrameBinaryArithmeticCommonC, TavixFrameBinaryArithmeticAVX})
+      for (uint32_t op = 0; op < 10; ++op)
+        EXPECT_SILENT(
+            EXPECT_EQ(entry(frame, frame, op, p.alpha, p.beta, p.gamma, frame), TAVIX_OK));
+  });
 }
 
-// A row as long as a record can say: the same few pages, mapped again and again.
 TEST(BinaryArithmetic, TheLongestRowEnds) {
   if (effort() == Effort::quick) GTEST_SKIP() << "two gigabytes of addresses";
-  constexpr size_t kPiece = size_t(1) << 21, kPieces = 1024;
-  const int file = memfd_create("row", 0);
-  ASSERT_EQ(ftruncate(file, kPiece), 0);
-  void *row = mmap(nullptr, kPiece * kPieces, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(row, MAP_FAILED);
-  for (size_t i = 0; i < kPieces; ++i)
-    ASSERT_NE(mmap(static_cast<uint8_t *>(row) + i * kPiece, kPiece, PROT_READ | PROT_WRITE,
-                   MAP_SHARED | MAP_FIXED, file, 0),
-              MAP_FAILED);
-  TavixFrameV2 frame = {};
-  frame.video = {1, INT_MAX, 1, TAVIX_PIX_FMT_GRAY8, 0, 0};
-  frame.data[0] = static_cast<uint8_t *>(row);
-  frame.data[0][kPiece - 2] = 77;
+  LongestRow row;
   const Parameters p;
-  EXPECT_EQ(TavixFrameBinaryArithmeticCommonC(&frame, &frame, TAVIX_BINARY_OP_AND, p.alpha, p.beta,
-                                              p.gamma, &frame),
-            TAVIX_OK);
-  EXPECT_EQ(frame.data[0][kPiece - 2], 77);
-  munmap(row, kPiece * kPieces);
-  close(file);
+  for (const Implementation &implementation : implementations()) {
+    row.last() = 77;
+    EXPECT_EQ(implementation.entry(row, row, TAVIX_BINARY_OP_AND, p.alpha, p.beta, p.gamma, row),
+              TAVIX_OK);
+    EXPECT_EQ(row.last(), 77);
+  }
 }
 
 }  // namespace

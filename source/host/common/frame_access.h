@@ -2,7 +2,6 @@
 // How operations look at frames: predicates for checks, rows, and loads that need no alignment.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -10,7 +9,8 @@
 
 namespace tavix::module {
 
-inline constexpr int32_t kMaxChannels = 4;  // of a packed pixel; parameter sets have as many entries
+inline constexpr int32_t kMaxChannels =
+    4;  // of a packed pixel; parameter sets have as many entries
 
 template <class... Pointer>
 constexpr bool any_null(const Pointer *...pointers) {
@@ -33,12 +33,15 @@ constexpr bool same_shape(const TavixVideoInfo &a, const TavixVideoInfo &b) {
 }
 
 // A 32-bit product that wraps: sizes and strides of a record may be anything.
-constexpr int32_t wrapping_mul(int32_t a, int32_t b) { return int32_t(uint32_t(a) * uint32_t(b)); }
+constexpr int32_t wrapping_mul(int32_t a, int32_t b) {
+  return int32_t(uint32_t(a) * uint32_t(b));
+}
 
-// Elements of a packed row; 0 when the record has no pixels, or more than the product can say.
+// Elements of a packed row; 0 when the record has no pixels, or more than 32 bits can say.
 constexpr int32_t row_elements(const TavixVideoInfo &video) {
   if (video.width <= 0 || video.channels <= 0) return 0;
-  return std::max(wrapping_mul(video.width, video.channels), 0);
+  const int64_t elements = int64_t(video.width) * video.channels;
+  return elements <= INT32_MAX ? int32_t(elements) : 0;
 }
 
 // Whether a loop over the frame touches memory at all.
