@@ -151,11 +151,10 @@ void add_peers(Comparison<Frames> &comparison, const Operation &operation, const
 // The formula as it stands, element by element.
 template <int op>
 uint8_t naive_element(uint8_t a, uint8_t b, double alpha, double beta, double gamma) {
-  const int32_t x = module::round_to_u8(float(a * alpha)), y = module::round_to_u8(float(b * beta));
+  const uint8_t x = module::round_to_u8(float(a * alpha)), y = module::round_to_u8(float(b * beta));
   if (op == TAVIX_BINARY_OP_DIV && y == 0) return 0;
-  const int32_t r = op == TAVIX_BINARY_OP_DIV
-                        ? module::round_to_u8(double(x) / double(y))
-                        : module::saturate_u8(module::BinaryOp<op>::run(x, y));
+  const uint8_t r = op == TAVIX_BINARY_OP_DIV ? module::round_to_u8(double(x) / double(y))
+                                              : module::BinaryOp<op>::run(x, y);
   return module::saturate_u8(module::round_to_int32(gamma) + r);
 }
 template <int op>

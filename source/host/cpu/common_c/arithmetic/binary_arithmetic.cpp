@@ -23,17 +23,24 @@ namespace tavix::module {
 
 namespace {
 
-// Elements of one strip: whole pixels for every channel count, and small enough for the first
-// cache.
+// Elements after which the parameters of 8-bit and float rows repeat: whole pixels and whole
+// vectors.
+constexpr int32_t kBytePeriod = 48, kFloatPeriod = 12;
+
+// Elements of one strip: whole periods, and small enough for the first cache.
 constexpr int32_t kStrip = 3072;
-static_assert(kStrip % 12 == 0);
+static_assert(kStrip % kBytePeriod == 0);
+
+template <class Predicate>
+bool all_channels(const ChannelParameters &values, int32_t channels, const Predicate &holds) {
+  return std::all_of(values.begin(), values.begin() + channels, holds);
+}
 
 // One operand of 8-bit arithmetic: sat(round(float(sample * scale))), a table for each channel.
 class ScaledOperand {
  public:
   ScaledOperand(const ChannelParameters &scale, int32_t channels)
-      : neutral_(std::all_of(scale.begin(), scale.begin() + channels,
-                             [](double s) { return s == 1.0; })) {
+      : neutral_(all_channels(scale, channels, [](double s) { return s == 1.0; })) {
     if (neutral_) return;
     tables_.fill(channels, [&](uint8_t v, int32_t c) { return round_to_u8(float(v * scale[c])); });
   }
@@ -50,25 +57,68 @@ class ScaledOperand {
   ChannelTables tables_;
 };
 
+// The offset of an 8-bit result: sat(round(offset) + result). An offset far within int32 adds or
+// takes away a byte, saturating; near its ends and beyond, rounding to int32 has the last word.
+class ByteOffset {
+ public:
+  ByteOffset(const ChannelParameters &offset, int32_t channels)
+      : channels_(channels),
+        offset_{std::rint(offset[0]), std::rint(offset[1]), std::rint(offset[2]),
+                std::rint(offset[3])},
+        neutral_(all_channels(offset_, channels, [](double g) { return g == 0.0; })),
+        saturates_(all_channels(offset_, channels, [](double g) { return std::fabs(g) < 0x1p30; })),
+        added_(clamped(offset_, 1), channels),
+        taken_(clamped(offset_, -1), channels) {}
+
+  bool neutral() const { return neutral_; }
+
+  void add_to(uint8_t *row, int32_t n) const {
+    if (saturates_) {
+      for_each_element<kBytePeriod>(n, [=, this](int32_t i, int32_t k) {
+        row[i] = Sub::run(Add::run(row[i], added_.lanes[k]), taken_.lanes[k]);
+      });
+    } else {
+      for (int32_t i = 0; i < n; ++i) row[i] = round_to_u8(offset_[i % channels_] + row[i]);
+    }
+  }
+
+ private:
+  using Add = BinaryOp<TAVIX_BINARY_OP_ADD>;
+  using Sub = BinaryOp<TAVIX_BINARY_OP_SUB>;
+
+  static ChannelParameters clamped(ChannelParameters values, double sign) {
+    for (double &v : values) v = std::fmin(std::fmax(sign * v, 0.0), 255.0);
+    return values;
+  }
+
+  int32_t channels_;
+  ChannelParameters offset_;
+  bool neutral_, saturates_;
+  ParameterPattern<uint8_t, kBytePeriod> added_, taken_;
+};
+
 // Plain byte loop; dst may be a or b.
 template <int op>
 void combine_bytes(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) {
 #pragma GCC ivdep
-  for (int32_t i = 0; i < n; ++i) {
-    const int32_t r = BinaryOp<op>::run(int32_t(a[i]), int32_t(b[i]));
-    dst[i] = uint8_t(op == TAVIX_BINARY_OP_DIV && b[i] == 0 ? 0 : r);
+  for (int32_t i = 0; i < n; ++i) dst[i] = BinaryOp<op>::run(a[i], b[i]);
+}
+
+// The float chain on scaled operands. Offset is double, or float where the offsets are floats: the
+// sum of two floats rounded to double and then to float is the sum rounded once. The quotient stays
+// a double until the offset is added.
+template <int op, class Offset>
+float combine_floats(float a, float b, Offset offset) {
+  if constexpr (op == TAVIX_BINARY_OP_DIV) {
+    const double quotient = double(a) / double(b) + offset;
+    return float(std::fabs(double(b)) < DBL_EPSILON ? DBL_EPSILON : quotient);
+  } else {
+    return float(Offset(BinaryOp<op>::run(a, b)) + offset);
   }
 }
 
-// The float chain up to its result: operands are narrowed to float, the offset is added in double.
-template <int op>
-float combine_floats(float a, float b, double gamma) {
-  if constexpr (op == TAVIX_BINARY_OP_DIV) {
-    const double quotient = double(a) / double(b) + gamma;
-    return float(std::fabs(double(b)) < DBL_EPSILON ? DBL_EPSILON : quotient);
-  } else {
-    return float(double(BinaryOp<op>::run(a, b)) + gamma);
-  }
+bool all_floats(const ChannelParameters &values, int32_t channels) {
+  return all_channels(values, channels, [](double v) { return double(float(v)) == v; });
 }
 
 template <class T, int op>
@@ -85,24 +135,22 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
   void operator()(const Range &rows) const override {
     const int32_t n = row_elements(src1_->video);
     if (n == 0) return;  // planes may be null
+    const int32_t channels = src1_->video.channels;
     if constexpr (std::is_same_v<T, uint8_t>) {
-      run_bytes(rows, n);
+      run_bytes(rows, n, channels);
+    } else if (!all_floats(gamma_, channels)) {
+      run_floats<double, double>(rows, n, channels);
+    } else if (!all_floats(alpha_, channels) || !all_floats(beta_, channels)) {
+      run_floats<double, float>(rows, n, channels);
     } else {
-      run_floats(rows, n);
+      run_floats<float, float>(rows, n, channels);
     }
   }
 
  private:
-  void run_bytes(const Range &rows, int32_t n) const {
-    const int32_t channels = std::clamp(src1_->video.channels, 0, kMaxChannels);
+  void run_bytes(const Range &rows, int32_t n, int32_t channels) const {
     const ScaledOperand scaled1(alpha_, channels), scaled2(beta_, channels);
-    ChannelTables offset;
-    const bool no_offset = std::all_of(gamma_.begin(), gamma_.begin() + channels,
-                                       [](double g) { return std::rint(g) == 0.0; });
-    if (!no_offset) {
-      offset.fill(channels,
-                  [&](uint8_t r, int32_t c) { return round_to_u8(std::rint(gamma_[c]) + r); });
-    }
+    const ByteOffset offset(gamma_, channels);
 
     uint8_t strip1[kStrip], strip2[kStrip], result[kStrip];
     for (int32_t y = rows.start; y < rows.end; ++y) {
@@ -112,11 +160,11 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
         const int32_t count = int32_t(std::min<int64_t>(kStrip, n - i));
         const uint8_t *a = scaled1.row(src1 + i, strip1, count, channels);
         const uint8_t *b = scaled2.row(src2 + i, strip2, count, channels);
-        if (no_offset) {
+        if (offset.neutral()) {
           combine_bytes<op>(a, b, dst + i, count);
         } else {
           combine_bytes<op>(a, b, result, count);
-          offset.map_row(result, result, count, channels);
+          offset.add_to(result, count);
           if constexpr (op == TAVIX_BINARY_OP_DIV) clear_zero_divisors(b, result, count);
           std::memcpy(dst + i, result, size_t(count));
         }
@@ -129,15 +177,16 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
     for (int32_t i = 0; i < n; ++i) result[i] = b[i] == 0 ? 0 : result[i];
   }
 
-  void run_floats(const Range &rows, int32_t n) const {
-    constexpr int32_t kPeriod = 12;
-    const int32_t channels = src1_->video.channels;
-    const ParameterPattern<double, kPeriod> alpha(alpha_, channels), beta(beta_, channels),
-        gamma(gamma_, channels);
+  // Scale and Offset: double, or float where the parameters are floats. The product of two floats
+  // is exact in double and rounded once either way.
+  template <class Scale, class Offset>
+  void run_floats(const Range &rows, int32_t n, int32_t channels) const {
+    const ParameterPattern<Scale, kFloatPeriod> alpha(alpha_, channels), beta(beta_, channels);
+    const ParameterPattern<Offset, kFloatPeriod> gamma(gamma_, channels);
     for (int32_t y = rows.start; y < rows.end; ++y) {
       const uint8_t *src1 = row(*src1_, y), *src2 = row(*src2_, y);
       uint8_t *dst = row(*dst_, y);
-      for_each_element<kPeriod>(n, [&](int64_t i, int32_t k) {
+      for_each_element<kFloatPeriod>(n, [&](int64_t i, int32_t k) {
         const float a = float(load<float>(src1, i) * alpha.lanes[k]);
         const float b = float(load<float>(src2, i) * beta.lanes[k]);
         store(dst, i, combine_floats<op>(a, b, gamma.lanes[k]));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The ten operations on two scaled operands, one line each: on bytes, with the result clamped to
-// 0..255, and on 32-bit floats, before the offset.
+// 0..255 and in no more bits than that takes, and on 32-bit floats, before the offset.
 #pragma once
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 #include <functional>
 #include <utility>
 
+#include "common/rounding.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 namespace tavix::module {
@@ -22,28 +23,29 @@ struct BinaryOp;
 
 template <>
 struct BinaryOp<TAVIX_BINARY_OP_ADD> {
-  static constexpr int32_t run(int32_t a, int32_t b) { return std::min(a + b, 255); }
+  static constexpr uint8_t run(uint8_t a, uint8_t b) {
+    return uint8_t(a + std::min(b, uint8_t(255 - a)));
+  }
   static constexpr float run(float a, float b) { return a + b; }
 };
 template <>
 struct BinaryOp<TAVIX_BINARY_OP_SUB> {
-  static constexpr int32_t run(int32_t a, int32_t b) { return std::max(a - b, 0); }
+  static constexpr uint8_t run(uint8_t a, uint8_t b) { return uint8_t(std::max(a, b) - b); }
   static constexpr float run(float a, float b) { return a - b; }
 };
 template <>
 struct BinaryOp<TAVIX_BINARY_OP_MUL> {
-  static constexpr int32_t run(int32_t a, int32_t b) { return std::min(a * b, 255); }
+  static constexpr uint8_t run(uint8_t a, uint8_t b) {
+    return uint8_t(std::min(uint16_t(a * b), uint16_t(255)));
+  }
   static constexpr float run(float a, float b) { return a * b; }
 };
-// Zero divisors are the caller's business. The 8-bit quotient may be taken in single precision: a
-// quotient of bytes that is not a tie lies at least 1/510 away from one. Adding and subtracting
-// 1.5 * 2^23 rounds half to even.
+// The 8-bit quotient may be taken in single precision: a quotient of bytes that is not a tie lies
+// at least 1/510 away from one. A zero divisor gives infinity or NaN, whose patterns end in a zero
+// byte like the quotient that is wanted; float quotients by zero are the caller's business.
 template <>
 struct BinaryOp<TAVIX_BINARY_OP_DIV> {
-  static int32_t run(int32_t a, int32_t b) {
-    constexpr float kRound = 12582912.0f;
-    return int32_t((float(a) / float(std::max(b, 1)) + kRound) - kRound);
-  }
+  static uint8_t run(uint8_t a, uint8_t b) { return round_in_pattern(float(a) / float(b)); }
 };
 template <>
 struct BinaryOp<TAVIX_BINARY_OP_MIN> {
@@ -61,14 +63,16 @@ struct BinaryOp<TAVIX_BINARY_OP_MAX> {
 };
 template <>
 struct BinaryOp<TAVIX_BINARY_OP_ABSDIFF> {
-  static constexpr int32_t run(int32_t a, int32_t b) { return a > b ? a - b : b - a; }
+  static constexpr uint8_t run(uint8_t a, uint8_t b) {
+    return uint8_t(std::max(a, b) - std::min(a, b));
+  }
   static float run(float a, float b) { return std::fabs(a - b); }
 };
 
 // Bitwise operations act on the patterns of floats.
 template <class Bits>
 struct BitwiseOp {
-  static constexpr int32_t run(int32_t a, int32_t b) { return Bits{}(a, b); }
+  static constexpr uint8_t run(uint8_t a, uint8_t b) { return uint8_t(Bits{}(a, b)); }
   static constexpr float run(float a, float b) {
     return std::bit_cast<float>(Bits{}(std::bit_cast<int32_t>(a), std::bit_cast<int32_t>(b)));
   }

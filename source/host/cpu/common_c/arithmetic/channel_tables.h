@@ -23,22 +23,9 @@ class ChannelTables {
 
   // dst[i] = table of channel i % channels at src[i]; src may be dst. n is a number of elements of
   // whole pixels.
-  void map_row(const uint8_t *src, uint8_t *dst, int32_t n, int32_t channels) const {
-    switch (channels) {
-      case 1: return map<1>(src, dst, n);
-      case 2: return map<2>(src, dst, n);
-      case 3: return map<3>(src, dst, n);
-      case 4: return map<4>(src, dst, n);
-    }
-  }
+  void map_row(const uint8_t *src, uint8_t *dst, int32_t n, int32_t channels) const;
 
  private:
-  template <int channels>
-  void map(const uint8_t *src, uint8_t *dst, int32_t n) const {
-    for (int32_t i = 0; i < n; i += channels)
-      for (int32_t c = 0; c < channels; ++c) dst[i + c] = tables_[c][src[i + c]];
-  }
-
   std::array<std::array<uint8_t, 256>, kMaxChannels> tables_;
 };
 
