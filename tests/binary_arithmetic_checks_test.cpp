@@ -39,9 +39,17 @@ struct ByCPU : Call {
   int32_t run() { return TavixFrameBinaryArithmeticByCPU(src1, src2, op, alpha, beta, gamma, dst); }
 };
 struct CommonC : Call {
+  static constexpr bool kTellsUnsupported = true;
   int32_t run() {
     return TavixFrameBinaryArithmeticCommonC(src1, src2, op, alpha, beta, gamma, dst);
   }
+};
+struct Avx : Call {
+  static constexpr bool kTellsUnsupported = false;
+  int32_t run() { return TavixFrameBinaryArithmeticAVX(src1, src2, op, alpha, beta, gamma, dst); }
+};
+struct AvxWithoutAvx2 : Avx {
+  WithoutAvx2 portable;
 };
 
 constexpr int32_t kInvalid = TAVIX_ERROR_INVALID_PARAM;
@@ -57,8 +65,7 @@ void expect_other_formats_refused(std::string (*text)(const SomeCall &), const c
   for (const int32_t format : {3, 6, 7, 8, 9, 10, 16, 17, -1, INT_MIN, INT_MAX}) {
     SomeCall call;
     call.set_all(&TavixVideoInfo::format, format);
-    EXPECT_REFUSED(call.run(), kUnsupported, unit, function, text(call));
-    EXPECT_TRUE(call.untouched());
+    expect_refusal(call, {"another format", nullptr, kUnsupported, text}, unit, function);
   }
 }
 
@@ -122,85 +129,120 @@ TEST(BinaryArithmeticChecks, ByCPURefusesEveryOtherFormat) {
                                "TavixFrameBinaryArithmeticByCPU");
 }
 
-// --- CommonC -------------------------------------------------------------------------------------
+// --- CommonC and AVX
+// -------------------------------------------------------------------------------------
 
-std::string null_frames(const CommonC &c) {
+template <class C>
+std::string null_frames(const C &c) {
   return printed(
       "src1_frame = (%p) src2_frame = (%p) dst_frame = (%p) one or more input frames are null",
       static_cast<void *>(c.src1), static_cast<void *>(c.src2), static_cast<void *>(c.dst));
 }
-std::string src2_differs(const CommonC &c) {
+template <class C>
+std::string src2_differs(const C &c) {
   const TavixVideoInfo &a = c.src1->video, &b = c.src2->video;
   return printed(
       "src1_frame info (width=%d, height=%d, channels=%d, format=%d). src2_frame info : (width=%d "
       "height=%d, channels=%d, format=%d))",
       a.width, a.height, a.channels, a.format, b.width, b.height, b.channels, b.format);
 }
-std::string dst_differs(const CommonC &c) {
+template <class C>
+std::string dst_differs(const C &c) {
   const TavixVideoInfo &a = c.src1->video, &b = c.dst->video;
   return printed(
       "src1_frame info (width=%d, height=%d, channels=%d, format=%d). dst_frame info : (width=%d, "
       "height=%d, channels=%d, format=%d))",
       a.width, a.height, a.channels, a.format, b.width, b.height, b.channels, b.format);
 }
-std::string unsupported(const CommonC &c) {
+template <class C>
+std::string unsupported(const C &c) {
   return printed("Unsupported pixel format: %d", c.src1->video.format);
 }
-std::string too_many_channels(const CommonC &c) {
+template <class C>
+std::string too_many_channels(const C &c) {
   return printed("src1_frame channels(%d) must not exceed 4", c.src1->video.channels);
 }
-std::string null_parameters(const CommonC &c) {
+template <class C>
+std::string null_parameters(const C &c) {
   return printed("alpha(%p), beta(%p) and gamma(%p) must not be nullptr",
                  static_cast<const void *>(c.alpha), static_cast<const void *>(c.beta),
                  static_cast<const void *>(c.gamma));
 }
-std::string null_planes(const CommonC &c) {
+template <class C>
+std::string null_planes(const C &c) {
   return printed(
       "src1_frame->data[0](%p), src2_frame->data[0](%p) and dst_frame->data[0](%p) must not be "
       "nullptr",
       plane(c.src1), plane(c.src2), plane(c.dst));
 }
 
-const Check<CommonC> kCommonCChecks[] = {
-    {"null src1", [](CommonC &c) { c.src1 = nullptr; }, kInvalid, null_frames},
-    {"null src2", [](CommonC &c) { c.src2 = nullptr; }, kInvalid, null_frames},
-    {"null dst", [](CommonC &c) { c.dst = nullptr; }, kInvalid, null_frames},
-    {"src2 width", [](CommonC &c) { c.src2->video.width = 4; }, kInvalid, src2_differs},
-    {"src2 height", [](CommonC &c) { c.src2->video.height = 4; }, kInvalid, src2_differs},
-    {"src2 channels", [](CommonC &c) { c.src2->video.channels = 4; }, kInvalid, src2_differs},
-    {"src2 format", [](CommonC &c) { c.src2->video.format = 0; }, kInvalid, src2_differs},
-    {"dst width", [](CommonC &c) { c.dst->video.width = -4; }, kInvalid, dst_differs},
-    {"dst height", [](CommonC &c) { c.dst->video.height = 2; }, kInvalid, dst_differs},
-    {"dst channels", [](CommonC &c) { c.dst->video.channels = 1; }, kInvalid, dst_differs},
-    {"dst format", [](CommonC &c) { c.dst->video.format = 15; }, kInvalid, dst_differs},
-    {"I420", [](CommonC &c) { c.set_all(&TavixVideoInfo::format, TAVIX_PIX_FMT_I420); },
-     kUnsupported, unsupported},
-    {"operation 10", [](CommonC &c) { c.op = 10; }, kInvalid, nullptr},
-    {"operation -1", [](CommonC &c) { c.op = uint32_t(-1); }, kInvalid, nullptr},
-    {"five channels", [](CommonC &c) { c.set_all(&TavixVideoInfo::channels, 5); }, kInvalid,
-     too_many_channels},
-    {"null alpha", [](CommonC &c) { c.alpha = nullptr; }, kInvalid, null_parameters},
-    {"null beta", [](CommonC &c) { c.beta = nullptr; }, kInvalid, null_parameters},
-    {"null gamma", [](CommonC &c) { c.gamma = nullptr; }, kInvalid, null_parameters},
-    {"src1 plane", [](CommonC &c) { c.src1->data[0] = nullptr; }, kInvalid, null_planes},
-    {"src2 plane", [](CommonC &c) { c.src2->data[0] = nullptr; }, kInvalid, null_planes},
-    {"dst plane", [](CommonC &c) { c.dst->data[0] = nullptr; }, kInvalid, null_planes},
+template <class C>
+const Check<C> kImplementationChecks[] = {
+    {"null src1", [](C &c) { c.src1 = nullptr; }, kInvalid, null_frames<C>},
+    {"null src2", [](C &c) { c.src2 = nullptr; }, kInvalid, null_frames<C>},
+    {"null dst", [](C &c) { c.dst = nullptr; }, kInvalid, null_frames<C>},
+    {"src2 width", [](C &c) { c.src2->video.width = 4; }, kInvalid, src2_differs<C>},
+    {"src2 height", [](C &c) { c.src2->video.height = 4; }, kInvalid, src2_differs<C>},
+    {"src2 channels", [](C &c) { c.src2->video.channels = 4; }, kInvalid, src2_differs<C>},
+    {"src2 format", [](C &c) { c.src2->video.format = 0; }, kInvalid, src2_differs<C>},
+    {"dst width", [](C &c) { c.dst->video.width = -4; }, kInvalid, dst_differs<C>},
+    {"dst height", [](C &c) { c.dst->video.height = 2; }, kInvalid, dst_differs<C>},
+    {"dst channels", [](C &c) { c.dst->video.channels = 1; }, kInvalid, dst_differs<C>},
+    {"dst format", [](C &c) { c.dst->video.format = 15; }, kInvalid, dst_differs<C>},
+    {"I420", [](C &c) { c.set_all(&TavixVideoInfo::format, TAVIX_PIX_FMT_I420); }, kUnsupported,
+     C::kTellsUnsupported ? unsupported<C> : nullptr},
+    {"operation 10", [](C &c) { c.op = 10; }, kInvalid, nullptr},
+    {"operation -1", [](C &c) { c.op = uint32_t(-1); }, kInvalid, nullptr},
+    {"five channels", [](C &c) { c.set_all(&TavixVideoInfo::channels, 5); }, kInvalid,
+     too_many_channels<C>},
+    {"null alpha", [](C &c) { c.alpha = nullptr; }, kInvalid, null_parameters<C>},
+    {"null beta", [](C &c) { c.beta = nullptr; }, kInvalid, null_parameters<C>},
+    {"null gamma", [](C &c) { c.gamma = nullptr; }, kInvalid, null_parameters<C>},
+    {"src1 plane", [](C &c) { c.src1->data[0] = nullptr; }, kInvalid, null_planes<C>},
+    {"src2 plane", [](C &c) { c.src2->data[0] = nullptr; }, kInvalid, null_planes<C>},
+    {"dst plane", [](C &c) { c.dst->data[0] = nullptr; }, kInvalid, null_planes<C>},
 };
 
 TEST(BinaryArithmeticChecks, CommonC) {
-  expect_checks(kCommonCChecks, module::kArithmeticUnit, "TavixFrameBinaryArithmeticCommonC");
+  expect_checks(kImplementationChecks<CommonC>, module::kArithmeticUnit,
+                "TavixFrameBinaryArithmeticCommonC");
 }
 
 TEST(BinaryArithmeticChecks, CommonCRefusesEveryOtherFormat) {
-  expect_other_formats_refused(unsupported, module::kArithmeticUnit,
-                               "TavixFrameBinaryArithmeticCommonC");
+  expect_other_formats_refused<CommonC>(unsupported, module::kArithmeticUnit,
+                                        "TavixFrameBinaryArithmeticCommonC");
 }
 
-TEST(BinaryArithmeticChecks, CommonCDoesNotLookAtMemory) {
-  CommonC call;
+TEST(BinaryArithmeticChecks, AVX) {
+  expect_checks(kImplementationChecks<Avx>, module::kArithmeticAvxUnit,
+                "TavixFrameBinaryArithmeticAVX");
+}
+
+TEST(BinaryArithmeticChecks, AVXRefusesEveryOtherFormat) {
+  expect_other_formats_refused<Avx>(nullptr, module::kArithmeticAvxUnit,
+                                    "TavixFrameBinaryArithmeticAVX");
+}
+
+TEST(BinaryArithmeticChecks, AVXWithoutAvx2ComesAfterEveryOtherCheck) {
+  const char *const unit = module::kArithmeticAvxUnit, *const function =
+                                                           "TavixFrameBinaryArithmeticAVX";
+  expect_checks(kImplementationChecks<AvxWithoutAvx2>, unit, function);
+  AvxWithoutAvx2 call;
+  EXPECT_REFUSED(call.run(), kUnsupported, unit, function, "the processor has no AVX2");
+  EXPECT_TRUE(call.untouched());
+}
+
+template <class C>
+void expect_not_to_look_at_memory() {
+  C call;
   call.src1->memory = 1, call.dst->memory = 9;
   EXPECT_SILENT(EXPECT_EQ(call.run(), TAVIX_OK));
   EXPECT_FALSE(call.untouched());
+}
+
+TEST(BinaryArithmeticChecks, ImplementationsDoNotLookAtMemory) {
+  expect_not_to_look_at_memory<CommonC>();
+  if (module::use_avx2()) expect_not_to_look_at_memory<Avx>();
 }
 
 TEST(BinaryArithmeticChecks, EntryLeavesTheRestToTheImplementation) {

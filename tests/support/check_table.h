@@ -11,14 +11,17 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <iterator>
 #include <string>
+#include <type_traits>
 
 #include "support/core_double.h"
 
 namespace tavix::test {
 
-template <class Call>
+template <class Subject>
 struct Check {
+  using Call = Subject;
   const char *name;
   void (*fault)(Call &call);
   int32_t status;
@@ -36,15 +39,16 @@ void expect_refusal(Call &call, const Check<Call> &check, const std::string &uni
   EXPECT_TRUE(call.untouched()) << "something was written";
 }
 
-template <class Call, size_t n>
-void expect_checks(const Check<Call> (&checks)[n], const std::string &unit,
-                   const std::string &function) {
-  for (size_t i = 0; i < n; ++i) {
+// checks: an array, or a vector where tables share rows.
+template <class Checks>
+void expect_checks(const Checks &checks, const std::string &unit, const std::string &function) {
+  using Call = typename std::remove_cvref_t<decltype(*std::begin(checks))>::Call;
+  for (size_t i = 0; i < std::size(checks); ++i) {
     SCOPED_TRACE(checks[i].name);
     Call alone;
     checks[i].fault(alone);
     expect_refusal(alone, checks[i], unit, function);
-    for (size_t later = i + 1; later < n; ++later) {
+    for (size_t later = i + 1; later < std::size(checks); ++later) {
       SCOPED_TRACE(::testing::Message() << "together with " << checks[later].name);
       Call both;
       checks[later].fault(both);

@@ -1,0 +1,350 @@
+// SPDX-License-Identifier: Apache-2.0
+// The values of unary arithmetic, bit for bit against references written element by element: one in
+// double precision for the portable implementation, one in single precision for the AVX one.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+
+#include "arithmetic_cases.h"
+#include "support/compare.h"
+#include "support/core_double.h"
+#include "support/seams.h"
+#include "support/sweep.h"
+#include "tavix/video_common_cpu.h"
+
+namespace tavix::test {
+namespace {
+
+struct Parameters {
+  double scale[4] = {1, 1, 1, 1};
+  double offset[4] = {0, 0, 0, 0};
+};
+
+// --- the references ------------------------------------------------------------------------------
+
+// Where an element stands: in a whole block of its row, or after the last one.
+enum class Place { block, single };
+
+Place place_of(int32_t i, int32_t n, int32_t channels) {
+  const int32_t block = channels == 3 ? 24 : channels == 1 || channels == 4 ? 8 : 0;
+  return block != 0 && i < n / block * block ? Place::block : Place::single;
+}
+
+double double_function(int32_t op, double v) {
+  switch (op) {
+    case TAVIX_UNARY_OP_SQRT:
+      return v < 0 ? 0 : std::sqrt(v);
+    case TAVIX_UNARY_OP_EXP:
+      return std::exp(v);
+    case TAVIX_UNARY_OP_LOG:
+      return std::log(v > 2.220446049250313e-16 ? v : 2.220446049250313e-16);
+    default:
+      return v;
+  }
+}
+
+float single_function(int32_t op, float v, Place place) {
+  constexpr float kEpsilon = 1.1920928955078125e-07f;
+  switch (op) {
+    case TAVIX_UNARY_OP_SQRT:
+      if (place == Place::block) return std::sqrt(v > 0 ? v : 0);
+      return v < 0 ? 0 : std::sqrt(v);
+    case TAVIX_UNARY_OP_EXP:
+      return expf(v);
+    case TAVIX_UNARY_OP_LOG:
+      return logf(std::isnan(v) || kEpsilon < v ? v : kEpsilon);
+    default:
+      return v;
+  }
+}
+
+// floor, and up from the half on, at the half to even: how single elements are rounded.
+int64_t stepwise_rounded(float value) {
+  const double d = value, f = std::floor(d), e = d - f;
+  const double r = e < 0.5 ? f : e > 0.5 ? f + 1 : std::fmod(f, 2) == 0 ? f : f + 1;
+  return r >= -2147483648.0 && r < 2147483648.0 ? int64_t(r) : INT_MIN;
+}
+
+uint8_t double_reference(int32_t op, uint8_t x, double scale, double offset, Place) {
+  return uint8_t(clamped(rounded(double_function(op, x * scale) + offset)));
+}
+float double_reference(int32_t op, float x, double scale, double offset, Place) {
+  return float(double_function(op, x * scale) + offset);
+}
+uint8_t single_reference(int32_t op, uint8_t x, double scale, double offset, Place place) {
+  const float sum = single_function(op, float(x) * float(scale), place) + float(offset);
+  return uint8_t(clamped(place == Place::block ? rounded(sum) : stepwise_rounded(sum)));
+}
+float single_reference(int32_t op, float x, double scale, double offset, Place place) {
+  return single_function(op, x * float(scale), place) + float(offset);
+}
+
+using Entry = decltype(TavixFrameUnaryArithmeticCommonC);
+
+struct Implementation {
+  const char *name;
+  Entry *entry;
+  uint8_t (*byte)(int32_t op, uint8_t x, double scale, double offset, Place place);
+  float (*real)(int32_t op, float x, double scale, double offset, Place place);
+
+  Implementation with_entry(Entry *other) const { return {name, other, byte, real}; }
+};
+constexpr Implementation kCommonC = {"CommonC", TavixFrameUnaryArithmeticCommonC, double_reference,
+                                     double_reference};
+constexpr Implementation kAvx = {"AVX", TavixFrameUnaryArithmeticAVX, single_reference,
+                                 single_reference};
+
+// Those that this processor can run.
+std::vector<Implementation> implementations() {
+  if (!module::use_avx2()) return {kCommonC};
+  return {kCommonC, kAvx};
+}
+
+// --- comparison ----------------------------------------------------------------------------------
+
+// The exponential of whole float blocks may be the neighbour of expf's.
+bool is_near_expf(float x, double scale, double offset, float actual) {
+  const float e = expf(x * float(scale));
+  for (const float candidate : {std::nextafter(e, 0.0f), e, std::nextafter(e, INFINITY)})
+    if (same_value(candidate + float(offset), actual)) return true;
+  return false;
+}
+
+template <class T>
+void expect_elements(const Implementation &implementation,
+                     T (*element)(int32_t, T, double, double, Place), int32_t op,
+                     const std::vector<uint8_t> &src, const Parameters &p,
+                     const GuardedFrame &dst) {
+  const TavixVideoInfo &video = dst->video;
+  const int32_t n = video.width * video.channels;
+  const bool near_only =
+      std::is_same_v<T, float> && op == TAVIX_UNARY_OP_EXP && implementation.real == kAvx.real;
+  for (int32_t y = 0; y < video.height; ++y)
+    for (int32_t i = 0; i < n; ++i) {
+      T x;
+      std::memcpy(&x, &src[(size_t(y) * size_t(n) + size_t(i)) * sizeof(T)], sizeof(T));
+      const int32_t c = i % video.channels;
+      const Place place = place_of(i, n, video.channels);
+      const T expected = element(op, x, p.scale[c], p.offset[c], place), actual = dst.get<T>(i, y);
+      if (same_value(expected, actual)) continue;
+      if (near_only && place == Place::block &&
+          is_near_expf(float(x), p.scale[c], p.offset[c], float(actual)))
+        continue;
+      auto failure = ::testing::AssertionFailure() << "row " << y << ", element " << i << " of ";
+      print_value(failure, x);
+      print_value(failure << " scale " << p.scale[c] << " offset " << p.offset[c] << ": expected ",
+                  expected);
+      print_value(failure << ", actual ", actual);
+      GTEST_ASSERT_(failure, GTEST_FATAL_FAILURE_);
+    }
+}
+
+void expect_reference(const Implementation &implementation, int32_t op,
+                      const std::vector<uint8_t> &src, const Parameters &p,
+                      const GuardedFrame &dst) {
+  if (is_float_format(dst->video.format))
+    expect_elements<float>(implementation, implementation.real, op, src, p, dst);
+  else
+    expect_elements<uint8_t>(implementation, implementation.byte, op, src, p, dst);
+}
+
+// Neutral, ordinary, adversarial, and mixed sets in turn. Ordinary scales keep the functions of
+// bytes in the range of bytes.
+Parameters parameters(int32_t op, uint64_t seed) {
+  Random random(seed);
+  Parameters p;
+  const uint64_t kind = random.next() % 4;
+  const double most = op == TAVIX_UNARY_OP_EXP ? 0.03 : 3;
+  for (int c = 0; c < 4 && kind > 0; ++c) {
+    const bool ordinary = kind == 1 || (kind == 3 && random.below(2) == 0);
+    p.scale[c] = ordinary ? uniform(-most / 3, most, random) : pick(kScales, random);
+    p.offset[c] = ordinary ? uniform(-300, 300, random) : pick(kOffsets, random);
+  }
+  if (seed % 5 == 0)  // all channels alike
+    for (int c = 1; c < 4; ++c) p.scale[c] = p.scale[0], p.offset[c] = p.offset[0];
+  return p;
+}
+
+void expect_case(const Implementation &implementation, int32_t op, const SweepCase &c) {
+  GuardedFrame src(c.shape, c.layout), dst(c.shape, kLayouts[c.seed / 4 % 4]);
+  src.fill(c.fill, c.seed);
+  const auto before = src.payload();
+  const Parameters p = parameters(op, c.seed);
+  EXPECT_SILENT(ASSERT_EQ(implementation.entry(src, op, p.scale, p.offset, dst), TAVIX_OK));
+  expect_reference(implementation, op, before, p, dst);
+  EXPECT_TRUE(src.intact() && dst.intact());
+  EXPECT_TRUE(src.payload() == before);
+
+  EXPECT_EQ(implementation.entry(src, op, p.scale, p.offset, src), TAVIX_OK);
+  EXPECT_TRUE(same_pixels(*dst, *src)) << "in place";
+  EXPECT_TRUE(src.intact());
+}
+
+// Each of the four operations of each implementation, on the caller's thread and on eight workers.
+void for_each_op(const std::function<void(const Implementation &implementation, int32_t op)> &run) {
+  for (const Implementation &implementation : implementations())
+    for (const int workers : {1, 8}) {
+      const ScopedWorkers count(workers);
+      for (int32_t op = 0; op < 4 && !::testing::Test::HasFailure(); ++op) {
+        SCOPED_TRACE(::testing::Message() << implementation.name << ", operation " << op << ", "
+                                          << workers << " workers");
+        run(implementation, op);
+      }
+    }
+}
+
+// --- sweeps --------------------------------------------------------------------------------------
+
+TEST(UnaryArithmetic, BytesOfEveryShape) {
+  for_each_op([](const Implementation &implementation, int32_t op) {
+    sweep({.formats = kByteFormats}, 500,
+          [&](const SweepCase &c) { expect_case(implementation, op, c); });
+  });
+}
+
+TEST(UnaryArithmetic, FloatsOfEveryShape) {
+  for_each_op([](const Implementation &implementation, int32_t op) {
+    sweep({.formats = kFloatFormats}, 500,
+          [&](const SweepCase &c) { expect_case(implementation, op, c); });
+  });
+}
+
+TEST(UnaryArithmetic, AnyChannelCountInAnyFormat) {
+  for_each_op([](const Implementation &implementation, int32_t op) {
+    sweep({.formats = kRgbFormats, .widths = numbers(1, 40), .heights = {2}}, 150,
+          [&](SweepCase c) {
+            for (c.shape.channels = 1; c.shape.channels <= 4; ++c.shape.channels)
+              expect_case(implementation, op, c);
+          });
+  });
+}
+
+TEST(UnaryArithmetic, WideFrames) {
+  for_each_op([](const Implementation &implementation, int32_t op) {
+    sweep({.formats = kRgbFormats,
+           .widths = {319, 320, 321, 767, 768, 769, 959, 960, 961, 1025, 3073},
+           .heights = {1, 3}},
+          60, [&](const SweepCase &c) { expect_case(implementation, op, c); });
+  });
+}
+
+TEST(UnaryArithmetic, EntryAndDispatcherTakeTheBestImplementation) {
+  for_each_path([](const Path &path) {
+    for (int32_t op = 0; op < 4; ++op)
+      sweep({.formats = kRgbFormats}, 60, [&](const SweepCase &c) {
+        const Implementation &best = path.vector ? kAvx : kCommonC;
+        expect_case(best.with_entry(TavixFrameUnaryArithmeticByCPU), op, c);
+        expect_case(best.with_entry(TavixFrameUnaryArithmeticForward), op, c);
+      });
+  });
+}
+
+// Every byte in every lane of the lookups, in blocks and after them, for channels that differ.
+TEST(UnaryArithmetic, EveryByteEverywhere) {
+  for (const int32_t format : {TAVIX_PIX_FMT_GRAY8, TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_BGRA32}) {
+    const FrameShape shape{format, 301, 256};
+    GuardedFrame src(shape), dst(shape);
+    for (int32_t y = 0; y < 256; ++y)
+      for (int32_t i = 0; i < 301 * src->video.channels; ++i) src.set(i, y, uint8_t(i * 37 + y));
+    const auto before = src.payload();
+    Parameters p = {{0.017, 0.013, 0.02, 0.006}, {1, -3, 70.5, 5}};
+    for (const Implementation &implementation : implementations())
+      for (int32_t op = 0; op < 4; ++op) {
+        ASSERT_EQ(implementation.entry(src, op, p.scale, p.offset, dst), TAVIX_OK);
+        expect_reference(implementation, op, before, p, dst);
+      }
+  }
+}
+
+// --- pinned values -------------------------------------------------------------------------------
+
+// The value of one sample, as every element of a row long enough for a block and singles.
+template <class T>
+T value_of(Entry *entry, int32_t op, T x, double scale, double offset) {
+  const FrameShape shape{sizeof(T) == 1 ? TAVIX_PIX_FMT_GRAY8 : TAVIX_PIX_FMT_GRAYF32, 11, 1};
+  GuardedFrame src(shape), dst(shape);
+  for (int32_t i = 0; i < 11; ++i) src.set(i, 0, x);
+  // Only the first entry of each set is meant for one channel.
+  const double scales[4] = {scale, kNaN, 7, 7}, offsets[4] = {offset, kNaN, 7, 7};
+  EXPECT_EQ(entry(src, op, scales, offsets, dst), TAVIX_OK);
+  for (int32_t i = 1; i < 11; ++i)
+    EXPECT_TRUE(same_value(dst.get<T>(0, 0), dst.get<T>(i, 0))) << "element " << i;
+  return dst.get<T>(0, 0);
+}
+
+TEST(UnaryArithmetic, PinnedBytesOfBothImplementations) {
+  for (const Implementation &implementation : implementations()) {
+    SCOPED_TRACE(implementation.name);
+    const auto byte = [&](int32_t op, int x, double scale, double offset) {
+      return int(value_of(implementation.entry, op, uint8_t(x), scale, offset));
+    };
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_EXP, 5, 1, 0), 148);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_EXP, 6, 1, 0), 255);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_EXP, 21, 1, 0), 255);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_EXP, 22, 1, 0), 0) << "2^31 and more is 0";
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_LOG, 0, 1, 10), 0);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_LOG, 255, 1, 0), 6);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_SQRT, 9, -1, 7.5), 8) << "0 of a negative value, ties to even";
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_SQRT, 16, 1, 0), 4);
+    for (const auto &[x, rounded] : {std::pair(0, 0), {1, 2}, {2, 2}, {3, 4}})
+      EXPECT_EQ(byte(TAVIX_UNARY_OP_MUL_ADD, x, 1, 0.5), rounded);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_MUL_ADD, 1, 2.5, 0), 2);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_MUL_ADD, 1, 3.5, 0), 4);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_MUL_ADD, 1, kNaN, 9), 0);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_MUL_ADD, 1, 0x1p31, 0), 0);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_MUL_ADD, 1, 0, kInfinity), 0);
+    EXPECT_EQ(byte(TAVIX_UNARY_OP_MUL_ADD, 100, 1, -200), 0);
+  }
+}
+
+TEST(UnaryArithmetic, PinnedFloatsOfBothImplementations) {
+  for (const Implementation &implementation : implementations()) {
+    SCOPED_TRACE(implementation.name);
+    const auto real = [&](int32_t op, float x, double scale, double offset) {
+      return value_of(implementation.entry, op, x, scale, offset);
+    };
+    EXPECT_TRUE(std::isnan(real(TAVIX_UNARY_OP_MUL_ADD, NAN, 1, 0)));
+    EXPECT_TRUE(std::isnan(real(TAVIX_UNARY_OP_EXP, NAN, 1, 0)));
+    EXPECT_EQ(real(TAVIX_UNARY_OP_MUL_ADD, 200.0f, 2, 0.5), 400.5f) << "not clamped";
+    EXPECT_EQ(real(TAVIX_UNARY_OP_SQRT, -4.0f, 1, 3), 3.0f);
+    EXPECT_EQ(real(TAVIX_UNARY_OP_SQRT, 2.0f, 2, 3), 5.0f);
+    EXPECT_EQ(real(TAVIX_UNARY_OP_EXP, 0.0f, 1, -1), 0.0f);
+    EXPECT_EQ(real(TAVIX_UNARY_OP_EXP, 1000.0f, 1, 0), INFINITY);
+    EXPECT_EQ(real(TAVIX_UNARY_OP_EXP, -1000.0f, 1, 0), 0.0f);
+    EXPECT_EQ(real(TAVIX_UNARY_OP_LOG, 1.0f, 1, 2), 2.0f);
+    EXPECT_EQ(real(TAVIX_UNARY_OP_LOG, INFINITY, 1, 2), INFINITY);
+  }
+}
+
+// --- frames that are hardly frames ---------------------------------------------------------------
+
+// The portable implementation wants planes all the same. The AVX one has nothing to do, whatever
+// the processor.
+TEST(UnaryArithmetic, RecordsWithoutPixelsTouchNothing) {
+  const Parameters p;
+  for_each_record_without_pixels([&p](TavixFrameV2 *frame) {
+    for (int32_t op = 0; op < 4; ++op) {
+      EXPECT_SILENT(
+          EXPECT_EQ(TavixFrameUnaryArithmeticAVX(frame, op, p.scale, p.offset, frame), TAVIX_OK));
+      if (frame->data[0] == nullptr) continue;
+      EXPECT_SILENT(EXPECT_EQ(TavixFrameUnaryArithmeticCommonC(frame, op, p.scale, p.offset, frame),
+                              TAVIX_OK));
+    }
+  });
+}
+
+TEST(UnaryArithmetic, TheLongestRowEnds) {
+  if (effort() == Effort::quick) GTEST_SKIP() << "two gigabytes of addresses";
+  LongestRow row;
+  const Parameters p;
+  for (const Implementation &implementation : implementations())
+    for (const int32_t op : {TAVIX_UNARY_OP_MUL_ADD, TAVIX_UNARY_OP_SQRT}) {
+      row.last() = 0;
+      EXPECT_EQ(implementation.entry(row, op, p.scale, p.offset, row), TAVIX_OK);
+      EXPECT_EQ(row.last(), 0);
+    }
+}
+
+}  // namespace
+}  // namespace tavix::test
