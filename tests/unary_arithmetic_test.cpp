@@ -338,12 +338,11 @@ TEST(UnaryArithmetic, TheLongestRowEnds) {
   if (effort() == Effort::quick) GTEST_SKIP() << "two gigabytes of addresses";
   LongestRow row;
   const Parameters p;
-  for (const Implementation &implementation : implementations())
-    for (const int32_t op : {TAVIX_UNARY_OP_MUL_ADD, TAVIX_UNARY_OP_SQRT}) {
-      row.last() = 0;
-      EXPECT_EQ(implementation.entry(row, op, p.scale, p.offset, row), TAVIX_OK);
-      EXPECT_EQ(row.last(), 0);
-    }
+  for (const Implementation &implementation : implementations()) {
+    row.last() = 1;
+    EXPECT_EQ(implementation.entry(row, TAVIX_UNARY_OP_SQRT, p.scale, p.offset, row), TAVIX_OK);
+    EXPECT_EQ(row.last(), 1);
+  }
 }
 
 }  // namespace

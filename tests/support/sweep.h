@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sweeps over formats, sizes, layouts and fills. Of a cross product larger than the budget an even
 // selection runs, the same one every time; the environment variable TAVIX_TEST_EFFORT=quick, and a
-// sanitizer, run a twentieth of it.
+// sanitizer, run a twentieth of it; with TAVIX_TEST_EFFORT=exhaustive, tests of single functions
+// try every argument.
 //
 //   sweep({.formats = kRgbFormats}, 4000, [](const SweepCase &c) {
 //     GuardedFrame src(c.shape, c.layout);
@@ -19,12 +20,12 @@
 
 namespace tavix::test {
 
-enum class Effort { quick, full };
+enum class Effort { quick, full, exhaustive };
 Effort effort();
 
-// full where the whole is worth its time, else quick.
+// quick under a sanitizer or when asked for, else full.
 inline int by_effort(int full, int quick) {
-  return effort() == Effort::full ? full : quick;
+  return effort() == Effort::quick ? quick : full;
 }
 
 inline const std::vector<int32_t> kByteFormats = {0, 1, 2, 4, 5};
