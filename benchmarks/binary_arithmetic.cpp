@@ -27,7 +27,7 @@ struct Parameters {
 
 constexpr Parameters kNeutral = {"neutral", {1, 1, 1, 1}, {1, 1, 1, 1}, {}};
 constexpr Parameters kWeighted = {
-    "weighted", {0.7, 0.55, 0.4, 0.9}, {0.3, 0.45, 0.6, 0.1}, {3, -5, 7, 1}};
+    "weighted", {0.7, 0.55, 0.4, 0.9}, {0.3, 0.45, 0.6, 0.1}, {3, 5, 7, 1}};
 
 struct Operation {
   const char *name;
