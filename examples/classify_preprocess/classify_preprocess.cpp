@@ -20,7 +20,6 @@
 #include "common/program.h"
 #include "common/progress_bar.h"
 #include "common/step_times.h"
-#include "common/video_reader.h"
 #include "tavix/video_common_cpu.h"
 
 namespace {
@@ -115,8 +114,7 @@ int64_t samples_that_differ(const TavixFrameV2 &a, const TavixFrameV2 &b) {
 }
 
 void preprocess(const CLI::App &app, const VideoOptions &options) {
-  using enum VideoReader::OnDamage;
-  VideoReader reader(options.video, options.skip_damaged ? kSkip : kThrow);
+  VideoReader reader = options.open_video();
   StepTimes times;
   const auto decode = [&] { return times.run("decode", [&] { return reader.next(); }); };
   const AVFrame *picture = decode();

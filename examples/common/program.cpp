@@ -8,7 +8,6 @@
 #include <new>
 #include <stdexcept>
 
-#include "common/video_reader.h"
 #include "tavix/core.h"
 
 extern "C" {
@@ -37,6 +36,11 @@ void VideoOptions::add_to(CLI::App &app) {
       ->type_name("DIR")
       ->capture_default_str();
   app.add_flag("--skip-damaged", skip_damaged, "leave out damaged parts of the video");
+}
+
+VideoReader VideoOptions::open_video() const {
+  using enum VideoReader::OnDamage;
+  return VideoReader(video, skip_damaged ? kSkip : kThrow);
 }
 
 fs::path VideoOptions::output_path(const char *name) const {

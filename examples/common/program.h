@@ -11,6 +11,8 @@
 #include <functional>
 #include <string>
 
+#include "common/video_reader.h"
+
 namespace tavix::examples {
 
 // What every example is asked for.
@@ -19,6 +21,8 @@ struct VideoOptions {
   bool skip_damaged = false;
 
   void add_to(CLI::App &app);
+
+  VideoReader open_video() const;
 
   // A file of the output folder, which is made where it is missing.
   std::filesystem::path output_path(const char *name) const;

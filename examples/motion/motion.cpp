@@ -11,7 +11,6 @@
 #include "common/program.h"
 #include "common/progress_bar.h"
 #include "common/step_times.h"
-#include "common/video_reader.h"
 #include "common/video_writer.h"
 #include "tavix/video_common_cpu.h"
 
@@ -32,8 +31,7 @@ void combine(const TavixFrameV2 &a, const Channels &alpha, TavixBinaryArithmetic
 }
 
 void make_motion(const CLI::App &app, const VideoOptions &options) {
-  using enum VideoReader::OnDamage;
-  VideoReader reader(options.video, options.skip_damaged ? kSkip : kThrow);
+  VideoReader reader = options.open_video();
   StepTimes times;
   const auto decode = [&] { return times.run("decode", [&] { return reader.next(); }); };
   const AVFrame *picture = decode();
