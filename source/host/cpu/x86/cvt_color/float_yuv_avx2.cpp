@@ -44,7 +44,7 @@ struct ChromaOrders {
   constexpr ChromaOrders() : columns() {
     for (int which = 0; which < 2; ++which)
       for (int i = 0; i < 32; ++i)
-        columns[which][i] = i % 4 == 0 ? uint8_t(i / 8 * 2 + which) : 0x80;
+        columns[which][i] = uint8_t(i % 4 == 0 ? i / 8 * 2 + which : 0x80);
   }
 };
 constexpr ChromaOrders kChromaOrders;
