@@ -3,6 +3,7 @@
 // order written here; the vector twins keep the order. Floats need no alignment.
 #pragma once
 
+#include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/matrices.h"
 #include "cpu/tavix_cvt_color/yuv420.h"
 
@@ -49,38 +50,44 @@ inline float clamp_to_byte(float v) {
   return v < 255.0f ? v : 255.0f;
 }
 
-inline float dot_f32(const float (&weights)[3], const float (&p)[3], float offset) {
-  return weights[0] * p[0] + weights[1] * p[1] + weights[2] * p[2] + offset;
-}
-
 // Halves round up, unlike in the vector twin.
-inline uint8_t round_up_to_u8(float v) { return uint8_t(clamp_to_byte(v) + 0.5f); }
+inline uint8_t round_up_to_u8(float v) { return uint8_t(int32_t(clamp_to_byte(v) + 0.5f)); }
+
+// dst[i] = w0 R + w1 G + w2 B + offset, rounded.
+inline void weighted_row_c(const ChannelStrip<float> &p, bool r_first, const float (&w)[3],
+                           float offset, uint8_t *dst, int32_t n) {
+  const float *r = p[r_first ? 0 : 2], *g = p[1], *b = p[r_first ? 2 : 0];
+  const float w0 = w[0], w1 = w[1], w2 = w[2];
+#pragma GCC ivdep
+  for (int32_t i = 0; i < n; ++i)
+    dst[i] = round_up_to_u8(w0 * r[i] + w1 * g[i] + w2 * b[i] + offset);
+}
 
 // Columns begin to end - 1, both even. A block's mean is taken of the scaled values: rows first, then
 // columns, then the quarter.
 template <int channels, ChromaLayout layout>
 inline void rgbf32_to_yuv_row_pair_c(const RowPair<const uint8_t, uint8_t> &rows, int32_t begin,
                                      int32_t end, const RgbF32ToYuvWeights &w) {
-  const int first = w.r_first ? 0 : 2, step = w.r_first ? 1 : -1;
-  for (int32_t x = begin; x < end; x += 2) {
-    float mean[3];
-    float scaled[2][2][3];
+  ChannelStrip<float> strips[2], mean;
+  uint8_t samples[2][kStripColumns / 2];
+  for (int32_t x = begin; x < end; x += kStripColumns) {
+    const int32_t columns = std::min(kStripColumns, end - x), pairs = columns / 2;
     for (int i = 0; i < 2; ++i) {
-      for (int j = 0; j < 2; ++j) {
-        for (int k = 0; k < 3; ++k) {
-          const int64_t element = int64_t(x + j) * channels + first + k * step;
-          scaled[i][j][k] = load<float>(rows.packed[i], element) * 255.0f;
-        }
-        rows.y[i][x + j] = round_up_to_u8(dot_f32(w.y, scaled[i][j], w.offset));
-      }
+      split_channels<channels>(rows.packed[i] + int64_t(x) * channels * 4, strips[i], columns);
+      for (auto &channel : strips[i])
+        for (int32_t j = 0; j < columns; ++j) channel[j] *= 255.0f;
+      weighted_row_c(strips[i], w.r_first, w.y, w.offset, rows.y[i] + x, columns);
     }
     for (int k = 0; k < 3; ++k) {
-      const float left = scaled[0][0][k] + scaled[1][0][k];
-      const float right = scaled[0][1][k] + scaled[1][1][k];
-      mean[k] = (left + right) * 0.25f;
+      for (int32_t p = 0; p < pairs; ++p) {
+        const float left = strips[0][k][2 * p] + strips[1][k][2 * p];
+        const float right = strips[0][k][2 * p + 1] + strips[1][k][2 * p + 1];
+        mean[k][p] = (left + right) * 0.25f;
+      }
     }
     for (int i = 0; i < 2; ++i)
-      chroma_at<layout>(rows.chroma, x / 2, i) = round_up_to_u8(dot_f32(w.chroma[i], mean, 128.0f));
+      weighted_row_c(mean, w.r_first, w.chroma[i], 128.0f, samples[i], pairs);
+    store_chroma_c<layout>(samples, rows.chroma, x / 2, pairs);
   }
 }
 
@@ -88,22 +95,26 @@ inline void rgbf32_to_yuv_row_pair_c(const RowPair<const uint8_t, uint8_t> &rows
 template <int channels, ChromaLayout layout>
 inline void yuv_to_rgbf32_row_pair_c(const RowPair<uint8_t, const uint8_t> &rows, int32_t begin,
                                      int32_t end, const YuvToRgbF32Weights &w) {
+  float u[kStripColumns], v[kStripColumns];  // of each column, around 0
+  ChannelStrip<float> strip;
   const int r = w.r_first ? 0 : 2, b = 2 - r;
-  for (int32_t x = begin; x < end; x += 2) {
-    const float u = float(chroma_at<layout>(rows.chroma, x / 2, w.v_first ? 1 : 0)) - 128.0f;
-    const float v = float(chroma_at<layout>(rows.chroma, x / 2, w.v_first ? 0 : 1)) - 128.0f;
+  for (int32_t x = begin; x < end; x += kStripColumns) {
+    const int32_t columns = std::min(kStripColumns, end - x);
+    for (int32_t p = 0; p < columns / 2; ++p) {
+      const uint8_t first = chroma_at<layout>(rows.chroma, x / 2 + p, 0);
+      const uint8_t second = chroma_at<layout>(rows.chroma, x / 2 + p, 1);
+      u[2 * p] = u[2 * p + 1] = float(w.v_first ? second : first) - 128.0f;
+      v[2 * p] = v[2 * p + 1] = float(w.v_first ? first : second) - 128.0f;
+    }
     for (int i = 0; i < 2; ++i) {
-      for (int32_t j = x; j < x + 2; ++j) {
-        const float luma = w.y_scale * (float(rows.y[i][j]) - w.offset);
-        const int64_t pixel = int64_t(j) * channels;
-        const auto put = [&](int k, float value) {
-          store(rows.packed[i], pixel + k, clamp_to_byte(value) * kByteToUnit);
-        };
-        put(r, luma + w.v_to_r * v);
-        put(1, luma - w.u_to_g * u - w.v_to_g * v);
-        put(b, luma + w.u_to_b * u);
-        if constexpr (channels == 4) store(rows.packed[i], pixel + 3, 1.0f);
+      const uint8_t *y = rows.y[i] + x;
+      for (int32_t j = 0; j < columns; ++j) {
+        const float luma = w.y_scale * (float(y[j]) - w.offset);
+        strip[r][j] = clamp_to_byte(luma + w.v_to_r * v[j]) * kByteToUnit;
+        strip[1][j] = clamp_to_byte(luma - w.u_to_g * u[j] - w.v_to_g * v[j]) * kByteToUnit;
+        strip[b][j] = clamp_to_byte(luma + w.u_to_b * u[j]) * kByteToUnit;
       }
+      join_channels<channels>(strip, rows.packed[i] + int64_t(x) * channels * 4, columns);
     }
   }
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "common/rounding.h"
+#include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/matrices.h"
 #include "cpu/tavix_cvt_color/yuv420.h"
 
@@ -12,48 +13,77 @@ namespace tavix::module {
 // A matrix in memory order: columns as the channels of a pixel, rows of chroma as the samples of a
 // pair. Kernels therefore know neither R-first nor V-first.
 struct RgbToYuvWeights {
-  int32_t y[3];
-  int32_t chroma[2][3];
-  int32_t offset;
+  int16_t y[3] = {};
+  int16_t chroma[2][3] = {};
+  int16_t offset;
 
-  RgbToYuvWeights(const TavixRgbToYuvMatrix &matrix, bool r_first, bool v_first)
-      : offset(matrix.fixed.offset) {
-    const int r = r_first ? 0 : 2, b = 2 - r, u = v_first ? 1 : 0, v = 1 - u;
-    const auto &m = matrix.fixed;
-    y[r] = m.y[0], chroma[u][r] = m.u[0], chroma[v][r] = m.v[0];
-    y[1] = m.y[1], chroma[u][1] = m.u[1], chroma[v][1] = m.v[1];
-    y[b] = m.y[2], chroma[u][b] = m.u[2], chroma[v][b] = m.v[2];
+  constexpr RgbToYuvWeights(const TavixRgbToYuvMatrix &matrix, bool r_first, bool v_first)
+      : offset(int16_t(matrix.fixed.offset)) {
+    for (int k = 0; k < 3; ++k) {
+      const int channel = r_first ? k : 2 - k;
+      y[channel] = int16_t(matrix.fixed.y[k]);
+      chroma[v_first ? 1 : 0][channel] = int16_t(matrix.fixed.u[k]);
+      chroma[v_first ? 0 : 1][channel] = int16_t(matrix.fixed.v[k]);
+    }
   }
 };
 
 using RgbToYuvJob = PackedYuvJob<const uint8_t, uint8_t, RgbToYuvWeights>;
 using RgbToYuvRows = RowPair<const uint8_t, uint8_t>;
 
-inline int32_t dot_8(const int32_t (&weights)[3], int32_t p0, int32_t p1, int32_t p2) {
-  return (weights[0] * p0 + weights[1] * p1 + weights[2] * p2 + 128) >> 8;
+// Luma of one row of channels. Weights are not negative and sum to at most 256, so that 16 bits hold
+// the sum and the result needs no clamp.
+inline void luma_row_c(const ChannelStrip<uint8_t> &p, uint8_t *y, int32_t columns,
+                       const RgbToYuvWeights &w) {
+  const uint16_t w0 = uint16_t(w.y[0]), w1 = uint16_t(w.y[1]), w2 = uint16_t(w.y[2]);
+  const uint8_t offset = uint8_t(w.offset);
+#pragma GCC ivdep
+  for (int32_t x = 0; x < columns; ++x) {
+    const uint16_t sum = uint16_t(w0 * p[0][x] + w1 * p[1][x] + w2 * p[2][x] + 128);
+    y[x] = uint8_t((sum >> 8) + offset);
+  }
 }
 
-// Columns begin to end - 1, both even. The mean of a block is the rounded mean of the rounded means
-// of its rows.
+// The rounded mean of the rounded means of a block's rows.
+inline void mean_row_c(const ChannelStrip<uint8_t> &top, const ChannelStrip<uint8_t> &bottom, ChannelStrip<uint8_t> &mean,
+                       int32_t pairs) {
+  for (int k = 0; k < 3; ++k) {
+    for (int32_t i = 0; i < pairs; ++i) {
+      const int32_t a = (top[k][2 * i] + top[k][2 * i + 1] + 1) >> 1;
+      const int32_t b = (bottom[k][2 * i] + bottom[k][2 * i + 1] + 1) >> 1;
+      mean[k][i] = uint8_t((a + b + 1) >> 1);
+    }
+  }
+}
+
+// Chroma of one row of means, from a pair on.
+template <ChromaLayout layout>
+inline void chroma_row_c(const ChannelStrip<uint8_t> &mean, uint8_t *const (&chroma)[2], int32_t first_pair,
+                         int32_t pairs, const RgbToYuvWeights &w) {
+  uint8_t samples[2][kStripColumns / 2];
+  for (int i = 0; i < 2; ++i) {
+    const int16_t w0 = w.chroma[i][0], w1 = w.chroma[i][1], w2 = w.chroma[i][2];
+    for (int32_t p = 0; p < pairs; ++p) {
+      const int32_t sum = w0 * mean[0][p] + w1 * mean[1][p] + w2 * mean[2][p] + 128;
+      samples[i][p] = saturate_u8((sum >> 8) + 128);
+    }
+  }
+  store_chroma_c<layout>(samples, chroma, first_pair, pairs);
+}
+
+// Columns begin to end - 1, both even.
 template <int channels, ChromaLayout layout>
 inline void rgb_to_yuv_row_pair_c(const RgbToYuvRows &rows, int32_t begin, int32_t end,
                                   const RgbToYuvWeights &w) {
-  for (int32_t x = begin; x < end; x += 2) {
-    int32_t mean[3];
-    const uint8_t *top = rows.packed[0] + int64_t(x) * channels;
-    const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels;
-    for (int k = 0; k < 3; ++k) {
-      const int32_t a = (top[k] + top[k + channels] + 1) >> 1;
-      const int32_t b = (bottom[k] + bottom[k + channels] + 1) >> 1;
-      mean[k] = (a + b + 1) >> 1;
-    }
+  ChannelStrip<uint8_t> strips[2], mean;
+  for (int32_t x = begin; x < end; x += kStripColumns) {
+    const int32_t columns = std::min(kStripColumns, end - x);
     for (int i = 0; i < 2; ++i) {
-      const uint8_t *p = rows.packed[i] + int64_t(x) * channels, *q = p + channels;
-      rows.y[i][x] = saturate_u8(dot_8(w.y, p[0], p[1], p[2]) + w.offset);
-      rows.y[i][x + 1] = saturate_u8(dot_8(w.y, q[0], q[1], q[2]) + w.offset);
-      chroma_at<layout>(rows.chroma, x / 2, i) =
-          saturate_u8(dot_8(w.chroma[i], mean[0], mean[1], mean[2]) + 128);
+      split_channels<channels>(rows.packed[i] + int64_t(x) * channels, strips[i], columns);
+      luma_row_c(strips[i], rows.y[i] + x, columns, w);
     }
+    mean_row_c(strips[0], strips[1], mean, columns / 2);
+    chroma_row_c<layout>(mean, rows.chroma, x / 2, columns / 2, w);
   }
 }
 

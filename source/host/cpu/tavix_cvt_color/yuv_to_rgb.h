@@ -4,6 +4,7 @@
 #pragma once
 
 #include "common/rounding.h"
+#include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/matrices.h"
 #include "cpu/tavix_cvt_color/yuv420.h"
 
@@ -30,23 +31,51 @@ struct YuvToRgbWeights {
 using YuvToRgbJob = PackedYuvJob<uint8_t, const uint8_t, YuvToRgbWeights>;
 using YuvToRgbRows = RowPair<uint8_t, const uint8_t>;
 
+// What chroma adds to the channels of each column, from a pair on. Terms fit 16 bits.
+using ChromaTerms = int16_t[3][kStripColumns];
+template <ChromaLayout layout>
+inline void chroma_terms_c(const uint8_t *const (&chroma)[2], int32_t first_pair, int32_t pairs,
+                           const YuvToRgbWeights &w, ChromaTerms &terms) {
+  for (int k = 0; k < 3; ++k) {
+    const int16_t first = int16_t(w.chroma[k][0]), second = int16_t(w.chroma[k][1]);
+    const int16_t bias = int16_t(w.bias[k]);
+    for (int32_t i = 0; i < pairs; ++i) {
+      const int16_t term = int16_t(first * chroma_at<layout>(chroma, first_pair + i, 0) +
+                                   second * chroma_at<layout>(chroma, first_pair + i, 1) + bias);
+      terms[k][2 * i] = term;
+      terms[k][2 * i + 1] = term;
+    }
+  }
+}
+
+// One channel of one row. The sum lies in [-20480, 45055]: raised by 20480, a multiple of 64, it
+// fits 16 bits without a sign.
+inline void channel_row_c(const uint8_t *y, const int16_t *terms, uint8_t *channel, int32_t columns,
+                          const YuvToRgbWeights &w) {
+  constexpr int32_t kRaise = 320;
+  const uint16_t scale = uint16_t(w.y_scale), bias = uint16_t(w.y_bias + 64 * kRaise);
+#pragma GCC ivdep
+  for (int32_t x = 0; x < columns; ++x) {
+    const uint16_t sum = uint16_t(scale * y[x] + bias + terms[x]);
+    const int16_t value = int16_t((sum >> 6) - kRaise);
+    const int16_t above = value > 0 ? value : int16_t(0);
+    channel[x] = uint8_t(above < 255 ? above : int16_t(255));
+  }
+}
+
 // Columns begin to end - 1, both even. The fourth channel is 255.
 template <int channels, ChromaLayout layout>
 inline void yuv_to_rgb_row_pair_c(const YuvToRgbRows &rows, int32_t begin, int32_t end,
                                   const YuvToRgbWeights &w) {
-  for (int32_t x = begin; x < end; x += 2) {
-    const int32_t first = chroma_at<layout>(rows.chroma, x / 2, 0);
-    const int32_t second = chroma_at<layout>(rows.chroma, x / 2, 1);
-    int32_t term[3];
-    for (int k = 0; k < 3; ++k)
-      term[k] = w.chroma[k][0] * first + w.chroma[k][1] * second + w.bias[k];
+  ChromaTerms terms;
+  ChannelStrip<uint8_t> strip;
+  for (int32_t x = begin; x < end; x += kStripColumns) {
+    const int32_t columns = std::min(kStripColumns, end - x);
+    chroma_terms_c<layout>(rows.chroma, x / 2, columns / 2, w, terms);
     for (int i = 0; i < 2; ++i) {
-      for (int32_t j = x; j < x + 2; ++j) {
-        uint8_t *pixel = rows.packed[i] + int64_t(j) * channels;
-        const int32_t luma = w.y_scale * rows.y[i][j] + w.y_bias;
-        for (int k = 0; k < 3; ++k) pixel[k] = saturate_u8((luma + term[k]) >> 6);
-        if constexpr (channels == 4) pixel[3] = 255;
-      }
+      for (int k = 0; k < 3; ++k)
+        channel_row_c(rows.y[i] + x, terms[k], strip[k], columns, w);
+      join_channels<channels>(strip, rows.packed[i] + int64_t(x) * channels, columns);
     }
   }
 }

@@ -138,8 +138,8 @@ TAVIX_INLINE __m256i round_to_byte_8(__m256 v) { return _mm256_cvtps_epi32(clamp
 
 // Columns 0 to width - 1, width a multiple of 8.
 template <int channels, ChromaLayout layout, bool r_first>
-void rgbf32_to_yuv_row_pair_avx2(const RowPair<const uint8_t, uint8_t> &rows, int32_t width,
-                                 const RgbF32ToYuvWeights &w) {
+void rgbf32_to_yuv_row_pair_avx2(RowPair<const uint8_t, uint8_t> rows, int32_t width,
+                                 RgbF32ToYuvWeights w) {
   constexpr int r = r_first ? 0 : 2, b = 2 - r;
   const __m256 scale = _mm256_set1_ps(255.0f), offset = _mm256_set1_ps(w.offset);
   __m256 y_weights[3], chroma_weights[3];  // chroma: two lanes of the first sample, two of the second
@@ -192,8 +192,8 @@ void rgbf32_to_yuv_row_pair_avx2(const RowPair<const uint8_t, uint8_t> &rows, in
 
 // Columns 0 to width - 1, width a multiple of 8.
 template <int channels, ChromaLayout layout, bool r_first>
-void yuv_to_rgbf32_row_pair_avx2(const RowPair<uint8_t, const uint8_t> &rows, int32_t width,
-                                 const YuvToRgbF32Weights &w) {
+void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t width,
+                                 YuvToRgbF32Weights w) {
   constexpr int r = r_first ? 0 : 2, b = 2 - r;
   const __m256 unit = _mm256_set1_ps(kByteToUnit), half = _mm256_set1_ps(128.0f);
   const __m256 y_scale = _mm256_set1_ps(w.y_scale), offset = _mm256_set1_ps(w.offset);

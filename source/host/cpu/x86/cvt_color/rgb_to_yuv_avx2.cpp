@@ -17,9 +17,9 @@ namespace {
 
 constexpr auto &kUnit = kCvtColorAvxUnit;
 
-// The bytes of four channels as one lane; the fourth has no weight.
-constexpr uint32_t bytes_of(int32_t b0, int32_t b1, int32_t b2) {
-  return uint32_t(b0) | uint32_t(b1) << 8 | uint32_t(b2) << 16;
+// Four bytes as one lane.
+constexpr uint32_t bytes_of(int32_t b0, int32_t b1, int32_t b2, int32_t b3) {
+  return uint32_t(b0) | uint32_t(b1) << 8 | uint32_t(b2) << 16 | uint32_t(b3) << 24;
 }
 
 // Luma: sum w (p - 128) = sum w p - 128 sum w, and with sum w even the second term leaves the
@@ -30,44 +30,58 @@ struct LumaLanes {
   uint8_t offset;
 
   explicit LumaLanes(const RgbToYuvWeights &w)
-      : weights(bytes_of(w.y[0], w.y[1], w.y[2])),
+      : weights(bytes_of(w.y[0], w.y[1], w.y[2], 0)),
         offset(uint8_t((w.y[0] + w.y[1] + w.y[2]) / 2 + w.offset)) {}
+
+  static constexpr bool fit(const int16_t (&w)[3]) {
+    const int32_t sum = w[0] + w[1] + w[2];
+    return w[0] >= 0 && w[1] >= 0 && w[2] >= 0 && sum <= 256 && sum % 2 == 0;
+  }
 };
 
 // Chroma: a weight below 0 multiplies 127 - p instead of p - 128, by its magnitude. With P and N
 // the sums of the weights above and below 0, the lane sum is
 //   sum w p - 128 P + 127 N.
-// bias adds what is missing, and 128 for rounding. Bounds, for |w0| + |w1| <= 255 and |w2| <= 150:
-// pairs stay in [-32640, 32385] and [-19200, 19050]. Their sum saturates, on purpose: beyond 16
-// bits the result is clamped anyway.
+// The fourth byte, a constant, adds what is missing and 128 for rounding. Bounds, for
+// |w0| + |w1| <= 255 and |w2| <= 150: the pairs stay in [-32640, 32385] and within 19200 and what is
+// missing. Their sum saturates, on purpose: beyond 16 bits the result is clamped anyway.
 struct ChromaLanes {
   uint32_t weights, flip;
-  uint32_t bias;  // for the second pair of a lane
 
-  explicit ChromaLanes(const int32_t (&w)[3])
-      : weights(bytes_of(magnitude(w[0]), magnitude(w[1]), magnitude(w[2]))),
-        flip(bytes_of(flip_of(w[0]), flip_of(w[1]), flip_of(w[2]))),
-        bias(uint32_t(missing(w[0]) + missing(w[1]) + missing(w[2]) + 128) << 16) {}
+  constexpr explicit ChromaLanes(const int16_t (&w)[3]) : weights(0), flip(0) {
+    int32_t constant = 1;  // times a weight of up to 255
+    while (constant < 127 && !makes_up(missing(w), constant)) ++constant;
+    weights = bytes_of(magnitude(w[0]), magnitude(w[1]), magnitude(w[2]), missing(w) / constant);
+    flip = bytes_of(flip_of(w[0]), flip_of(w[1]), flip_of(w[2]), constant);
+  }
+
+  static constexpr bool fit(const int16_t (&w)[3]) {
+    const ChromaLanes lanes(w);
+    const bool pairs_fit = magnitude(w[0]) + magnitude(w[1]) <= 255 && magnitude(w[2]) <= 150 &&
+                           missing(w) >= 0 && missing(w) <= 12000;
+    return pairs_fit && makes_up(missing(w), int32_t(lanes.flip >> 24));
+  }
 
  private:
   static constexpr int32_t magnitude(int32_t w) { return w < 0 ? -w : w; }
   static constexpr int32_t flip_of(int32_t w) { return w < 0 ? 0x7f : 0x80; }
-  static constexpr int32_t missing(int32_t w) { return w < 0 ? 127 * w : 128 * w; }
+  static constexpr int32_t missing_of(int32_t w) { return w < 0 ? 127 * w : 128 * w; }
+  static constexpr int32_t missing(const int16_t (&w)[3]) {
+    return missing_of(w[0]) + missing_of(w[1]) + missing_of(w[2]) + 128;
+  }
+  static constexpr bool makes_up(int32_t sum, int32_t constant) {
+    return sum % constant == 0 && sum / constant <= 255;
+  }
 };
 
+// In either order of channels.
 constexpr bool fits_lanes(const TavixRgbToYuvMatrix &matrix) {
-  const auto &m = matrix.fixed;
-  const auto magnitude = [](int32_t w) { return w < 0 ? -w : w; };
-  const auto luma_fits = [](const int32_t (&w)[3]) {
-    const int32_t sum = w[0] + w[1] + w[2];
-    return w[0] >= 0 && w[1] >= 0 && w[2] >= 0 && sum <= 256 && sum % 2 == 0;
-  };
-  // Either end of a row may come last.
-  const auto chroma_fits = [&](const int32_t (&w)[3]) {
-    return magnitude(w[0]) + magnitude(w[1]) <= 255 && magnitude(w[2]) + magnitude(w[1]) <= 255 &&
-           magnitude(w[0]) <= 150 && magnitude(w[2]) <= 150;
-  };
-  return luma_fits(m.y) && chroma_fits(m.u) && chroma_fits(m.v);
+  for (const bool r_first : {false, true}) {
+    const RgbToYuvWeights w(matrix, r_first, false);
+    if (!LumaLanes::fit(w.y) || !ChromaLanes::fit(w.chroma[0]) || !ChromaLanes::fit(w.chroma[1]))
+      return false;
+  }
+  return true;
 }
 static_assert(fits_lanes(kRgbToYuv[kBt601Limited]) && fits_lanes(kRgbToYuv[kBt601Full]) &&
               fits_lanes(kRgbToYuv[kBt709Limited]) && fits_lanes(kRgbToYuv[kBt709Full]) &&
@@ -82,14 +96,16 @@ struct RgbToYuvLanes {
 };
 
 // Byte orders of four pixels: each pixel in its own lane of 32 bits, and each channel of two
-// neighbours side by side. first is where the first pixel starts.
+// neighbours side by side. first_of_high is where the first
+// pixel of the high half starts.
 template <int channels>
 struct Orders {
   alignas(32) uint8_t pixels[32];
   alignas(32) uint8_t neighbours[32];
 
-  constexpr explicit Orders(int first) : pixels(), neighbours() {
+  constexpr explicit Orders(int first_of_high) : pixels(), neighbours() {
     for (int i = 0; i < 32; ++i) {
+      const int first = i < 16 ? 0 : first_of_high;
       const int pixel = i % 16 / 4, channel = i % 4;
       const int pair = i % 16 / 8, k = i % 8 / 2, which = i % 2;
       pixels[i] = channel < 3 ? uint8_t(first + pixel * channels + channel) : 0x80;
@@ -100,8 +116,18 @@ struct Orders {
 template <int channels>
 constexpr Orders<channels> kOrders(0);
 
-// The last twelve bytes of a block of 3 channels are read as the end of sixteen.
+// The last twelve bytes of a block of 3 channels are read as the end of sixteen, in the high half.
 constexpr Orders<3> kLastOrders(4);
+
+// First samples of eight pairs, then second ones, in each half.
+struct SplitPairs {
+  alignas(32) uint8_t order[32];
+
+  constexpr SplitPairs() : order() {
+    for (int i = 0; i < 32; ++i) order[i] = uint8_t(i % 8 * 2 + i % 16 / 8);
+  }
+};
+constexpr SplitPairs kSplitPairs;
 
 }  // namespace
 
@@ -114,8 +140,17 @@ namespace {
 
 TAVIX_INLINE __m256i lanes32(uint32_t value) { return _mm256_set1_epi32(int32_t(value)); }
 
-TAVIX_INLINE __m256i order_of(const uint8_t (&order)[32]) {
-  return _mm256_load_si256(reinterpret_cast<const __m256i *>(order));
+TAVIX_INLINE __m256i load_256(const uint8_t *at) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
+}
+
+TAVIX_INLINE void store_256(uint8_t *at, __m256i v) {
+  _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), v);
+}
+
+TAVIX_INLINE void store_halves(uint8_t *low, uint8_t *high, __m256i v) {
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(low), _mm256_castsi256_si128(v));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(high), _mm256_extracti128_si256(v, 1));
 }
 
 // 16 bytes at low and 16 at high.
@@ -125,27 +160,37 @@ TAVIX_INLINE __m256i load_halves(const uint8_t *low, const uint8_t *high) {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
 }
 
-// 32 pixels as four vectors: vector k holds pixels 4 k to 4 k + 3 and 16 + 4 k to 16 + 4 k + 3, in
-// memory order. Reads exactly 32 x channels bytes.
+// Lanes of 32 bits out of the two halves of a vector in turn.
+TAVIX_INLINE __m256i zip_halves(__m256i v) {
+  return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+}
+
+// 32 pixels as four vectors of eight, four in each half. Reads exactly 32 x channels bytes.
 template <int channels>
 struct Pixels32 {
-  __m256i quad[4];
+  __m256i eight[4];
 
   TAVIX_INLINE explicit Pixels32(const uint8_t *p) {
     for (int k = 0; k < 4; ++k) {
-      const uint8_t *at = p + k * 4 * channels - (channels == 3 && k == 3 ? 4 : 0);
-      quad[k] = load_halves(at, at + 16 * channels);
+      const uint8_t *at = p + k * 8 * channels;
+      if constexpr (channels == 4) {
+        eight[k] = load_256(at);
+      } else {
+        eight[k] = load_halves(at, at + (k == 3 ? 8 : 12));
+      }
     }
   }
 
+  // Each pixel in a lane of its own; the fourth byte of a lane is any.
   TAVIX_INLINE __m256i pixels(int k) const {
-    if constexpr (channels == 4) return quad[k];
-    return _mm256_shuffle_epi8(quad[k], order_of(k == 3 ? kLastOrders.pixels : kOrders<3>.pixels));
+    if constexpr (channels == 4) return eight[k];
+    return _mm256_shuffle_epi8(eight[k], load_256(k == 3 ? kLastOrders.pixels : kOrders<3>.pixels));
   }
+  // Each channel of two neighbours side by side; the fourth is 0.
   TAVIX_INLINE __m256i neighbours(int k) const {
     const auto &order = channels == 3 && k == 3 ? kLastOrders.neighbours
                                                 : kOrders<channels>.neighbours;
-    return _mm256_shuffle_epi8(quad[k], order_of(order));
+    return _mm256_shuffle_epi8(eight[k], load_256(order));
   }
 };
 
@@ -156,16 +201,16 @@ TAVIX_INLINE __m256i luma_32(const Pixels32<channels> &p, const LumaLanes &lanes
   __m256i pairs[4], sums[2];
   for (int k = 0; k < 4; ++k)
     pairs[k] = _mm256_maddubs_epi16(weights, _mm256_xor_si256(p.pixels(k), sign));
-  for (int k = 0; k < 2; ++k) {
-    const __m256i sum = _mm256_hadd_epi16(pairs[2 * k], pairs[2 * k + 1]);
-    sums[k] = _mm256_srai_epi16(_mm256_add_epi16(sum, _mm256_set1_epi16(128)), 8);
-  }
-  return _mm256_add_epi8(_mm256_packs_epi16(sums[0], sums[1]),
+  // A rounded product with 2^-8.
+  for (int k = 0; k < 2; ++k)
+    sums[k] = _mm256_mulhrs_epi16(_mm256_hadd_epi16(pairs[2 * k], pairs[2 * k + 1]),
+                                  _mm256_set1_epi16(128));
+  return _mm256_add_epi8(zip_halves(_mm256_packs_epi16(sums[0], sums[1])),
                          _mm256_set1_epi8(int8_t(lanes.offset)));
 }
 
-// The means of 16 blocks, truncated: vector k holds, as four bytes each, the channels of blocks 4 k
-// to 4 k + 3 and 8 + 4 k to 8 + 4 k + 3.
+// The means of 16 blocks, truncated, as lanes of four channels: vector k holds blocks 8 k to 8 k + 7,
+// of each four the first two in its low half.
 template <int channels>
 TAVIX_INLINE void means_16(const Pixels32<channels> &top, const Pixels32<channels> &bottom,
                            __m256i (&means)[2]) {
@@ -179,20 +224,12 @@ TAVIX_INLINE void means_16(const Pixels32<channels> &top, const Pixels32<channel
   for (int k = 0; k < 2; ++k) means[k] = _mm256_packus_epi16(sums[2 * k], sums[2 * k + 1]);
 }
 
-// 16 samples as words, 256 times their distance from 128 and a fraction.
+// 16 samples as words, 256 times their distance from 128 and a fraction; of each four the first two
+// in the low half.
 TAVIX_INLINE __m256i chroma_16(const __m256i (&means)[2], const ChromaLanes &lanes) {
-  const __m256i weights = lanes32(lanes.weights), flip = lanes32(lanes.flip),
-                bias = lanes32(lanes.bias);
-  __m256i pairs[2];
-  for (int k = 0; k < 2; ++k) {
-    const __m256i p = _mm256_xor_si256(means[k], flip);
-    pairs[k] = _mm256_add_epi16(_mm256_maddubs_epi16(weights, p), bias);
-  }
-  return _mm256_hadds_epi16(pairs[0], pairs[1]);
-}
-
-TAVIX_INLINE void store_256(uint8_t *at, __m256i v) {
-  _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), v);
+  const __m256i weights = lanes32(lanes.weights), flip = lanes32(lanes.flip);
+  return _mm256_hadds_epi16(_mm256_maddubs_epi16(weights, _mm256_xor_si256(means[0], flip)),
+                            _mm256_maddubs_epi16(weights, _mm256_xor_si256(means[1], flip)));
 }
 
 // Stores the 16 pairs from column x on.
@@ -200,24 +237,22 @@ template <ChromaLayout layout>
 TAVIX_INLINE void store_chroma(uint8_t *const (&rows)[2], int32_t x, __m256i first,
                                __m256i second) {
   const __m256i half = _mm256_set1_epi8(-128);
+  const __m256i pairs = _mm256_xor_si256(
+      zip_halves(_mm256_blendv_epi8(_mm256_srli_epi16(first, 8), second,
+                                    _mm256_set1_epi16(int16_t(0xff00)))),
+      half);
   if constexpr (layout == ChromaLayout::kInterleaved) {
-    const __m256i pairs = _mm256_blendv_epi8(_mm256_srli_epi16(first, 8), second,
-                                             _mm256_set1_epi16(int16_t(0xff00)));
-    store_256(rows[0] + x, _mm256_xor_si256(pairs, half));
+    store_256(rows[0] + x, pairs);
   } else {
-    const __m256i packed =
-        _mm256_packs_epi16(_mm256_srai_epi16(first, 8), _mm256_srai_epi16(second, 8));
-    const __m256i planes =
-        _mm256_xor_si256(_mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0)), half);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(rows[0] + x / 2), _mm256_castsi256_si128(planes));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(rows[1] + x / 2),
-                     _mm256_extracti128_si256(planes, 1));
+    const __m256i split = _mm256_permute4x64_epi64(
+        _mm256_shuffle_epi8(pairs, load_256(kSplitPairs.order)), _MM_SHUFFLE(3, 1, 2, 0));
+    store_halves(rows[0] + x / 2, rows[1] + x / 2, split);
   }
 }
 
 // Columns 0 to width - 1, width a multiple of 32.
 template <int channels, ChromaLayout layout>
-void rgb_to_yuv_row_pair_avx2(const RgbToYuvRows &rows, int32_t width, const RgbToYuvLanes &lanes) {
+void rgb_to_yuv_row_pair_avx2(RgbToYuvRows rows, int32_t width, RgbToYuvLanes lanes) {
   for (int32_t x = 0; x < width; x += 32) {
     const Pixels32<channels> top(rows.packed[0] + int64_t(x) * channels);
     const Pixels32<channels> bottom(rows.packed[1] + int64_t(x) * channels);

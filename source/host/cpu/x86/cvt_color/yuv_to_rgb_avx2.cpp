@@ -101,16 +101,32 @@ TAVIX_INLINE __m256i load_chroma(const uint8_t *const (&rows)[2], int32_t x) {
   return _mm256_or_si256(first, _mm256_slli_epi16(second, 8));
 }
 
-TAVIX_INLINE __m256i clamp_columns(__m256i even, __m256i odd) {
-  return _mm256_packus_epi16(_mm256_srai_epi16(even, 6), _mm256_srai_epi16(odd, 6));
+// One channel of the even or odd columns of 32 pixels, as words before they are clamped.
+struct Columns {
+  __m256i even, odd;
+};
+
+TAVIX_INLINE Columns scale_down(__m256i even, __m256i odd) {
+  return {_mm256_srai_epi16(even, 6), _mm256_srai_epi16(odd, 6)};
 }
 
-// 32 pixels; each half of a channel has its even columns before its odd ones.
+// Bytes; in each half, the even columns before the odd ones.
+TAVIX_INLINE __m256i to_bytes(const Columns &c) { return _mm256_packus_epi16(c.even, c.odd); }
+
+// 0 to 255 in the low byte of each word, 255 in the high one.
+TAVIX_INLINE __m256i with_alpha(__m256i words) {
+  const __m256i clamped = _mm256_min_epi16(_mm256_max_epi16(words, _mm256_setzero_si256()),
+                                           _mm256_set1_epi16(255));
+  return _mm256_or_si256(clamped, _mm256_set1_epi16(int16_t(0xff00)));
+}
+
 template <int channels>
-TAVIX_INLINE void store_pixels(uint8_t *at, const __m256i (&c)[3]) {
+TAVIX_INLINE void store_pixels(uint8_t *at, const Columns (&c)[3]) {
+  const __m256i c0 = to_bytes(c[0]), c1 = to_bytes(c[1]);
   if constexpr (channels == 3) {
-    __m256i placed[3];
-    for (int k = 0; k < 3; ++k) placed[k] = _mm256_shuffle_epi8(c[k], load_256(kInterleave3.order[k]));
+    const __m256i placed[3] = {_mm256_shuffle_epi8(c0, load_256(kInterleave3.order[0])),
+                               _mm256_shuffle_epi8(c1, load_256(kInterleave3.order[1])),
+                               _mm256_shuffle_epi8(to_bytes(c[2]), load_256(kInterleave3.order[2]))};
     for (int j = 0; j < 3; ++j) {
       const __m256i two = _mm256_blendv_epi8(placed[0], placed[1],
                                              load_256(kInterleave3.congruent[(4 - j) % 3]));
@@ -119,38 +135,39 @@ TAVIX_INLINE void store_pixels(uint8_t *at, const __m256i (&c)[3]) {
       store_halves(at + 16 * j, at + 48 + 16 * j, three);
     }
   } else {
-    const __m256i alpha = _mm256_set1_epi8(-1);
-    const __m256i even01 = _mm256_unpacklo_epi8(c[0], c[1]), odd01 = _mm256_unpackhi_epi8(c[0], c[1]);
-    const __m256i even23 = _mm256_unpacklo_epi8(c[2], alpha), odd23 = _mm256_unpackhi_epi8(c[2], alpha);
+    const __m256i even01 = _mm256_unpacklo_epi8(c0, c1), odd01 = _mm256_unpackhi_epi8(c0, c1);
+    const __m256i even23 = with_alpha(c[2].even), odd23 = with_alpha(c[2].odd);
     const __m256i even[2] = {_mm256_unpacklo_epi16(even01, even23),
                              _mm256_unpackhi_epi16(even01, even23)};
     const __m256i odd[2] = {_mm256_unpacklo_epi16(odd01, odd23),
                             _mm256_unpackhi_epi16(odd01, odd23)};
     for (int j = 0; j < 2; ++j) {
       store_halves(at + 32 * j, at + 64 + 32 * j, _mm256_unpacklo_epi32(even[j], odd[j]));
-      store_halves(at + 32 * j + 16, at + 64 + 32 * j + 16, _mm256_unpackhi_epi32(even[j], odd[j]));
+      store_halves(at + 32 * j + 16, at + 80 + 32 * j, _mm256_unpackhi_epi32(even[j], odd[j]));
     }
   }
 }
 
 // Columns 0 to width - 1, width a multiple of 32.
 template <int channels, ChromaLayout layout>
-void yuv_to_rgb_row_pair_avx2(const YuvToRgbRows &rows, int32_t width, const YuvToRgbLanes &lanes) {
+void yuv_to_rgb_row_pair_avx2(YuvToRgbRows rows, int32_t width, YuvToRgbLanes lanes) {
   const __m256i even_factor = lanes16(lanes.even), odd_factor = lanes16(lanes.odd),
                 y_bias = _mm256_set1_epi16(lanes.y_bias);
+  const __m256i factor[3] = {lanes16(lanes.chroma[0]), lanes16(lanes.chroma[1]),
+                             lanes16(lanes.chroma[2])};
   for (int32_t x = 0; x < width; x += 32) {
     const __m256i pairs =
         _mm256_xor_si256(load_chroma<layout>(rows.chroma, x), _mm256_set1_epi8(-128));
     __m256i term[3];
-    for (int k = 0; k < 3; ++k) term[k] = _mm256_maddubs_epi16(lanes16(lanes.chroma[k]), pairs);
+    for (int k = 0; k < 3; ++k) term[k] = _mm256_maddubs_epi16(factor[k], pairs);
     for (int i = 0; i < 2; ++i) {
       const __m256i y = load_256(rows.y[i] + x);
       const __m256i even = _mm256_add_epi16(_mm256_maddubs_epi16(y, even_factor), y_bias);
       const __m256i odd = _mm256_add_epi16(_mm256_maddubs_epi16(y, odd_factor), y_bias);
-      const __m256i c[3] = {
-          clamp_columns(_mm256_adds_epi16(even, term[0]), _mm256_adds_epi16(odd, term[0])),
-          clamp_columns(_mm256_sub_epi16(even, term[1]), _mm256_sub_epi16(odd, term[1])),
-          clamp_columns(_mm256_adds_epi16(even, term[2]), _mm256_adds_epi16(odd, term[2]))};
+      const Columns c[3] = {
+          scale_down(_mm256_adds_epi16(even, term[0]), _mm256_adds_epi16(odd, term[0])),
+          scale_down(_mm256_sub_epi16(even, term[1]), _mm256_sub_epi16(odd, term[1])),
+          scale_down(_mm256_adds_epi16(even, term[2]), _mm256_adds_epi16(odd, term[2]))};
       store_pixels<channels>(rows.packed[i] + int64_t(x) * channels, c);
     }
   }
