@@ -15,6 +15,17 @@ TAVIX_INLINE __m256 floats_from(uint32_t first) {
                                               _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)));
 }
 
+TAVIX_INLINE __m256 exp_any(__m256 x) {
+  __m256 e[1] = {x};
+  module::softmax_exp_avx2(e);
+  return e[0];
+}
+TAVIX_INLINE __m256 exp_normal(__m256 x) {
+  __m256 e[1] = {x};
+  module::softmax_exp_normal_avx2(e);
+  return e[0];
+}
+
 // How many of the first lanes have bits that differ.
 TAVIX_INLINE uint64_t count_differing(__m256 a, __m256 b, uint32_t lanes) {
   const __m256i same = _mm256_cmpeq_epi32(_mm256_castps_si256(a), _mm256_castps_si256(b));
@@ -25,18 +36,18 @@ TAVIX_INLINE uint64_t count_differing(__m256 a, __m256 b, uint32_t lanes) {
 }  // namespace
 
 void softmax_exp8(const float *x, float *y) {
-  _mm256_storeu_ps(y, module::softmax_exp_avx2(_mm256_loadu_ps(x)));
+  _mm256_storeu_ps(y, exp_any(_mm256_loadu_ps(x)));
 }
 
 float softmax_exp(float x) {
-  return _mm256_cvtss_f32(module::softmax_exp_avx2(_mm256_set1_ps(x)));
+  return _mm256_cvtss_f32(exp_any(_mm256_set1_ps(x)));
 }
 
 uint64_t softmax_exp_count_other(uint32_t first, uint32_t count, float value) {
   uint64_t other = 0;
   for (uint32_t i = 0; i < count; i += 8)
-    other += count_differing(module::softmax_exp_avx2(floats_from(first + i)),
-                             _mm256_set1_ps(value), count - i < 8 ? count - i : 8);
+    other += count_differing(exp_any(floats_from(first + i)), _mm256_set1_ps(value),
+                             count - i < 8 ? count - i : 8);
   return other;
 }
 
@@ -44,8 +55,7 @@ uint64_t softmax_exp_count_forms_differ(uint32_t first, uint32_t count, uint32_t
   uint64_t differ = 0;
   for (uint64_t i = 0; i < count; i += 8 * uint64_t(step)) {
     const __m256 x = floats_from(first + uint32_t(i));
-    differ += count_differing(module::softmax_exp_avx2(x), module::softmax_exp_normal_avx2(x),
-                              count - i < 8 ? uint32_t(count - i) : 8);
+    differ += count_differing(exp_any(x), exp_normal(x), count - i < 8 ? uint32_t(count - i) : 8);
   }
   return differ;
 }

@@ -463,7 +463,7 @@ TEST(SoftmaxChecks, AVX) {
              kInvalid,
              says("dims size(9) must not exceed 8")});
   const WithoutAvx2 portable;
-  refused({{}, kUnsupported, says("this processor has no AVX2")});
+  refused({{}, kUnsupported, says("the processor has no AVX2")});
 }
 
 // The dispatcher adds nothing; the entry leaves the axis to the implementation.

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
+#include "common/log.h"
 #include "tavix/core/records.h"
 
 namespace tavix::module {
@@ -17,6 +18,17 @@ constexpr int32_t differing_dim(const TavixBlob &a, const TavixBlob &b) {
   for (int32_t i = 0; i < dims; ++i)
     if (a.dims[i] != b.dims[i]) return i;
   return -1;
+}
+
+// The check that every layer makes of two blobs, under its own unit and function.
+inline int32_t check_same_dims(const char *kUnit, const char *function, const TavixBlob &src,
+                               const TavixBlob &dst) {
+  TAVIX_REFUSE_AS_IF(function, src.dims_size != dst.dims_size, TAVIX_ERROR_INVALID_PARAM,
+                     "dims size mismatch: src=%d, dst=%d", src.dims_size, dst.dims_size);
+  const int32_t i = differing_dim(src, dst);
+  TAVIX_REFUSE_AS_IF(function, i >= 0, TAVIX_ERROR_INVALID_PARAM,
+                     "dim[%d] value mismatch: src=%d, dst=%d", i, src.dims[i], dst.dims[i]);
+  return TAVIX_OK;
 }
 
 // The first negative dimension, or -1.

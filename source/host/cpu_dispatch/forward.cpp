@@ -7,8 +7,6 @@
 
 using tavix::module::use_avx2;
 
-using tavix::module::use_avx2;
-
 int32_t TavixFrameBinaryArithmeticForward(const TavixFrameV2 *src1_frame,
                                           const TavixFrameV2 *src2_frame, uint32_t op,
                                           const double *alpha, const double *beta,

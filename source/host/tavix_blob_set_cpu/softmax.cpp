@@ -14,12 +14,9 @@ using namespace tavix::module;
 int32_t TavixBlobSoftmaxByCPU(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
   TAVIX_REFUSE_IF(any_null(src_blob, dst_blob), TAVIX_ERROR_INVALID_PARAM,
                   "src_blob or dst_blob is null");
-  TAVIX_REFUSE_IF(src_blob->dims_size != dst_blob->dims_size, TAVIX_ERROR_INVALID_PARAM,
-                  "dims size mismatch: src=%d, dst=%d", src_blob->dims_size, dst_blob->dims_size);
-  const int32_t differing = differing_dim(*src_blob, *dst_blob);
-  TAVIX_REFUSE_IF(differing >= 0, TAVIX_ERROR_INVALID_PARAM,
-                  "dim[%d] value mismatch: src=%d, dst=%d", differing, src_blob->dims[differing],
-                  dst_blob->dims[differing]);
+  if (const int32_t status = check_same_dims(kUnit, __func__, *src_blob, *dst_blob);
+      status != TAVIX_OK)
+    return status;
   TAVIX_REFUSE_IF(src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 ||
                       dst_blob->data_type != TAVIX_DATA_TYPE_FLOAT32,
                   TAVIX_ERROR_UNSUPPORTED, "only float data type is supported");

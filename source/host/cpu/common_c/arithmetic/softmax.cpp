@@ -32,6 +32,27 @@ class SoftmaxBody final : public ParallelLoopBody {
 
 }  // namespace
 
+int32_t check_softmax_blobs(const char *unit, const char *function, const TavixBlob *src,
+                            const TavixBlob *dst) {
+  const char *const kUnit = unit;
+  TAVIX_REFUSE_AS_IF(function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                     "src_blob(%p) or dst_blob(%p) is null", static_cast<const void *>(src),
+                     static_cast<const void *>(dst));
+  return check_same_dims(unit, function, *src, *dst);
+}
+
+int32_t check_softmax_shape(const char *unit, const char *function, const TavixBlob &src,
+                            int32_t axis, AxisShape &shape) {
+  const char *const kUnit = unit;
+  TAVIX_REFUSE_AS_IF(function, src.dims_size > TAVIX_BLOB_MAX_DIMS, TAVIX_ERROR_INVALID_PARAM,
+                     "dims size(%d) must not exceed %d", src.dims_size, TAVIX_BLOB_MAX_DIMS);
+  shape = axis_shape(src, axis);
+  const int32_t i = negative_dim(src);
+  TAVIX_REFUSE_AS_IF(function, !shape.empty() && i >= 0, TAVIX_ERROR_INVALID_PARAM,
+                     "dim[%d] value(%d) must not be negative", i, src.dims[i]);
+  return TAVIX_OK;
+}
+
 void softmax_panel_c(const float *x, float *y, int64_t stride, int32_t length, int32_t width) {
   float max[kPanelLines], sum[kPanelLines];
   std::copy_n(x, width, max);
@@ -56,15 +77,10 @@ void softmax_panel_c(const float *x, float *y, int64_t stride, int32_t length, i
 using namespace tavix::module;
 
 int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
-  TAVIX_REFUSE_IF(any_null(src_blob, dst_blob), TAVIX_ERROR_INVALID_PARAM,
-                  "src_blob(%p) or dst_blob(%p) is null", src_blob, dst_blob);
+  if (const int32_t status = check_softmax_blobs(kUnit, __func__, src_blob, dst_blob);
+      status != TAVIX_OK)
+    return status;
   const int32_t dims = src_blob->dims_size;
-  TAVIX_REFUSE_IF(dims != dst_blob->dims_size, TAVIX_ERROR_INVALID_PARAM,
-                  "dims size mismatch: src=%d, dst=%d", dims, dst_blob->dims_size);
-  const int32_t differing = differing_dim(*src_blob, *dst_blob);
-  TAVIX_REFUSE_IF(differing >= 0, TAVIX_ERROR_INVALID_PARAM,
-                  "dim[%d] value mismatch: src=%d, dst=%d", differing, src_blob->dims[differing],
-                  dst_blob->dims[differing]);
   const int32_t real_axis = normalised_axis(*src_blob, axis);
   TAVIX_REFUSE_IF(real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
                   "invalid axis: %d (real check %d in [0, %d))", axis, real_axis, dims);
@@ -81,12 +97,10 @@ int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axis, TavixBl
   auto *dst = static_cast<float *>(TavixBufferDataGetV2(dst_blob->buffer));
   TAVIX_REFUSE_IF(any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src buffer data(%p) or dst buffer data(%p) is null", src, dst);
-  TAVIX_REFUSE_IF(dims > TAVIX_BLOB_MAX_DIMS, TAVIX_ERROR_INVALID_PARAM,
-                  "dims size(%d) must not exceed %d", dims, TAVIX_BLOB_MAX_DIMS);
-  const AxisShape shape = axis_shape(*src_blob, real_axis);
-  const int32_t negative = negative_dim(*src_blob);
-  TAVIX_REFUSE_IF(!shape.empty() && negative >= 0, TAVIX_ERROR_INVALID_PARAM,
-                  "dim[%d] value(%d) must not be negative", negative, src_blob->dims[negative]);
+  AxisShape shape;
+  if (const int32_t status = check_softmax_shape(kUnit, __func__, *src_blob, real_axis, shape);
+      status != TAVIX_OK)
+    return status;
 
   if (!shape.empty())
     parallel_for_({0, shape.lines(), 1}, SoftmaxBody<float>(src, dst, shape), -1.0);

@@ -11,6 +11,15 @@
 
 namespace tavix::module {
 
+// The first checks of both implementations, under their own unit and function: records and
+// dimensions.
+int32_t check_softmax_blobs(const char *unit, const char *function, const TavixBlob *src,
+                            const TavixBlob *dst);
+
+// The last ones, of what would reach beyond the record or the storage; finds the shape.
+int32_t check_softmax_shape(const char *unit, const char *function, const TavixBlob &src,
+                            int32_t axis, AxisShape &shape);
+
 inline constexpr int32_t kPanelLines = 512;          // at most
 inline constexpr int32_t kPanelElements = 8 * 1024;  // aimed at, 32 KiB
 

@@ -8,6 +8,7 @@
 #include "cpu/common_c/arithmetic/softmax.h"
 #include "cpu/x86/arithmetic/library_math_avx2.h"
 #include "cpu/x86/arithmetic/softmax_exp_avx2.h"
+#include "cpu/x86/prefetch.h"
 #include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/softmax.h"
 
@@ -20,15 +21,13 @@ namespace {
 
 constexpr int32_t kLanes = 8;
 
-// Lane 0 of four is f over all eight lanes of v.
 TAVIX_INLINE float max_lane_avx2(__m256 v) {
   const __m128 h = _mm_max_ps(_mm256_castps256_ps128(v), _mm256_extractf128_ps(v, 1));
   const __m128 q = _mm_max_ps(h, _mm_movehl_ps(h, h));
   return _mm_cvtss_f32(_mm_max_ss(q, _mm_movehdup_ps(q)));
 }
 TAVIX_INLINE float min_lane_avx2(__m256 v) {
-  const __m256 sign = _mm256_set1_ps(-0.0f);
-  return -max_lane_avx2(_mm256_xor_ps(v, sign));
+  return -max_lane_avx2(_mm256_xor_ps(v, _mm256_set1_ps(-0.0f)));
 }
 
 // Upper half plus lower half, then neighbours twice.
@@ -69,40 +68,106 @@ TAVIX_INLINE Extent extent_avx2(const float *x, int32_t whole) {
   return {min_lane_avx2(min[0]), max_lane_avx2(max[0])};
 }
 
-// y = exp(x - max) of whole vectors; the sum of each lane.
-template <bool normal>
-TAVIX_INLINE __m256 exponentials_avx2(const float *x, float *y, int32_t whole, float max) {
-  const __m256 m = _mm256_set1_ps(max);
-  __m256 sum = _mm256_setzero_ps();
-  for (int32_t k = 0; k < whole; k += kLanes) {
-    const __m256 d = _mm256_sub_ps(_mm256_loadu_ps(x + k), m);
-    const __m256 e = normal ? softmax_exp_normal_avx2(d) : softmax_exp_avx2(d);
-    _mm256_storeu_ps(y + k, e);
-    sum = _mm256_add_ps(sum, e);
+TAVIX_INLINE void divide_avx2(float *y, __m256 sum) {
+  _mm256_storeu_ps(y, _mm256_div_ps(_mm256_loadu_ps(y), sum));
+}
+
+// A line whose quotients are still to be taken.
+struct Unfinished {
+  float *y;
+  float sum;
+};
+
+TAVIX_INLINE void finish_avx2(const Unfinished &line, int32_t n) {
+  const __m256 divisor = _mm256_set1_ps(line.sum);
+  int32_t k = 0;
+  for (; k + kLanes <= n; k += kLanes) divide_avx2(line.y + k, divisor);
+  for (; k < n; ++k) line.y[k] /= line.sum;
+}
+
+// y = exp(x - max) of some vectors, added to the sum of each lane in order. Takes the quotients of
+// another line on the way: the divider works beside the multipliers.
+template <bool normal, bool other, int vectors>
+TAVIX_INLINE __m256 exponentials_of_avx2(const float *x, float *y, __m256 max, __m256 sum,
+                                         float *line, __m256 divisor) {
+  __m256 e[vectors];
+  for (int i = 0; i < vectors; ++i) e[i] = _mm256_sub_ps(_mm256_loadu_ps(x + kLanes * i), max);
+  normal ? softmax_exp_normal_avx2(e) : softmax_exp_avx2(e);
+  for (int i = 0; i < vectors; ++i) {
+    _mm256_storeu_ps(y + kLanes * i, e[i]);
+    sum = _mm256_add_ps(sum, e[i]);
+    if (other) divide_avx2(line + kLanes * i, divisor);
   }
   return sum;
 }
 
-// A line of n contiguous values; y may be x.
-void softmax_line_avx2(const float *x, float *y, int32_t n) {
-  const int32_t whole = n / kLanes * kLanes, rest = n - whole;
-  const Extent extent = extent_avx2(x, whole);
-  float max = extent.max;
-  for (int32_t k = whole; k < n; ++k) max = x[k] > max ? x[k] : max;
+template <bool normal, bool other>
+TAVIX_INLINE __m256 exponentials_avx2(const float *x, float *y, int32_t whole, float max,
+                                      const Unfinished &line) {
+  constexpr int kVectors = 4;
+  const int64_t next_line = int64_t(whole) * 4;  // bytes, roughly
+  const __m256 m = _mm256_set1_ps(max), divisor = _mm256_set1_ps(line.sum);
+  __m256 sum = _mm256_setzero_ps();
+  int32_t k = 0;
+  for (; k + kVectors * kLanes <= whole; k += kVectors * kLanes) {
+    prefetch<4 * kVectors * kLanes>(x + k, next_line);
+    prefetch<4 * kVectors * kLanes>(y + k, next_line);
+    sum = exponentials_of_avx2<normal, other, kVectors>(x + k, y + k, m, sum,
+                                                        other ? line.y + k : nullptr, divisor);
+  }
+  for (; k < whole; k += kLanes)
+    sum = exponentials_of_avx2<normal, other, 1>(x + k, y + k, m, sum, other ? line.y + k : nullptr,
+                                                 divisor);
+  return sum;
+}
 
+template <bool other>
+TAVIX_INLINE float sum_of_exponentials_avx2(const float *x, float *y, int32_t whole, Extent extent,
+                                            const Unfinished &line) {
   // -80: where softmax_exp_normal_avx2 ends.
-  float sum =
-      add_lanes_avx2(extent.min - max >= -80.0f ? exponentials_avx2<true>(x, y, whole, max)
-                                                : exponentials_avx2<false>(x, y, whole, max));
-  float difference[kLanes] = {}, e[kLanes];
-  for (int32_t k = 0; k < rest; ++k) difference[k] = x[whole + k] - max;
-  if (rest > 0) expf_row_avx2(difference, e, kLanes);
-  for (int32_t k = 0; k < rest; ++k) sum += y[whole + k] = e[k];
+  return add_lanes_avx2(extent.min - extent.max >= -80.0f
+                            ? exponentials_avx2<true, other>(x, y, whole, extent.max, line)
+                            : exponentials_avx2<false, other>(x, y, whole, extent.max, line));
+}
 
-  const __m256 s = _mm256_set1_ps(sum);
-  for (int32_t k = 0; k < whole; k += kLanes)
-    _mm256_storeu_ps(y + k, _mm256_div_ps(_mm256_loadu_ps(y + k), s));
-  for (int32_t k = whole; k < n; ++k) y[k] /= sum;
+// Contiguous lines of n values; y may be x. Lines go in groups: what is left of them after whole
+// vectors takes the library's exponential together, and the quotients of a group are taken while
+// the next one's exponentials are.
+void softmax_lines_avx2(const float *x, float *y, int32_t n, int32_t lines) {
+  constexpr int32_t kMost = 32;  // lines of a group
+  const int32_t whole = n / kLanes * kLanes, rest = n - whole;
+  const int32_t most = n > 1024 / kMost ? (n > 1024 ? 1 : 1024 / n) : kMost;  // 4 KiB
+  Unfinished groups[2][kMost];
+  Unfinished *group = groups[0], *before = groups[1];
+  int32_t unfinished = 0;  // lines of the group before
+
+  for (int32_t first = 0, count; first < lines; first += count) {
+    count = lines - first < most ? lines - first : most;
+    float difference[kMost * kLanes], e[kMost * kLanes];
+    for (int32_t l = 0; l < count; ++l) {
+      const int64_t at = int64_t(first + l) * n;
+      const float *const line = x + at;
+      Extent extent = extent_avx2(line, whole);
+      for (int32_t k = whole; k < n; ++k) extent.max = line[k] > extent.max ? line[k] : extent.max;
+      for (int32_t k = 0; k < rest; ++k) difference[l * rest + k] = line[whole + k] - extent.max;
+      group[l] = {y + at,
+                  unfinished > 0
+                      ? sum_of_exponentials_avx2<true>(line, y + at, whole, extent, before[l])
+                      : sum_of_exponentials_avx2<false>(line, y + at, whole, extent, {})};
+    }
+    if (rest > 0) {
+      expf_row_avx2(difference, e, count * rest);
+      for (int32_t l = 0; l < count; ++l)
+        for (int32_t k = 0; k < rest; ++k) group[l].sum += group[l].y[whole + k] = e[l * rest + k];
+      for (int32_t l = 0; l < count && unfinished > 0; ++l)
+        for (int32_t k = whole; k < n; ++k) before[l].y[k] /= before[l].sum;
+    }
+    for (int32_t l = count; l < unfinished; ++l) finish_avx2(before[l], n);
+    Unfinished *const done = before;
+    before = group, group = done;
+    unfinished = count;
+  }
+  for (int32_t l = 0; l < unfinished; ++l) finish_avx2(before[l], n);
 }
 
 // The twin of softmax_panel_c: plain loops that the compiler vectorises around the exponential.
@@ -151,8 +216,8 @@ class SoftmaxBodyAVX final : public ParallelLoopBody {
 
   void operator()(const Range &lines) const override {
     if (shape_.inner != 1) return for_each_panel(src_, dst_, shape_, lines, softmax_panel_avx2);
-    for (int64_t i = lines.start; i < lines.end; ++i)
-      softmax_line_avx2(src_ + i * shape_.length, dst_ + i * shape_.length, shape_.length);
+    const int64_t first = int64_t(lines.start) * shape_.length;
+    softmax_lines_avx2(src_ + first, dst_ + first, shape_.length, lines.end - lines.start);
   }
 
  private:
@@ -168,15 +233,10 @@ class SoftmaxBodyAVX final : public ParallelLoopBody {
 using namespace tavix::module;
 
 int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
-  TAVIX_REFUSE_IF(any_null(src_blob, dst_blob), TAVIX_ERROR_INVALID_PARAM,
-                  "src_blob(%p) or dst_blob(%p) is null", src_blob, dst_blob);
+  if (const int32_t status = check_softmax_blobs(kUnit, __func__, src_blob, dst_blob);
+      status != TAVIX_OK)
+    return status;
   const int32_t dims = src_blob->dims_size;
-  TAVIX_REFUSE_IF(dims != dst_blob->dims_size, TAVIX_ERROR_INVALID_PARAM,
-                  "dims size mismatch: src=%d, dst=%d", dims, dst_blob->dims_size);
-  const int32_t differing = differing_dim(*src_blob, *dst_blob);
-  TAVIX_REFUSE_IF(differing >= 0, TAVIX_ERROR_INVALID_PARAM,
-                  "dim[%d] value mismatch: src=%d, dst=%d", differing, src_blob->dims[differing],
-                  dst_blob->dims[differing]);
   const int32_t real_axis = normalised_axis(*src_blob, axis);
   TAVIX_REFUSE_IF(real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
                   "invalid axis: %d, dims size: %d", axis, dims);
@@ -188,13 +248,12 @@ int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *
   const auto *src = static_cast<const float *>(TavixBufferDataGetV2(src_blob->buffer));
   auto *dst = static_cast<float *>(TavixBufferDataGetV2(dst_blob->buffer));
   if (any_null(src, dst)) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
-  TAVIX_REFUSE_IF(!use_avx2(), TAVIX_ERROR_UNSUPPORTED, "this processor has no AVX2");
-  TAVIX_REFUSE_IF(dims > TAVIX_BLOB_MAX_DIMS, TAVIX_ERROR_INVALID_PARAM,
-                  "dims size(%d) must not exceed %d", dims, TAVIX_BLOB_MAX_DIMS);
-  const AxisShape shape = axis_shape(*src_blob, real_axis);
-  const int32_t negative = negative_dim(*src_blob);
-  TAVIX_REFUSE_IF(!shape.empty() && negative >= 0, TAVIX_ERROR_INVALID_PARAM,
-                  "dim[%d] value(%d) must not be negative", negative, src_blob->dims[negative]);
+  AxisShape shape;
+  if (const int32_t status = check_softmax_shape(kUnit, __func__, *src_blob, real_axis, shape);
+      status != TAVIX_OK)
+    return status;
+  TAVIX_REFUSE_IF(!shape.empty() && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
+                  "the processor has no AVX2");
 
   if (!shape.empty()) parallel_for_({0, shape.lines(), 1}, SoftmaxBodyAVX(src, dst, shape), -1.0);
   return TAVIX_OK;

@@ -13,15 +13,21 @@
 TAVIX_AVX2_BEGIN
 namespace tavix::module {
 
+// Several vectors go through every step together: one dependency chain alone leaves the multipliers
+// waiting.
+#define TAVIX_EACH for (int i = 0; i < vectors; ++i)
+
 // What both exponentials below share.
+template <int vectors>
 struct ExpParts {
-  __m256 r_exp;   // e^r - 1, and what the table entry lost to rounding
-  __m256i steps;  // 8k + j in the low bits, j in the lowest three
-  __m256i table;  // bits of 2^(j/8), less j << 20
+  __m256 r_exp[vectors];   // e^r - 1, and what the table entry lost to rounding
+  __m256i steps[vectors];  // 8k + j in the low bits, j in the lowest three
+  __m256i table[vectors];  // bits of 2^(j/8), less j << 20
 };
 
 // x from -104 to 104.
-TAVIX_INLINE ExpParts exp_parts_avx2(__m256 x) {
+template <int vectors>
+TAVIX_INLINE ExpParts<vectors> exp_parts_avx2(const __m256 (&x)[vectors]) {
   // The bits of 2^(j/8) less j << 20: steps << 20 adds that and k to the exponent.
   const __m256i table = _mm256_setr_epi32(0x3f800000, 0x3f7b95c2, 0x3f7837f0, 0x3f75fed7,
                                           0x3f7504f3, 0x3f75672a, 0x3f7744fd, 0x3f7ac0c7);
@@ -35,42 +41,53 @@ TAVIX_INLINE ExpParts exp_parts_avx2(__m256 x) {
   const __m256 round = _mm256_set1_ps(0x1.8p23f), per_step = _mm256_set1_ps(0x1.715476p+3f);
   const __m256 step_high = _mm256_set1_ps(0x1.62ep-4f), step_low = _mm256_set1_ps(0x1.0bfbe8p-18f);
 
-  const __m256 rounded = _mm256_add_ps(_mm256_mul_ps(x, per_step), round);
-  const __m256 n = _mm256_sub_ps(rounded, round);
-  const __m256 r =
-      _mm256_sub_ps(_mm256_sub_ps(x, _mm256_mul_ps(n, step_high)), _mm256_mul_ps(n, step_low));
-  const __m256 u = _mm256_add_ps(_mm256_mul_ps(c3, r), c2);
-  const __m256 r_exp = _mm256_add_ps(r, _mm256_mul_ps(r, _mm256_mul_ps(r, u)));
-
-  const __m256i steps = _mm256_castps_si256(rounded);
-  return {_mm256_add_ps(r_exp, _mm256_permutevar8x32_ps(rest, steps)), steps,
-          _mm256_permutevar8x32_epi32(table, steps)};
+  ExpParts<vectors> e;
+  __m256 rounded[vectors], n[vectors], r[vectors], u[vectors];
+  TAVIX_EACH rounded[i] = _mm256_add_ps(_mm256_mul_ps(x[i], per_step), round);
+  TAVIX_EACH n[i] = _mm256_sub_ps(rounded[i], round);
+  TAVIX_EACH r[i] = _mm256_sub_ps(x[i], _mm256_mul_ps(n[i], step_high));
+  TAVIX_EACH r[i] = _mm256_sub_ps(r[i], _mm256_mul_ps(n[i], step_low));
+  TAVIX_EACH e.steps[i] = _mm256_castps_si256(rounded[i]);
+  TAVIX_EACH e.table[i] = _mm256_permutevar8x32_epi32(table, e.steps[i]);
+  TAVIX_EACH u[i] = _mm256_add_ps(_mm256_mul_ps(c3, r[i]), c2);
+  TAVIX_EACH u[i] = _mm256_mul_ps(r[i], _mm256_mul_ps(r[i], u[i]));
+  TAVIX_EACH e.r_exp[i] =
+      _mm256_add_ps(_mm256_add_ps(r[i], u[i]), _mm256_permutevar8x32_ps(rest, e.steps[i]));
+  return e;
 }
 
-// For x from -80 to 88, where the result and what it is made of are normal numbers, and for NaN.
-TAVIX_INLINE __m256 softmax_exp_normal_avx2(__m256 x) {
-  const ExpParts e = exp_parts_avx2(x);
-  const __m256 scale =
-      _mm256_castsi256_ps(_mm256_add_epi32(e.table, _mm256_slli_epi32(e.steps, 20)));
-  return _mm256_add_ps(scale, _mm256_mul_ps(scale, e.r_exp));
+// x = e^x from -80 to 88, where the result and what it is made of are normal numbers, and for NaN.
+template <int vectors>
+TAVIX_INLINE void softmax_exp_normal_avx2(__m256 (&x)[vectors]) {
+  const ExpParts<vectors> e = exp_parts_avx2(x);
+  __m256 scale[vectors];
+  TAVIX_EACH scale[i] =
+      _mm256_castsi256_ps(_mm256_add_epi32(e.table[i], _mm256_slli_epi32(e.steps[i], 20)));
+  TAVIX_EACH x[i] = _mm256_add_ps(scale[i], _mm256_mul_ps(scale[i], e.r_exp[i]));
 }
 
-// For any x; the same bits as softmax_exp_normal_avx2 in its range. The power of two is applied in
-// halves, so that results may leave the normal numbers; they do so well within the bounds, where
-// NaN stays.
-TAVIX_INLINE __m256 softmax_exp_avx2(__m256 x) {
-  const ExpParts e = exp_parts_avx2(
-      _mm256_min_ps(_mm256_set1_ps(104.0f), _mm256_max_ps(_mm256_set1_ps(-104.0f), x)));
-  // steps << 20 has k in its upper 9 bits and j below them.
-  const __m256i k = _mm256_srai_epi32(_mm256_slli_epi32(e.steps, 20), 23);
-  const __m256i half = _mm256_srai_epi32(k, 1);
-  const __m256i j = _mm256_slli_epi32(_mm256_and_si256(e.steps, _mm256_set1_epi32(7)), 20);
-  const __m256 scale = _mm256_castsi256_ps(
-      _mm256_add_epi32(_mm256_add_epi32(e.table, j), _mm256_slli_epi32(half, 23)));
-  const __m256i other = _mm256_add_epi32(_mm256_sub_epi32(k, half), _mm256_set1_epi32(127));
-  return _mm256_mul_ps(_mm256_add_ps(scale, _mm256_mul_ps(scale, e.r_exp)),
-                       _mm256_castsi256_ps(_mm256_slli_epi32(other, 23)));
+// x = e^x for any x; the same bits as softmax_exp_normal_avx2 in its range. The power of two is
+// applied in halves, so that results may leave the normal numbers; they do so well within the
+// bounds, where NaN stays.
+template <int vectors>
+TAVIX_INLINE void softmax_exp_avx2(__m256 (&x)[vectors]) {
+  TAVIX_EACH x[i] =
+      _mm256_min_ps(_mm256_set1_ps(104.0f), _mm256_max_ps(_mm256_set1_ps(-104.0f), x[i]));
+  const ExpParts<vectors> e = exp_parts_avx2(x);
+  TAVIX_EACH {
+    // steps << 20 has k in its upper 9 bits and j below them.
+    const __m256i k = _mm256_srai_epi32(_mm256_slli_epi32(e.steps[i], 20), 23);
+    const __m256i j = _mm256_slli_epi32(_mm256_and_si256(e.steps[i], _mm256_set1_epi32(7)), 20);
+    const __m256i half = _mm256_srai_epi32(k, 1);
+    const __m256 scale = _mm256_castsi256_ps(
+        _mm256_add_epi32(_mm256_add_epi32(e.table[i], j), _mm256_slli_epi32(half, 23)));
+    const __m256i other = _mm256_add_epi32(_mm256_sub_epi32(k, half), _mm256_set1_epi32(127));
+    x[i] = _mm256_mul_ps(_mm256_add_ps(scale, _mm256_mul_ps(scale, e.r_exp[i])),
+                         _mm256_castsi256_ps(_mm256_slli_epi32(other, 23)));
+  }
 }
+
+#undef TAVIX_EACH
 
 }  // namespace tavix::module
 TAVIX_AVX2_END

@@ -6,6 +6,7 @@
 #include "common/pixel_format.h"
 #include "cpu/common_c/arithmetic/statistics.h"
 #include "cpu/common_c/arithmetic/statistics_lanes.h"
+#include "cpu/x86/prefetch.h"
 #include "tavix/video_common_cpu/statistics.h"
 
 #include "cpu/x86/avx2.h"
@@ -15,7 +16,8 @@ namespace tavix::module {
 
 namespace {
 
-constexpr int kVectors = 3;  // of a block
+constexpr int kVectors = 3;   // of a block
+constexpr int kAhead = 2048;  // bytes between what is read and what is asked for
 
 // Structures of vectors are aggregates, made with = {}: a constructor that the compiler supplies
 // would be compiled for the baseline.
@@ -28,12 +30,6 @@ TAVIX_INLINE __m256 load8f(const uint8_t *p) {  // reads 32 bytes
 }
 TAVIX_INLINE __m256d load4d(const uint8_t *p) {  // reads 16 bytes, four floats
   return _mm256_cvtps_pd(_mm_castsi128_ps(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p))));
-}
-
-// Asks for so many bytes, from a little ahead on; an address outside the frame does no harm.
-template <int bytes>
-TAVIX_INLINE void prefetch(const uint8_t *p) {
-  for (int i = 0; i < bytes; i += 64) _mm_prefetch(p + 2048 + i, _MM_HINT_T0);
 }
 
 TAVIX_INLINE void add_to(uint32_t *lanes, __m256i v) {
@@ -70,7 +66,7 @@ void accumulate_avx2(SumLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t blo
     ByteSums sums[kVectors] = {};
     const int64_t count = blocks < ByteSums::kBlocks ? blocks : ByteSums::kBlocks;
     for (int64_t b = 0; b < count; ++b, bytes += kStatBlock) {
-      prefetch<kStatBlock>(bytes);
+      prefetch<kStatBlock>(bytes, kAhead);
       for (int j = 0; j < kVectors; ++j) {
         const __m256i v = load32(bytes + 32 * j);
         sums[j].add(v, _mm256_srli_epi16(v, 8));
@@ -129,7 +125,7 @@ void accumulate_avx2(SquareLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t 
     const int64_t count = blocks < ByteSquares::kBlocks ? blocks : ByteSquares::kBlocks;
     int64_t b = 0;
     for (; b + 2 <= count; b += 2, bytes += 2 * kStatBlock) {
-      prefetch<2 * kStatBlock>(bytes);
+      prefetch<2 * kStatBlock>(bytes, kAhead);
       for (int j = 0; j < kVectors; ++j)
         squares[j].add(load32(bytes + 32 * j), load32(bytes + kStatBlock + 32 * j));
     }
@@ -151,7 +147,7 @@ void accumulate_avx2(SumLanes<float> &lanes, const uint8_t *bytes, int64_t block
   __m256d sum[2 * kVectors];
   for (int j = 0; j < 2 * kVectors; ++j) sum[j] = _mm256_loadu_pd(&lanes.sum[0][4 * j]);
   for (; blocks > 0; --blocks, bytes += kStatBlock) {
-    prefetch<kStatBlock>(bytes);
+    prefetch<kStatBlock>(bytes, kAhead);
     for (int j = 0; j < 2 * kVectors; ++j) sum[j] = _mm256_add_pd(sum[j], load4d(bytes + 16 * j));
   }
   for (int j = 0; j < 2 * kVectors; ++j) _mm256_storeu_pd(&lanes.sum[0][4 * j], sum[j]);
@@ -164,7 +160,7 @@ void accumulate_avx2(SquareLanes<float> &lanes, const uint8_t *bytes, int64_t bl
     sumsq[j] = _mm256_loadu_pd(&lanes.sumsq[0][4 * j]);
   }
   for (; blocks > 0; --blocks, bytes += kStatBlock) {
-    prefetch<kStatBlock>(bytes);
+    prefetch<kStatBlock>(bytes, kAhead);
     for (int j = 0; j < 2 * kVectors; ++j) {
       const __m256d v = load4d(bytes + 16 * j);
       sum[j] = _mm256_add_pd(sum[j], v);
@@ -200,7 +196,7 @@ TAVIX_INLINE void accumulate_extreme(Lanes &lanes, const uint8_t *bytes, int64_t
   __m256i even[kVectors], odd[kVectors];
   for (int j = 0; j < kVectors; ++j) even[j] = odd[j] = _mm256_loadu_si256(result + j);
   for (; blocks >= 2; blocks -= 2, bytes += 2 * kStatBlock) {
-    prefetch<2 * kStatBlock>(bytes);
+    prefetch<2 * kStatBlock>(bytes, kAhead);
     for (int j = 0; j < kVectors; ++j) {
       even[j] = winner(lanes, load32(bytes + 32 * j), even[j]);
       odd[j] = winner(lanes, load32(bytes + kStatBlock + 32 * j), odd[j]);
