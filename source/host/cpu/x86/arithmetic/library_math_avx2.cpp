@@ -68,43 +68,68 @@ struct Lanes {
   __m256 result, sure;
 };
 
+// A function of kTogether vectors at a time: one dependency chain alone leaves the multipliers
+// waiting, so that several go through every step together.
+#define TAVIX_EACH(count) for (int i = 0; i < (count); ++i)
+
 struct Exp {
+  static constexpr int kTogether = 4;
   static float library(float x) { return expf(x); }
 
   // e^r = 1 + r q(r) for |r| <= ln(2)/2, a minimax polynomial: relative error below 2^-34.
-  static TAVIX_INLINE __m256d near_zero_avx2(__m256d r) {
-    const __m256d r2 = r * r;
-    const __m256d q4 =
-        0x1.11130b23e3378p-7 + r * 0x1.6d9569691baeap-10 + r2 * 0x1.9e8ecd3ede4cfp-13;
-    const __m256d q2 = 0x1.55555350a4b19p-3 + r * 0x1.555481a90fac0p-5 + r2 * q4;
-    return 1.0 + r * (0x1.00000000e5891p+0 + r * 0x1.000000424eb42p-1 + r2 * q2);
+  template <int n>
+  static TAVIX_INLINE void near_zero_avx2(__m256d (&r)[n]) {
+    __m256d r2[n], q[n], e[n];
+    TAVIX_EACH(n) r2[i] = r[i] * r[i];
+    TAVIX_EACH(n) e[i] = 0x1.11130b23e3378p-7 + r[i] * 0x1.6d9569691baeap-10;
+    TAVIX_EACH(n) e[i] = e[i] + r2[i] * 0x1.9e8ecd3ede4cfp-13;
+    TAVIX_EACH(n) q[i] = 0x1.55555350a4b19p-3 + r[i] * 0x1.555481a90fac0p-5;
+    TAVIX_EACH(n) q[i] = q[i] + r2[i] * e[i];
+    TAVIX_EACH(n) e[i] = 0x1.00000000e5891p+0 + r[i] * 0x1.000000424eb42p-1;
+    TAVIX_EACH(n) e[i] = e[i] + r2[i] * q[i];
+    TAVIX_EACH(n) r[i] = 1.0 + r[i] * e[i];
   }
 
   // x = k ln(2) + r, and e^x = 2^k e^r. Before it rounds, the library errs by less than 0.002 units
   // in the last place and this routine by less than 0.0008.
-  static TAVIX_INLINE Lanes lanes_avx2(__m256 x) {
-    const __m256i k = _mm256_cvtps_epi32(x * std::numbers::log2e_v<float>);
-    const Double8 xd = widen_avx2(x), kd = widen_avx2(k);
-    const Double8 e_r = {near_zero_avx2(xd.low - kd.low * std::numbers::ln2),
-                         near_zero_avx2(xd.high - kd.high * std::numbers::ln2)};
-    const __m256i bits = _mm256_castps_si256(narrow_avx2(e_r));
-    const __m256 result = _mm256_castsi256_ps(_mm256_add_epi32(bits, _mm256_slli_epi32(k, 23)));
+  template <int n>
+  static TAVIX_INLINE void lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
+    __m256i k[n];
+    __m256d r[2 * n];  // lower and upper half of each vector
+    TAVIX_EACH(n) k[i] = _mm256_cvtps_epi32(x[i] * std::numbers::log2e_v<float>);
+    TAVIX_EACH(n) {
+      const Double8 xd = widen_avx2(x[i]), kd = widen_avx2(k[i]);
+      r[2 * i] = xd.low - kd.low * std::numbers::ln2;
+      r[2 * i + 1] = xd.high - kd.high * std::numbers::ln2;
+    }
+    near_zero_avx2(r);
 
-    const __m256 magnitude = _mm256_andnot_ps(_mm256_set1_ps(-0.0f), x);
-    const __m256 normal = _mm256_cmp_ps(magnitude, _mm256_set1_ps(87.25f), _CMP_LE_OQ);
-    const __m256 far = far_from_midpoint_avx2(low_words_avx2(e_r), _mm256_set1_epi32(ulps(0.003)));
-    if (all_avx2(_mm256_and_ps(normal, far))) return {result, normal};
+    __m256 normal[n], far[n], all = _mm256_castsi256_ps(_mm256_set1_epi32(-1));
+    TAVIX_EACH(n) {
+      const Double8 e_r = {r[2 * i], r[2 * i + 1]};
+      const __m256i bits = _mm256_castps_si256(narrow_avx2(e_r));
+      const __m256 magnitude = _mm256_andnot_ps(_mm256_set1_ps(-0.0f), x[i]);
+      normal[i] = _mm256_cmp_ps(magnitude, _mm256_set1_ps(87.25f), _CMP_LE_OQ);
+      far[i] = far_from_midpoint_avx2(low_words_avx2(e_r), _mm256_set1_epi32(ulps(0.003)));
+      lanes[i] = {_mm256_castsi256_ps(_mm256_add_epi32(bits, _mm256_slli_epi32(k[i], 23))),
+                  normal[i]};
+      all = _mm256_and_ps(all, _mm256_and_ps(normal[i], far[i]));
+    }
+    if (all_avx2(all)) return;
 
-    const __m256 infinite = _mm256_cmp_ps(x, _mm256_set1_ps(89.0f), _CMP_GE_OQ);
-    const __m256 zero = _mm256_cmp_ps(x, _mm256_set1_ps(-104.0f), _CMP_LE_OQ);
-    const __m256 limit = _mm256_and_ps(infinite, _mm256_set1_ps(INFINITY));
-    const __m256 limited = _mm256_or_ps(infinite, zero);
-    const __m256 sure = _mm256_and_ps(normal, in_lane_order_avx2(far));
-    return {_mm256_blendv_ps(result, limit, limited), _mm256_or_ps(sure, limited)};
+    TAVIX_EACH(n) {
+      const __m256 infinite = _mm256_cmp_ps(x[i], _mm256_set1_ps(89.0f), _CMP_GE_OQ);
+      const __m256 zero = _mm256_cmp_ps(x[i], _mm256_set1_ps(-104.0f), _CMP_LE_OQ);
+      const __m256 limit = _mm256_and_ps(infinite, _mm256_set1_ps(INFINITY));
+      const __m256 limited = _mm256_or_ps(infinite, zero);
+      const __m256 sure = _mm256_and_ps(normal[i], in_lane_order_avx2(far[i]));
+      lanes[i] = {_mm256_blendv_ps(lanes[i].result, limit, limited), _mm256_or_ps(sure, limited)};
+    }
   }
 };
 
 struct Log {
+  static constexpr int kTogether = 1;
   static float library(float x) { return logf(x); }
 
   // base + log(1 + r) for -1/16 <= r <= 1/8, a minimax polynomial: absolute error below 2^-37.
@@ -133,7 +158,8 @@ struct Log {
   // binary logarithm is a multiple of 2^-16 to within 2^-35 and for which r = z/c - 1 is small and,
   // as a double, exact: log(x) = (k + log2(c)) ln(2) + log(1 + r). Around 1, c is 1 and nothing
   // cancels.
-  static TAVIX_INLINE Lanes lanes_avx2(__m256 x) {
+  static TAVIX_INLINE void lanes_avx2(const __m256 (&v)[1], Lanes (&lanes)[1]) {
+    const __m256 x = v[0];
     const __m256 inverse_c =
         _mm256_setr_ps(0x1.608076p+0f, 0x1.498c8ep+0f, 0x1.2f47b2p+0f, 0x1.1b4a1ep+0f, 1.0f, 1.0f,
                        0x1.adcaf6p-1f, 0x1.86390ap-1f);
@@ -158,25 +184,41 @@ struct Log {
     const __m256 normal = _mm256_castsi256_ps(
         _mm256_cmpgt_epi32(_mm256_set1_epi32(0x7F000000 + INT32_MIN), from_normal));
     const __m256 far = far_from_midpoint_avx2(low_words_avx2(y), margins_avx2(high_words_avx2(y)));
-    return {narrow_avx2(y), _mm256_and_ps(normal, in_lane_order_avx2(far))};
+    lanes[0] = {narrow_avx2(y), _mm256_and_ps(normal, in_lane_order_avx2(far))};
   }
 };
+
+// So many vectors of x to y; the lanes that were not sure, a byte for each vector.
+template <class Function, int n>
+TAVIX_INLINE void run_vectors_avx2(const float *x, float *y, uint8_t *unsure) {
+  __m256 v[n];
+  Lanes lanes[n];
+  TAVIX_EACH(n) v[i] = _mm256_loadu_ps(x + 8 * i);
+  Function::lanes_avx2(v, lanes);
+  TAVIX_EACH(n) {
+    _mm256_storeu_ps(y + 8 * i, lanes[i].result);
+    unsure[i] = uint8_t(~_mm256_movemask_ps(lanes[i].sure));
+  }
+}
+
+#undef TAVIX_EACH
 
 // A stretch of the row at a time: first all vectors, then the lanes that were not sure.
 template <class Function>
 TAVIX_INLINE void run_row_avx2(const float *x, float *y, int32_t n) {
   constexpr int32_t kWords = 16;
+  constexpr int kTogether = Function::kTogether;
   int32_t i = 0;
   while (i <= n - 8) {
     const float *const from = x + i;
     float *const to = y + i;
     const int32_t vectors = std::min((n - i) / 8, 8 * kWords);
     uint64_t unsure[kWords] = {};
-    for (int32_t v = 0; v < vectors; ++v) {
-      const Lanes lanes = Function::lanes_avx2(_mm256_loadu_ps(from + 8 * v));
-      _mm256_storeu_ps(to + 8 * v, lanes.result);
-      reinterpret_cast<uint8_t *>(unsure)[v] = uint8_t(~_mm256_movemask_ps(lanes.sure));
-    }
+    uint8_t *const bytes = reinterpret_cast<uint8_t *>(unsure);
+    int32_t v = 0;
+    for (; v <= vectors - kTogether; v += kTogether)
+      run_vectors_avx2<Function, kTogether>(from + 8 * v, to + 8 * v, bytes + v);
+    for (; v < vectors; ++v) run_vectors_avx2<Function, 1>(from + 8 * v, to + 8 * v, bytes + v);
     for (int32_t word = 0; word < kWords; ++word) {
       for (uint64_t left = unsure[word]; left != 0; left &= left - 1) {
         const int32_t lane = 64 * word + __builtin_ctzll(left);

@@ -170,30 +170,43 @@ void softmax_lines_avx2(const float *x, float *y, int32_t n, int32_t lines) {
   for (int32_t l = 0; l < unfinished; ++l) finish_avx2(before[l], n);
 }
 
+// The exponentials of the differences, a strip of rows of a panel at a time, and their sums. Narrow
+// rows go together, since a call of the library's exponential has a cost of its own.
+TAVIX_INLINE void panel_exponentials_avx2(const float *x, float *y, int64_t stride, int32_t length,
+                                          int32_t width, const float *max, float *sum) {
+  constexpr int32_t kStrip = 1024;
+  static_assert(kStrip >= kPanelLines);
+  float difference[kStrip], e[kStrip];
+  const int32_t rows = width < 128 ? kStrip / width : 1;
+  for (int32_t k = 0, count; k < length; k += count) {
+    count = length - k < rows ? length - k : rows;
+    for (int32_t r = 0; r < count; ++r) {
+      const float *const from = x + (k + r) * stride;
+      for (int32_t i = 0; i < width; ++i) difference[r * width + i] = from[i] - max[i];
+      for (int32_t i = 0; i < width; i += 16) {  // the panel that follows
+        prefetch<64>(from + i, 4 * int64_t(width));
+        prefetch<64>(y + (k + r) * stride + i, 4 * int64_t(width));
+      }
+    }
+    float *const to = rows == 1 ? y + k * stride : e;
+    expf_row_avx2(difference, to, count * width);
+    for (int32_t r = 0; r < count; ++r)
+      for (int32_t i = 0; i < width; ++i) sum[i] += to[r * width + i];
+    for (int32_t r = 0; r < count && rows > 1; ++r)
+      for (int32_t i = 0; i < width; ++i) y[(k + r) * stride + i] = e[r * width + i];
+  }
+}
+
 // The twin of softmax_panel_c: plain loops that the compiler vectorises around the exponential.
 void softmax_panel_avx2(const float *x, float *y, int64_t stride, int32_t length, int32_t width) {
-  constexpr int32_t kStrip = 1024;  // differences at a time, several elements of each line
-  static_assert(kStrip >= kPanelLines);
-  float max[kPanelLines], sum[kPanelLines], difference[kStrip], e[kStrip];
+  float max[kPanelLines], sum[kPanelLines];
   for (int32_t i = 0; i < width; ++i) max[i] = x[i], sum[i] = 0.0f;
   for (int32_t k = 1; k < length; ++k)
     for (int32_t i = 0; i < width; ++i) {
       const float v = x[k * stride + i];
       max[i] = v > max[i] ? v : max[i];
     }
-  const int32_t rows = kStrip / width;
-  for (int32_t k = 0; k < length; k += rows) {
-    const int32_t count = length - k < rows ? length - k : rows;
-    for (int32_t r = 0; r < count; ++r)
-      for (int32_t i = 0; i < width; ++i)
-        difference[r * width + i] = x[(k + r) * stride + i] - max[i];
-    expf_row_avx2(difference, e, count * width);
-    for (int32_t r = 0; r < count; ++r)
-      for (int32_t i = 0; i < width; ++i) {
-        y[(k + r) * stride + i] = e[r * width + i];
-        sum[i] += e[r * width + i];
-      }
-  }
+  panel_exponentials_avx2(x, y, stride, length, width, max, sum);
   for (int32_t k = 0; k < length; ++k)
     for (int32_t i = 0; i < width; ++i) y[k * stride + i] /= sum[i];
 }
