@@ -18,8 +18,8 @@
 #include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
-#include "cpu/x86/arithmetic/exp_avx2.h"
 #include "cpu/x86/arithmetic/row_blocks_avx2.h"
+#include "cpu/x86/arithmetic/softmax_exp_avx2.h"
 #include "cpu/x86/avx2.h"
 
 namespace tavix::module {
@@ -98,7 +98,7 @@ TAVIX_INLINE __m256 apply_avx2(__m256 v) {
   if constexpr (op == TAVIX_UNARY_OP_SQRT)
     return _mm256_sqrt_ps(_mm256_max_ps(v, _mm256_setzero_ps()));
   else if constexpr (op == TAVIX_UNARY_OP_EXP)
-    return exp8_avx2(v);
+    return softmax_exp_avx2(v);
   else if constexpr (op == TAVIX_UNARY_OP_LOG)  // the rest is the row's
     return _mm256_max_ps(_mm256_set1_ps(FLT_EPSILON), v);
   else
