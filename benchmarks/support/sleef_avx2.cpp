@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/sleef_avx2.h"
+
+#include "cpu/common_c/arithmetic/channel_parameters.h"
+#include "cpu/x86/arithmetic/row_blocks_avx2.h"
+#include "cpu/x86/avx2.h"
+
+TAVIX_AVX2_BEGIN
+
+// SLEEF's header declares them only to files that are compiled for AVX2 as a whole.
+extern "C" {
+__m256 Sleef_expf8_u10avx2(__m256 x);
+__m256 Sleef_logf8_u10avx2(__m256 x);
+}
+
+namespace tavix::benchmarks {
+
+namespace {
+
+using Pattern = module::ParameterPattern<float, module::kBlockFloats>;
+
+template <auto function>
+struct SleefBlock {
+  module::BlockPattern scale, offset;
+
+  TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
+    for (int j = 0; j < 3; ++j)
+      module::store8f_avx2(
+          dst + 32 * j,
+          function(module::load8f_avx2(src + 32 * j) * scale.lanes[j]) + offset.lanes[j]);
+  }
+};
+
+template <auto function>
+void run_row(const uint8_t *src, uint8_t *dst, int64_t n, const Pattern &scale,
+             const Pattern &offset) {
+  const SleefBlock<function> step = {module::load_pattern_avx2(scale.lanes),
+                                     module::load_pattern_avx2(offset.lanes)};
+  module::run_blocks_avx2<module::kBlockBytes>(step, 4 * n, dst, src);
+}
+
+}  // namespace
+
+void sleef_exp_row_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const double (&scale)[4],
+                        const double (&offset)[4], int32_t channels) {
+  run_row<Sleef_expf8_u10avx2>(src, dst, n, Pattern(module::copy_parameters(scale), channels),
+                               Pattern(module::copy_parameters(offset), channels));
+}
+void sleef_log_row_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const double (&scale)[4],
+                        const double (&offset)[4], int32_t channels) {
+  run_row<Sleef_logf8_u10avx2>(src, dst, n, Pattern(module::copy_parameters(scale), channels),
+                               Pattern(module::copy_parameters(offset), channels));
+}
+
+}  // namespace tavix::benchmarks
+
+TAVIX_AVX2_END
