@@ -91,29 +91,44 @@ void mul_add_bytes_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const Patte
   run_blocks_avx2<kBlockBytes>(step, n, dst, src);
 }
 
-// The functions of scaled samples, as whole blocks take them. The order of max_ps's operands
-// matters: the second one is taken when either is NaN.
+// The functions of a block of scaled samples, as whole blocks take them. The order of max_ps's
+// operands matters: the second one is taken when either is NaN.
 template <int op>
-TAVIX_INLINE __m256 apply_avx2(__m256 v) {
-  if constexpr (op == TAVIX_UNARY_OP_SQRT)
-    return _mm256_sqrt_ps(_mm256_max_ps(v, _mm256_setzero_ps()));
-  else if constexpr (op == TAVIX_UNARY_OP_EXP)
-    return softmax_exp_avx2(v);
-  else if constexpr (op == TAVIX_UNARY_OP_LOG)  // the rest is the row's
-    return _mm256_max_ps(_mm256_set1_ps(FLT_EPSILON), v);
-  else
-    return v;
+TAVIX_INLINE void apply_to_block_avx2(__m256 (&v)[3]) {
+  if constexpr (op == TAVIX_UNARY_OP_SQRT) {
+    for (auto &x : v) x = _mm256_sqrt_ps(_mm256_max_ps(x, _mm256_setzero_ps()));
+  } else if constexpr (op == TAVIX_UNARY_OP_EXP) {
+    softmax_exp_avx2(v);
+  }
 }
 
 template <int op>
+struct FloatsAvx2 {
+  BlockPattern scale, offset;
+
+  TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
+    __m256 v[3];
+    for (int j = 0; j < 3; ++j) v[j] = load8f_avx2(src + 32 * j) * scale.lanes[j];
+    apply_to_block_avx2<op>(v);
+    for (int j = 0; j < 3; ++j) store8f_avx2(dst + 32 * j, v[j] + offset.lanes[j]);
+  }
+};
+
+template <int op>
+void float_blocks_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const Pattern &scale,
+                       const Pattern &offset) {
+  const FloatsAvx2<op> step = {load_pattern_avx2(scale.lanes), load_pattern_avx2(offset.lanes)};
+  run_blocks_avx2<kBlockBytes>(step, 4 * n, dst, src);
+}
+
+// Samples scaled and at least epsilon, or NaN.
 struct ScaledFloatsAvx2 {
   BlockPattern scale;
 
-  TAVIX_INLINE __m256 eight(const uint8_t *src, int j) const {
-    return apply_avx2<op>(load8f_avx2(src + 32 * j) * scale.lanes[j]);
-  }
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
-    for (int j = 0; j < 3; ++j) store8f_avx2(dst + 32 * j, eight(src, j));
+    for (int j = 0; j < 3; ++j)
+      store8f_avx2(dst + 32 * j, _mm256_max_ps(_mm256_set1_ps(FLT_EPSILON),
+                                               load8f_avx2(src + 32 * j) * scale.lanes[j]));
   }
 };
 
@@ -126,39 +141,19 @@ struct OffsetFloatsAvx2 {
   }
 };
 
-template <int op>
-struct FloatsAvx2 {
-  ScaledFloatsAvx2<op> scaled;
-  BlockPattern offset;
-
-  TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
-    __m256 result[3];
-    for (int j = 0; j < 3; ++j) result[j] = scaled.eight(src, j) + offset.lanes[j];
-    for (int j = 0; j < 3; ++j) store8f_avx2(dst + 32 * j, result[j]);
-  }
-};
-
-template <int op>
-void float_blocks_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const Pattern &scale,
-                       const Pattern &offset) {
-  const FloatsAvx2<op> step = {{load_pattern_avx2(scale.lanes)}, load_pattern_avx2(offset.lanes)};
-  run_blocks_avx2<kBlockBytes>(step, 4 * n, dst, src);
-}
-
 // The logarithm is a function of rows: a stretch at a time passes through the first cache.
 template <>
 void float_blocks_avx2<TAVIX_UNARY_OP_LOG>(const uint8_t *src, uint8_t *dst, int64_t n,
                                            const Pattern &scale, const Pattern &offset) {
   constexpr int64_t kStretch = 40 * kBlockFloats;
   alignas(32) float v[kStretch], result[kStretch];
-  const ScaledFloatsAvx2<TAVIX_UNARY_OP_LOG> scale_step = {load_pattern_avx2(scale.lanes)};
-  const OffsetFloatsAvx2 offset_step = {load_pattern_avx2(offset.lanes)};
+  const ScaledFloatsAvx2 scaled = {load_pattern_avx2(scale.lanes)};
+  const OffsetFloatsAvx2 plus_offset = {load_pattern_avx2(offset.lanes)};
   for (int64_t i = 0; i < n; i += kStretch) {
     const int64_t count = std::min(kStretch, n - i);
-    run_blocks_avx2<kBlockBytes>(scale_step, 4 * count, reinterpret_cast<uint8_t *>(v),
-                                 src + 4 * i);
+    run_blocks_avx2<kBlockBytes>(scaled, 4 * count, reinterpret_cast<uint8_t *>(v), src + 4 * i);
     logf_row_avx2(v, result, int32_t(count));
-    run_blocks_avx2<kBlockBytes>(offset_step, 4 * count, dst + 4 * i,
+    run_blocks_avx2<kBlockBytes>(plus_offset, 4 * count, dst + 4 * i,
                                  reinterpret_cast<const uint8_t *>(result));
   }
 }
