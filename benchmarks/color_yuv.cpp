@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Conversions into, out of and among the 4:2:0 formats, in BT.601 limited range as all peers have it.
+// Conversions into, out of and among the 4:2:0 formats, in BT.601 limited range as all peers have
+// it.
 #include <libyuv.h>
 
 #include <opencv2/imgproc.hpp>
@@ -52,7 +53,9 @@ struct Conversion : Frames {
 
 using Call = void (*)(Conversion &c);
 
-void ours(Conversion &c) { TavixFrameConvertColorByCPU(c.src[0], c.dst); }
+void ours(Conversion &c) {
+  TavixFrameConvertColorByCPU(c.src[0], c.dst);
+}
 
 void swscale(Conversion &c) {
   sws_scale(c.scaler.get(), c.src[0]->data, c.src[0]->linesize, 0, c.src[0]->video.height,
@@ -66,14 +69,17 @@ void two_calls(Conversion &c) {
 
 Comparison<Conversion> compare_conversion(const Name &from, const Name &to,
                                           const std::string &suffix = "") {
-  return compare(std::string(from.name) + "_to_" + to.name + suffix, [=](const Size &size) {
-    return Conversion(from, to, size);
-  });
+  return compare(std::string(from.name) + "_to_" + to.name + suffix,
+                 [=](const Size &size) { return Conversion(from, to, size); });
 }
 
 // Arguments of a libyuv call: planes with their strides, then the size.
-int width(const Frame &f) { return f->video.width; }
-int height(const Frame &f) { return f->video.height; }
+int width(const Frame &f) {
+  return f->video.width;
+}
+int height(const Frame &f) {
+  return f->video.height;
+}
 
 template <auto routine>
 void packed_to_nv(Conversion &c) {
@@ -116,7 +122,8 @@ struct OneBuffer : Conversion {
   cv::Mat planes;
 
   OneBuffer(const Name &from, const Name &to, const Size &size)
-      : Conversion(from, to, size), planes(size.height * 3 / 2, size.width, CV_8UC1, cv::Scalar(77)) {}
+      : Conversion(from, to, size),
+        planes(size.height * 3 / 2, size.width, CV_8UC1, cv::Scalar(77)) {}
 };
 
 void float_to_bytes(Conversion &c) {
@@ -148,9 +155,7 @@ auto compare_one_buffer(const Name &from, const Name &to) {
 }
 
 void register_encoders() {
-  compare_conversion(kBgr, kNv12)
-      .ours(ours)
-      .peer("swscale", kUnequalWork, swscale);
+  compare_conversion(kBgr, kNv12).ours(ours).peer("swscale", kUnequalWork, swscale);
   compare_conversion(kBgra, kNv12)
       .ours(ours)
       .peer("libyuv", kNear, packed_to_nv<libyuv::ARGBToNV12>)

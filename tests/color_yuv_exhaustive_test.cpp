@@ -3,6 +3,7 @@
 // matrix, on both paths. A quick run takes a part of them.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <memory>
 
@@ -38,17 +39,9 @@ std::vector<int> outer_values() {
   return values;
 }
 
-// Runs every matrix, up to the first that fails.
-void each_matrix(const Pair &pair, int value, const std::function<void(int matrix)> &run) {
-  for (int matrix = 0; matrix < module::kColorMatrices; ++matrix) {
-    SCOPED_TRACE(::testing::Message() << "matrix " << matrix << ", formats " << pair.packed
-                                      << " and " << pair.yuv << ", outer value " << value);
-    run(matrix);
-    if (::testing::Test::HasFailure()) return;
-  }
+bool interleaved(int32_t format) {
+  return format == 7 || format == 8;
 }
-
-bool interleaved(int32_t format) { return format == 7 || format == 8; }
 
 // Runs on the portable and, where there is one, the vector path.
 void both_paths(const std::function<void()> &run) {
@@ -74,48 +67,98 @@ void expect_same(const TavixFrameV2 &expected, const TavixFrameV2 &actual) {
   }
 }
 
+// The frames of one pair of formats.
+struct Case {
+  Pair pair;
+  Frame packed, yuv, expected;
+};
+
+// expected_format picks the side that is written.
+std::vector<Case> make_cases(int32_t width, int32_t height, int32_t Pair::*expected_format) {
+  std::vector<Case> cases;
+  for (const Pair &pair : kPairs)
+    cases.push_back({pair, make_frame(pair.packed, width, height),
+                     make_frame(pair.yuv, width, height),
+                     make_frame(pair.*expected_format, width, height)});
+  return cases;
+}
+
+bool has_alpha(const Case &c) {
+  return c.packed->video.channels == 4;
+}
+
+void decode(const Case &c, int matrix) {
+  const auto planes = module::yuv_planes<const uint8_t>(*c.yuv);
+  const module::YuvToRgbWeights weights(module::kYuvToRgb[matrix], is_r_first(c.pair.packed),
+                                        planes.v_first);
+  const auto convert = interleaved(c.pair.yuv) ? module::NV122BGR
+                       : has_alpha(c)          ? module::YV122BGRA
+                                               : module::YV122BGR;
+  const TavixFrameV2 &dst = *c.packed;
+  convert({{dst.data[0], dst.linesize[0], dst.video.channels},
+           planes,
+           dst.video.width,
+           dst.video.height,
+           weights});
+}
+
+void encode(const Case &c, int matrix) {
+  const auto planes = module::yuv_planes<uint8_t>(*c.yuv);
+  const module::RgbToYuvWeights weights(module::kRgbToYuv[matrix], is_r_first(c.pair.packed),
+                                        planes.v_first);
+  const auto convert = interleaved(c.pair.yuv)
+                           ? (has_alpha(c) ? module::BGRA2NV12Avx : module::BGR2NV12Avx)
+                           : (has_alpha(c) ? module::BGRA2YV12Avx : module::BGR2YV12Avx);
+  const TavixFrameV2 &src = *c.packed;
+  convert({{src.data[0], src.linesize[0], src.video.channels},
+           planes,
+           src.video.width,
+           src.video.height,
+           weights});
+}
+
+// Converts on both paths into a frame that shows what is not written, and compares.
+void check(const Case &c, const TavixFrameV2 &dst, int matrix, int outer,
+           void (*convert)(const Case &c, int matrix)) {
+  SCOPED_TRACE(::testing::Message() << "matrix " << matrix << ", formats " << c.pair.packed
+                                    << " and " << c.pair.yuv << ", outer value " << outer);
+  both_paths([&] {
+    std::memset(dst.data[0], 7, size_t(dst.linesize[0]) * size_t(dst.video.height));
+    convert(c, matrix);
+    expect_same(*c.expected, dst);
+  });
+}
+
 // A picture for each V: columns of blocks run through U, rows of blocks through Y, four at a time.
 TEST(ColorYuvExhaustive, EveryTripleThroughTheDecoders) {
   constexpr int32_t kWidth = 512, kHeight = 128;
-  for (const Pair &pair : kPairs) {
-    const Frame src = make_frame(pair.yuv, kWidth, kHeight);
-    const Frame dst = make_frame(pair.packed, kWidth, kHeight);
-    const Frame expected = make_frame(pair.packed, kWidth, kHeight);
-    const bool four = dst->video.channels == 4;
-    for (const int v : outer_values()) {
+  const auto luma_at = [](int x, int y) { return y / 2 * 4 + y % 2 * 2 + x % 2; };
+  const std::vector<Case> cases = make_cases(kWidth, kHeight, &Pair::packed);
+  std::vector<std::array<int, 3>> pixels(kWidth * kHeight);
+  for (const int v : outer_values()) {
+    for (const Case &c : cases) {
       for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < kWidth; ++x) {
-          luma_of(*src, x, y) = uint8_t(y / 2 * 4 + y % 2 * 2 + x % 2);
-          u_of(*src, x / 2, y / 2) = uint8_t(x / 2);
-          v_of(*src, x / 2, y / 2) = uint8_t(v);
-          if (four) channel_of(*expected, x, y, 3) = 255;
+          luma_of(*c.yuv, x, y) = uint8_t(luma_at(x, y));
+          u_of(*c.yuv, x / 2, y / 2) = uint8_t(x / 2);
+          v_of(*c.yuv, x / 2, y / 2) = uint8_t(v);
+          if (has_alpha(c)) channel_of(*c.expected, x, y, 3) = 255;
         }
       }
-      each_matrix(pair, v, [&](int matrix) {
-        for (int y = 0; y < kHeight; ++y) {
-          for (int x = 0; x < kWidth; ++x) {
-            int rgb[3];
-            reference_pixel(kReferenceInverse[matrix], luma_of(*src, x, y), x / 2, v, rgb);
-            for (int k = 0; k < 3; ++k) channel_of(*expected, x, y, k) = uint8_t(rgb[k]);
-          }
-        }
-        const auto planes = module::yuv_planes<const uint8_t>(*src);
-        const module::YuvToRgbWeights weights(module::kYuvToRgb[matrix], is_r_first(pair.packed),
-                                              planes.v_first);
-        const auto convert = interleaved(pair.yuv) ? module::NV122BGR
-                             : four                ? module::YV122BGRA
-                                                   : module::YV122BGR;
-        both_paths([&] {
-          std::memset(dst->data[0], 7, size_t(dst->linesize[0]) * kHeight);
-          convert({{dst->data[0], dst->linesize[0], dst->video.channels},
-                   planes,
-                   kWidth,
-                   kHeight,
-                   weights});
-          expect_same(*expected, *dst);
-        });
-      });
-      if (::testing::Test::HasFailure()) return;
+    }
+    for (int matrix = 0; matrix < module::kColorMatrices; ++matrix) {
+      for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x)
+          pixels[y * kWidth + x] =
+              reference_pixel(kReferenceInverse[matrix], luma_at(x, y), x / 2, v);
+      for (const Case &c : cases) {
+        for (int y = 0; y < kHeight; ++y)
+          for (int x = 0; x < kWidth; ++x)
+            for (int k = 0; k < 3; ++k)
+              channel_of(*c.expected, x, y, k) = uint8_t(pixels[y * kWidth + x][k]);
+        check(c, *c.packed, matrix, v, decode);
+        if (::testing::Test::HasFailure()) return;
+      }
     }
   }
 }
@@ -123,46 +166,41 @@ TEST(ColorYuvExhaustive, EveryTripleThroughTheDecoders) {
 // A picture for each R: a block of one colour for each G and B, so that its mean is the colour.
 TEST(ColorYuvExhaustive, EveryColorThroughTheEncoders) {
   constexpr int32_t kSize = 512;
-  for (const Pair &pair : kPairs) {
-    const Frame src = make_frame(pair.packed, kSize, kSize);
-    const Frame dst = make_frame(pair.yuv, kSize, kSize);
-    const Frame expected = make_frame(pair.yuv, kSize, kSize);
-    const bool four = src->video.channels == 4;
-    for (const int r : outer_values()) {
+  const std::vector<Case> cases = make_cases(kSize, kSize, &Pair::yuv);
+  struct Block {
+    uint8_t y, u, v;
+  };
+  std::vector<Block> blocks(256 * 256);
+  for (const int r : outer_values()) {
+    for (const Case &c : cases) {
       for (int y = 0; y < kSize; ++y) {
         for (int x = 0; x < kSize; ++x) {
-          channel_of(*src, x, y, 0) = uint8_t(r);
-          channel_of(*src, x, y, 1) = uint8_t(y / 2);
-          channel_of(*src, x, y, 2) = uint8_t(x / 2);
+          channel_of(*c.packed, x, y, 0) = uint8_t(r);
+          channel_of(*c.packed, x, y, 1) = uint8_t(y / 2);
+          channel_of(*c.packed, x, y, 2) = uint8_t(x / 2);
         }
       }
-      each_matrix(pair, r, [&](int matrix) {
-        const ReferenceForward &m = kReferenceForward[matrix];
+    }
+    for (int matrix = 0; matrix < module::kColorMatrices; ++matrix) {
+      const ReferenceForward &m = kReferenceForward[matrix];
+      for (int g = 0; g < 256; ++g)
+        for (int b = 0; b < 256; ++b)
+          blocks[g * 256 + b] = {uint8_t(reference_luma(m, r, g, b)),
+                                 uint8_t(reference_chroma(m.u, r, g, b)),
+                                 uint8_t(reference_chroma(m.v, r, g, b))};
+      for (const Case &c : cases) {
         for (int g = 0; g < 256; ++g) {
           for (int b = 0; b < 256; ++b) {
-            const uint8_t luma = uint8_t(reference_luma(m, r, g, b));
-            for (int i = 0; i < 4; ++i) luma_of(*expected, 2 * b + i % 2, 2 * g + i / 2) = luma;
-            u_of(*expected, b, g) = uint8_t(reference_chroma(m.u, r, g, b));
-            v_of(*expected, b, g) = uint8_t(reference_chroma(m.v, r, g, b));
+            const Block &block = blocks[g * 256 + b];
+            for (int i = 0; i < 4; ++i)
+              luma_of(*c.expected, 2 * b + i % 2, 2 * g + i / 2) = block.y;
+            u_of(*c.expected, b, g) = block.u;
+            v_of(*c.expected, b, g) = block.v;
           }
         }
-        const auto planes = module::yuv_planes<uint8_t>(*dst);
-        const module::RgbToYuvWeights weights(module::kRgbToYuv[matrix], is_r_first(pair.packed),
-                                              planes.v_first);
-        const auto convert =
-            interleaved(pair.yuv) ? (four ? module::BGRA2NV12Avx : module::BGR2NV12Avx)
-                                  : (four ? module::BGRA2YV12Avx : module::BGR2YV12Avx);
-        both_paths([&] {
-          std::memset(dst->data[0], 7, size_t(kSize) * kSize);
-          convert({{src->data[0], src->linesize[0], src->video.channels},
-                   planes,
-                   kSize,
-                   kSize,
-                   weights});
-          expect_same(*expected, *dst);
-        });
-      });
-      if (::testing::Test::HasFailure()) return;
+        check(c, *c.yuv, matrix, r, encode);
+        if (::testing::Test::HasFailure()) return;
+      }
     }
   }
 }

@@ -47,7 +47,9 @@ int floor_shift(int value, int bits) {
   const int divisor = 1 << bits;
   return value / divisor - (value % divisor < 0 ? 1 : 0);
 }
-int byte_of(int value) { return value < 0 ? 0 : value > 255 ? 255 : value; }
+int byte_of(int value) {
+  return value < 0 ? 0 : value > 255 ? 255 : value;
+}
 
 }  // namespace
 
@@ -59,11 +61,11 @@ int reference_chroma(const int32_t (&weights)[3], int r, int g, int b) {
   return byte_of(floor_shift(weights[0] * r + weights[1] * g + weights[2] * b + 128, 8) + 128);
 }
 
-void reference_pixel(const ReferenceInverse &m, int y, int u, int v, int (&rgb)[3]) {
+std::array<int, 3> reference_pixel(const ReferenceInverse &m, int y, int u, int v) {
   const int luma = (y - m.offset) * m.y;
-  rgb[0] = byte_of(floor_shift(luma + m.vr * (v - 128) + 32, 6));
-  rgb[1] = byte_of(floor_shift(luma + m.ug * (u - 128) + m.vg * (v - 128) + 32, 6));
-  rgb[2] = byte_of(floor_shift(luma + m.ub * (u - 128) + 32, 6));
+  return {byte_of(floor_shift(luma + m.vr * (v - 128) + 32, 6)),
+          byte_of(floor_shift(luma + m.ug * (u - 128) + m.vg * (v - 128) + 32, 6)),
+          byte_of(floor_shift(luma + m.ub * (u - 128) + 32, 6))};
 }
 
 namespace {
@@ -88,25 +90,35 @@ float float_at(const TavixFrameV2 &frame, int x, int y, int channel) {
 
 }  // namespace
 
-uint8_t &luma_of(const TavixFrameV2 &frame, int x, int y) { return *at(frame, 0, x, y); }
+uint8_t &luma_of(const TavixFrameV2 &frame, int x, int y) {
+  return *at(frame, 0, x, y);
+}
 
 // Planar pictures have one stride for both chroma planes: that of plane 1.
 uint8_t &u_of(const TavixFrameV2 &frame, int pair, int row) {
   const int64_t offset = int64_t(frame.linesize[1]) * row;
   switch (frame.video.format) {
-    case TAVIX_PIX_FMT_NV12: return frame.data[1][offset + 2 * pair];
-    case TAVIX_PIX_FMT_NV21: return frame.data[1][offset + 2 * pair + 1];
-    case TAVIX_PIX_FMT_YV12: return frame.data[2][offset + pair];
-    default: return frame.data[1][offset + pair];
+    case TAVIX_PIX_FMT_NV12:
+      return frame.data[1][offset + 2 * pair];
+    case TAVIX_PIX_FMT_NV21:
+      return frame.data[1][offset + 2 * pair + 1];
+    case TAVIX_PIX_FMT_YV12:
+      return frame.data[2][offset + pair];
+    default:
+      return frame.data[1][offset + pair];
   }
 }
 uint8_t &v_of(const TavixFrameV2 &frame, int pair, int row) {
   const int64_t offset = int64_t(frame.linesize[1]) * row;
   switch (frame.video.format) {
-    case TAVIX_PIX_FMT_NV12: return frame.data[1][offset + 2 * pair + 1];
-    case TAVIX_PIX_FMT_NV21: return frame.data[1][offset + 2 * pair];
-    case TAVIX_PIX_FMT_YV12: return frame.data[1][offset + pair];
-    default: return frame.data[2][offset + pair];
+    case TAVIX_PIX_FMT_NV12:
+      return frame.data[1][offset + 2 * pair + 1];
+    case TAVIX_PIX_FMT_NV21:
+      return frame.data[1][offset + 2 * pair];
+    case TAVIX_PIX_FMT_YV12:
+      return frame.data[1][offset + pair];
+    default:
+      return frame.data[2][offset + pair];
   }
 }
 
@@ -117,10 +129,10 @@ void encode_bytes(const TavixFrameV2 &src, const TavixFrameV2 &dst, bool vector)
       kReferenceForward[reference_matrix(dst.video.color_space, dst.video.color_range)];
   const int width = src.video.width, height = src.video.height;
   const auto put_luma = [&](int x, int y) {
-    luma_of(dst, x, y) = uint8_t(reference_luma(m, byte_at(src, x, y, 0), byte_at(src, x, y, 1),
-                                                byte_at(src, x, y, 2)));
+    luma_of(dst, x, y) = uint8_t(
+        reference_luma(m, byte_at(src, x, y, 0), byte_at(src, x, y, 1), byte_at(src, x, y, 2)));
   };
-  const auto put_chroma = [&](int pair, int row, const int (&mean)[3]) {
+  const auto put_chroma = [&](int pair, int row, const int(&mean)[3]) {
     u_of(dst, pair, row) = uint8_t(reference_chroma(m.u, mean[0], mean[1], mean[2]));
     v_of(dst, pair, row) = uint8_t(reference_chroma(m.v, mean[0], mean[1], mean[2]));
   };
@@ -157,8 +169,8 @@ void decode_bytes(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
   const ReferenceInverse &m = kReferenceInverse[reference_matrix(src.video.color_space, 0)];
   for (int y = 0; y < src.video.height / 2 * 2; ++y) {
     for (int x = 0; x < src.video.width / 2 * 2; ++x) {
-      int rgb[3];
-      reference_pixel(m, luma_of(src, x, y), u_of(src, x / 2, y / 2), v_of(src, x / 2, y / 2), rgb);
+      const auto rgb =
+          reference_pixel(m, luma_of(src, x, y), u_of(src, x / 2, y / 2), v_of(src, x / 2, y / 2));
       for (int k = 0; k < 3; ++k) *at(dst, 0, int(element(dst, x, k)), y) = uint8_t(rgb[k]);
       if (dst.video.channels == 4) *at(dst, 0, 4 * x + 3, y) = 255;
     }
@@ -166,13 +178,15 @@ void decode_bytes(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
 }
 
 // Not a number is below everything.
-float clamp_float(float value) { return !(value > 0) ? 0 : value > 255 ? 255 : value; }
+float clamp_float(float value) {
+  return !(value > 0) ? 0 : value > 255 ? 255 : value;
+}
 
 void encode_floats(const TavixFrameV2 &src, const TavixFrameV2 &dst, bool vector) {
   const ReferenceForward &m =
       kReferenceForward[reference_matrix(dst.video.color_space, dst.video.color_range)];
   const int width = src.video.width;
-  const auto sum = [](const float (&w)[3], const float (&p)[3], float offset) {
+  const auto sum = [](const float(&w)[3], const float(&p)[3], float offset) {
     const float a = w[0] * p[0], b = w[1] * p[1], c = w[2] * p[2];
     const float ab = a + b, abc = ab + c;
     return abc + offset;
@@ -212,7 +226,8 @@ void decode_floats(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
   for (int y = 0; y < src.video.height / 2 * 2; ++y) {
     for (int x = 0; x < src.video.width / 2 * 2; ++x) {
       const float luma = m.fy * (float(luma_of(src, x, y)) - m.foffset);
-      const float u = float(u_of(src, x / 2, y / 2)) - 128, v = float(v_of(src, x / 2, y / 2)) - 128;
+      const float u = float(u_of(src, x / 2, y / 2)) - 128,
+                  v = float(v_of(src, x / 2, y / 2)) - 128;
       const float ug = m.fug * u, vg = m.fvg * v;
       const float less_u = luma - ug;
       put(x, y, 0, clamp_float(luma + m.fvr * v) * 0.003921569f);

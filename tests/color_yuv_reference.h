@@ -2,6 +2,7 @@
 // What the 4:2:0 conversions compute, one pixel at a time, without a line of the library's.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "support/guarded_frame.h"
@@ -9,7 +10,9 @@
 
 namespace tavix::test {
 
-inline bool is_yuv(int32_t format) { return format >= 7 && format <= 10; }
+inline bool is_yuv(int32_t format) {
+  return format >= 7 && format <= 10;
+}
 inline bool is_r_first(int32_t format) {
   return format == 0 || format == 5 || format == 11 || format == 13;
 }
@@ -31,15 +34,15 @@ extern const ReferenceInverse kReferenceInverse[6];
 // One luma value, one chroma value of a block's mean, one pixel of 8-bit arithmetic.
 int reference_luma(const ReferenceForward &m, int r, int g, int b);
 int reference_chroma(const int32_t (&weights)[3], int r, int g, int b);
-void reference_pixel(const ReferenceInverse &m, int y, int u, int v, int (&rgb)[3]);
+std::array<int, 3> reference_pixel(const ReferenceInverse &m, int y, int u, int v);
 
 // One of the four luma samples, and one of the chroma samples, of a 4:2:0 frame.
 uint8_t &luma_of(const TavixFrameV2 &frame, int x, int y);
 uint8_t &u_of(const TavixFrameV2 &frame, int pair, int row);
 uint8_t &v_of(const TavixFrameV2 &frame, int pair, int row);
 
-// Converts, writing what the library is to write and leaving alone what it is to leave alone. One of
-// the formats is 4:2:0; vector: as on a processor with AVX2.
+// Converts, writing what the library is to write and leaving alone what it is to leave alone. One
+// of the formats is 4:2:0; vector: as on a processor with AVX2.
 void reference_convert(const TavixFrameV2 &src, const TavixFrameV2 &dst, bool vector);
 
 }  // namespace tavix::test

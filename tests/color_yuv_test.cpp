@@ -19,10 +19,18 @@ constexpr char kEntryUnit[] = "source/host/cpu/tavix_cvt_color";
 constexpr char kDriverUnit[] = "source/host/cpu/x86/cvt_color/cvt_color_yuv_avx";
 
 // A pair of formats as one number, so that a sweep can take it for a format.
-int32_t pair_code(int32_t from, int32_t to) { return from * 16 + to; }
-int32_t from_of(int32_t code) { return code / 16; }
-int32_t to_of(int32_t code) { return code % 16; }
-bool has_gray(int32_t code) { return from_of(code) == 2 || to_of(code) == 2; }
+int32_t pair_code(int32_t from, int32_t to) {
+  return from * 16 + to;
+}
+int32_t from_of(int32_t code) {
+  return code / 16;
+}
+int32_t to_of(int32_t code) {
+  return code % 16;
+}
+bool has_gray(int32_t code) {
+  return from_of(code) == 2 || to_of(code) == 2;
+}
 
 // Every pair with a 4:2:0 format on one side.
 std::vector<int32_t> yuv_pairs() {
@@ -114,8 +122,7 @@ TEST(ColorYuv, EveryMatrix) {
           pair_code(9, 4), pair_code(8, 11), pair_code(10, 14)}) {
       for (int32_t space = -1; space <= 10; ++space) {
         for (int32_t range = 0; range <= 3; ++range) {
-          SCOPED_TRACE(::testing::Message()
-                       << code << ", space " << space << ", range " << range);
+          SCOPED_TRACE(::testing::Message() << code << ", space " << space << ", range " << range);
           Conversion conversion(code, 70, 4, {}, Fill::noise, uint64_t(space * 4 + range + 9));
           conversion.tag(space, range);
           conversion.expect_as_reference(path.vector);
@@ -146,8 +153,8 @@ TEST(ColorYuv, NarrowFramesAreTheSameOnBothPaths) {
   }
 }
 
-// The one difference between the paths: a block of 0, 0, 0 and 3 has mean 0 in the vector loop and 1
-// in the plain one. BT.2020 makes that U 128 and 129.
+// The one difference between the paths: a block of 0, 0, 0 and 3 has mean 0 in the vector loop and
+// 1 in the plain one. BT.2020 makes that U 128 and 129.
 TEST(ColorYuv, BlockMeansTruncateInTheVectorLoopOnly) {
   for_each_path([](const Path &path) {
     for (const int position : {0, 1, 2, 3}) {
@@ -319,9 +326,9 @@ TEST(ColorYuv, OddSizesAreWarnedOfOnce) {
     const char *driver;
   };
   constexpr Warning kWarnings[] = {
-      {0, 7, "BGR2NV12Avx"},   {1, 8, "BGR2NV12Avx"},   {1, 9, "BGR2YV12Avx"},
-      {0, 10, "BGR2YV12Avx"},  {4, 7, "BGRA2NV12Avx"},  {5, 8, "BGRA2NV12Avx"},
-      {5, 9, "BGRA2YV12Avx"},  {4, 10, "BGRA2YV12Avx"},
+      {0, 7, "BGR2NV12Avx"},  {1, 8, "BGR2NV12Avx"},   {1, 9, "BGR2YV12Avx"},
+      {0, 10, "BGR2YV12Avx"}, {4, 7, "BGRA2NV12Avx"},  {5, 8, "BGRA2NV12Avx"},
+      {5, 9, "BGRA2YV12Avx"}, {4, 10, "BGRA2YV12Avx"},
   };
   for_each_path([&](const Path &) {
     for (const Warning &warning : kWarnings) {
@@ -379,11 +386,11 @@ TEST(ColorYuv, MissingPlanesAreRefused) {
         Conversion conversion(code, 34, 4);
         const auto before = conversion.dst.payload();
         (on_src ? conversion.src : conversion.dst)->data[p] = nullptr;
-        EXPECT_REFUSED(TavixFrameConvertColorByCPU(conversion.src, conversion.dst),
-                       TAVIX_ERROR_INVALID_PARAM, kEntryUnit, entry_name(code),
-                       printed("a plane of src_frame(%p) or dst_frame(%p) is NULL",
-                               static_cast<void *>(&*conversion.src),
-                               static_cast<void *>(&*conversion.dst)));
+        EXPECT_REFUSED(
+            TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_ERROR_INVALID_PARAM,
+            kEntryUnit, entry_name(code),
+            printed("a plane of src_frame(%p) or dst_frame(%p) is NULL",
+                    static_cast<void *>(&*conversion.src), static_cast<void *>(&*conversion.dst)));
         EXPECT_EQ(conversion.dst.payload(), before);
       }
     }
@@ -422,8 +429,7 @@ TEST(ColorYuv, EmptySizes) {
         conversion.src->video.height = height;
         EXPECT_EQ(TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_OK);
         EXPECT_EQ(conversion.dst.payload(), before) << code << ", " << width << 'x' << height;
-        for (int p = 0; p < 3; ++p)
-          conversion.src->data[p] = conversion.dst->data[p] = nullptr;
+        for (int p = 0; p < 3; ++p) conversion.src->data[p] = conversion.dst->data[p] = nullptr;
         EXPECT_EQ(TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_OK);
       }
     }

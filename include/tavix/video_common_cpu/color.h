@@ -23,8 +23,11 @@
  *           (space alone). 8-bit colour into grey uses the weights of ITU-R BT.601.
  * Sizes     width and height of src count, dst must be as large; every plane has a linesize of its
  *           own, the chroma planes of one frame share linesize[1]. Without pixels (a size of 0 or
- *           less) nothing is written. The pixel step of a packed colour frame is video.channels: 4
- *           is possible for a three-channel format.
+ *           less) nothing is written, padding excepted. The pixel step of a packed colour frame is
+ *           video.channels: 4 is possible for a three-channel format.
+ * Padding   grey into 4:2:0 fills chroma to the ends of its strides; 4:2:0 into grey with equal
+ *           strides copies whole strides. Both look at rows alone, whatever the width; these
+ *           strides must not be negative.
  * Odd sizes of 4:2:0 frames: colour into 4:2:0 logs a warning and leaves the last column of all
  *           rows but an odd last one; 4:2:0 into colour leaves the last row and column. docs/
  *           colour.md has the table.
@@ -36,7 +39,8 @@
  * @return TAVIX_OK, the status of the copy, or, first failure wins and nothing is written:
  *         TAVIX_ERROR_INVALID_PARAM  null record; RGB24 or BGR24 into each other or into grey without
  *                                    pixels; fewer channels than the format has, or more than four;
- *                                    a row of 2^31 elements or more; a null plane
+ *                                    a row of 2^31 elements or more; a null plane; padding to fill
+ *                                    or copy whose stride is negative or spans 2^31 bytes or more
  *         TAVIX_ERROR_UNSUPPORTED    a format of 16 or more or below 0; no such conversion
  */
 TAVIX_API int32_t TavixFrameConvertColorByCPU(const TavixFrameV2 *src_frame,

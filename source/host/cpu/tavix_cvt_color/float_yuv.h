@@ -51,7 +51,9 @@ inline float clamp_to_byte(float v) {
 }
 
 // Halves round up, unlike in the vector twin.
-inline uint8_t round_up_to_u8(float v) { return uint8_t(int32_t(clamp_to_byte(v) + 0.5f)); }
+inline uint8_t round_up_to_u8(float v) {
+  return uint8_t(int32_t(clamp_to_byte(v) + 0.5f));
+}
 
 // dst[i] = w0 R + w1 G + w2 B + offset, rounded.
 inline void weighted_row_c(const ChannelStrip<float> &p, bool r_first, const float (&w)[3],
@@ -63,8 +65,8 @@ inline void weighted_row_c(const ChannelStrip<float> &p, bool r_first, const flo
     dst[i] = round_up_to_u8(w0 * r[i] + w1 * g[i] + w2 * b[i] + offset);
 }
 
-// Columns begin to end - 1, both even. A block's mean is taken of the scaled values: rows first, then
-// columns, then the quarter.
+// Columns begin to end - 1, both even. A block's mean is taken of the scaled values: rows first,
+// then columns, then the quarter.
 template <int channels, ChromaLayout layout>
 inline void rgbf32_to_yuv_row_pair_c(const RowPair<const uint8_t, uint8_t> &rows, int32_t begin,
                                      int32_t end, const RgbF32ToYuvWeights &w) {

@@ -14,9 +14,9 @@ namespace tavix::module {
 // Y = y . RGB + offset;  U = u . RGB + 128;  V = v . RGB + 128;  and the way back.
 template <class T>
 struct RgbToYuvTerms {
-  T y[3], u[3], v[3];                                // weights of R, G, B
-  T y_scale, v_to_r, u_to_g, v_to_g, u_to_b;         // inverse, not used by the conversions to YUV
-  T offset;                                          // luma of black
+  T y[3], u[3], v[3];                         // weights of R, G, B
+  T y_scale, v_to_r, u_to_g, v_to_g, u_to_b;  // inverse, not used by the conversions to YUV
+  T offset;                                   // luma of black
 };
 
 // RGB -> YUV. Fixed-point terms carry 8 fraction bits.
@@ -43,7 +43,14 @@ struct TavixYuvToRgbMatrix {
 static_assert(sizeof(TavixYuvToRgbMatrix) == 15 * 4);
 
 // Rows of both table sets.
-enum ColorMatrix { kBt601Limited, kBt601Full, kBt709Limited, kBt709Full, kBt2020Limited, kBt2020Full };
+enum ColorMatrix {
+  kBt601Limited,
+  kBt601Full,
+  kBt709Limited,
+  kBt709Full,
+  kBt2020Limited,
+  kBt2020Full
+};
 inline constexpr int kColorMatrices = 6;
 
 // With the luma weights kr, kg, kb of a standard and a luma gain g and chroma gain h (219/255 and
@@ -82,7 +89,9 @@ inline constexpr TavixRgbToYuvMatrix kRgbToYuv[kColorMatrices] = {
 // clang-format on
 
 // Chroma is stored around 128: the bias takes 128 times its factor out again.
-constexpr int32_t chroma_bias(int32_t factor) { return -128 * factor; }
+constexpr int32_t chroma_bias(int32_t factor) {
+  return -128 * factor;
+}
 
 constexpr TavixYuvToRgbMatrix inverse(int32_t y_scale, int32_t v_to_r, int32_t u_to_g,
                                       int32_t v_to_g, int32_t u_to_b, int32_t offset, float ry,
@@ -112,13 +121,17 @@ inline constexpr int32_t kFullRange = 2;  // of color_range; every other code is
 // own (codes up to 0), are BT.601 limited whatever the range says.
 constexpr ColorMatrix color_matrix(int32_t color_space, bool full_range) {
   switch (color_space) {
-    case 1: return full_range ? kBt709Full : kBt709Limited;
+    case 1:
+      return full_range ? kBt709Full : kBt709Limited;
     case 2:
     case 3:
-    case 4: return full_range ? kBt601Full : kBt601Limited;
+    case 4:
+      return full_range ? kBt601Full : kBt601Limited;
     case 7:
-    case 8: return full_range ? kBt2020Full : kBt2020Limited;
-    default: return kBt601Limited;
+    case 8:
+      return full_range ? kBt2020Full : kBt2020Limited;
+    default:
+      return kBt601Limited;
   }
 }
 
@@ -137,7 +150,9 @@ constexpr const TavixYuvToRgbMatrix &yuv_to_rgb_matrix(const TavixVideoInfo &src
 // What the tables hold, oddities included.
 namespace matrices_pinned {
 
-constexpr int32_t sum(const int32_t (&row)[3]) { return row[0] + row[1] + row[2]; }
+constexpr int32_t sum(const int32_t (&row)[3]) {
+  return row[0] + row[1] + row[2];
+}
 
 // Whether fixed is real with so many fraction bits, rounded to nearest.
 constexpr bool rounds_to(int32_t fixed, float real, double scale) {
@@ -179,25 +194,32 @@ static_assert(forward_rounds(kBt601Limited) && forward_rounds(kBt601Full) &&
 // of the way back and the offset change. Their single-precision weights are full-range ones.
 static_assert(same_weights(kBt709Full, kBt709Limited) && !forward_rounds(kBt709Full));
 static_assert(same_weights(kBt2020Full, kBt2020Limited) && !forward_rounds(kBt2020Full));
-static_assert(kRgbToYuv[kBt709Full].fixed.offset == 0 && kRgbToYuv[kBt709Full].fixed.y_scale == 256);
+static_assert(kRgbToYuv[kBt709Full].fixed.offset == 0 &&
+              kRgbToYuv[kBt709Full].fixed.y_scale == 256);
 
 // The way back of the forward full-range tables repeats the limited chroma terms too.
 static_assert(kRgbToYuv[kBt709Full].real.v_to_r == kRgbToYuv[kBt709Limited].real.v_to_r &&
               kRgbToYuv[kBt2020Full].real.v_to_r == kRgbToYuv[kBt2020Limited].real.v_to_r);
 
 // Grey has no chroma, but for one: the U row of BT.709 sums to -1.
-static_assert(sum(kRgbToYuv[kBt601Limited].fixed.u) == 0 && sum(kRgbToYuv[kBt601Full].fixed.u) == 0 &&
+static_assert(sum(kRgbToYuv[kBt601Limited].fixed.u) == 0 &&
+              sum(kRgbToYuv[kBt601Full].fixed.u) == 0 &&
               sum(kRgbToYuv[kBt2020Limited].fixed.u) == 0);
-static_assert(sum(kRgbToYuv[kBt601Limited].fixed.v) == 0 && sum(kRgbToYuv[kBt601Full].fixed.v) == 0 &&
-              sum(kRgbToYuv[kBt709Limited].fixed.v) == 0 && sum(kRgbToYuv[kBt2020Limited].fixed.v) == 0);
+static_assert(sum(kRgbToYuv[kBt601Limited].fixed.v) == 0 &&
+              sum(kRgbToYuv[kBt601Full].fixed.v) == 0 &&
+              sum(kRgbToYuv[kBt709Limited].fixed.v) == 0 &&
+              sum(kRgbToYuv[kBt2020Limited].fixed.v) == 0);
 static_assert(sum(kRgbToYuv[kBt709Limited].fixed.u) == -1);
 
 // White is luma 235 or 255, but BT.2020 loses two steps of 256 and full-range BT.709 stays at 219.
-static_assert(sum(kRgbToYuv[kBt601Limited].fixed.y) == 220 && sum(kRgbToYuv[kBt601Full].fixed.y) == 256 &&
-              sum(kRgbToYuv[kBt709Full].fixed.y) == 220 && sum(kRgbToYuv[kBt2020Limited].fixed.y) == 218);
+static_assert(sum(kRgbToYuv[kBt601Limited].fixed.y) == 220 &&
+              sum(kRgbToYuv[kBt601Full].fixed.y) == 256 &&
+              sum(kRgbToYuv[kBt709Full].fixed.y) == 220 &&
+              sum(kRgbToYuv[kBt2020Limited].fixed.y) == 218);
 
 // BT.2020 chroma reaches beyond half a range: 131, not 112 or 128.
-static_assert(kRgbToYuv[kBt2020Limited].fixed.u[2] == 131 && kRgbToYuv[kBt2020Limited].fixed.v[0] == 131);
+static_assert(kRgbToYuv[kBt2020Limited].fixed.u[2] == 131 &&
+              kRgbToYuv[kBt2020Limited].fixed.v[0] == 131);
 
 // One decimal of BT.709 differs between the two table sets.
 static_assert(kRgbToYuv[kBt709Limited].real.u_to_b == 2.115f &&
@@ -207,9 +229,12 @@ constexpr bool biases(ColorMatrix m, int32_t r, int32_t g, int32_t b) {
   const auto &fixed = kYuvToRgb[m].fixed;
   return fixed.r_bias == r && fixed.g_bias == g && fixed.b_bias == b;
 }
-static_assert(biases(kBt601Limited, -13056, 9856, -16512) && biases(kBt601Full, -11520, 8704, -14464));
-static_assert(biases(kBt709Limited, -14720, 6144, -17280) && biases(kBt709Full, -12928, 5376, -15232));
-static_assert(biases(kBt2020Limited, -13696, 6912, -17536) && biases(kBt2020Full, -12032, 6144, -15360));
+static_assert(biases(kBt601Limited, -13056, 9856, -16512) &&
+              biases(kBt601Full, -11520, 8704, -14464));
+static_assert(biases(kBt709Limited, -14720, 6144, -17280) &&
+              biases(kBt709Full, -12928, 5376, -15232));
+static_assert(biases(kBt2020Limited, -13696, 6912, -17536) &&
+              biases(kBt2020Full, -12032, 6144, -15360));
 
 static_assert(color_matrix(0, true) == kBt601Limited && color_matrix(-1, true) == kBt601Limited &&
               color_matrix(5, true) == kBt601Limited && color_matrix(9, true) == kBt601Limited);

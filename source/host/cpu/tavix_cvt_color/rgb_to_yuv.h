@@ -31,8 +31,8 @@ struct RgbToYuvWeights {
 using RgbToYuvJob = PackedYuvJob<const uint8_t, uint8_t, RgbToYuvWeights>;
 using RgbToYuvRows = RowPair<const uint8_t, uint8_t>;
 
-// Luma of one row of channels. Weights are not negative and sum to at most 256, so that 16 bits hold
-// the sum and the result needs no clamp.
+// Luma of one row of channels. Weights are not negative and sum to at most 256, so that 16 bits
+// hold the sum and the result needs no clamp.
 inline void luma_row_c(const ChannelStrip<uint8_t> &p, uint8_t *y, int32_t columns,
                        const RgbToYuvWeights &w) {
   const uint16_t w0 = uint16_t(w.y[0]), w1 = uint16_t(w.y[1]), w2 = uint16_t(w.y[2]);
@@ -45,8 +45,8 @@ inline void luma_row_c(const ChannelStrip<uint8_t> &p, uint8_t *y, int32_t colum
 }
 
 // The rounded mean of the rounded means of a block's rows.
-inline void mean_row_c(const ChannelStrip<uint8_t> &top, const ChannelStrip<uint8_t> &bottom, ChannelStrip<uint8_t> &mean,
-                       int32_t pairs) {
+inline void mean_row_c(const ChannelStrip<uint8_t> &top, const ChannelStrip<uint8_t> &bottom,
+                       ChannelStrip<uint8_t> &mean, int32_t pairs) {
   for (int k = 0; k < 3; ++k) {
     for (int32_t i = 0; i < pairs; ++i) {
       const int32_t a = (top[k][2 * i] + top[k][2 * i + 1] + 1) >> 1;
@@ -58,8 +58,8 @@ inline void mean_row_c(const ChannelStrip<uint8_t> &top, const ChannelStrip<uint
 
 // Chroma of one row of means, from a pair on.
 template <ChromaLayout layout>
-inline void chroma_row_c(const ChannelStrip<uint8_t> &mean, uint8_t *const (&chroma)[2], int32_t first_pair,
-                         int32_t pairs, const RgbToYuvWeights &w) {
+inline void chroma_row_c(const ChannelStrip<uint8_t> &mean, uint8_t *const (&chroma)[2],
+                         int32_t first_pair, int32_t pairs, const RgbToYuvWeights &w) {
   uint8_t samples[2][kStripColumns / 2];
   for (int i = 0; i < 2; ++i) {
     const int16_t w0 = w.chroma[i][0], w1 = w.chroma[i][1], w2 = w.chroma[i][2];
@@ -101,8 +101,8 @@ inline void rgb_to_yuv_last_row_c(const RgbToYuvJob &job) {
   for (int k = 0; k < 2 * channels; ++k) pixels[k] = last[k % channels];
   uint8_t *const chroma[2] = {&chroma_at<layout>(rows.chroma, pairs / 2, 0),
                               &chroma_at<layout>(rows.chroma, pairs / 2, 1)};
-  rgb_to_yuv_row_pair_c<channels, layout>(
-      {{pixels, pixels}, {luma, luma}, {chroma[0], chroma[1]}}, 0, 2, job.weights);
+  rgb_to_yuv_row_pair_c<channels, layout>({{pixels, pixels}, {luma, luma}, {chroma[0], chroma[1]}},
+                                          0, 2, job.weights);
   rows.y[0][pairs] = luma[0];
 }
 

@@ -35,8 +35,11 @@ YuvPlanes<Byte> yuv_planes(const TavixFrameV2 &frame) {
   const int32_t format = frame.video.format;
   const int u = format == TAVIX_PIX_FMT_YV12 ? 2 : 1;
   const int v = format == TAVIX_PIX_FMT_I420 ? 2 : 1;
-  return {frame.data[0],     frame.linesize[0],           {frame.data[u], frame.data[v]},
-          frame.linesize[1], format == TAVIX_PIX_FMT_NV21};
+  return {frame.data[0],
+          frame.linesize[0],
+          {frame.data[u], frame.data[v]},
+          frame.linesize[1],
+          format == TAVIX_PIX_FMT_NV21};
 }
 
 // A packed picture of 3 or 4 channels, bytes or floats.
@@ -65,10 +68,10 @@ struct PackedYuvJob {
 
   // Rows a and b of pixels and luma with chroma row c.
   RowPair<Packed, Yuv> rows(int32_t a, int32_t b, int32_t c) const {
-    return {{row(packed.data, packed.linesize, a), row(packed.data, packed.linesize, b)},
-            {row(yuv.y, yuv.y_linesize, a), row(yuv.y, yuv.y_linesize, b)},
-            {row(yuv.chroma[0], yuv.chroma_linesize, c),
-             row(yuv.chroma[1], yuv.chroma_linesize, c)}};
+    return {
+        {row(packed.data, packed.linesize, a), row(packed.data, packed.linesize, b)},
+        {row(yuv.y, yuv.y_linesize, a), row(yuv.y, yuv.y_linesize, b)},
+        {row(yuv.chroma[0], yuv.chroma_linesize, c), row(yuv.chroma[1], yuv.chroma_linesize, c)}};
   }
   RowPair<Packed, Yuv> row_pair(int32_t c) const { return rows(2 * c, 2 * c + 1, c); }
   int32_t row_pairs() const { return width > 0 ? height / 2 : 0; }
@@ -81,10 +84,12 @@ constexpr Byte &chroma_at(Byte *const (&rows)[2], int32_t pair, int which) {
                                               : rows[which][pair];
 }
 
-constexpr int32_t whole_pairs(int32_t pixels) { return pixels & ~1; }
+constexpr int32_t whole_pairs(int32_t pixels) {
+  return pixels & ~1;
+}
 
-// A body over chroma rows between packed and 4:2:0 pictures. Kernel is built from a job and converts
-// row pair c with row_pair<channels>(c).
+// A body over chroma rows between packed and 4:2:0 pictures. Kernel is built from a job and
+// converts row pair c with row_pair<channels>(c).
 template <class Kernel>
 class PackedYuvBody final : public ParallelLoopBody {
  public:

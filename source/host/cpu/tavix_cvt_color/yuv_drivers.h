@@ -28,8 +28,8 @@ void RGBF322YUVAvx(const RgbF32ToYuvJob &job);
 void NV2BGRF32Avx(const YuvToRgbF32Job &job);
 void YUV2BGRF32Avx(const YuvToRgbF32Job &job);
 
-// Among the 4:2:0 formats; without AVX2 in the calling thread. An odd last row is left alone, an odd
-// last column has luma only.
+// Among the 4:2:0 formats; without AVX2 in the calling thread. An odd last row is left alone, an
+// odd last column has luma only.
 void NV122NV21(const YuvRepackJob &job);
 void NV122YV12(const YuvRepackJob &job);
 void YVU122NV(const YuvRepackJob &job);

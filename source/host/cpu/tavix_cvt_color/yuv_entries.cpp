@@ -75,10 +75,10 @@ constexpr bool impossible_span(int64_t bytes) {
   return bytes < 0 || bytes > std::numeric_limits<int32_t>::max();
 }
 
-#define TAVIX_REFUSE_IMPOSSIBLE_SPAN(frame, plane, rows)                                     \
-  TAVIX_REFUSE_IF(impossible_span(span_of((frame)->linesize[plane], rows)),                  \
-                  TAVIX_ERROR_INVALID_PARAM,                                                 \
-                  "linesize[" #plane "](%d) of a frame of %d rows is no span of bytes",      \
+#define TAVIX_REFUSE_IMPOSSIBLE_SPAN(frame, plane, rows)                                \
+  TAVIX_REFUSE_IF(impossible_span(span_of((frame)->linesize[plane], rows)),             \
+                  TAVIX_ERROR_INVALID_PARAM,                                            \
+                  "linesize[" #plane "](%d) of a frame of %d rows is no span of bytes", \
                   (frame)->linesize[plane], rows)
 
 }  // namespace
@@ -195,11 +195,11 @@ int32_t TavixGray2YV12(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
   TAVIX_REFUSE_UNUSABLE(src_frame, dst_frame);
   const int32_t rows = whole_pairs(src_frame->video.height);
   TAVIX_REFUSE_IMPOSSIBLE_SPAN(dst_frame, 1, rows);
-  TAVIX_REFUSE_IF(span_of(dst_frame->linesize[1], rows) > 0 &&
-                      any_null(dst_frame->data[1], dst_frame->data[2]),
-                  TAVIX_ERROR_INVALID_PARAM,
-                  "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr",
-                  dst_frame->data[1], dst_frame->data[2]);
+  TAVIX_REFUSE_IF(
+      span_of(dst_frame->linesize[1], rows) > 0 && any_null(dst_frame->data[1], dst_frame->data[2]),
+      TAVIX_ERROR_INVALID_PARAM,
+      "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr", dst_frame->data[1],
+      dst_frame->data[2]);
   Gray2YV12(gray_job(src_frame, dst_frame));
   return TAVIX_OK;
 }

@@ -73,8 +73,7 @@ inline void yuv_to_rgb_row_pair_c(const YuvToRgbRows &rows, int32_t begin, int32
     const int32_t columns = std::min(kStripColumns, end - x);
     chroma_terms_c<layout>(rows.chroma, x / 2, columns / 2, w, terms);
     for (int i = 0; i < 2; ++i) {
-      for (int k = 0; k < 3; ++k)
-        channel_row_c(rows.y[i] + x, terms[k], strip[k], columns, w);
+      for (int k = 0; k < 3; ++k) channel_row_c(rows.y[i] + x, terms[k], strip[k], columns, w);
       join_channels<channels>(strip, rows.packed[i] + int64_t(x) * channels, columns);
     }
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Float RGB to and from 4:2:0: the vector kernels, and the drivers. Blocks of eight columns; what is
-// left of a row pair is finished pixel by pixel.
+// Float RGB to and from 4:2:0: the vector kernels, and the drivers. Blocks of eight columns; what
+// is left of a row pair is finished pixel by pixel.
 #include "cpu/tavix_cvt_color/float_yuv.h"
 #include "cpu/tavix_cvt_color/yuv_drivers.h"
 #include "cpu_dispatch/cpu_features.h"
@@ -12,9 +12,11 @@ namespace tavix::module {
 namespace {
 
 // Three channels of eight pixels are 24 floats in three vectors: lane j of vector m belongs to
-// channel (8 m + j) % 3, and 3 i + k modulo 8, where pixel i keeps channel k, takes every value once.
-// Blending by lane and permuting one vector for each channel thus goes both ways.
-constexpr int owner(int vector, int lane) { return (8 * vector + lane) % 3; }
+// channel (8 m + j) % 3, and 3 i + k modulo 8, where pixel i keeps channel k, takes every value
+// once. Blending by lane and permuting one vector for each channel thus goes both ways.
+constexpr int owner(int vector, int lane) {
+  return (8 * vector + lane) % 3;
+}
 
 // The lanes of a vector that belong to a channel.
 constexpr int lanes_of(int vector, int channel) {
@@ -58,8 +60,12 @@ namespace tavix::module {
 
 namespace {
 
-TAVIX_INLINE const float *floats(const uint8_t *p) { return reinterpret_cast<const float *>(p); }
-TAVIX_INLINE float *floats(uint8_t *p) { return reinterpret_cast<float *>(p); }
+TAVIX_INLINE const float *floats(const uint8_t *p) {
+  return reinterpret_cast<const float *>(p);
+}
+TAVIX_INLINE float *floats(uint8_t *p) {
+  return reinterpret_cast<float *>(p);
+}
 
 TAVIX_INLINE __m256i lane_order(const int32_t (&order)[8]) {
   return _mm256_load_si256(reinterpret_cast<const __m256i *>(order));
@@ -110,9 +116,8 @@ TAVIX_INLINE void store_8(uint8_t *p, const __m256 (&c)[3]) {
                                          placed[2], lanes_of(0, 2)));
     _mm256_storeu_ps(at + 8, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(1, 1)),
                                              placed[2], lanes_of(1, 2)));
-    _mm256_storeu_ps(at + 16,
-                     _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(2, 1)),
-                                     placed[2], lanes_of(2, 2)));
+    _mm256_storeu_ps(at + 16, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(2, 1)),
+                                              placed[2], lanes_of(2, 2)));
   } else {
     const __m256 alpha = _mm256_set1_ps(1.0f);
     const __m256 low01 = _mm256_unpacklo_ps(c[0], c[1]), low23 = _mm256_unpacklo_ps(c[2], alpha),
@@ -134,7 +139,9 @@ TAVIX_INLINE __m256 dot_8(const __m256 (&w)[3], __m256 p0, __m256 p1, __m256 p2,
   return _mm256_add_ps(_mm256_add_ps(two, _mm256_mul_ps(w[2], p2)), offset);
 }
 
-TAVIX_INLINE __m256i round_to_byte_8(__m256 v) { return _mm256_cvtps_epi32(clamp_to_byte_8(v)); }
+TAVIX_INLINE __m256i round_to_byte_8(__m256 v) {
+  return _mm256_cvtps_epi32(clamp_to_byte_8(v));
+}
 
 // Columns 0 to width - 1, width a multiple of 8.
 template <int channels, ChromaLayout layout, bool r_first>
@@ -142,7 +149,8 @@ void rgbf32_to_yuv_row_pair_avx2(RowPair<const uint8_t, uint8_t> rows, int32_t w
                                  RgbF32ToYuvWeights w) {
   constexpr int r = r_first ? 0 : 2, b = 2 - r;
   const __m256 scale = _mm256_set1_ps(255.0f), offset = _mm256_set1_ps(w.offset);
-  __m256 y_weights[3], chroma_weights[3];  // chroma: two lanes of the first sample, two of the second
+  __m256 y_weights[3],
+      chroma_weights[3];  // chroma: two lanes of the first sample, two of the second
   for (int k = 0; k < 3; ++k) {
     const float first = w.chroma[0][k], second = w.chroma[1][k];
     y_weights[k] = _mm256_set1_ps(w.y[k]);
@@ -174,9 +182,10 @@ void rgbf32_to_yuv_row_pair_avx2(RowPair<const uint8_t, uint8_t> rows, int32_t w
     const __m256i chroma =
         round_to_byte_8(dot_8(chroma_weights, rr, gg, bb, _mm256_set1_ps(128.0f)));
 
-    const __m256i bytes = _mm256_permutevar8x32_epi32(
-        _mm256_packus_epi16(_mm256_packs_epi32(luma[0], luma[1]), _mm256_packs_epi32(chroma, chroma)),
-        gather);
+    const __m256i bytes =
+        _mm256_permutevar8x32_epi32(_mm256_packus_epi16(_mm256_packs_epi32(luma[0], luma[1]),
+                                                        _mm256_packs_epi32(chroma, chroma)),
+                                    gather);
     const __m128i lumas = _mm256_castsi256_si128(bytes);
     const __m128i samples = _mm_shuffle_epi8(_mm256_extracti128_si256(bytes, 1), pairs);
     _mm_storel_epi64(reinterpret_cast<__m128i *>(rows.y[0] + x), lumas);
@@ -241,7 +250,9 @@ namespace tavix::module {
 namespace {
 
 // Columns that the vector loop takes: none without AVX2.
-int32_t vector_columns(int32_t width) { return use_avx2() ? width & ~7 : 0; }
+int32_t vector_columns(int32_t width) {
+  return use_avx2() ? width & ~7 : 0;
+}
 
 template <ChromaLayout layout>
 struct RgbF32ToYuv {
@@ -287,9 +298,17 @@ void run_pairs(const Job &job) {
 
 }  // namespace
 
-void RGBF322NVAvx(const RgbF32ToYuvJob &job) { run_pairs<ParallelConvertRGBF322NVAvx>(job); }
-void RGBF322YUVAvx(const RgbF32ToYuvJob &job) { run_pairs<ParallelConvertRGBF322YUVAvx>(job); }
-void NV2BGRF32Avx(const YuvToRgbF32Job &job) { run_pairs<ParallelConvertNV2BGRF32Avx>(job); }
-void YUV2BGRF32Avx(const YuvToRgbF32Job &job) { run_pairs<ParallelConvertYUV2BGRF32Avx>(job); }
+void RGBF322NVAvx(const RgbF32ToYuvJob &job) {
+  run_pairs<ParallelConvertRGBF322NVAvx>(job);
+}
+void RGBF322YUVAvx(const RgbF32ToYuvJob &job) {
+  run_pairs<ParallelConvertRGBF322YUVAvx>(job);
+}
+void NV2BGRF32Avx(const YuvToRgbF32Job &job) {
+  run_pairs<ParallelConvertNV2BGRF32Avx>(job);
+}
+void YUV2BGRF32Avx(const YuvToRgbF32Job &job) {
+  run_pairs<ParallelConvertYUV2BGRF32Avx>(job);
+}
 
 }  // namespace tavix::module

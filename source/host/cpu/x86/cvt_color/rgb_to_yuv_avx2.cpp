@@ -43,8 +43,8 @@ struct LumaLanes {
 // the sums of the weights above and below 0, the lane sum is
 //   sum w p - 128 P + 127 N.
 // The fourth byte, a constant, adds what is missing and 128 for rounding. Bounds, for
-// |w0| + |w1| <= 255 and |w2| <= 150: the pairs stay in [-32640, 32385] and within 19200 and what is
-// missing. Their sum saturates, on purpose: beyond 16 bits the result is clamped anyway.
+// |w0| + |w1| <= 255 and |w2| <= 150: the pairs stay in [-32640, 32385] and within 19200 and what
+// is missing. Their sum saturates, on purpose: beyond 16 bits the result is clamped anyway.
 struct ChromaLanes {
   uint32_t weights, flip;
 
@@ -138,7 +138,9 @@ namespace tavix::module {
 
 namespace {
 
-TAVIX_INLINE __m256i lanes32(uint32_t value) { return _mm256_set1_epi32(int32_t(value)); }
+TAVIX_INLINE __m256i lanes32(uint32_t value) {
+  return _mm256_set1_epi32(int32_t(value));
+}
 
 TAVIX_INLINE __m256i load_256(const uint8_t *at) {
   return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
@@ -188,8 +190,8 @@ struct Pixels32 {
   }
   // Each channel of two neighbours side by side; the fourth is 0.
   TAVIX_INLINE __m256i neighbours(int k) const {
-    const auto &order = channels == 3 && k == 3 ? kLastOrders.neighbours
-                                                : kOrders<channels>.neighbours;
+    const auto &order =
+        channels == 3 && k == 3 ? kLastOrders.neighbours : kOrders<channels>.neighbours;
     return _mm256_shuffle_epi8(eight[k], load_256(order));
   }
 };
@@ -209,8 +211,8 @@ TAVIX_INLINE __m256i luma_32(const Pixels32<channels> &p, const LumaLanes &lanes
                          _mm256_set1_epi8(int8_t(lanes.offset)));
 }
 
-// The means of 16 blocks, truncated, as lanes of four channels: vector k holds blocks 8 k to 8 k + 7,
-// of each four the first two in its low half.
+// The means of 16 blocks, truncated, as lanes of four channels: vector k holds blocks 8 k to 8 k +
+// 7, of each four the first two in its low half.
 template <int channels>
 TAVIX_INLINE void means_16(const Pixels32<channels> &top, const Pixels32<channels> &bottom,
                            __m256i (&means)[2]) {
@@ -237,10 +239,10 @@ template <ChromaLayout layout>
 TAVIX_INLINE void store_chroma(uint8_t *const (&rows)[2], int32_t x, __m256i first,
                                __m256i second) {
   const __m256i half = _mm256_set1_epi8(-128);
-  const __m256i pairs = _mm256_xor_si256(
-      zip_halves(_mm256_blendv_epi8(_mm256_srli_epi16(first, 8), second,
-                                    _mm256_set1_epi16(int16_t(0xff00)))),
-      half);
+  const __m256i pairs =
+      _mm256_xor_si256(zip_halves(_mm256_blendv_epi8(_mm256_srli_epi16(first, 8), second,
+                                                     _mm256_set1_epi16(int16_t(0xff00)))),
+                       half);
   if constexpr (layout == ChromaLayout::kInterleaved) {
     store_256(rows[0] + x, pairs);
   } else {
@@ -319,13 +321,14 @@ void convert_frame(const RgbToYuvJob &job) {
 }  // namespace
 
 // The line under which a driver warns of odd sizes.
-#define TAVIX_WARN_IF_ODD(driver, job)                                                            \
-  do {                                                                                            \
-    if ((job).width % 2 != 0 || (job).height % 2 != 0)                                            \
-      TAVIX_LOG_AS("tavix::module::" driver, TAVIX_LOG_WARNING,                                   \
-                   driver ": Odd dimensions detected (width=%d, height=%d). May produce "         \
-                          "suboptimal results.",                                                  \
-                   (job).width, (job).height);                                                    \
+#define TAVIX_WARN_IF_ODD(driver, job)                                             \
+  do {                                                                             \
+    if ((job).width % 2 != 0 || (job).height % 2 != 0)                             \
+      TAVIX_LOG_AS("tavix::module::" driver, TAVIX_LOG_WARNING,                    \
+                   driver                                                          \
+                   ": Odd dimensions detected (width=%d, height=%d). May produce " \
+                   "suboptimal results.",                                          \
+                   (job).width, (job).height);                                     \
   } while (false)
 
 void BGR2NV12Avx(const RgbToYuvJob &job) {

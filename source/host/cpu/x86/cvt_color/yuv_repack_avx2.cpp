@@ -44,8 +44,7 @@ struct MoveChroma<kInterleaved, kPlanar> {
                                  int32_t i) {
     const __m256i a = load_256(src[0] + 2 * int64_t(i)), b = load_256(src[0] + 2 * int64_t(i) + 32);
     const __m256i low = _mm256_set1_epi16(0xff);
-    const __m256i first =
-        _mm256_packus_epi16(_mm256_and_si256(a, low), _mm256_and_si256(b, low));
+    const __m256i first = _mm256_packus_epi16(_mm256_and_si256(a, low), _mm256_and_si256(b, low));
     const __m256i second = _mm256_packus_epi16(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8));
     store_256(dst[0] + i, _mm256_permute4x64_epi64(first, _MM_SHUFFLE(3, 1, 2, 0)));
     store_256(dst[1] + i, _mm256_permute4x64_epi64(second, _MM_SHUFFLE(3, 1, 2, 0)));
@@ -115,12 +114,12 @@ class RepackBody final : public ParallelLoopBody {
     const auto &dst = job_.dst;
     for (int32_t c = rows.start; c < rows.end; ++c) {
       for (int32_t y = 2 * c; y < 2 * c + 2; ++y)
-        std::memcpy(row(dst.y, dst.y_linesize, y), row(src.y, src.y_linesize, y), size_t(job_.width));
-      MoveRow::run({row(src.chroma[0], src.chroma_linesize, c),
-                    row(src.chroma[1], src.chroma_linesize, c)},
-                   {row(dst.chroma[0], dst.chroma_linesize, c),
-                    row(dst.chroma[1], dst.chroma_linesize, c)},
-                   job_.width / 2);
+        std::memcpy(row(dst.y, dst.y_linesize, y), row(src.y, src.y_linesize, y),
+                    size_t(job_.width));
+      MoveRow::run(
+          {row(src.chroma[0], src.chroma_linesize, c), row(src.chroma[1], src.chroma_linesize, c)},
+          {row(dst.chroma[0], dst.chroma_linesize, c), row(dst.chroma[1], dst.chroma_linesize, c)},
+          job_.width / 2);
     }
   }
 
@@ -186,6 +185,8 @@ void Gray2NV12(const GrayToYuvJob &job) {
   run_rows_or_serial<ParallelConvertGray2NV12, GrayToYuvBody<1>>(job.height / 2, job);
 }
 
-void Gray2YV12(const GrayToYuvJob &job) { run_serial(job.height / 2, GrayToYuvBody<2>(job)); }
+void Gray2YV12(const GrayToYuvJob &job) {
+  run_serial(job.height / 2, GrayToYuvBody<2>(job));
+}
 
 }  // namespace tavix::module

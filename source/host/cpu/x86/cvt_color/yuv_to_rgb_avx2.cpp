@@ -90,7 +90,9 @@ TAVIX_INLINE void store_halves(uint8_t *low, uint8_t *high, __m256i v) {
   _mm_storeu_si128(reinterpret_cast<__m128i *>(high), _mm256_extracti128_si256(v, 1));
 }
 
-TAVIX_INLINE __m256i lanes16(uint16_t value) { return _mm256_set1_epi16(int16_t(value)); }
+TAVIX_INLINE __m256i lanes16(uint16_t value) {
+  return _mm256_set1_epi16(int16_t(value));
+}
 
 // The 16 pairs of the columns from x on.
 template <ChromaLayout layout>
@@ -111,12 +113,14 @@ TAVIX_INLINE Columns scale_down(__m256i even, __m256i odd) {
 }
 
 // Bytes; in each half, the even columns before the odd ones.
-TAVIX_INLINE __m256i to_bytes(const Columns &c) { return _mm256_packus_epi16(c.even, c.odd); }
+TAVIX_INLINE __m256i to_bytes(const Columns &c) {
+  return _mm256_packus_epi16(c.even, c.odd);
+}
 
 // 0 to 255 in the low byte of each word, 255 in the high one.
 TAVIX_INLINE __m256i with_alpha(__m256i words) {
-  const __m256i clamped = _mm256_min_epi16(_mm256_max_epi16(words, _mm256_setzero_si256()),
-                                           _mm256_set1_epi16(255));
+  const __m256i clamped =
+      _mm256_min_epi16(_mm256_max_epi16(words, _mm256_setzero_si256()), _mm256_set1_epi16(255));
   return _mm256_or_si256(clamped, _mm256_set1_epi16(int16_t(0xff00)));
 }
 
@@ -124,12 +128,13 @@ template <int channels>
 TAVIX_INLINE void store_pixels(uint8_t *at, const Columns (&c)[3]) {
   const __m256i c0 = to_bytes(c[0]), c1 = to_bytes(c[1]);
   if constexpr (channels == 3) {
-    const __m256i placed[3] = {_mm256_shuffle_epi8(c0, load_256(kInterleave3.order[0])),
-                               _mm256_shuffle_epi8(c1, load_256(kInterleave3.order[1])),
-                               _mm256_shuffle_epi8(to_bytes(c[2]), load_256(kInterleave3.order[2]))};
+    const __m256i placed[3] = {
+        _mm256_shuffle_epi8(c0, load_256(kInterleave3.order[0])),
+        _mm256_shuffle_epi8(c1, load_256(kInterleave3.order[1])),
+        _mm256_shuffle_epi8(to_bytes(c[2]), load_256(kInterleave3.order[2]))};
     for (int j = 0; j < 3; ++j) {
-      const __m256i two = _mm256_blendv_epi8(placed[0], placed[1],
-                                             load_256(kInterleave3.congruent[(4 - j) % 3]));
+      const __m256i two =
+          _mm256_blendv_epi8(placed[0], placed[1], load_256(kInterleave3.congruent[(4 - j) % 3]));
       const __m256i three =
           _mm256_blendv_epi8(two, placed[2], load_256(kInterleave3.congruent[(5 - j) % 3]));
       store_halves(at + 16 * j, at + 48 + 16 * j, three);
