@@ -1,15 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/contact_sheet.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
-#include <fstream>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
-#include <stdexcept>
 
-#include "common/frame_views.h"
+#include "common/labelled_picture.h"
 
 namespace tavix::examples {
 
@@ -20,21 +14,6 @@ constexpr int kGap = 8;       // around pictures
 constexpr int kHeading = 36;  // above the first row
 constexpr int kMargin = 130;  // left of the first column
 constexpr int kLabel = 200;   // a column's least width
-const cv::Scalar kPaper(250, 250, 250), kInk(40, 40, 40);
-
-cv::Mat thumbnail(const TavixFrameV2 &frame) {
-  const cv::Mat picture = view_as_matrix(frame);
-  const double scale = double(kCell) / std::max(picture.cols, picture.rows);
-  const cv::Size size(std::max(1, cvRound(picture.cols * scale)),
-                      std::max(1, cvRound(picture.rows * scale)));
-  cv::Mat small;
-  cv::resize(picture, small, size, 0, 0, scale < 1 ? cv::INTER_AREA : cv::INTER_NEAREST);
-  return small;
-}
-
-void put_label(cv::Mat &sheet, const std::string &text, cv::Point baseline) {
-  cv::putText(sheet, text, baseline, cv::FONT_HERSHEY_SIMPLEX, 0.55, kInk, 1, cv::LINE_AA);
-}
 
 }  // namespace
 
@@ -45,7 +24,8 @@ void ContactSheet::offer(const std::string &label,
                          std::initializer_list<const TavixFrameV2 *> pictures) {
   if (offered_++ % step_ != 0) return;
   Column column = {label, {}};
-  for (const TavixFrameV2 *picture : pictures) column.pictures.push_back(thumbnail(*picture));
+  for (const TavixFrameV2 *picture : pictures)
+    column.pictures.push_back(thumbnail(*picture, kCell));
   kept_.push_back(std::move(column));
 
   // Too many to keep: every second one goes, and half as many come from now on.
@@ -59,8 +39,8 @@ cv::Mat ContactSheet::draw() const {
   const size_t columns = std::min(columns_, kept_.size());
   const cv::Size cell = kept_.front().pictures.front().size();
   const int across = std::max(cell.width, kLabel) + kGap, down = cell.height + kGap;
-  cv::Mat sheet(kHeading + int(row_labels_.size()) * down, kMargin + int(columns) * across, CV_8UC3,
-                kPaper);
+  cv::Mat sheet =
+      make_paper(kHeading + int(row_labels_.size()) * down, kMargin + int(columns) * across);
   for (size_t r = 0; r < row_labels_.size(); ++r) {
     put_label(sheet, row_labels_[r], {kGap, kHeading + int(r) * down + cell.height / 2});
   }
@@ -77,12 +57,7 @@ cv::Mat ContactSheet::draw() const {
 }
 
 void ContactSheet::write(const OutputFile &file) const {
-  std::vector<uint8_t> png;
-  cv::imencode(".png", draw(), png);
-  std::ofstream out(file.partial(), std::ios::binary);
-  out.write(reinterpret_cast<const char *>(png.data()), std::streamsize(png.size()));
-  out.close();
-  if (!out) throw std::runtime_error(fmt::format("cannot write '{}'", file.target().string()));
+  write_png(draw(), file);
 }
 
 }  // namespace tavix::examples

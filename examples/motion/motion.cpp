@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Shows where a video moves: the absolute difference of each frame to the one before it, amplified,
-// as a video; and a contact sheet of source, difference and a blend of the two frames.
+// as a video; a contact sheet of source, difference and a blend of the two frames; and the
+// statistics of every frame and of its motion.
 #include <fmt/format.h>
 
 #include <utility>
 
+#include "common/channel_statistics.h"
 #include "common/contact_sheet.h"
 #include "common/frame_views.h"
 #include "common/picture_converter.h"
@@ -42,6 +44,8 @@ void make_motion(const CLI::App &app, const VideoOptions &options) {
       {width, height, reader.time_base(), reader.frame_rate(), picture->sample_aspect_ratio});
   OutputFile sheet_file(options.output_path("contact-sheet.png"));
   ContactSheet sheet({"source", "difference", "blend"});
+  OutputFile statistics_file(options.output_path("statistics.csv"));
+  ChannelStatistics statistics({"source", "motion"});
 
   PictureConverter converter;
   PicturePtr now = make_picture(AV_PIX_FMT_BGR24, width, height);
@@ -60,6 +64,8 @@ void make_motion(const CLI::App &app, const VideoOptions &options) {
 
     times.run("difference",
               [&] { combine(source, kOne, TAVIX_BINARY_OP_ABSDIFF, previous, kOne, *difference); });
+    const double seconds = double(source.pts - start) * av_q2d(reader.time_base());
+    times.run("statistics", [&] { statistics.add(seconds, {&source, difference.get()}); });
     // Afterwards, because scaled samples of the two frames would saturate before they are compared.
     times.run("amplify", [&] {
       combine(*difference, kGain, TAVIX_BINARY_OP_ADD, *difference, kNone, *difference);
@@ -69,7 +75,6 @@ void make_motion(const CLI::App &app, const VideoOptions &options) {
 
     difference->pts = source.pts;
     times.run("encode", [&] { video.write(*difference); });
-    const double seconds = double(source.pts - start) * av_q2d(reader.time_base());
     sheet.offer(fmt::format("{:.2f} s, frame {}", seconds, frames),
                 {&source, difference.get(), blend.get()});
     progress.show(++frames);
@@ -78,14 +83,17 @@ void make_motion(const CLI::App &app, const VideoOptions &options) {
 
   times.run("encode", [&] { video.finish(); });
   sheet.write(sheet_file);
+  statistics.write(statistics_file);
   video.file().publish();
   sheet_file.publish();
+  statistics_file.publish();
   progress.clear();
 
   fmt::print("{} frames of {} x {} pixels\n\n", frames, width, height);
   times.print(frames, int64_t(width) * height);
-  fmt::print("\nvideo          {}\ncontact sheet  {}\n", video.file().target().string(),
-             sheet_file.target().string());
+  fmt::print("\nvideo          {}\ncontact sheet  {}\nstatistics     {}\n",
+             video.file().target().string(), sheet_file.target().string(),
+             statistics_file.target().string());
   options.report_damaged(app, reader.damaged());
 }
 
@@ -93,7 +101,9 @@ void make_motion(const CLI::App &app, const VideoOptions &options) {
 
 int main(int argc, char **argv) {
   VideoOptions options;
-  CLI::App app("Shows where a video moves: writes motion.mp4 and contact-sheet.png.", "motion");
+  CLI::App app(
+      "Shows where a video moves: writes motion.mp4, contact-sheet.png and statistics.csv.",
+      "motion");
   options.add_to(app);
   return run_program(app, argc, argv, [&] { make_motion(app, options); });
 }

@@ -46,9 +46,9 @@ class MotionTest(unittest.TestCase):
         run = self.run_motion(video, *options)
         self.assertEqual((run.returncode, run.stderr), (0, stderr))
         self.assertIn(f"{frames} frames of {width} x {height} pixels\n", run.stdout)
-        for step in "decode", "convert", "difference", "amplify", "blend", "encode", "all":
+        for step in "decode", "convert", "difference", "statistics", "amplify", "blend", "encode", "all":
             self.assertRegex(run.stdout, rf"\n{step}[^\d\n]* +\d+\.\d+ +\d+ +\d+\n")
-        self.assertEqual(self.outputs(), ["contact-sheet.png", "motion.mp4"])
+        self.assertEqual(self.outputs(), ["contact-sheet.png", "motion.mp4", "statistics.csv"])
         video = video_stream(self.output / "motion.mp4")
         self.assertEqual(
             (video["codec_name"], video["pix_fmt"], video["width"], video["height"],
@@ -207,7 +207,7 @@ class BadFiles(MotionTest):
         run = self.run_motion(damaged, "--skip-damaged")
         self.assertEqual(run.returncode, 0)
         self.assertRegex(run.stderr, r"\Amotion: \d+ damaged parts of '.*' were left out\n\Z")
-        self.assertEqual(self.outputs(), ["contact-sheet.png", "motion.mp4"])
+        self.assertEqual(self.outputs(), ["contact-sheet.png", "motion.mp4", "statistics.csv"])
         shown = int(video_stream(self.output / "motion.mp4")["nb_read_frames"])
         self.assertTrue(5 < shown < 20, shown)
 
@@ -220,7 +220,7 @@ class BadFiles(MotionTest):
     def test_earlier_results_survive(self):
         self.assertEqual(self.run_motion(self.file("clip.mp4", self.whole)).returncode, 0)
         self.assert_refuses(self.folder / "none.mp4", "'.*none.mp4' does not exist")
-        self.assertEqual(self.outputs(), ["contact-sheet.png", "motion.mp4"])
+        self.assertEqual(self.outputs(), ["contact-sheet.png", "motion.mp4", "statistics.csv"])
 
 
 class BadOutput(MotionTest):

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/labelled_picture.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <stdexcept>
+#include <vector>
+
+#include "common/frame_views.h"
+
+namespace tavix::examples {
+
+namespace {
+const cv::Scalar kPaper(250, 250, 250), kInk(40, 40, 40);
+}
+
+cv::Mat make_paper(int height, int width) {
+  return cv::Mat(height, width, CV_8UC3, kPaper);
+}
+
+cv::Mat thumbnail(const TavixFrameV2 &frame, int longer_side) {
+  const cv::Mat picture = view_as_matrix(frame);
+  const double scale = double(longer_side) / std::max(picture.cols, picture.rows);
+  const cv::Size size(std::max(1, cvRound(picture.cols * scale)),
+                      std::max(1, cvRound(picture.rows * scale)));
+  cv::Mat small;
+  cv::resize(picture, small, size, 0, 0, scale < 1 ? cv::INTER_AREA : cv::INTER_NEAREST);
+  return small;
+}
+
+void put_label(cv::Mat &sheet, const std::string &text, cv::Point baseline) {
+  cv::putText(sheet, text, baseline, cv::FONT_HERSHEY_SIMPLEX, 0.55, kInk, 1, cv::LINE_AA);
+}
+
+void write_png(const cv::Mat &sheet, const OutputFile &file) {
+  std::vector<uint8_t> png;
+  cv::imencode(".png", sheet, png);
+  std::ofstream out(file.partial(), std::ios::binary);
+  out.write(reinterpret_cast<const char *>(png.data()), std::streamsize(png.size()));
+  out.close();
+  if (!out) throw std::runtime_error(fmt::format("cannot write '{}'", file.target().string()));
+}
+
+}  // namespace tavix::examples
