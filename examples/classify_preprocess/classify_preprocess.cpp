@@ -55,34 +55,6 @@ std::span<float> elements(const TavixBlob &tensor) {
   return {static_cast<float *>(TavixBlobBufferGet(&tensor)), size_t(kChannels) * kSide * kSide};
 }
 
-// FFmpeg's colour spaces as the library numbers them.
-int32_t color_space(AVColorSpace space) {
-  constexpr int32_t kBt709 = 1, kBt601 = 2, kBt2020 = 7;
-  if (space == AVCOL_SPC_BT709) return kBt709;
-  return space == AVCOL_SPC_BT2020_NCL || space == AVCOL_SPC_BT2020_CL ? kBt2020 : kBt601;
-}
-
-// Any picture in red, green and blue: by the library what most videos are made of, 4:2:0 of even
-// size in limited range, else by FFmpeg.
-class RgbConverter {
- public:
-  void convert(const AVFrame &picture, AVFrame &rgb) {
-    const bool planes = picture.format == AV_PIX_FMT_YUV420P || picture.format == AV_PIX_FMT_NV12;
-    const bool same_size = picture.width == rgb.width && picture.height == rgb.height;
-    const bool even = picture.width % 2 == 0 && picture.height % 2 == 0;
-    if (!planes || !same_size || !even || picture.color_range == AVCOL_RANGE_JPEG) {
-      converter_.convert(picture, rgb);
-      return;
-    }
-    TavixFrameV2 src = view_as_frame(picture), dst = view_as_frame(rgb);
-    src.video.color_space = color_space(picture.colorspace);
-    require_ok(TavixFrameConvertColorByCPU(&src, &dst), "convert a picture");
-  }
-
- private:
-  PictureConverter converter_;
-};
-
 // The square in the middle; the pixels stay where they are.
 TavixFrameV2 middle_of(TavixFrameV2 frame) {
   TavixVideoInfo &video = frame.video;
@@ -124,7 +96,7 @@ void preprocess(const CLI::App &app, const VideoOptions &options) {
   OutputFile sheet_file(options.output_path("contact-sheet.png"));
   ContactSheet sheet({"before", "after"});
 
-  RgbConverter to_rgb;
+  PictureConverter converter;
   const PicturePtr rgb = make_picture(AV_PIX_FMT_RGB24, width, height);
   const FramePtr input = make_frame(TAVIX_PIX_FMT_RGB24, kSide, kSide);
   const FramePtr floats = make_frame(TAVIX_PIX_FMT_RGBF32, kSide, kSide);
@@ -137,7 +109,7 @@ void preprocess(const CLI::App &app, const VideoOptions &options) {
   int64_t frames = 0, different = 0;
   for (; picture != nullptr; picture = decode()) {
     check_interrupted();
-    times.run("convert to RGB", [&] { to_rgb.convert(*picture, *rgb); });
+    times.run("convert to RGB", [&] { converter.convert(*picture, *rgb); });
     const TavixFrameV2 middle = middle_of(view_as_frame(*rgb));
     times.run("resize", [&] {
       require_ok(TavixFrameResizeByCPU(&middle, input.get(), kSide, kSide, kArea),

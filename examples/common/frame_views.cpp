@@ -24,11 +24,34 @@ constexpr PixelFormat kPixelFormats[] = {
     { AV_PIX_FMT_GRAY8,   TAVIX_PIX_FMT_GRAY8,  1 },
     { AV_PIX_FMT_BGRA,    TAVIX_PIX_FMT_BGRA32, 4 },
     { AV_PIX_FMT_RGBA,    TAVIX_PIX_FMT_RGBA32, 4 },
+    { AV_PIX_FMT_BGR0,    TAVIX_PIX_FMT_BGRA32, 4 },
+    { AV_PIX_FMT_RGB0,    TAVIX_PIX_FMT_RGBA32, 4 },
     { AV_PIX_FMT_NV12,    TAVIX_PIX_FMT_NV12,   1 },
     { AV_PIX_FMT_NV21,    TAVIX_PIX_FMT_NV21,   1 },
     { AV_PIX_FMT_YUV420P, TAVIX_PIX_FMT_I420,   1 },
 };
+
+struct ColorSpace {
+  AVColorSpace picture;
+  int32_t frame;
+};
+
+constexpr ColorSpace kColorSpaces[] = {
+    { AVCOL_SPC_UNSPECIFIED, 0 },
+    { AVCOL_SPC_BT709,       1 },
+    { AVCOL_SPC_BT470BG,     2 },
+    { AVCOL_SPC_SMPTE170M,   3 },
+    { AVCOL_SPC_BT2020_NCL,  7 },
+    { AVCOL_SPC_BT2020_CL,   8 },
+};
 // clang-format on
+
+constexpr int32_t kLimitedRange = 1, kFullRange = 2;
+
+int32_t frame_color_space(AVColorSpace space) {
+  const auto row = std::ranges::find(kColorSpaces, space, &ColorSpace::picture);
+  return row == std::end(kColorSpaces) ? 0 : row->frame;
+}
 
 // The row whose column holds the code.
 template <class Code>
@@ -48,11 +71,26 @@ FramePtr make_frame(int32_t format, int32_t width, int32_t height) {
   return frame;
 }
 
+bool has_frame_view(const AVFrame &picture) {
+  return std::ranges::find(kPixelFormats, AVPixelFormat(picture.format), &PixelFormat::picture) !=
+         std::end(kPixelFormats);
+}
+
+bool has_frame_color_space(AVColorSpace space) {
+  return std::ranges::find(kColorSpaces, space, &ColorSpace::picture) != std::end(kColorSpaces);
+}
+
 TavixFrameV2 view_as_frame(const AVFrame &picture) {
   const PixelFormat &format = row_with(&PixelFormat::picture, picture.format);
   TavixFrameV2 frame = {};
   frame.memory = TAVIX_MEMORY_HOST;
-  frame.video = {format.channels, picture.width, picture.height, format.frame, 0, 0};
+  const int32_t range = picture.color_range == AVCOL_RANGE_JPEG ? kFullRange : kLimitedRange;
+  frame.video = {format.channels,
+                 picture.width,
+                 picture.height,
+                 format.frame,
+                 frame_color_space(picture.colorspace),
+                 range};
   std::ranges::copy(picture.data, frame.data);
   std::ranges::copy(picture.linesize, frame.linesize);
   frame.pts = picture.pts;

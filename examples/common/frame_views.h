@@ -19,6 +19,11 @@ using FramePtr = std::unique_ptr<TavixFrameV2, FreeFrame>;
 // A zero-filled frame with memory of its own, or std::bad_alloc.
 FramePtr make_frame(int32_t format, int32_t width, int32_t height);
 
+// Whether the core has a name for the pixel format, and for the colour space.
+bool has_frame_view(const AVFrame &picture);
+bool has_frame_color_space(AVColorSpace space);
+
+// With colour space and range; a space without a name becomes 0, as one that is not specified.
 // Pictures in a pixel format the core has no name for are refused with an exception.
 TavixFrameV2 view_as_frame(const AVFrame &picture);
 

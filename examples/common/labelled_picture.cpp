@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/labelled_picture.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <stdexcept>
 #include <vector>
 
 #include "common/frame_views.h"
@@ -39,10 +35,7 @@ void put_label(cv::Mat &sheet, const std::string &text, cv::Point baseline) {
 void write_png(const cv::Mat &sheet, const OutputFile &file) {
   std::vector<uint8_t> png;
   cv::imencode(".png", sheet, png);
-  std::ofstream out(file.partial(), std::ios::binary);
-  out.write(reinterpret_cast<const char *>(png.data()), std::streamsize(png.size()));
-  out.close();
-  if (!out) throw std::runtime_error(fmt::format("cannot write '{}'", file.target().string()));
+  file.write(png);
 }
 
 }  // namespace tavix::examples

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -15,6 +16,13 @@ OutputFile::OutputFile(std::filesystem::path target)
 OutputFile::~OutputFile() {
   std::error_code ignored;
   std::filesystem::remove(partial_, ignored);
+}
+
+void OutputFile::write(std::span<const uint8_t> content) const {
+  std::ofstream out(partial_, std::ios::binary);
+  out.write(reinterpret_cast<const char *>(content.data()), std::streamsize(content.size()));
+  out.close();
+  if (!out) throw std::runtime_error(fmt::format("cannot write '{}'", target_.string()));
 }
 
 void OutputFile::publish() {

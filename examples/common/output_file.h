@@ -3,7 +3,9 @@
 // the target's place when it is published. One that is never published leaves nothing behind.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <span>
 
 namespace tavix::examples {
 
@@ -18,6 +20,9 @@ class OutputFile {
 
   // Where to write until then; has the target's extension.
   const std::filesystem::path &partial() const { return partial_; }
+
+  // Writes the whole content.
+  void write(std::span<const uint8_t> content) const;
 
   void publish();
 

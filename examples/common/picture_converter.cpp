@@ -1,47 +1,49 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/picture_converter.h"
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-#include <libswscale/swscale.h>
-}
-#include <fmt/format.h>
-
-#include <stdexcept>
+#include "common/frame_views.h"
+#include "common/program.h"
+#include "tavix/video_common_cpu.h"
 
 namespace tavix::examples {
 
-void PictureConverter::FreeContext::operator()(SwsContext *context) const {
-  sws_freeContext(context);
+namespace {
+
+bool is_420(const AVFrame &picture) {
+  return picture.format == AV_PIX_FMT_NV12 || picture.format == AV_PIX_FMT_NV21 ||
+         picture.format == AV_PIX_FMT_YUV420P;
 }
 
-PictureConverter::Side PictureConverter::side(const AVFrame &picture) {
-  return {picture.format, picture.width, picture.height, picture.colorspace,
-          picture.color_range == AVCOL_RANGE_JPEG};
+// Grey is left out: FFmpeg gives it a range, the library has none for it.
+bool is_packed_color(const AVFrame &picture) {
+  return has_frame_view(picture) && view_as_frame(picture).video.channels >= 3;
 }
 
-void PictureConverter::prepare(const Job &job) {
-  const auto &[from, to] = job;
-  context_.reset(sws_getContext(from.width, from.height, AVPixelFormat(from.format), to.width,
-                                to.height, AVPixelFormat(to.format), SWS_BILINEAR, nullptr, nullptr,
-                                nullptr));
-  if (!context_) {
-    const char *name = av_get_pix_fmt_name(AVPixelFormat(from.format));
-    throw std::runtime_error(fmt::format("pictures of {} x {} in pixel format {} are not supported",
-                                         from.width, from.height, name ? name : "(unknown)"));
-  }
-  // Brightness, contrast and saturation stay as they are; the last two are 16.16 fixed point.
-  constexpr int kNoChange = 1 << 16;
-  sws_setColorspaceDetails(context_.get(), sws_getCoefficients(from.color_space), from.full_range,
-                           sws_getCoefficients(to.color_space), to.full_range, 0, kNoChange,
-                           kNoChange);
-  job_ = job;
+bool is_whole_420(const AVFrame &picture) {
+  const bool even = picture.width % 2 == 0 && picture.height % 2 == 0;
+  const bool one_stride =
+      picture.format != AV_PIX_FMT_YUV420P || picture.linesize[1] == picture.linesize[2];
+  return is_420(picture) && even && one_stride && has_frame_color_space(picture.colorspace);
 }
+
+bool library_converts(const AVFrame &src, const AVFrame &dst) {
+  if (src.width != dst.width || src.height != dst.height) return false;
+  // The library decodes every 4:2:0 picture as one of limited range.
+  const bool from =
+      is_packed_color(src) || (is_whole_420(src) && src.color_range != AVCOL_RANGE_JPEG);
+  return from && (is_packed_color(dst) || is_whole_420(dst));
+}
+
+}  // namespace
 
 void PictureConverter::convert(const AVFrame &src, AVFrame &dst) {
-  if (const Job job = {side(src), side(dst)}; job_ != job) prepare(job);
-  checked(sws_scale(context_.get(), src.data, src.linesize, 0, src.height, dst.data, dst.linesize),
-          "cannot convert a picture");
+  if (library_converts(src, dst)) {
+    const TavixFrameV2 from = view_as_frame(src);
+    TavixFrameV2 to = view_as_frame(dst);
+    require_ok(TavixFrameConvertColorByCPU(&from, &to), "convert a picture");
+  } else {
+    filter_.convert(src, dst);
+  }
   dst.pts = src.pts;
   dst.pkt_dts = src.pkt_dts;
   duration_of(dst) = duration_of(src);

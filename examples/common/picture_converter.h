@@ -1,41 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// Colour conversion between pictures: the one place of the examples that does it.
+// Colour conversion between pictures: the one place of the examples that does it. The library does
+// what it can, FFmpeg the rest.
 #pragma once
 
-#include <memory>
-#include <optional>
-
-#include "common/ffmpeg.h"
-
-struct SwsContext;
+#include "common/picture_filter.h"
 
 namespace tavix::examples {
 
 class PictureConverter {
  public:
-  // Fills the pixels of dst from src, converted and scaled from one pixel format, size, colour
-  // space and range to the other; the time of src goes along.
+  // Fills the pixels of dst from src, in the colour space and range each of the two names; the time
+  // of src goes along. By the library, without a copy: packed colour and 4:2:0, of the same size.
+  // By FFmpeg, into packed colour only: every other pixel format, another size, and those 4:2:0
+  // pictures of which the library would leave an odd last row or column unwritten, or whose range
+  // (full) or colour space it does not tell from others.
   void convert(const AVFrame &src, AVFrame &dst);
 
  private:
-  struct Side {
-    int format, width, height, color_space;
-    bool full_range;
-    bool operator==(const Side &) const = default;
-  };
-  struct Job {
-    Side from, to;
-    bool operator==(const Job &) const = default;
-  };
-  struct FreeContext {
-    void operator()(SwsContext *context) const;
-  };
-
-  static Side side(const AVFrame &picture);
-  void prepare(const Job &job);
-
-  std::optional<Job> job_;  // what context_ is made for
-  std::unique_ptr<SwsContext, FreeContext> context_;
+  PictureFilter filter_;
 };
 
 }  // namespace tavix::examples
