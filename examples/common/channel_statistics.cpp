@@ -3,9 +3,7 @@
 
 #include <fmt/format.h>
 
-#include <fstream>
 #include <memory>
-#include <stdexcept>
 
 #include "common/program.h"
 #include "tavix/core.h"
@@ -52,10 +50,8 @@ void ChannelStatistics::add(double seconds, std::initializer_list<const TavixFra
 }
 
 void ChannelStatistics::write(const OutputFile &file) const {
-  std::ofstream out(file.partial());
-  out << csv_.str();
-  out.close();
-  if (!out) throw std::runtime_error(fmt::format("cannot write '{}'", file.target().string()));
+  const std::string text = csv_.str();
+  file.write({reinterpret_cast<const uint8_t *>(text.data()), text.size()});
 }
 
 }  // namespace tavix::examples
