@@ -126,7 +126,8 @@ void compare_filters() {
       });
 }
 
-// Operations that make their result: the plain call makes a matrix of its own.
+// Operations that make their result: both sides take their new frames from the core, which fills
+// them with zeros.
 void compare_channels() {
   compare("channel_split", same_size)
       .ours([](Frames &f) {
@@ -136,7 +137,10 @@ void compare_channels() {
           TavixFrameFreeV2(frame);
       })
       .peer("opencv", kUnequalWork, [](Frames &f) {
-        std::vector<cv::Mat> channels;
+        const Size size = {f.dst->video.width, f.dst->video.height};
+        const Frame blue(TAVIX_PIX_FMT_GRAY8, size), green(TAVIX_PIX_FMT_GRAY8, size),
+            red(TAVIX_PIX_FMT_GRAY8, size);
+        std::vector<cv::Mat> channels = {blue.mat(), green.mat(), red.mat()};
         cv::split(f.src[0].mat(), channels);
       });
   compare("multi_frame", same_size)
@@ -146,7 +150,8 @@ void compare_channels() {
         TavixFrameFreeV2(frame);
       })
       .peer("opencv", kUnequalWork, [](Frames &f) {
-        cv::Mat dst;
+        const Frame frame(kFormat, {f.dst->video.width, f.dst->video.height});
+        cv::Mat dst = frame.mat();
         cv::multiply(f.src[0].mat(), f.src[1].mat(), dst);
       });
   compare("memfill", same_size)

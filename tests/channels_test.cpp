@@ -133,7 +133,39 @@ TEST(ChannelSplit, EachAllocationFailsInTurn) {
   }
 }
 
-// Multiplication bit for bit, mask and its conversions, beside OpenCV.
+// A core that hands out frames without a plane: refused like one that hands out none; what is
+// stored is the caller's.
+TEST(NewFrames, WithoutAPlane) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGB24, 4, 2}), mask({TAVIX_PIX_FMT_GRAY8, 4, 2});
+  src.fill(Fill::noise, 1), mask.fill(Fill::noise, 2);
+  core_double().alter_frames([](TavixFrameV2 &frame) { frame.data[0] = nullptr; });
+
+  TavixChannelFrames frames = {};
+  EXPECT_REFUSED(TavixFrameChannelSplitByCPU(src, &frames, 7), TAVIX_ERROR_MEMORY, kUnit,
+                 "TavixFrameChannelSplitByCPU", "RED channel alloc failed");
+  EXPECT_TRUE(frames.red && !frames.green);
+  free_slots(frames);
+
+  TavixFrameV2 *dst = nullptr;
+  EXPECT_REFUSED(TavixFrameAddMaskByCPU(src, mask, &dst), TAVIX_ERROR_MEMORY, kUnit,
+                 "TavixFrameAddMaskByCPU", "des frame data allocate error");
+  ASSERT_NE(dst, nullptr);
+  TavixFrameFreeV2(dst);
+
+  dst = nullptr;
+  EXPECT_EQ(TavixFrameMultiFrameByCPU(src, src, &dst), TAVIX_ERROR_MEMORY);
+  const auto logs = core_double().take_logs();
+  ASSERT_EQ(logs.size(), 1u);
+  EXPECT_TRUE(logs[0].text.starts_with("multiply failed: "));
+  TavixFrameFreeV2(dst);
+  EXPECT_EQ(core_double().outstanding_frames(), 0);
+
+  core_double().alter_frames({});
+  ASSERT_EQ(TavixFrameChannelSplitByCPU(src, &frames, 7), TAVIX_OK) << "the next call works";
+  free_slots(frames);
+}
+
+// The mask and its conversions, beside OpenCV.
 TEST(AddMask, MergesMaskAsAlpha) {
   sweep(kAxes, 900, [](const SweepCase &c) {
     if (!opencv_takes(c) || channels_of(c.shape.format) == 4) return;

@@ -119,6 +119,14 @@ TEST(ResizeByScale, FailedAllocationLeavesNull) {
                  "TavixFrameResizeByScaleByCPU",
                  "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
   EXPECT_EQ(dst, nullptr);
+  core_double().alter_frames([](TavixFrameV2 &frame) { frame.data[0] = nullptr; });
+  dst = src;
+  EXPECT_REFUSED(TavixFrameResizeByScaleByCPU(src, &dst, 2, 2, 1), TAVIX_ERROR_MEMORY, kUnit,
+                 "TavixFrameResizeByScaleByCPU",
+                 "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
+  EXPECT_EQ(dst, nullptr);
+  EXPECT_EQ(core_double().outstanding_frames(), 0) << "a frame without a plane is freed";
+  core_double().alter_frames({});
   ASSERT_EQ(TavixFrameResizeByScaleByCPU(src, &dst, 2, 2, 1), TAVIX_OK) << "the next call works";
   TavixFrameFreeV2(dst);
 }
