@@ -84,14 +84,29 @@ TEST(ChannelSplit, TakesTheChannelsAskedFor) {
 }
 
 // Rows go out packed even where the core hands over padded ones.
-TEST(ChannelSplit, IgnoresTheNewFramesStride) {
-  GuardedFrame src({TAVIX_PIX_FMT_RGB24, 5, 3});
-  src.fill(Fill::noise, 1);
+TEST(NewFrames, StrideIsIgnored) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGB24, 5, 3}), mask({TAVIX_PIX_FMT_GRAY8, 5, 3});
+  src.fill(Fill::noise, 1), mask.fill(Fill::noise, 2);
+  core_double().alter_frames([](TavixFrameV2 &frame) { frame.linesize[0] += 7; });
+
   TavixChannelFrames frames = {};
   ASSERT_EQ(TavixFrameChannelSplitByCPU(src, &frames, 2), TAVIX_OK);
   EXPECT_EQ(core_double().frame_requests().back().alignment, 1);
-  EXPECT_EQ(frames.green->data[0][5], src.get<uint8_t>(1, 1));
+  for (int y = 0; y < 3; ++y)
+    for (int x = 0; x < 5; ++x)
+      EXPECT_EQ(frames.green->data[0][y * 5 + x], src.get<uint8_t>(3 * x + 1, y));
   free_slots(frames);
+
+  TavixFrameV2 *dst = nullptr;
+  ASSERT_EQ(TavixFrameAddMaskByCPU(src, mask, &dst), TAVIX_OK);
+  EXPECT_EQ(core_double().frame_requests().back().alignment, 1);
+  for (int y = 0; y < 3; ++y)
+    for (int x = 0; x < 5; ++x) {
+      const uint8_t *pixel = dst->data[0] + (y * 5 + x) * 4;
+      for (int c = 0; c < 3; ++c) EXPECT_EQ(pixel[c], src.get<uint8_t>(3 * x + c, y));
+      EXPECT_EQ(pixel[3], mask.get<uint8_t>(x, y));
+    }
+  TavixFrameFreeV2(dst);
 }
 
 TEST(ChannelSplit, MissingChannelStopsAfterTheOthers) {
@@ -254,7 +269,14 @@ TEST(MultiFrame, EqualsOpencvInPlaceAndInANewFrame) {
     cv::Mat expected;
     cv::multiply(matrix_of(*alpha), matrix_of(*beta), expected);
     TavixFrameV2 *fresh = nullptr, *in_place = beta;
+    beta->device = 6;
+    core_double().reset();
     ASSERT_EQ(TavixFrameMultiFrameByCPU(alpha, beta, &fresh), TAVIX_OK);
+    const auto requests = core_double().frame_requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_TRUE(requests[0].format == c.shape.format && requests[0].memory == 0 &&
+                requests[0].width == c.shape.width && requests[0].height == c.shape.height &&
+                requests[0].device == 6 && requests[0].alignment == 1);
     ASSERT_EQ(TavixFrameMultiFrameByCPU(alpha, beta, &in_place), TAVIX_OK);
     EXPECT_TRUE(same_pixels_as(expected, *fresh));
     EXPECT_TRUE(same_pixels_as(expected, *beta));
