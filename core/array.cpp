@@ -22,4 +22,6 @@ TavixArray *TavixArrayAlloc(int32_t type, int32_t count) {
   return array;
 }
 
-void TavixArrayFree(TavixArray *array) { std::free(array); }
+void TavixArrayFree(TavixArray *array) {
+  std::free(array);
+}

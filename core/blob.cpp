@@ -22,14 +22,19 @@ namespace {
 size_t element_bytes(uint32_t data_type) {
   switch (data_type) {
     case TAVIX_DATA_TYPE_INT8:
-    case TAVIX_DATA_TYPE_UINT8: return 1;
+    case TAVIX_DATA_TYPE_UINT8:
+      return 1;
     case TAVIX_DATA_TYPE_INT16:
-    case TAVIX_DATA_TYPE_UINT16: return 2;
+    case TAVIX_DATA_TYPE_UINT16:
+      return 2;
     case TAVIX_DATA_TYPE_FLOAT32:
     case TAVIX_DATA_TYPE_INT32:
-    case TAVIX_DATA_TYPE_UINT32: return 4;
-    case TAVIX_DATA_TYPE_INT64: return 8;
-    default: return 0;
+    case TAVIX_DATA_TYPE_UINT32:
+      return 4;
+    case TAVIX_DATA_TYPE_INT64:
+      return 8;
+    default:
+      return 0;
   }
 }
 

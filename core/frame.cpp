@@ -31,9 +31,13 @@ constexpr int64_t round_up(int64_t value, int64_t multiple) {
 constexpr int64_t kMostPlaneBytes = std::numeric_limits<int32_t>::max();
 
 // Bytes a row may hold without reaching into the next one; strides may be negative.
-int64_t stride_bytes(int32_t linesize) { return std::abs(int64_t(linesize)); }
+int64_t stride_bytes(int32_t linesize) {
+  return std::abs(int64_t(linesize));
+}
 
-uint8_t *row(uint8_t *plane, int32_t linesize, int64_t y) { return plane + linesize * y; }
+uint8_t *row(uint8_t *plane, int32_t linesize, int64_t y) {
+  return plane + linesize * y;
+}
 
 }  // namespace
 
@@ -76,7 +80,9 @@ TavixFrameV2 *TavixVideoFrameAllocV2(int32_t format, uint32_t memory, int32_t wi
   return &frame.release()->record;
 }
 
-void TavixFrameFreeV2(TavixFrameV2 *frame) { delete reinterpret_cast<OwnedFrame *>(frame); }
+void TavixFrameFreeV2(TavixFrameV2 *frame) {
+  delete reinterpret_cast<OwnedFrame *>(frame);
+}
 
 int32_t TavixFrameCopyV2(TavixFrameV2 *dst, const TavixFrameV2 *src, uint64_t, uint64_t) {
   if (dst == nullptr || src == nullptr) {
@@ -102,8 +108,7 @@ int32_t TavixFrameCopyV2(TavixFrameV2 *dst, const TavixFrameV2 *src, uint64_t, u
     return TAVIX_ERROR_UNSUPPORTED;
   }
   for (size_t p = 0; p < std::size(layout->planes); ++p) {
-    if (layout->planes[p].pixel_bytes > 0 &&
-        (dst->data[p] == nullptr || src->data[p] == nullptr)) {
+    if (layout->planes[p].pixel_bytes > 0 && (dst->data[p] == nullptr || src->data[p] == nullptr)) {
       CORE_LOG_ERROR("plane %zu of dst(%p) and src(%p) must not be nullptr", p,
                      static_cast<void *>(dst->data[p]), static_cast<void *>(src->data[p]));
       return TAVIX_ERROR_INVALID_PARAM;
@@ -114,8 +119,9 @@ int32_t TavixFrameCopyV2(TavixFrameV2 *dst, const TavixFrameV2 *src, uint64_t, u
   for (size_t p = 0; has_pixels && p < std::size(layout->planes); ++p) {
     const Plane &plane = layout->planes[p];
     if (plane.pixel_bytes == 0) break;
-    const int64_t bytes = std::min({plane_row_bytes(plane, src->video.width),
-                                    stride_bytes(dst->linesize[p]), stride_bytes(src->linesize[p])});
+    const int64_t bytes =
+        std::min({plane_row_bytes(plane, src->video.width), stride_bytes(dst->linesize[p]),
+                  stride_bytes(src->linesize[p])});
     for (int64_t y = 0; y < plane_rows(plane, src->video.height); ++y) {
       std::memmove(row(dst->data[p], dst->linesize[p], y), row(src->data[p], src->linesize[p], y),
                    size_t(bytes));

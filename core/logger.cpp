@@ -12,10 +12,14 @@ namespace {
 
 const char *level_name(int32_t level) {
   switch (level) {
-    case TAVIX_LOG_DEBUG: return "debug";
-    case TAVIX_LOG_INFO: return "info";
-    case TAVIX_LOG_WARNING: return "warning";
-    default: return "error";
+    case TAVIX_LOG_DEBUG:
+      return "debug";
+    case TAVIX_LOG_INFO:
+      return "info";
+    case TAVIX_LOG_WARNING:
+      return "warning";
+    default:
+      return "error";
   }
 }
 
@@ -46,7 +50,9 @@ void TavixLoggerSetSink(TavixLogSink sink, void *user) {
   logger().user = user;
 }
 
-void TavixLoggerSetLevel(int32_t least_level) { logger().least_level = least_level; }
+void TavixLoggerSetLevel(int32_t least_level) {
+  logger().least_level = least_level;
+}
 
 void TavixLoggerLogV2(int32_t level, const char *file, const char *function, int32_t line,
                       const char *format, ...) {

@@ -3,7 +3,8 @@
 #include "tavix/core/host.h"
 
 #define NAME(code) \
-  case code: return #code
+  case code:       \
+    return #code
 
 const char *TavixStatusName(int32_t status) {
   switch (status) {

@@ -313,7 +313,7 @@ TEST(BlobRefusals, FailingAllocations) {
     }
   }
   // Lists need no allocation, and a code without a layout is refused before it.
-    Call call(true);
+  Call call(true);
   fail_nothrow_new(1);
   EXPECT_EQ(call.run(Entry::list_to_blob), TAVIX_OK);
   EXPECT_EQ(call.run(Entry::list_to_frame), TAVIX_OK);

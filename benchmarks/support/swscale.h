@@ -58,6 +58,8 @@ struct SwscaleFrames : Frames {
   std::shared_ptr<SwsContext> context_;
 };
 
-inline void swscale_call(SwscaleFrames &f) { f.swscale(); }
+inline void swscale_call(SwscaleFrames &f) {
+  f.swscale();
+}
 
 }  // namespace tavix::benchmarks

@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "core/recorded_log.h"
-#include "support/scarce_memory.h"
 #include "support/printed.h"
+#include "support/scarce_memory.h"
 
 namespace tavix::test {
 namespace {

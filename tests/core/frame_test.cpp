@@ -7,10 +7,10 @@
 #include <numeric>
 
 #include "core/recorded_log.h"
-#include "support/scarce_memory.h"
 #include "support/compare.h"
 #include "support/guarded_frame.h"
 #include "support/printed.h"
+#include "support/scarce_memory.h"
 #include "support/sweep.h"
 
 namespace tavix::test {

@@ -8,7 +8,7 @@
 enum TavixStatus {
   TAVIX_OK = 0,
   TAVIX_ERROR_MEMORY = 3,        /**< an allocation failed */
-  TAVIX_ERROR_UNSUPPORTED = 4,   /**< pixel format, element type, layout or operation not supported */
+  TAVIX_ERROR_UNSUPPORTED = 4,   /**< format, element type, layout or operation not supported */
   TAVIX_ERROR_INVALID_PARAM = 7, /**< null record or plane, memory not host, records inconsistent */
   TAVIX_ERROR_INVALID_DATA = 13  /**< blob dimension count wrong or blob storage missing */
 };
@@ -80,9 +80,6 @@ enum TavixDataFormat {
 /** Value kind of a result-array element. */
 enum TavixArrayType { TAVIX_ARRAY_TYPE_DOUBLE = 3 };
 
-enum {
-  TAVIX_FRAME_MAX_PLANES = 8,
-  TAVIX_BLOB_MAX_DIMS = 8
-};
+enum { TAVIX_FRAME_MAX_PLANES = 8, TAVIX_BLOB_MAX_DIMS = 8 };
 
 #endif

@@ -38,7 +38,6 @@ TAVIX_API int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axi
                                           TavixBlob *dst_blob);
 
 /** The AVX2 implementation, with checks and messages of its own; missing storage is not logged. */
-TAVIX_API int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis,
-                                      TavixBlob *dst_blob);
+TAVIX_API int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob);
 
 #endif

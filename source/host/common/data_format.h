@@ -6,7 +6,7 @@
 
 namespace tavix::module {
 
-inline constexpr uint32_t kLayoutSlots = 15;          // slots in use
+inline constexpr uint32_t kLayoutSlots = 15;         // slots in use
 inline constexpr uint32_t kNoLayout = kLayoutSlots;  // the empty slot of every layout table
 
 // Slot of a layout code; codes 9 to 999 and above 1005 have none.

@@ -14,12 +14,12 @@
 #define TAVIX_LOG(level, ...) TAVIX_LOG_AS(__func__, level, __VA_ARGS__)
 
 // A check is one line: when the condition holds, one error line is logged and status returned.
-#define TAVIX_REFUSE_AS_IF(function, condition, status, ...)   \
-  do {                                                         \
-    if (condition) {                                           \
-      TAVIX_LOG_AS(function, TAVIX_LOG_ERROR, __VA_ARGS__);    \
-      return status;                                           \
-    }                                                          \
+#define TAVIX_REFUSE_AS_IF(function, condition, status, ...) \
+  do {                                                       \
+    if (condition) {                                         \
+      TAVIX_LOG_AS(function, TAVIX_LOG_ERROR, __VA_ARGS__);  \
+      return status;                                         \
+    }                                                        \
   } while (false)
 
 #define TAVIX_REFUSE_IF(condition, status, ...) \

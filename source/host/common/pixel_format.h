@@ -11,11 +11,11 @@
 namespace tavix::module {
 
 struct FormatTraits {
-  int8_t element_size;  // bytes of an RGB-family element, -1 outside the family
-  int8_t channels;      // interleaved channels of an RGB-family pixel, 0 outside the family
-  bool r_first;         // red before blue
-  int8_t float_partner; // same channel order, the other element type
-  int8_t alpha_partner; // same element type, with alpha
+  int8_t element_size;   // bytes of an RGB-family element, -1 outside the family
+  int8_t channels;       // interleaved channels of an RGB-family pixel, 0 outside the family
+  bool r_first;          // red before blue
+  int8_t float_partner;  // same channel order, the other element type
+  int8_t alpha_partner;  // same element type, with alpha
 };
 
 inline constexpr uint32_t kFormatCount = 16;
@@ -48,14 +48,24 @@ constexpr const FormatTraits &traits(int32_t format) {
   return kFormats[uint32_t(format) < kFormatCount ? uint32_t(format) : kFormatCount];
 }
 
-constexpr int32_t element_size(int32_t format) { return traits(format).element_size; }
-constexpr bool is_rgb_family(int32_t format) { return element_size(format) > 0; }
-constexpr bool is_float(int32_t format) { return element_size(format) == 4; }
+constexpr int32_t element_size(int32_t format) {
+  return traits(format).element_size;
+}
+constexpr bool is_rgb_family(int32_t format) {
+  return element_size(format) > 0;
+}
+constexpr bool is_float(int32_t format) {
+  return element_size(format) == 4;
+}
 constexpr bool is_yuv420(int32_t format) {
   return format >= TAVIX_PIX_FMT_NV12 && format <= TAVIX_PIX_FMT_I420;
 }
-constexpr int32_t float_partner(int32_t format) { return traits(format).float_partner; }
-constexpr int32_t alpha_partner(int32_t format) { return traits(format).alpha_partner; }
+constexpr int32_t float_partner(int32_t format) {
+  return traits(format).float_partner;
+}
+constexpr int32_t alpha_partner(int32_t format) {
+  return traits(format).alpha_partner;
+}
 
 static_assert(!is_rgb_family(-1) && !is_rgb_family(1 << 30), "any code has an answer");
 static_assert(float_partner(4) == 14 && float_partner(5) == 13, "the codes cross on purpose");

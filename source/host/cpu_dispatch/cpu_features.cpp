@@ -18,10 +18,14 @@ struct FlagSource {
 };
 
 constexpr FlagSource kLeaf1Flags[] = {
-    {TAVIX_CPU_FEATURE_SSE, &CpuidAnswer::edx, 25},   {TAVIX_CPU_FEATURE_SSE2, &CpuidAnswer::edx, 26},
-    {TAVIX_CPU_FEATURE_SSE3, &CpuidAnswer::ecx, 0},   {TAVIX_CPU_FEATURE_SSSE3, &CpuidAnswer::ecx, 9},
-    {TAVIX_CPU_FEATURE_SSE4_1, &CpuidAnswer::ecx, 19}, {TAVIX_CPU_FEATURE_SSE4_2, &CpuidAnswer::ecx, 20},
-    {TAVIX_CPU_FEATURE_AVX, &CpuidAnswer::ecx, 28},   {TAVIX_CPU_FEATURE_FMA, &CpuidAnswer::ecx, 12},
+    {TAVIX_CPU_FEATURE_SSE, &CpuidAnswer::edx, 25},
+    {TAVIX_CPU_FEATURE_SSE2, &CpuidAnswer::edx, 26},
+    {TAVIX_CPU_FEATURE_SSE3, &CpuidAnswer::ecx, 0},
+    {TAVIX_CPU_FEATURE_SSSE3, &CpuidAnswer::ecx, 9},
+    {TAVIX_CPU_FEATURE_SSE4_1, &CpuidAnswer::ecx, 19},
+    {TAVIX_CPU_FEATURE_SSE4_2, &CpuidAnswer::ecx, 20},
+    {TAVIX_CPU_FEATURE_AVX, &CpuidAnswer::ecx, 28},
+    {TAVIX_CPU_FEATURE_FMA, &CpuidAnswer::ecx, 12},
 };
 constexpr FlagSource kLeaf7Flags[] = {
     {TAVIX_CPU_FEATURE_AVX2, &CpuidAnswer::ebx, 5},

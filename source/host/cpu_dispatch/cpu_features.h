@@ -32,7 +32,9 @@ struct TavixCpuFeatures {
 const TavixCpuFeatures &cpu_features();
 
 // The vector path is taken on this bit alone; the operating system is not asked, on purpose.
-inline bool use_avx2() { return (cpu_features().flags & TAVIX_CPU_FEATURE_AVX2) != 0; }
+inline bool use_avx2() {
+  return (cpu_features().flags & TAVIX_CPU_FEATURE_AVX2) != 0;
+}
 
 // One answer of the CPUID instruction.
 struct CpuidAnswer {

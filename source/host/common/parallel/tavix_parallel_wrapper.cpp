@@ -72,8 +72,7 @@ void parallel_for_(const Range &range, const ParallelLoopBody &body, double nstr
 
   StripeArena &arena = ParallelLoopBodyWrapper::arena();
   const ParallelLoopBodyWrapper wrapper(body, range, nstripes);
-  arena.run(wrapper.stripe_count(),
-            [&wrapper](int first, int last) { wrapper({first, last, 1}); });
+  arena.run(wrapper.stripe_count(), [&wrapper](int first, int last) { wrapper({first, last, 1}); });
 }
 
 }  // namespace tavix::module

@@ -27,7 +27,8 @@ class ParallelLoopBodyWrapper final : public ParallelLoopBody {
  public:
   ParallelLoopBodyWrapper(const ParallelLoopBody &body, const Range &whole, double stripes);
 
-  // Runs the body once over the rows of stripes [start, end); stripes beyond the last row are empty.
+  // Runs the body once over the rows of stripes [start, end); stripes beyond the last row are
+  // empty.
   void operator()(const Range &stripes) const override;
 
   int stripe_count() const { return int(stripes_); }
