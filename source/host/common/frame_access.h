@@ -64,6 +64,20 @@ inline const uint8_t *row(const TavixFrameV2 &frame, int32_t y) {
   return row(static_cast<const uint8_t *>(frame.data[0]), frame.linesize[0], y);
 }
 
+// run(elements, row of each frame...) for the rows [start, end) of plane 0 of frames of one shape and
+// of elements T; nothing when they have no pixels. Rows that follow each other without gaps in every
+// frame are one long row.
+template <class T, class Run, class Frame, class... Frames>
+void for_each_long_row(int32_t start, int32_t end, const Run &run, Frame &frame,
+                       Frames &...frames) {
+  const int32_t n = row_elements(frame.video);
+  const int64_t bytes = n * int64_t(sizeof(T));
+  const bool gapless = frame.linesize[0] == bytes && ((frames.linesize[0] == bytes) && ...);
+  if (n == 0) return;
+  const int32_t joined = gapless && bytes * end <= INT32_MAX ? end - start : 1;
+  for (int32_t y = start; y < end; y += joined) run(n * joined, row(frame, y), row(frames, y)...);
+}
+
 // Element i of a row of T that may start at any address.
 template <class T>
 inline T load(const uint8_t *bytes, int64_t i) {

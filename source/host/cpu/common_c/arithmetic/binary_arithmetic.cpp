@@ -133,29 +133,26 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
         gamma_(copy_parameters(job.gamma)) {}
 
   void operator()(const Range &rows) const override {
-    const int32_t n = row_elements(src1_->video);
-    if (n == 0) return;  // planes may be null
+    if (!has_pixels(src1_->video)) return;
     const int32_t channels = src1_->video.channels;
     if constexpr (std::is_same_v<T, uint8_t>) {
-      run_bytes(rows, n, channels);
+      run_bytes(rows, channels);
     } else if (!all_floats(gamma_, channels)) {
-      run_floats<double, double>(rows, n, channels);
+      run_floats<double, double>(rows, channels);
     } else if (!all_floats(alpha_, channels) || !all_floats(beta_, channels)) {
-      run_floats<double, float>(rows, n, channels);
+      run_floats<double, float>(rows, channels);
     } else {
-      run_floats<float, float>(rows, n, channels);
+      run_floats<float, float>(rows, channels);
     }
   }
 
  private:
-  void run_bytes(const Range &rows, int32_t n, int32_t channels) const {
+  void run_bytes(const Range &rows, int32_t channels) const {
     const ScaledOperand scaled1(alpha_, channels), scaled2(beta_, channels);
     const ByteOffset offset(gamma_, channels);
 
     uint8_t strip1[kStrip], strip2[kStrip], result[kStrip];
-    for (int32_t y = rows.start; y < rows.end; ++y) {
-      const uint8_t *src1 = row(*src1_, y), *src2 = row(*src2_, y);
-      uint8_t *dst = row(*dst_, y);
+    const auto run_row = [&](int32_t n, const uint8_t *src1, const uint8_t *src2, uint8_t *dst) {
       for (int64_t i = 0; i < n; i += kStrip) {  // 64-bit: the strip after the longest row's last
         const int32_t count = int32_t(std::min<int64_t>(kStrip, n - i));
         const uint8_t *a = scaled1.row(src1 + i, strip1, count, channels);
@@ -169,7 +166,8 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
           std::memcpy(dst + i, result, size_t(count));
         }
       }
-    }
+    };
+    for_each_long_row<uint8_t>(rows.start, rows.end, run_row, *src1_, *src2_, *dst_);
   }
 
   // No offset is added to a zero-divisor result, on purpose.
@@ -180,18 +178,17 @@ class BinaryArithmeticBody final : public ParallelLoopBody {
   // Scale and Offset: double, or float where the parameters are floats. The product of two floats
   // is exact in double and rounded once either way.
   template <class Scale, class Offset>
-  void run_floats(const Range &rows, int32_t n, int32_t channels) const {
+  void run_floats(const Range &rows, int32_t channels) const {
     const ParameterPattern<Scale, kFloatPeriod> alpha(alpha_, channels), beta(beta_, channels);
     const ParameterPattern<Offset, kFloatPeriod> gamma(gamma_, channels);
-    for (int32_t y = rows.start; y < rows.end; ++y) {
-      const uint8_t *src1 = row(*src1_, y), *src2 = row(*src2_, y);
-      uint8_t *dst = row(*dst_, y);
+    const auto run_row = [&](int32_t n, const uint8_t *src1, const uint8_t *src2, uint8_t *dst) {
       for_each_element<kFloatPeriod>(n, [&](int64_t i, int32_t k) {
         const float a = float(load<float>(src1, i) * alpha.lanes[k]);
         const float b = float(load<float>(src2, i) * beta.lanes[k]);
         store(dst, i, combine_floats<op>(a, b, gamma.lanes[k]));
       });
-    }
+    };
+    for_each_long_row<float>(rows.start, rows.end, run_row, *src1_, *src2_, *dst_);
   }
 
   const TavixFrameV2 *src1_;

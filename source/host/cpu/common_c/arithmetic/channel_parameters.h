@@ -36,8 +36,8 @@ void for_each_element(int32_t n, const Step &step) {
 template <class T, int32_t period>
 struct ParameterPattern {
   ParameterPattern(const ChannelParameters &values, int32_t channels) {
-    for (int32_t k = 0; k < period; ++k)
-      lanes[k] = T(values[k % std::clamp(channels, 1, kMaxChannels)]);
+    const int32_t used = std::clamp(channels, 1, kMaxChannels);
+    for (int32_t k = 0; k < period; ++k) lanes[k] = k < used ? T(values[k]) : lanes[k - used];
   }
   T lanes[period];
 };

@@ -192,14 +192,12 @@ class StatisticalFunctionBody final : public ParallelLoopBody {
 
  private:
   void accumulate(const Range &rows, ChannelTotals &stripe) const {
-    const int64_t n = int64_t(row_elements(src_.video)) * int64_t(sizeof(T));
-    if (n == 0) return;
+    if (!has_pixels(src_.video)) return;
     RowAccumulator<typename LanesOf<T, op>::type> accumulator(stripe, src_.video.channels);
-    if (src_.linesize[0] == n && n * rows.end <= INT32_MAX) {  // rows without gaps are one long row
-      accumulator.row(row(src_, rows.start), n * (rows.end - rows.start));
-    } else {
-      for (int32_t y = rows.start; y < rows.end; ++y) accumulator.row(row(src_, y), n);
-    }
+    const auto run_row = [&](int64_t n, const uint8_t *src) {
+      accumulator.row(src, n * int64_t(sizeof(T)));
+    };
+    for_each_long_row<T>(rows.start, rows.end, run_row, src_);
   }
 
   const TavixFrameV2 &src_;

@@ -55,28 +55,27 @@ class UnaryArithmeticBody final : public ParallelLoopBody {
 
  private:
   void run_bytes(const Range &rows) const {
-    const int32_t n = row_elements(src_->video);
     const int32_t channels = std::clamp(src_->video.channels, 0, kMaxChannels);
     ChannelTables tables;
     tables.fill(channels, [&](uint8_t x, int32_t c) {
       return round_to_u8(apply<op>(x * scale_[c]) + offset_[c]);
     });
-    for (int32_t y = rows.start; y < rows.end; ++y)
-      tables.map_row(row(*src_, y), row(*dst_, y), n, channels);
+    const auto run_row = [&](int32_t n, const uint8_t *src, uint8_t *dst) {
+      tables.map_row(src, dst, n, channels);
+    };
+    for_each_long_row<uint8_t>(rows.start, rows.end, run_row, *src_, *dst_);
   }
 
   void run_floats(const Range &rows) const {
     constexpr int32_t kPeriod = 12;
-    const int32_t n = row_elements(src_->video);
     const ParameterPattern<double, kPeriod> scale(scale_, src_->video.channels),
         offset(offset_, src_->video.channels);
-    for (int32_t y = rows.start; y < rows.end; ++y) {
-      const uint8_t *src = row(*src_, y);
-      uint8_t *dst = row(*dst_, y);
+    const auto run_row = [&](int32_t n, const uint8_t *src, uint8_t *dst) {
       for_each_element<kPeriod>(n, [&](int64_t i, int32_t k) {
         store(dst, i, float(apply<op>(load<float>(src, i) * scale.lanes[k]) + offset.lanes[k]));
       });
-    }
+    };
+    for_each_long_row<float>(rows.start, rows.end, run_row, *src_, *dst_);
   }
 
   const TavixFrameV2 *src_;

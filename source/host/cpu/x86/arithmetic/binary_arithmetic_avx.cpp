@@ -40,10 +40,13 @@ bool is_neutral(const Pattern &scale) {
 
 ByteParameters::ByteParameters(const Pattern &a, const Pattern &b, const Pattern &g)
     : alpha(a), beta(b), scaled1(!is_neutral(a)), scaled2(!is_neutral(b)) {
-  for (int32_t k = 0; k < kBlockBytes; ++k) {
-    const float gamma = g.lanes[k % kBlockFloats];
-    offset[k] = round_to_u8(gamma);
-    zero_divisor[k] = round_to_u8(FLT_EPSILON - gamma);
+  for (int32_t k = 0; k < kBlockFloats; ++k) {
+    offset[k] = round_to_u8(g.lanes[k]);
+    zero_divisor[k] = round_to_u8(FLT_EPSILON - g.lanes[k]);
+  }
+  for (int32_t k = kBlockFloats; k < kBlockBytes; ++k) {
+    offset[k] = offset[k - kBlockFloats];
+    zero_divisor[k] = zero_divisor[k - kBlockFloats];
   }
 }
 
@@ -78,12 +81,10 @@ struct BinaryOpAvx2<TAVIX_BINARY_OP_SUB> {
 template <>
 struct BinaryOpAvx2<TAVIX_BINARY_OP_MUL> {
   static TAVIX_INLINE __m256i run(__m256i a, __m256i b) {
-    const __m256i zero = _mm256_setzero_si256(), most = _mm256_set1_epi16(255);
-    const __m256i low =
-        _mm256_mullo_epi16(_mm256_unpacklo_epi8(a, zero), _mm256_unpacklo_epi8(b, zero));
-    const __m256i high =
-        _mm256_mullo_epi16(_mm256_unpackhi_epi8(a, zero), _mm256_unpackhi_epi8(b, zero));
-    return _mm256_packus_epi16(_mm256_min_epu16(low, most), _mm256_min_epu16(high, most));
+    const __m256i even = _mm256_set1_epi16(0x00FF), odd = _mm256_set1_epi16(int16_t(0xFF00));
+    const __m256i low = _mm256_mullo_epi16(a & even, b & even);
+    const __m256i high = _mm256_mulhi_epu16(a & odd, b & odd);
+    return _mm256_min_epu16(low, even) | _mm256_slli_epi16(_mm256_min_epu16(high, even), 8);
   }
   static TAVIX_INLINE __m256 run(__m256 a, __m256 b) { return a * b; }
 };
@@ -161,23 +162,25 @@ TAVIX_INLINE __m256i scale_bytes_avx2(const uint8_t *p, const BlockPattern &scal
                              load8b_avx2(p + 24) * scale.lanes[(4 * j + 3) % 3]);
 }
 
-template <int op>
+// scaled: whether either operand is.
+template <int op, bool scaled>
 struct ByteBlockAvx2 {
   const ByteParameters &parameters;
   BlockPattern alpha, beta;
+  __m256i offset[3];
 
   template <int j>
   TAVIX_INLINE void vector(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
     constexpr int at = 32 * j;
-    const __m256i a =
-        parameters.scaled1 ? scale_bytes_avx2<j>(src1 + at, alpha) : load32_avx2(src1 + at);
-    const __m256i b =
-        parameters.scaled2 ? scale_bytes_avx2<j>(src2 + at, beta) : load32_avx2(src2 + at);
+    const __m256i a = scaled && parameters.scaled1 ? scale_bytes_avx2<j>(src1 + at, alpha)
+                                                   : load32_avx2(src1 + at);
+    const __m256i b = scaled && parameters.scaled2 ? scale_bytes_avx2<j>(src2 + at, beta)
+                                                   : load32_avx2(src2 + at);
     __m256i r = BinaryOpAvx2<op>::run(a, b);
     if constexpr (op == TAVIX_BINARY_OP_DIV)
       r = _mm256_blendv_epi8(r, load32_avx2(parameters.zero_divisor + at),
                              BinaryOpAvx2<op>::zero(b));
-    store32_avx2(dst + at, _mm256_adds_epu8(r, load32_avx2(parameters.offset + at)));
+    store32_avx2(dst + at, _mm256_adds_epu8(r, offset[j]));
   }
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
     vector<0>(dst, src1, src2);
@@ -191,23 +194,38 @@ struct FloatBlockAvx2 {
   BlockPattern alpha, beta, gamma;
 
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
+    __m256 result[3];
     for (int j = 0; j < 3; ++j) {
       const __m256 a = load8f_avx2(src1 + 32 * j) * alpha.lanes[j];
       const __m256 b = load8f_avx2(src2 + 32 * j) * beta.lanes[j];
       __m256 r = BinaryOpAvx2<op>::run(a, b);
       if constexpr (op == TAVIX_BINARY_OP_DIV)
         r = _mm256_blendv_ps(r, FLT_EPSILON - gamma.lanes[j], BinaryOpAvx2<op>::zero(b));
-      store8f_avx2(dst + 32 * j, r + gamma.lanes[j]);
+      result[j] = r + gamma.lanes[j];
     }
+    store_in_order_avx2(dst, result);
   }
 };
+
+template <int op, bool scaled>
+TAVIX_INLINE void byte_row_avx2(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int64_t n,
+                                const ByteParameters &p) {
+  const ByteBlockAvx2<op, scaled> step = {
+      p,
+      load_pattern_avx2(p.alpha.lanes),
+      load_pattern_avx2(p.beta.lanes),
+      {load32_avx2(p.offset), load32_avx2(p.offset + 32), load32_avx2(p.offset + 64)}};
+  run_blocks_avx2<kBlockBytes>(step, n, dst, src1, src2);
+}
 
 template <int op>
 void binary_row_avx2(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int64_t n,
                      const ByteParameters &p) {
-  const ByteBlockAvx2<op> step = {p, load_pattern_avx2(p.alpha.lanes),
-                                  load_pattern_avx2(p.beta.lanes)};
-  run_blocks_avx2<kBlockBytes>(step, n, dst, src1, src2);
+  if (p.scaled1 || p.scaled2) {
+    byte_row_avx2<op, true>(src1, src2, dst, n, p);
+  } else {
+    byte_row_avx2<op, false>(src1, src2, dst, n, p);
+  }
 }
 
 template <int op>
@@ -244,9 +262,10 @@ class BinaryArithmeticBodyAVX final : public ParallelLoopBody {
     using Parameters =
         std::conditional_t<std::is_same_v<T, uint8_t>, ByteParameters, FloatParameters>;
     const Parameters parameters{alpha_, beta_, gamma_};
-    const int32_t n = row_elements(src1_->video);
-    for (int32_t y = rows.start; n > 0 && y < rows.end; ++y)
-      binary_row_avx2<op>(row(*src1_, y), row(*src2_, y), row(*dst_, y), n, parameters);
+    const auto run_row = [&](int32_t n, const uint8_t *src1, const uint8_t *src2, uint8_t *dst) {
+      binary_row_avx2<op>(src1, src2, dst, n, parameters);
+    };
+    for_each_long_row<T>(rows.start, rows.end, run_row, *src1_, *src2_, *dst_);
   }
 
  private:

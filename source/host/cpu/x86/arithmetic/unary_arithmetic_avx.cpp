@@ -110,7 +110,8 @@ struct FloatsAvx2 {
     __m256 v[3];
     for (int j = 0; j < 3; ++j) v[j] = load8f_avx2(src + 32 * j) * scale.lanes[j];
     apply_to_block_avx2<op>(v);
-    for (int j = 0; j < 3; ++j) store8f_avx2(dst + 32 * j, v[j] + offset.lanes[j]);
+    for (int j = 0; j < 3; ++j) v[j] += offset.lanes[j];
+    store_in_order_avx2(dst, v);
   }
 };
 
@@ -192,48 +193,55 @@ class UnaryArithmeticBodyAVX final : public ParallelLoopBody {
         offset_(copy_parameters(job.offset), job.video().channels) {}
 
   void operator()(const Range &rows) const override {
-    const int32_t n = row_elements(src_->video);
-    if (n == 0) return;
     if constexpr (std::is_same_v<T, float>) {
-      for_each_row(rows, [&](const uint8_t *src, uint8_t *dst) { run_floats(src, dst, n); });
+      run_floats(rows);
     } else if constexpr (op == TAVIX_UNARY_OP_MUL_ADD) {
-      for_each_row(rows, [&](const uint8_t *src, uint8_t *dst) {
+      for_each_row(rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) {
         mul_add_bytes_avx2(src, dst, n, scale_, offset_);
       });
     } else {
-      run_byte_maps(rows, n);
+      run_byte_maps(rows);
     }
   }
 
  private:
+  static constexpr bool kBlocksDiffer =
+      op == TAVIX_UNARY_OP_SQRT || (op == TAVIX_UNARY_OP_EXP && std::is_same_v<T, float>);
+
+  // run_row(elements, src, dst). Where blocks differ from single elements, rows that end in single
+  // elements stay apart.
   template <class RunRow>
   void for_each_row(const Range &rows, const RunRow &run_row) const {
-    for (int32_t y = rows.start; y < rows.end; ++y) run_row(row(*src_, y), row(*dst_, y));
+    const int32_t n = row_elements(src_->video);
+    const bool apart = kBlocksDiffer && in_whole_blocks(n, src_->video.channels) != n;
+    const int32_t step = apart ? 1 : rows.end - rows.start;
+    for (int32_t y = rows.start; y < rows.end; y += step)
+      for_each_long_row<T>(y, y + step, run_row, *src_, *dst_);
   }
 
-  void run_byte_maps(const Range &rows, int32_t n) const {
+  void run_byte_maps(const Range &rows) const {
     const int32_t channels = src_->video.channels;
+    if (!has_pixels(src_->video)) return;
     const ByteMapsAvx2 singles = byte_maps(apply_to_singles<op>, scale_, offset_, channels);
-    if constexpr (op == TAVIX_UNARY_OP_SQRT) {
+    if constexpr (kBlocksDiffer) {
       const ByteMapsAvx2 blocks = byte_maps(sqrt_in_blocks, scale_, offset_, channels);
-      const int32_t whole = in_whole_blocks(n, channels);
-      for_each_row(rows, [&](const uint8_t *src, uint8_t *dst) {
+      for_each_row(rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) {
+        const int32_t whole = in_whole_blocks(n, channels);
         blocks.map_row(src, dst, whole);
         singles.map_row(src + whole, dst + whole, n - whole);
       });
     } else {
-      for_each_row(rows, [&](const uint8_t *src, uint8_t *dst) { singles.map_row(src, dst, n); });
+      for_each_row(
+          rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) { singles.map_row(src, dst, n); });
     }
   }
 
-  void run_floats(const uint8_t *src, uint8_t *dst, int32_t n) const {
-    if constexpr (op == TAVIX_UNARY_OP_MUL_ADD || op == TAVIX_UNARY_OP_LOG) {
-      float_blocks_avx2<op>(src, dst, n, scale_, offset_);
-    } else {
-      const int32_t whole = in_whole_blocks(n, src_->video.channels);
+  void run_floats(const Range &rows) const {
+    for_each_row(rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) {
+      const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, src_->video.channels) : n;
       float_blocks_avx2<op>(src, dst, whole, scale_, offset_);
       float_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
-    }
+    });
   }
 
   // A row with two channels has nothing but single elements.
