@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// The value is computed in double, far closer to the true one than the library's function comes.
-// Rounded to float it is what the library returns, unless a midpoint of two floats lies within the
-// library's own error of it: those rare lanes, and special values, are left to the library.
+// The value is computed in double. Rounded to float it is what the library returns, unless a
+// midpoint of two floats lies within the margin that separates the two computations: those rare
+// lanes, and special values, are left to the library.
 #include "cpu/x86/arithmetic/library_math_avx2.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <numbers>
 
+#include "common/frame_access.h"
+#include "cpu/x86/arithmetic/row_blocks_avx2.h"
 #include "cpu/x86/avx2.h"
 
 TAVIX_AVX2_BEGIN
@@ -16,7 +19,7 @@ namespace tavix::module {
 
 namespace {
 
-// Eight doubles as two vectors, lanes 0 to 3 and 4 to 7.
+// Eight doubles as two vectors, lanes 0 to 3 and 4 to 7 unless said otherwise.
 struct Double8 {
   __m256d low, high;
 };
@@ -128,117 +131,245 @@ struct Exp {
   }
 };
 
-struct Log {
-  static constexpr int kTogether = 1;
-  static float library(float x) { return logf(x); }
+// A table of 16 doubles, looked up eight at a time. index: the lowest three bits count; select: its
+// fourth bit, as a sign.
+struct Table16 {
+  __m256 low[2], high[2];  // the words of entries 0 to 7 and 8 to 15
 
-  // base + log(1 + r) for -1/16 <= r <= 1/8, a minimax polynomial: absolute error below 2^-37.
-  static TAVIX_INLINE __m256d add_near_one_avx2(__m256d base, __m256d r) {
-    const __m256d r2 = r * r;
-    const __m256d p2 = -0x1.ffffff520e0edp-2 + r * 0x1.5555471a21273p-2;
-    const __m256d p4 = -0x1.0001f481e6e90p-2 + r * 0x1.99e717dcd48c2p-3;
-    const __m256d p6 = -0x1.53c88578a6277p-3 + r * 0x1.e1e2081e4c5cdp-4;
-    return (base + r) + r2 * p2 + (r2 * r2) * (p4 + r2 * p6);
+  explicit TAVIX_INLINE Table16(const double (&entries)[16]) {
+    for (int i = 0; i < 2; ++i) {
+      const Double8 d = {_mm256_loadu_pd(entries + 8 * i), _mm256_loadu_pd(entries + 8 * i + 4)};
+      low[i] = in_lane_order_avx2(_mm256_castsi256_ps(low_words_avx2(d)));
+      high[i] = in_lane_order_avx2(_mm256_castsi256_ps(high_words_avx2(d)));
+    }
   }
-
-  // How far beyond a midpoint the library's error may carry it, by the binade of log(x): glibc's
-  // logf over all floats, and a twentieth more. A library that errs less is covered too.
-  static TAVIX_INLINE __m256i margins_avx2(__m256i high_words) {
-    constexpr int32_t kFirstBinade = (1023 - 6) << 20;
-    const __m256i margins =  // below 2^-5, six binades, from 2 on
-        _mm256_setr_epi32(ulps(0.334), ulps(0.107), ulps(0.334), ulps(0.069), ulps(0.0140),
-                          ulps(0.0399), ulps(0.0209), ulps(0.0102));
-    const __m256i magnitude = _mm256_and_si256(high_words, _mm256_set1_epi32(INT32_MAX));
-    const __m256i above = _mm256_sub_epi32(magnitude, _mm256_set1_epi32(kFirstBinade));
-    const __m256i binade = _mm256_srli_epi32(_mm256_max_epi32(above, _mm256_setzero_si256()), 20);
-    return _mm256_permutevar8x32_epi32(margins, _mm256_min_epi32(binade, _mm256_set1_epi32(7)));
-  }
-
-  // x = 2^k z with z in [11/16, 11/8), which is cut into eight intervals. Each has a 1/c whose
-  // binary logarithm is a multiple of 2^-16 to within 2^-35 and for which r = z/c - 1 is small and,
-  // as a double, exact: log(x) = (k + log2(c)) ln(2) + log(1 + r). Around 1, c is 1 and nothing
-  // cancels.
-  static TAVIX_INLINE void lanes_avx2(const __m256 (&v)[1], Lanes (&lanes)[1]) {
-    const __m256 x = v[0];
-    const __m256 inverse_c =
-        _mm256_setr_ps(0x1.608076p+0f, 0x1.498c8ep+0f, 0x1.2f47b2p+0f, 0x1.1b4a1ep+0f, 1.0f, 1.0f,
-                       0x1.adcaf6p-1f, 0x1.86390ap-1f);
-    const __m256 log2_c = _mm256_setr_ps(-0x1.d89p-2f, -0x1.7518p-2f, -0x1.f4cp-3f, -0x1.2b48p-3f,
-                                         0.0f, 0.0f, 0x1.029p-2f, 0x1.914p-2f);
-    const __m256i bits = _mm256_castps_si256(x);
-    const __m256i offset = _mm256_sub_epi32(bits, _mm256_set1_epi32(0x3F300000));  // 11/16
-    const __m256i k = _mm256_srai_epi32(offset, 23);
-    const __m256i interval = _mm256_srli_epi32(offset, 20);  // the lowest three bits count
-    const __m256 z = _mm256_castsi256_ps(_mm256_sub_epi32(bits, _mm256_slli_epi32(k, 23)));
-
-    const Double8 zd = widen_avx2(z);
-    const Double8 inverse = widen_avx2(_mm256_permutevar8x32_ps(inverse_c, interval));
-    const Double8 base =
-        widen_avx2(_mm256_cvtepi32_ps(k) + _mm256_permutevar8x32_ps(log2_c, interval));
-    const Double8 y = {
-        add_near_one_avx2(base.low * std::numbers::ln2, zd.low * inverse.low - 1.0),
-        add_near_one_avx2(base.high * std::numbers::ln2, zd.high * inverse.high - 1.0)};
-
-    // Positive, normal and finite: one signed comparison of bits that start at the smallest.
-    const __m256i from_normal = _mm256_sub_epi32(bits, _mm256_set1_epi32(0x00800000 + INT32_MIN));
-    const __m256 normal = _mm256_castsi256_ps(
-        _mm256_cmpgt_epi32(_mm256_set1_epi32(0x7F000000 + INT32_MIN), from_normal));
-    const __m256 far = far_from_midpoint_avx2(low_words_avx2(y), margins_avx2(high_words_avx2(y)));
-    lanes[0] = {narrow_avx2(y), _mm256_and_ps(normal, in_lane_order_avx2(far))};
+  static TAVIX_INLINE __m256i words(const __m256 (&of)[2], __m256i index, __m256 select) {
+    return _mm256_castps_si256(_mm256_blendv_ps(_mm256_permutevar8x32_ps(of[0], index),
+                                                _mm256_permutevar8x32_ps(of[1], index), select));
   }
 };
 
-// So many vectors of x to y; the lanes that were not sure, a byte for each vector.
-template <class Function, int n>
-TAVIX_INLINE void run_vectors_avx2(const float *x, float *y, uint8_t *unsure) {
-  __m256 v[n];
+// Doubles from their words, in the order that brings their words back in order: lanes 0, 1, 4, 5
+// and 2, 3, 6, 7.
+TAVIX_INLINE Double8 from_words_avx2(__m256i low, __m256i high) {
+  return {_mm256_castsi256_pd(_mm256_unpacklo_epi32(low, high)),
+          _mm256_castsi256_pd(_mm256_unpackhi_epi32(low, high))};
+}
+
+// The library cuts [0.7, 1.4) into sixteen intervals with a c in the middle of each (1 in the one
+// around 1), and takes log(z) = log(c) + r + r^2 (a + b r + d r^2) with r = z/c - 1. The polynomial
+// and the c are those that all its results agree with: the double computed here lies within 0.00013
+// units in the last place of one that rounds to the library's result. That library is glibc; any
+// other is told apart by its results and called for every argument.
+struct Log {
+  static constexpr int kTogether = 3;
+  static float library(float x) { return logf(x); }
+
+  // 1/c, whose lower words are zero, and log(c).
+  static constexpr double kInverseC[16] = {0x1.661e1p+0,  0x1.571c8p+0, 0x1.4954cp+0, 0x1.3c995p+0,
+                                           0x1.30d18p+0,  0x1.25e21p+0, 0x1.1bb49p+0, 0x1.12355p+0,
+                                           0x1.0953fp+0,  1.0,          0x1.e608dp-1, 0x1.ca4b5p-1,
+                                           0x1.b20350p-1, 0x1.9c2c6p-1, 0x1.886f2p-1, 0x1.76787p-1};
+  static constexpr double kLogC[16] = {-0x1.57bd6afc07f26p-2, -0x1.2be815c7c195cp-2,
+                                       -0x1.01ee6a60e006dp-2, -0x1.b31d42f5bbcf6p-3,
+                                       -0x1.65747fe8be5aap-3, -0x1.1aa217623928ap-3,
+                                       -0x1.a4e6430b11917p-4, -0x1.19701813fb139p-4,
+                                       -0x1.252ec4f8d0c6ep-5, 0.0,
+                                       0x1.aa5aa358a3cd8p-5,  0x1.c5e42df5c63b0p-4,
+                                       0x1.526ebcba1d71ap-3,  0x1.bc2bea439e1e3p-3,
+                                       0x1.1056c81b60763p-2,  0x1.4051b643599dcp-2};
+
+  // x = 2^k z, and log(x) = k ln(2) + log(z).
+  template <int n>
+  static TAVIX_INLINE void lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
+    const Table16 inverse_c(kInverseC), log_c(kLogC);
+    __m256d base[2 * n], r[2 * n], r2[2 * n], p[2 * n];  // two halves of each vector
+    TAVIX_EACH(n) {
+      const __m256i bits = _mm256_castps_si256(x[i]);
+      const __m256i above = _mm256_sub_epi32(bits, _mm256_set1_epi32(0x3F330000));  // 0.7
+      const __m256i k = _mm256_srai_epi32(above, 23);
+      const __m256i z = _mm256_sub_epi32(bits, _mm256_slli_epi32(k, 23));
+      const __m256i index = _mm256_srli_epi32(above, 19);
+      const __m256 select = _mm256_castsi256_ps(_mm256_slli_epi32(above, 31 - 22));
+
+      const Double8 zd = from_words_avx2(
+          _mm256_slli_epi32(z, 29),
+          _mm256_add_epi32(_mm256_srli_epi32(z, 3), _mm256_set1_epi32((1023 - 127) << 20)));
+      const Double8 inverse =
+          from_words_avx2(_mm256_setzero_si256(), Table16::words(inverse_c.high, index, select));
+      const Double8 log = from_words_avx2(Table16::words(log_c.low, index, select),
+                                          Table16::words(log_c.high, index, select));
+      const Double8 k_biased = from_words_avx2(  // 1536 + k
+          _mm256_setzero_si256(),
+          _mm256_add_epi32(_mm256_slli_epi32(k, 10), _mm256_set1_epi32(0x40980000)));
+      r[2 * i] = zd.low * inverse.low - 1.0;
+      r[2 * i + 1] = zd.high * inverse.high - 1.0;
+      base[2 * i] = (k_biased.low - 1536.0) * std::numbers::ln2 + log.low;
+      base[2 * i + 1] = (k_biased.high - 1536.0) * std::numbers::ln2 + log.high;
+    }
+    TAVIX_EACH(2 * n) r2[i] = r[i] * r[i];
+    TAVIX_EACH(2 * n) p[i] = -0x1.ffffef201ce43p-2 + r[i] * 0x1.5575b0d9dbbdap-2;
+    TAVIX_EACH(2 * n) p[i] = p[i] + r2[i] * -0x1.00ea4196844dcp-2;
+    TAVIX_EACH(2 * n) r[i] = (base[i] + r[i]) + r2[i] * p[i];
+
+    TAVIX_EACH(n) {
+      const Double8 y = {r[2 * i], r[2 * i + 1]};
+      // Positive, normal and finite: one signed comparison of bits that start at the smallest.
+      const __m256i from_normal =
+          _mm256_sub_epi32(_mm256_castps_si256(x[i]), _mm256_set1_epi32(0x00800000 + INT32_MIN));
+      const __m256 normal = _mm256_castsi256_ps(
+          _mm256_cmpgt_epi32(_mm256_set1_epi32(0x7F000000 + INT32_MIN), from_normal));
+      const __m256 far = far_from_midpoint_avx2(low_words_avx2(y), _mm256_set1_epi32(ulps(0.001)));
+      lanes[i] = {in_lane_order_avx2(narrow_avx2(y)), _mm256_and_ps(normal, far)};
+    }
+  }
+};
+
+// What a row is made of: arguments, and results that may need more. Position j of a group of
+// Function::kTogether vectors has parameters of its own.
+struct PlainRow {
+  const float *x;
+  float *y;
+
+  TAVIX_INLINE __m256 argument(int32_t i, int) const { return _mm256_loadu_ps(x + i); }
+  TAVIX_INLINE float argument(int32_t i) const { return x[i]; }
+  TAVIX_INLINE void finish(int32_t i, int, __m256 result) const { _mm256_storeu_ps(y + i, result); }
+  TAVIX_INLINE void finish(int32_t i, float result) const { y[i] = result; }
+};
+
+// max(src * scale, least) to result + offset, NaN kept. dst may be src.
+struct ScaledRow {
+  const uint8_t *src;
+  uint8_t *dst;
+  float least;
+  const float *scale, *offset;
+  BlockPattern scales, offsets;
+
+  TAVIX_INLINE __m256 argument(int32_t i, int j) const {
+    return _mm256_max_ps(_mm256_set1_ps(least),
+                         load8f_avx2(src + 4 * int64_t(i)) * scales.lanes[j]);
+  }
+  TAVIX_INLINE float argument(int32_t i) const {
+    const float v = load<float>(src, i) * scale[i % kBlockFloats];
+    return v <= least ? least : v;
+  }
+  TAVIX_INLINE void finish(int32_t i, int j, __m256 result) const {
+    store8f_avx2(dst + 4 * int64_t(i), result + offsets.lanes[j]);
+  }
+  TAVIX_INLINE void finish(int32_t i, float result) const {
+    store(dst, i, result + offset[i % kBlockFloats]);
+  }
+};
+
+// A stretch of a row: so many vectors, their arguments, and a bit for each lane that is not sure.
+struct Stretch {
+  static constexpr int32_t kWords = 12, kVectors = 8 * kWords;
+  float arguments[8 * kVectors];
+  uint64_t unsure[kWords];
+};
+
+// Of any library: no lane is sure.
+struct AnyLog {
+  static constexpr int kTogether = 1;
+  static float library(float x) { return logf(x); }
+
+  template <int n>
+  static TAVIX_INLINE void lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
+    TAVIX_EACH(n) lanes[i] = {x[i], _mm256_setzero_ps()};
+  }
+};
+
+// So many vectors from element at of the row on, which are vectors v and after of the stretch, and j
+// and after of a group.
+template <class Function, int n, class Row>
+TAVIX_INLINE void run_vectors_avx2(const Row &row, int32_t at, Stretch &stretch, int32_t v, int j) {
+  uint8_t *const unsure = reinterpret_cast<uint8_t *>(stretch.unsure);
+  __m256 x[n];
   Lanes lanes[n];
-  TAVIX_EACH(n) v[i] = _mm256_loadu_ps(x + 8 * i);
-  Function::lanes_avx2(v, lanes);
+  TAVIX_EACH(n) x[i] = row.argument(at + 8 * i, j + i);
+  TAVIX_EACH(n) _mm256_storeu_ps(stretch.arguments + 8 * (v + i), x[i]);
+  Function::lanes_avx2(x, lanes);
   TAVIX_EACH(n) {
-    _mm256_storeu_ps(y + 8 * i, lanes[i].result);
-    unsure[i] = uint8_t(~_mm256_movemask_ps(lanes[i].sure));
+    row.finish(at + 8 * i, j + i, lanes[i].result);
+    unsure[v + i] = uint8_t(~_mm256_movemask_ps(lanes[i].sure));
   }
 }
 
 #undef TAVIX_EACH
 
 // A stretch of the row at a time: first all vectors, then the lanes that were not sure.
-template <class Function>
-TAVIX_INLINE void run_row_avx2(const float *x, float *y, int32_t n) {
-  constexpr int32_t kWords = 16;
-  constexpr int kTogether = Function::kTogether;
+template <class Function, class Row>
+TAVIX_INLINE void run_row_avx2(const Row &row, int32_t n) {
+  constexpr int32_t kTogether = Function::kTogether;
+  static_assert(Stretch::kVectors % kTogether == 0);
   int32_t i = 0;
   while (i <= n - 8) {
-    const float *const from = x + i;
-    float *const to = y + i;
-    const int32_t vectors = std::min((n - i) / 8, 8 * kWords);
-    uint64_t unsure[kWords] = {};
-    uint8_t *const bytes = reinterpret_cast<uint8_t *>(unsure);
+    const int32_t vectors = std::min((n - i) / 8, Stretch::kVectors);
+    Stretch stretch;
+    for (uint64_t &word : stretch.unsure) word = 0;
     int32_t v = 0;
     for (; v <= vectors - kTogether; v += kTogether)
-      run_vectors_avx2<Function, kTogether>(from + 8 * v, to + 8 * v, bytes + v);
-    for (; v < vectors; ++v) run_vectors_avx2<Function, 1>(from + 8 * v, to + 8 * v, bytes + v);
-    for (int32_t word = 0; word < kWords; ++word) {
-      for (uint64_t left = unsure[word]; left != 0; left &= left - 1) {
+      run_vectors_avx2<Function, kTogether>(row, i + 8 * v, stretch, v, 0);
+    for (int j = 0; v < vectors; ++v, ++j)
+      run_vectors_avx2<Function, 1>(row, i + 8 * v, stretch, v, j);
+    for (int32_t word = 0; word < Stretch::kWords; ++word) {
+      for (uint64_t left = stretch.unsure[word]; left != 0; left &= left - 1) {
         const int32_t lane = 64 * word + __builtin_ctzll(left);
-        to[lane] = Function::library(from[lane]);
+        row.finish(i + lane, Function::library(stretch.arguments[lane]));
       }
     }
     i += 8 * vectors;
   }
-  for (; i < n; ++i) y[i] = Function::library(x[i]);
+  for (; i < n; ++i) row.finish(i, Function::library(row.argument(i)));
+}
+
+// logf of a thousand arguments from 0.6 to 1.4, close together around 1, where libraries differ most.
+constexpr int32_t kProbes = 1024;
+void probe_log_avx2(float (&x)[kProbes], float (&y)[kProbes]) {
+  for (int32_t i = 0; i < kProbes; ++i) {
+    const float t = float(i - kProbes / 2) / (kProbes / 2);
+    x[i] = 1.0f + 0.4f * t * t * t;
+  }
+  run_row_avx2<Log>(PlainRow{x, y}, kProbes);
+}
+
+template <class Row>
+void run_log_avx2(const Row &row, int32_t n, bool known) {
+  known ? run_row_avx2<Log>(row, n) : run_row_avx2<AnyLog>(row, n);
 }
 
 }  // namespace
 
 void expf_row_avx2(const float *x, float *y, int32_t n) {
-  run_row_avx2<Exp>(x, y, n);
+  run_row_avx2<Exp>(PlainRow{x, y}, n);
 }
-void logf_row_avx2(const float *x, float *y, int32_t n) {
-  run_row_avx2<Log>(x, y, n);
+void logf_row_avx2(const float *x, float *y, int32_t n, bool known) {
+  run_log_avx2(PlainRow{x, y}, n, known);
+}
+void scaled_logf_row_avx2(const uint8_t *src, uint8_t *dst, int32_t n, float least,
+                          const float (&scale)[kBlockFloats], const float (&offset)[kBlockFloats]) {
+  const ScaledRow row = {
+      src, dst, least, scale, offset, load_pattern_avx2(scale), load_pattern_avx2(offset)};
+  run_log_avx2(row, n, logf_is_known());
 }
 
 }  // namespace tavix::module
 
 TAVIX_AVX2_END
+
+namespace tavix::module {
+
+bool is_known_logf(float (*library)(float)) {
+  float x[kProbes], y[kProbes];
+  probe_log_avx2(x, y);
+  for (int32_t i = 0; i < kProbes; ++i)
+    if (std::bit_cast<uint32_t>(library(x[i])) != std::bit_cast<uint32_t>(y[i])) return false;
+  return true;
+}
+
+bool logf_is_known() {
+  static const bool known = is_known_logf(logf);
+  return known;
+}
+
+}  // namespace tavix::module

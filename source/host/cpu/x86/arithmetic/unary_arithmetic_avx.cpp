@@ -122,43 +122,6 @@ void float_blocks_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const Patter
   run_blocks_avx2<kBlockBytes>(step, 4 * n, dst, src);
 }
 
-// Samples scaled and at least epsilon, or NaN.
-struct ScaledFloatsAvx2 {
-  BlockPattern scale;
-
-  TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
-    for (int j = 0; j < 3; ++j)
-      store8f_avx2(dst + 32 * j, _mm256_max_ps(_mm256_set1_ps(FLT_EPSILON),
-                                               load8f_avx2(src + 32 * j) * scale.lanes[j]));
-  }
-};
-
-struct OffsetFloatsAvx2 {
-  BlockPattern offset;
-
-  TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
-    for (int j = 0; j < 3; ++j)
-      store8f_avx2(dst + 32 * j, load8f_avx2(src + 32 * j) + offset.lanes[j]);
-  }
-};
-
-// The logarithm is a function of rows: a stretch at a time passes through the first cache.
-template <>
-void float_blocks_avx2<TAVIX_UNARY_OP_LOG>(const uint8_t *src, uint8_t *dst, int64_t n,
-                                           const Pattern &scale, const Pattern &offset) {
-  constexpr int64_t kStretch = 40 * kBlockFloats;
-  alignas(32) float v[kStretch], result[kStretch];
-  const ScaledFloatsAvx2 scaled = {load_pattern_avx2(scale.lanes)};
-  const OffsetFloatsAvx2 plus_offset = {load_pattern_avx2(offset.lanes)};
-  for (int64_t i = 0; i < n; i += kStretch) {
-    const int64_t count = std::min(kStretch, n - i);
-    run_blocks_avx2<kBlockBytes>(scaled, 4 * count, reinterpret_cast<uint8_t *>(v), src + 4 * i);
-    logf_row_avx2(v, result, int32_t(count));
-    run_blocks_avx2<kBlockBytes>(plus_offset, 4 * count, dst + 4 * i,
-                                 reinterpret_cast<const uint8_t *>(result));
-  }
-}
-
 }  // namespace
 
 }  // namespace tavix::module
@@ -238,6 +201,8 @@ class UnaryArithmeticBodyAVX final : public ParallelLoopBody {
 
   void run_floats(const Range &rows) const {
     for_each_row(rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) {
+      if constexpr (op == TAVIX_UNARY_OP_LOG)
+        return scaled_logf_row_avx2(src, dst, n, FLT_EPSILON, scale_.lanes, offset_.lanes);
       const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, src_->video.channels) : n;
       float_blocks_avx2<op>(src, dst, whole, scale_, offset_);
       float_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
