@@ -91,10 +91,22 @@ struct ChannelTotals {
   }
 };
 
+// Counts channels round and round: a division for each lane would cost more than a small frame.
+class NextChannel {
+ public:
+  explicit NextChannel(int32_t channels) : channels_(channels) {}
+  int32_t operator()() { return next_ = next_ + 1 < channels_ ? next_ + 1 : 0; }
+
+ private:
+  const int32_t channels_;
+  int32_t next_ = -1;
+};
+
 template <class Lane, int32_t kPerWord>
 void add_lanes(double *sum, const Lane (&lanes)[kPerWord][kStatWords], int32_t channels) {
-  for (int32_t r = 0; r < kPerWord; ++r)
-    for (int32_t q = 0; q < kStatWords; ++q) sum[(q * kPerWord + r) % channels] += lanes[r][q];
+  NextChannel channel(channels);
+  for (int32_t q = 0; q < kStatWords; ++q)
+    for (int32_t r = 0; r < kPerWord; ++r) sum[channel()] += lanes[r][q];
 }
 
 template <class T>
@@ -109,9 +121,10 @@ void add_lanes(ChannelTotals &totals, const SquareLanes<T> &lanes, int32_t chann
 template <class T, class Beats>
 void add_lanes(ChannelTotals &totals, const ExtremeLanes<T, Beats> &lanes, int32_t channels) {
   double *extreme = lanes.kMax ? totals.max : totals.min;
-  for (size_t k = 0; k < std::size(lanes.extreme); ++k) {
-    double &e = extreme[int32_t(k) % channels];
-    if (lanes.kMax ? lanes.extreme[k] > e : lanes.extreme[k] < e) e = lanes.extreme[k];
+  NextChannel channel(channels);
+  for (const T lane : lanes.extreme) {
+    double &e = extreme[channel()];
+    if (lanes.kMax ? lane > e : lane < e) e = lane;
   }
 }
 
