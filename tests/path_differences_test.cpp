@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "arithmetic_cases.h"
+#include "softmax_exp.h"
 #include "support/compare.h"
+#include "support/guarded_blob.h"
 #include "support/guarded_frame.h"
 #include "support/seams.h"
 #include "tavix/video_common_cpu.h"
@@ -76,6 +78,17 @@ void expect_bytes(const Values<uint8_t> &actual, int portable, int avx) {
 }
 void expect_floats(const Values<float> &actual, float portable, float avx) {
   expect_values(actual, portable, avx, avx);
+}
+
+using Line = std::vector<float>;
+
+Line softmax(decltype(TavixBlobSoftmaxAVX) *entry, const Line &x) {
+  const std::vector<int32_t> dims = {1, int32_t(x.size())};
+  GuardedBlob src(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, dims),
+      dst(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, dims);
+  std::copy(x.begin(), x.end(), src.elements<float>().begin());
+  EXPECT_EQ(entry(src, -1, dst), TAVIX_OK);
+  return Line(dst.elements<float>().begin(), dst.elements<float>().end());
 }
 
 struct Difference {
@@ -190,6 +203,35 @@ const Difference kDifferences[] = {
      [] {
        expect_floats(unary(TAVIX_UNARY_OP_LOG, NAN, 1, 0), kLogOfLeast, NAN);
        expect_bytes(unary<uint8_t>(TAVIX_UNARY_OP_LOG, 5, kNaN, 100), 64, 0);
+     }},
+    {"softmax, last axis", "exponential, in a whole block of 8", "expf",
+     "within one unit in the last place of expf",
+     [] {
+       int others = 0;  // where the two exponentials differ
+       for (float d = -4; d < 0; d += 0x1p-9f) {
+         const float e = expf(d), block = softmax_exp(d);
+         const Line in_block = {d, 0, -200, -200, -200, -200, -200, -200};
+         EXPECT_EQ(softmax(TavixBlobSoftmaxCommonC, in_block)[0], e / (1.0f + e));
+         EXPECT_EQ(softmax(TavixBlobSoftmaxAVX, in_block)[0], block / (1.0f + block));
+         const Line after_block = {0, -200, -200, -200, -200, -200, -200, -200, d};
+         EXPECT_EQ(softmax(TavixBlobSoftmaxAVX, after_block)[8], e / (1.0f + e));
+         others += e != block;
+       }
+       EXPECT_GT(others, 0);
+     }},
+    {"softmax, last axis", "sum", "in order",
+     "eight lanes; upper plus lower half, neighbours twice, then the rest in order",
+     [] {
+       // Each exponential but the first is too small to change 1; eight of them together are not.
+       Line x(64, -16.7f);
+       x[0] = 0;
+       EXPECT_EQ(softmax(TavixBlobSoftmaxCommonC, x)[0], 1.0f);
+       float lane = 0;
+       for (int k = 0; k < 8; ++k) lane += softmax_exp(-16.7f);
+       const float quarter = lane + lane;
+       const float sum = ((1.0f + lane) + quarter) + (quarter + quarter);
+       EXPECT_EQ(softmax(TavixBlobSoftmaxAVX, x)[0], 1.0f / sum);
+       EXPECT_GT(sum, 1.0f);
      }},
 };
 
