@@ -16,3 +16,7 @@
 #endif
 
 #define TAVIX_INLINE inline __attribute__((always_inline))
+
+// For each of some vectors that go through a step together: one dependency chain alone leaves the
+// multipliers waiting.
+#define TAVIX_EACH(count) for (int i = 0; i < (count); ++i)

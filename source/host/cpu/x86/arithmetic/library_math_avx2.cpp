@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The value is computed in double. Rounded to float it is what the library returns, unless a
-// midpoint of two floats lies within the margin that separates the two computations: those rare
-// lanes, and special values, are left to the library.
+// Rows of the C library's functions: whole vectors, and the library itself where a lane is not sure.
 #include "cpu/x86/arithmetic/library_math_avx2.h"
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 #include <numbers>
 
 #include "common/frame_access.h"
+#include "cpu/x86/arithmetic/library_lanes_avx2.h"
 #include "cpu/x86/arithmetic/row_blocks_avx2.h"
 #include "cpu/x86/avx2.h"
 
@@ -18,118 +17,6 @@ TAVIX_AVX2_BEGIN
 namespace tavix::module {
 
 namespace {
-
-// Eight doubles as two vectors, lanes 0 to 3 and 4 to 7 unless said otherwise.
-struct Double8 {
-  __m256d low, high;
-};
-
-TAVIX_INLINE Double8 widen_avx2(__m256 x) {
-  return {_mm256_cvtps_pd(_mm256_castps256_ps128(x)), _mm256_cvtps_pd(_mm256_extractf128_ps(x, 1))};
-}
-TAVIX_INLINE Double8 widen_avx2(__m256i x) {
-  return {_mm256_cvtepi32_pd(_mm256_castsi256_si128(x)),
-          _mm256_cvtepi32_pd(_mm256_extracti128_si256(x, 1))};
-}
-TAVIX_INLINE __m256 narrow_avx2(Double8 x) {
-  return _mm256_set_m128(_mm256_cvtpd_ps(x.high), _mm256_cvtpd_ps(x.low));
-}
-
-// The lower or upper 32 bits of each double, in the order that one shuffle gives; what is computed
-// from them comes back with in_lane_order_avx2.
-TAVIX_INLINE __m256i low_words_avx2(Double8 x) {
-  return _mm256_castps_si256(
-      _mm256_shuffle_ps(_mm256_castpd_ps(x.low), _mm256_castpd_ps(x.high), 0x88));
-}
-TAVIX_INLINE __m256i high_words_avx2(Double8 x) {
-  return _mm256_castps_si256(
-      _mm256_shuffle_ps(_mm256_castpd_ps(x.low), _mm256_castpd_ps(x.high), 0xDD));
-}
-TAVIX_INLINE __m256 in_lane_order_avx2(__m256 words) {
-  return _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(words), 0xD8));
-}
-
-// Margins around midpoints: 2^32 is one unit in the last place of a float.
-constexpr int32_t ulps(double units) {
-  return int32_t(units * 0x1p32);
-}
-
-// All ones where a double, judged by its low word, is at least margin away from every midpoint.
-TAVIX_INLINE __m256 far_from_midpoint_avx2(__m256i low_words, __m256i margin) {
-  const __m256i biased = _mm256_xor_si256(margin, _mm256_set1_epi32(INT32_MIN));
-  const __m256i above = _mm256_add_epi32(_mm256_slli_epi32(low_words, 3), biased);
-  const __m256i limit = _mm256_add_epi32(margin, margin);
-  return _mm256_castsi256_ps(_mm256_cmpeq_epi32(_mm256_max_epu32(above, limit), above));
-}
-
-TAVIX_INLINE bool all_avx2(__m256 mask) {
-  return _mm256_movemask_ps(mask) == 0xFF;
-}
-
-// Results of eight lanes and where they are known to be the library's.
-struct Lanes {
-  __m256 result, sure;
-};
-
-// A function of kTogether vectors at a time: one dependency chain alone leaves the multipliers
-// waiting, so that several go through every step together.
-#define TAVIX_EACH(count) for (int i = 0; i < (count); ++i)
-
-struct Exp {
-  static constexpr int kTogether = 4;
-  static float library(float x) { return expf(x); }
-
-  // e^r = 1 + r q(r) for |r| <= ln(2)/2, a minimax polynomial: relative error below 2^-34.
-  template <int n>
-  static TAVIX_INLINE void near_zero_avx2(__m256d (&r)[n]) {
-    __m256d r2[n], q[n], e[n];
-    TAVIX_EACH(n) r2[i] = r[i] * r[i];
-    TAVIX_EACH(n) e[i] = 0x1.11130b23e3378p-7 + r[i] * 0x1.6d9569691baeap-10;
-    TAVIX_EACH(n) e[i] = e[i] + r2[i] * 0x1.9e8ecd3ede4cfp-13;
-    TAVIX_EACH(n) q[i] = 0x1.55555350a4b19p-3 + r[i] * 0x1.555481a90fac0p-5;
-    TAVIX_EACH(n) q[i] = q[i] + r2[i] * e[i];
-    TAVIX_EACH(n) e[i] = 0x1.00000000e5891p+0 + r[i] * 0x1.000000424eb42p-1;
-    TAVIX_EACH(n) e[i] = e[i] + r2[i] * q[i];
-    TAVIX_EACH(n) r[i] = 1.0 + r[i] * e[i];
-  }
-
-  // x = k ln(2) + r, and e^x = 2^k e^r. Before it rounds, the library errs by less than 0.002 units
-  // in the last place and this routine by less than 0.0008.
-  template <int n>
-  static TAVIX_INLINE void lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
-    __m256i k[n];
-    __m256d r[2 * n];  // lower and upper half of each vector
-    TAVIX_EACH(n) k[i] = _mm256_cvtps_epi32(x[i] * std::numbers::log2e_v<float>);
-    TAVIX_EACH(n) {
-      const Double8 xd = widen_avx2(x[i]), kd = widen_avx2(k[i]);
-      r[2 * i] = xd.low - kd.low * std::numbers::ln2;
-      r[2 * i + 1] = xd.high - kd.high * std::numbers::ln2;
-    }
-    near_zero_avx2(r);
-
-    __m256 normal[n], far[n], all = _mm256_castsi256_ps(_mm256_set1_epi32(-1));
-    TAVIX_EACH(n) {
-      const Double8 e_r = {r[2 * i], r[2 * i + 1]};
-      const __m256i bits = _mm256_castps_si256(narrow_avx2(e_r));
-      const __m256 magnitude = _mm256_andnot_ps(_mm256_set1_ps(-0.0f), x[i]);
-      normal[i] = _mm256_cmp_ps(magnitude, _mm256_set1_ps(87.25f), _CMP_LE_OQ);
-      far[i] = far_from_midpoint_avx2(low_words_avx2(e_r), _mm256_set1_epi32(ulps(0.003)));
-      lanes[i] = {_mm256_castsi256_ps(_mm256_add_epi32(bits, _mm256_slli_epi32(k[i], 23))),
-                  normal[i]};
-      all = _mm256_and_ps(all, _mm256_and_ps(normal[i], far[i]));
-    }
-    if (all_avx2(all)) return;
-
-    TAVIX_EACH(n) {
-      const __m256 infinite = _mm256_cmp_ps(x[i], _mm256_set1_ps(89.0f), _CMP_GE_OQ);
-      const __m256 zero = _mm256_cmp_ps(x[i], _mm256_set1_ps(-104.0f), _CMP_LE_OQ);
-      const __m256 limit = _mm256_and_ps(infinite, _mm256_set1_ps(INFINITY));
-      const __m256 limited = _mm256_or_ps(infinite, zero);
-      const __m256 sure = _mm256_and_ps(normal[i], in_lane_order_avx2(far[i]));
-      lanes[i] = {_mm256_blendv_ps(lanes[i].result, limit, limited), _mm256_or_ps(sure, limited)};
-    }
-  }
-};
 
 // A table of 16 doubles, looked up eight at a time. index: the lowest three bits count; select: its
 // fourth bit, as a sign.
@@ -163,7 +50,7 @@ TAVIX_INLINE Double8 from_words_avx2(__m256i low, __m256i high) {
 // other is told apart by its results and called for every argument.
 struct Log {
   static constexpr int kTogether = 3;
-  static float library(float x) { return logf(x); }
+  static constexpr float (*kLibrary)(float) = logf;
 
   // 1/c, whose lower words are zero, and log(c).
   static constexpr double kInverseC[16] = {0x1.661e1p+0,  0x1.571c8p+0, 0x1.4954cp+0, 0x1.3c995p+0,
@@ -181,7 +68,7 @@ struct Log {
 
   // x = 2^k z, and log(x) = k ln(2) + log(z).
   template <int n>
-  static TAVIX_INLINE void lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
+  static TAVIX_INLINE bool lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
     const Table16 inverse_c(kInverseC), log_c(kLogC);
     __m256d base[2 * n], r[2 * n], r2[2 * n], p[2 * n];  // two halves of each vector
     TAVIX_EACH(n) {
@@ -212,6 +99,7 @@ struct Log {
     TAVIX_EACH(2 * n) p[i] = p[i] + r2[i] * -0x1.00ea4196844dcp-2;
     TAVIX_EACH(2 * n) r[i] = (base[i] + r[i]) + r2[i] * p[i];
 
+    __m256 all = _mm256_castsi256_ps(_mm256_set1_epi32(-1));
     TAVIX_EACH(n) {
       const Double8 y = {r[2 * i], r[2 * i + 1]};
       // Positive, normal and finite: one signed comparison of bits that start at the smallest.
@@ -221,12 +109,14 @@ struct Log {
           _mm256_cmpgt_epi32(_mm256_set1_epi32(0x7F000000 + INT32_MIN), from_normal));
       const __m256 far = far_from_midpoint_avx2(low_words_avx2(y), _mm256_set1_epi32(ulps(0.001)));
       lanes[i] = {in_lane_order_avx2(narrow_avx2(y)), _mm256_and_ps(normal, far)};
+      all = _mm256_and_ps(all, lanes[i].sure);
     }
+    return all_avx2(all);
   }
 };
 
-// What a row is made of: arguments, and results that may need more. Position j of a group of
-// Function::kTogether vectors has parameters of its own.
+// What a row is made of: arguments and what becomes of the results. Vector j of a group of
+// Function::kTogether has parameters of its own.
 struct PlainRow {
   const float *x;
   float *y;
@@ -261,67 +151,36 @@ struct ScaledRow {
   }
 };
 
-// A stretch of a row: so many vectors, their arguments, and a bit for each lane that is not sure.
-struct Stretch {
-  static constexpr int32_t kWords = 12, kVectors = 8 * kWords;
-  float arguments[8 * kVectors];
-  uint64_t unsure[kWords];
-};
+// So many vectors from element at of the row on, which are vectors j and after of a group.
+template <class Function, int n, class Row>
+TAVIX_INLINE void run_vectors_avx2(const Row &row, int32_t at, int j) {
+  __m256 x[n], y[n];
+  TAVIX_EACH(n) x[i] = row.argument(at + 8 * i, j + i);
+  library_avx2<Function>(x, y);
+  TAVIX_EACH(n) row.finish(at + 8 * i, j + i, y[i]);
+}
+
+template <class Function, class Row>
+TAVIX_INLINE void run_row_avx2(const Row &row, int32_t n) {
+  constexpr int32_t kTogether = Function::kTogether;
+  int32_t i = 0;
+  for (; i <= n - 8 * kTogether; i += 8 * kTogether)
+    run_vectors_avx2<Function, kTogether>(row, i, 0);
+  for (int j = 0; i <= n - 8; i += 8, ++j) run_vectors_avx2<Function, 1>(row, i, j);
+  for (; i < n; ++i) row.finish(i, Function::kLibrary(row.argument(i)));
+}
 
 // Of any library: no lane is sure.
 struct AnyLog {
   static constexpr int kTogether = 1;
-  static float library(float x) { return logf(x); }
+  static constexpr float (*kLibrary)(float) = logf;
 
   template <int n>
-  static TAVIX_INLINE void lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
+  static TAVIX_INLINE bool lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
     TAVIX_EACH(n) lanes[i] = {x[i], _mm256_setzero_ps()};
+    return false;
   }
 };
-
-// So many vectors from element at of the row on, which are vectors v and after of the stretch, and j
-// and after of a group.
-template <class Function, int n, class Row>
-TAVIX_INLINE void run_vectors_avx2(const Row &row, int32_t at, Stretch &stretch, int32_t v, int j) {
-  uint8_t *const unsure = reinterpret_cast<uint8_t *>(stretch.unsure);
-  __m256 x[n];
-  Lanes lanes[n];
-  TAVIX_EACH(n) x[i] = row.argument(at + 8 * i, j + i);
-  TAVIX_EACH(n) _mm256_storeu_ps(stretch.arguments + 8 * (v + i), x[i]);
-  Function::lanes_avx2(x, lanes);
-  TAVIX_EACH(n) {
-    row.finish(at + 8 * i, j + i, lanes[i].result);
-    unsure[v + i] = uint8_t(~_mm256_movemask_ps(lanes[i].sure));
-  }
-}
-
-#undef TAVIX_EACH
-
-// A stretch of the row at a time: first all vectors, then the lanes that were not sure.
-template <class Function, class Row>
-TAVIX_INLINE void run_row_avx2(const Row &row, int32_t n) {
-  constexpr int32_t kTogether = Function::kTogether;
-  static_assert(Stretch::kVectors % kTogether == 0);
-  int32_t i = 0;
-  while (i <= n - 8) {
-    const int32_t vectors = std::min((n - i) / 8, Stretch::kVectors);
-    Stretch stretch;
-    for (uint64_t &word : stretch.unsure) word = 0;
-    int32_t v = 0;
-    for (; v <= vectors - kTogether; v += kTogether)
-      run_vectors_avx2<Function, kTogether>(row, i + 8 * v, stretch, v, 0);
-    for (int j = 0; v < vectors; ++v, ++j)
-      run_vectors_avx2<Function, 1>(row, i + 8 * v, stretch, v, j);
-    for (int32_t word = 0; word < Stretch::kWords; ++word) {
-      for (uint64_t left = stretch.unsure[word]; left != 0; left &= left - 1) {
-        const int32_t lane = 64 * word + __builtin_ctzll(left);
-        row.finish(i + lane, Function::library(stretch.arguments[lane]));
-      }
-    }
-    i += 8 * vectors;
-  }
-  for (; i < n; ++i) row.finish(i, Function::library(row.argument(i)));
-}
 
 // logf of a thousand arguments from 0.6 to 1.4, close together around 1, where libraries differ most.
 constexpr int32_t kProbes = 1024;
@@ -358,6 +217,13 @@ void scaled_logf_row_avx2(const uint8_t *src, uint8_t *dst, int32_t n, float lea
 TAVIX_AVX2_END
 
 namespace tavix::module {
+
+void ask_library(float (*library)(float), const float *x, float *y, uint64_t lanes) {
+  for (; lanes != 0; lanes &= lanes - 1) {
+    const int lane = std::countr_zero(lanes);
+    y[lane] = library(x[lane]);
+  }
+}
 
 bool is_known_logf(float (*library)(float)) {
   float x[kProbes], y[kProbes];

@@ -6,6 +6,7 @@
 #include "common/frame_access.h"
 #include "common/log.h"
 #include "cpu/common_c/arithmetic/softmax.h"
+#include "cpu/x86/arithmetic/library_lanes_avx2.h"
 #include "cpu/x86/arithmetic/library_math_avx2.h"
 #include "cpu/x86/arithmetic/softmax_exp_avx2.h"
 #include "cpu/x86/prefetch.h"
@@ -170,31 +171,27 @@ void softmax_lines_avx2(const float *x, float *y, int32_t n, int32_t lines) {
   for (int32_t l = 0; l < unfinished; ++l) finish_avx2(before[l], n);
 }
 
-// The exponentials of the differences, a strip of rows of a panel at a time, and their sums. Narrow
-// rows go together, since a call of the library's exponential has a cost of its own.
-TAVIX_INLINE void panel_exponentials_avx2(const float *x, float *y, int64_t stride, int32_t length,
-                                          int32_t width, const float *max, float *sum) {
-  constexpr int32_t kStrip = 1024;
-  static_assert(kStrip >= kPanelLines);
-  float difference[kStrip], e[kStrip];
-  const int32_t rows = width < 128 ? kStrip / width : 1;
-  for (int32_t k = 0, count; k < length; k += count) {
-    count = length - k < rows ? length - k : rows;
-    for (int32_t r = 0; r < count; ++r) {
-      const float *const from = x + (k + r) * stride;
-      for (int32_t i = 0; i < width; ++i) difference[r * width + i] = from[i] - max[i];
-      for (int32_t i = 0; i < width; i += 16) {  // the panel that follows
-        prefetch<64>(from + i, 4 * int64_t(width));
-        prefetch<64>(y + (k + r) * stride + i, 4 * int64_t(width));
-      }
-    }
-    float *const to = rows == 1 ? y + k * stride : e;
-    expf_row_avx2(difference, to, count * width);
-    for (int32_t r = 0; r < count; ++r)
-      for (int32_t i = 0; i < width; ++i) sum[i] += to[r * width + i];
-    for (int32_t r = 0; r < count && rows > 1; ++r)
-      for (int32_t i = 0; i < width; ++i) y[(k + r) * stride + i] = e[r * width + i];
+// y = expf(x - max) of some vectors, added to the sums.
+template <int n>
+TAVIX_INLINE void column_exponentials_avx2(const float *x, float *y, const float *max, float *sum) {
+  __m256 e[n];
+  TAVIX_EACH(n) e[i] = _mm256_loadu_ps(x + 8 * i) - _mm256_loadu_ps(max + 8 * i);
+  library_avx2<Exp>(e, e);
+  TAVIX_EACH(n) {
+    _mm256_storeu_ps(y + 8 * i, e[i]);
+    _mm256_storeu_ps(sum + 8 * i, _mm256_loadu_ps(sum + 8 * i) + e[i]);
   }
+}
+
+// The same of the first elements of a vector.
+TAVIX_INLINE void first_exponentials_avx2(const float *x, float *y, const float *max, float *sum,
+                                          int32_t count) {
+  const __m256i chosen =
+      _mm256_cmpgt_epi32(_mm256_set1_epi32(count), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  __m256 e[1] = {_mm256_maskload_ps(x, chosen) - _mm256_maskload_ps(max, chosen)};
+  library_avx2<Exp>(e, e);
+  _mm256_maskstore_ps(y, chosen, e[0]);
+  _mm256_maskstore_ps(sum, chosen, _mm256_maskload_ps(sum, chosen) + e[0]);
 }
 
 // The twin of softmax_panel_c: plain loops that the compiler vectorises around the exponential.
@@ -206,7 +203,18 @@ void softmax_panel_avx2(const float *x, float *y, int64_t stride, int32_t length
       const float v = x[k * stride + i];
       max[i] = v > max[i] ? v : max[i];
     }
-  panel_exponentials_avx2(x, y, stride, length, width, max, sum);
+  for (int32_t k = 0; k < length; ++k) {
+    const float *const from = x + k * stride;
+    float *const to = y + k * stride;
+    int32_t i = 0;
+    for (; i <= width - 32; i += 32) {
+      prefetch<128>(from + i, 4 * int64_t(width));  // the panel that follows
+      prefetch<128>(to + i, 4 * int64_t(width));
+      column_exponentials_avx2<4>(from + i, to + i, max + i, sum + i);
+    }
+    for (; i <= width - 8; i += 8) column_exponentials_avx2<1>(from + i, to + i, max + i, sum + i);
+    if (i < width) first_exponentials_avx2(from + i, to + i, max + i, sum + i, width - i);
+  }
   for (int32_t k = 0; k < length; ++k)
     for (int32_t i = 0; i < width; ++i) y[k * stride + i] /= sum[i];
 }

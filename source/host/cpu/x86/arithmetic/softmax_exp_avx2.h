@@ -13,10 +13,6 @@
 TAVIX_AVX2_BEGIN
 namespace tavix::module {
 
-// Several vectors go through every step together: one dependency chain alone leaves the multipliers
-// waiting.
-#define TAVIX_EACH for (int i = 0; i < vectors; ++i)
-
 // What both exponentials below share.
 template <int vectors>
 struct ExpParts {
@@ -43,16 +39,16 @@ TAVIX_INLINE ExpParts<vectors> exp_parts_avx2(const __m256 (&x)[vectors]) {
 
   ExpParts<vectors> e;
   __m256 rounded[vectors], n[vectors], r[vectors], u[vectors];
-  TAVIX_EACH rounded[i] = _mm256_add_ps(_mm256_mul_ps(x[i], per_step), round);
-  TAVIX_EACH n[i] = _mm256_sub_ps(rounded[i], round);
-  TAVIX_EACH r[i] = _mm256_sub_ps(x[i], _mm256_mul_ps(n[i], step_high));
-  TAVIX_EACH r[i] = _mm256_sub_ps(r[i], _mm256_mul_ps(n[i], step_low));
-  TAVIX_EACH e.steps[i] = _mm256_castps_si256(rounded[i]);
-  TAVIX_EACH e.table[i] = _mm256_permutevar8x32_epi32(table, e.steps[i]);
-  TAVIX_EACH u[i] = _mm256_add_ps(_mm256_mul_ps(c3, r[i]), c2);
-  TAVIX_EACH u[i] = _mm256_mul_ps(r[i], _mm256_mul_ps(r[i], u[i]));
-  TAVIX_EACH e.r_exp[i] =
-      _mm256_add_ps(_mm256_add_ps(r[i], u[i]), _mm256_permutevar8x32_ps(rest, e.steps[i]));
+  TAVIX_EACH(vectors) rounded[i] = _mm256_add_ps(_mm256_mul_ps(x[i], per_step), round);
+  TAVIX_EACH(vectors) n[i] = _mm256_sub_ps(rounded[i], round);
+  TAVIX_EACH(vectors) r[i] = _mm256_sub_ps(x[i], _mm256_mul_ps(n[i], step_high));
+  TAVIX_EACH(vectors) r[i] = _mm256_sub_ps(r[i], _mm256_mul_ps(n[i], step_low));
+  TAVIX_EACH(vectors) e.steps[i] = _mm256_castps_si256(rounded[i]);
+  TAVIX_EACH(vectors) e.table[i] = _mm256_permutevar8x32_epi32(table, e.steps[i]);
+  TAVIX_EACH(vectors) u[i] = _mm256_add_ps(_mm256_mul_ps(c3, r[i]), c2);
+  TAVIX_EACH(vectors) u[i] = _mm256_mul_ps(r[i], _mm256_mul_ps(r[i], u[i]));
+  TAVIX_EACH(vectors)
+  e.r_exp[i] = _mm256_add_ps(_mm256_add_ps(r[i], u[i]), _mm256_permutevar8x32_ps(rest, e.steps[i]));
   return e;
 }
 
@@ -61,9 +57,9 @@ template <int vectors>
 TAVIX_INLINE void softmax_exp_normal_avx2(__m256 (&x)[vectors]) {
   const ExpParts<vectors> e = exp_parts_avx2(x);
   __m256 scale[vectors];
-  TAVIX_EACH scale[i] =
-      _mm256_castsi256_ps(_mm256_add_epi32(e.table[i], _mm256_slli_epi32(e.steps[i], 20)));
-  TAVIX_EACH x[i] = _mm256_add_ps(scale[i], _mm256_mul_ps(scale[i], e.r_exp[i]));
+  TAVIX_EACH(vectors)
+  scale[i] = _mm256_castsi256_ps(_mm256_add_epi32(e.table[i], _mm256_slli_epi32(e.steps[i], 20)));
+  TAVIX_EACH(vectors) x[i] = _mm256_add_ps(scale[i], _mm256_mul_ps(scale[i], e.r_exp[i]));
 }
 
 // x = e^x for any x; the same bits as softmax_exp_normal_avx2 in its range. The power of two is
@@ -71,10 +67,10 @@ TAVIX_INLINE void softmax_exp_normal_avx2(__m256 (&x)[vectors]) {
 // bounds, where NaN stays.
 template <int vectors>
 TAVIX_INLINE void softmax_exp_avx2(__m256 (&x)[vectors]) {
-  TAVIX_EACH x[i] =
-      _mm256_min_ps(_mm256_set1_ps(104.0f), _mm256_max_ps(_mm256_set1_ps(-104.0f), x[i]));
+  TAVIX_EACH(vectors)
+  x[i] = _mm256_min_ps(_mm256_set1_ps(104.0f), _mm256_max_ps(_mm256_set1_ps(-104.0f), x[i]));
   const ExpParts<vectors> e = exp_parts_avx2(x);
-  TAVIX_EACH {
+  TAVIX_EACH(vectors) {
     // steps << 20 has k in its upper 9 bits and j below them.
     const __m256i k = _mm256_srai_epi32(_mm256_slli_epi32(e.steps[i], 20), 23);
     const __m256i j = _mm256_slli_epi32(_mm256_and_si256(e.steps[i], _mm256_set1_epi32(7)), 20);
@@ -86,8 +82,6 @@ TAVIX_INLINE void softmax_exp_avx2(__m256 (&x)[vectors]) {
                          _mm256_castsi256_ps(_mm256_slli_epi32(other, 23)));
   }
 }
-
-#undef TAVIX_EACH
 
 }  // namespace tavix::module
 TAVIX_AVX2_END
