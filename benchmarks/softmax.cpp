@@ -130,38 +130,33 @@ void run_opencv(Softmax &s) {
   }
 }
 
+constexpr Tolerance kFewUnits = 1e-5;
+
+// What every axis is compared with.
+using SleefSoftmax = decltype(sleef_softmax_lines_avx2);
 Comparison<Softmax> compare_softmax(const std::string &name, int32_t axis, const Sizes &sizes,
-                                    decltype(TavixBlobSoftmaxByCPU) *function) {
-  return compare(
-             name, [axis](const Size &size) { return Softmax(size.width, size.height, axis); },
-             sizes)
-      .ours([axis, function](Softmax &s) { function(s.src.get(), axis, s.dst.get()); });
+                                    SleefSoftmax *sleef) {
+  auto comparison = compare(
+      name, [axis](const Size &size) { return Softmax(size.width, size.height, axis); }, sizes);
+  comparison.ours([axis](Softmax &s) { TavixBlobSoftmaxByCPU(s.src.get(), axis, s.dst.get()); })
+      .peer("onednn", kFewUnits, run_onednn)
+      .peer("eigen", kFewUnits, run_eigen);
+  if (module::use_avx2())
+    comparison.peer("sleef", kFewUnits,
+                    [sleef](Softmax &s) { sleef(s.x, s.y, s.length, s.lines); });
+  return comparison;
 }
 
 }  // namespace
 
 void register_benchmarks() {
   omp_set_num_threads(1);
-  constexpr Tolerance kFewUnits = 1e-5;
-  const bool avx2 = module::use_avx2();
-
-  auto last = compare_softmax("softmax_last_axis", 1, {{1000, 100}, {1000, 1000}, {64, 10000}},
-                              TavixBlobSoftmaxByCPU);
-  last.peer("onednn", kFewUnits, run_onednn);
-  last.peer("xnnpack", kFewUnits, run_xnnpack);
-  last.peer("eigen", kFewUnits, run_eigen);
-  if (avx2)
-    last.peer("sleef", kFewUnits,
-              [](Softmax &s) { sleef_softmax_lines_avx2(s.x, s.y, s.length, s.lines); });
-
-  auto first = compare_softmax("softmax_first_axis", 0, {{21, 4096}, {21, 513 * 513}},
-                               TavixBlobSoftmaxByCPU);
-  first.peer("onednn", kFewUnits, run_onednn);
-  first.peer("opencv", kFewUnits, run_opencv);
-  first.peer("eigen", kFewUnits, run_eigen);
-  if (avx2)
-    first.peer("sleef", kFewUnits,
-               [](Softmax &s) { sleef_softmax_columns_avx2(s.x, s.y, s.length, s.lines); });
+  compare_softmax("softmax_last_axis", 1, {{1000, 100}, {1000, 1000}, {64, 10000}},
+                  sleef_softmax_lines_avx2)
+      .peer("xnnpack", kFewUnits, run_xnnpack);
+  compare_softmax("softmax_first_axis", 0, {{21, 4096}, {21, 513 * 513}},
+                  sleef_softmax_columns_avx2)
+      .peer("opencv", kFewUnits, run_opencv);
 }
 
 }  // namespace tavix::benchmarks
