@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Float RGB to and from 4:2:0: the vector kernels, and the drivers. Blocks of eight columns; what
-// is left of a row pair is finished pixel by pixel.
+// Float RGB to and from 4:2:0: the vector kernels, and the drivers. Whole groups of eight columns;
+// what is left of a row pair is finished pixel by pixel.
 #include "cpu/tavix_cvt_color/float_yuv.h"
 #include "cpu/tavix_cvt_color/yuv_drivers.h"
+#include "cpu/x86/prefetch.h"
 #include "cpu_dispatch/cpu_features.h"
 
 #include "cpu/x86/avx2.h"
@@ -139,64 +140,107 @@ TAVIX_INLINE __m256 dot_8(const __m256 (&w)[3], __m256 p0, __m256 p1, __m256 p2,
   return _mm256_add_ps(_mm256_add_ps(two, _mm256_mul_ps(w[2], p2)), offset);
 }
 
-TAVIX_INLINE __m256i round_to_byte_8(__m256 v) {
-  return _mm256_cvtps_epi32(clamp_to_byte_8(v));
+// Integers of which the saturating packs to bytes make v clamped to 0..255 and rounded half to
+// even, and 0 of NaN: min answers with its second operand then, and NaN and values below int32
+// convert to the least integer.
+TAVIX_INLINE __m256i round_for_packs(__m256 v) {
+  return _mm256_cvtps_epi32(_mm256_min_ps(_mm256_set1_ps(255.0f), v));
+}
+
+// The weights of one row of a matrix.
+struct Row3 {
+  __m256 w[3], offset;
+
+  TAVIX_INLINE Row3(const float (&row)[3], float offset_)
+      : w{_mm256_set1_ps(row[0]), _mm256_set1_ps(row[1]), _mm256_set1_ps(row[2])},
+        offset(_mm256_set1_ps(offset_)) {}
+
+  // c in memory order
+  template <bool r_first>
+  TAVIX_INLINE __m256i samples(const __m256 (&c)[3]) const {
+    constexpr int r = r_first ? 0 : 2, b = 2 - r;
+    return round_for_packs(dot_8(w, c[r], c[1], c[b], offset));
+  }
+};
+
+// Luma of eight columns of both rows, and the scaled channels summed over the rows.
+template <int channels, bool r_first>
+TAVIX_INLINE void convert_8(const uint8_t *top, const uint8_t *bottom, const Row3 &weights,
+                            __m256i (&luma)[2], __m256 (&sums)[3]) {
+  const __m256 scale = _mm256_set1_ps(255.0f);
+  __m256 t[3], b[3];
+  load_8<channels>(top, t);
+  load_8<channels>(bottom, b);
+  for (int k = 0; k < 3; ++k) {
+    t[k] = _mm256_mul_ps(t[k], scale);
+    b[k] = _mm256_mul_ps(b[k], scale);
+    sums[k] = _mm256_add_ps(t[k], b[k]);
+  }
+  luma[0] = weights.samples<r_first>(t);
+  luma[1] = weights.samples<r_first>(b);
+}
+
+// Of a register's eight or sixteen bytes, the first half or all.
+template <int bytes>
+TAVIX_INLINE void store_low(uint8_t *at, __m128i v) {
+  if constexpr (bytes == 4) _mm_storeu_si32(at, v);
+  if constexpr (bytes == 8) _mm_storel_epi64(reinterpret_cast<__m128i *>(at), v);
+  if constexpr (bytes == 16) _mm_storeu_si128(reinterpret_cast<__m128i *>(at), v);
+}
+
+constexpr int64_t kAhead = 2048;  // bytes
+
+// One block of the columns from x on, 8 or 16. Of eight, the second eight are the same again and
+// are not stored.
+template <int columns, int channels, ChromaLayout layout, bool r_first>
+TAVIX_INLINE void rgbf32_to_yuv_block(const RowPair<const uint8_t, uint8_t> &rows, int32_t x,
+                                      const Row3 &y_weights, const Row3 (&chroma_weights)[2]) {
+  const uint8_t *top = rows.packed[0] + int64_t(x) * channels * 4;
+  const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels * 4;
+  constexpr int second = (columns - 8) * channels * 4;
+  prefetch<columns * channels * 4>(top, kAhead);
+  prefetch<columns * channels * 4>(bottom, kAhead);
+  __m256i low[2], high[2];
+  __m256 left[3], right[3], means[3];
+  convert_8<channels, r_first>(top, bottom, y_weights, low, left);
+  convert_8<channels, r_first>(top + second, bottom + second, y_weights, high, right);
+  for (int k = 0; k < 3; ++k)
+    means[k] = _mm256_mul_ps(_mm256_hadd_ps(left[k], right[k]), _mm256_set1_ps(0.25f));
+
+  const __m256i in_turn = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  const __m256i luma = _mm256_permutevar8x32_epi32(
+      _mm256_packus_epi16(_mm256_packs_epi32(low[0], high[0]), _mm256_packs_epi32(low[1], high[1])),
+      in_turn);
+  store_low<columns>(rows.y[0] + x, _mm256_castsi256_si128(luma));
+  store_low<columns>(rows.y[1] + x, _mm256_extracti128_si256(luma, 1));
+
+  // Halves of four first samples, then four second ones, of blocks 0 1 4 5 and 2 3 6 7.
+  const __m256i words = _mm256_packs_epi32(chroma_weights[0].samples<r_first>(means),
+                                           chroma_weights[1].samples<r_first>(means));
+  const __m128i bytes = _mm256_castsi256_si128(
+      _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words, words), in_turn));
+  if constexpr (layout == ChromaLayout::kInterleaved) {
+    const __m128i pairs = _mm_setr_epi8(0, 8, 1, 9, 4, 12, 5, 13, 2, 10, 3, 11, 6, 14, 7, 15);
+    store_low<columns>(rows.chroma[0] + x, _mm_shuffle_epi8(bytes, pairs));
+  } else {
+    const __m128i in_rows = _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15);
+    const __m128i samples = _mm_shuffle_epi8(bytes, in_rows);
+    store_low<columns / 2>(rows.chroma[0] + x / 2, samples);
+    store_low<columns / 2>(rows.chroma[1] + x / 2, _mm_unpackhi_epi64(samples, samples));
+  }
 }
 
 // Columns 0 to width - 1, width a multiple of 8.
 template <int channels, ChromaLayout layout, bool r_first>
 void rgbf32_to_yuv_row_pair_avx2(RowPair<const uint8_t, uint8_t> rows, int32_t width,
                                  RgbF32ToYuvWeights w) {
-  constexpr int r = r_first ? 0 : 2, b = 2 - r;
-  const __m256 scale = _mm256_set1_ps(255.0f), offset = _mm256_set1_ps(w.offset);
-  __m256 y_weights[3],
-      chroma_weights[3];  // chroma: two lanes of the first sample, two of the second
-  for (int k = 0; k < 3; ++k) {
-    const float first = w.chroma[0][k], second = w.chroma[1][k];
-    y_weights[k] = _mm256_set1_ps(w.y[k]);
-    chroma_weights[k] = _mm256_setr_ps(first, first, second, second, first, first, second, second);
-  }
-  // Bytes of a half: four of the top row, four of the bottom row, two first samples, two second.
-  const __m256i gather = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
-  const __m128i pairs = layout == ChromaLayout::kInterleaved
-                            ? _mm_setr_epi8(0, 2, 1, 3, 4, 6, 5, 7, -1, -1, -1, -1, -1, -1, -1, -1)
-                            : _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, -1, -1, -1, -1, -1, -1, -1, -1);
-
-  for (int32_t x = 0; x < width; x += 8) {
-    __m256 scaled[2][3];
-    __m256i luma[2];
-    for (int i = 0; i < 2; ++i) {
-      load_8<channels>(rows.packed[i] + int64_t(x) * channels * 4, scaled[i]);
-      for (int k = 0; k < 3; ++k) scaled[i][k] = _mm256_mul_ps(scaled[i][k], scale);
-      luma[i] = round_to_byte_8(dot_8(y_weights, scaled[i][r], scaled[i][1], scaled[i][b], offset));
-    }
-
-    // Halves of sums: two of R, two of G; two of B, twice.
-    __m256 columns[3];
-    for (int k = 0; k < 3; ++k) columns[k] = _mm256_add_ps(scaled[0][k], scaled[1][k]);
-    const __m256 quarter = _mm256_set1_ps(0.25f);
-    const __m256 rg = _mm256_mul_ps(_mm256_hadd_ps(columns[r], columns[1]), quarter);
-    const __m256 bb = _mm256_mul_ps(_mm256_hadd_ps(columns[b], columns[b]), quarter);
-    const __m256 rr = _mm256_permute_ps(rg, _MM_SHUFFLE(1, 0, 1, 0));
-    const __m256 gg = _mm256_permute_ps(rg, _MM_SHUFFLE(3, 2, 3, 2));
-    const __m256i chroma =
-        round_to_byte_8(dot_8(chroma_weights, rr, gg, bb, _mm256_set1_ps(128.0f)));
-
-    const __m256i bytes =
-        _mm256_permutevar8x32_epi32(_mm256_packus_epi16(_mm256_packs_epi32(luma[0], luma[1]),
-                                                        _mm256_packs_epi32(chroma, chroma)),
-                                    gather);
-    const __m128i lumas = _mm256_castsi256_si128(bytes);
-    const __m128i samples = _mm_shuffle_epi8(_mm256_extracti128_si256(bytes, 1), pairs);
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(rows.y[0] + x), lumas);
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(rows.y[1] + x), _mm_unpackhi_epi64(lumas, lumas));
-    if constexpr (layout == ChromaLayout::kInterleaved) {
-      _mm_storel_epi64(reinterpret_cast<__m128i *>(rows.chroma[0] + x), samples);
-    } else {
-      _mm_storeu_si32(rows.chroma[0] + x / 2, samples);
-      _mm_storeu_si32(rows.chroma[1] + x / 2, _mm_srli_si128(samples, 4));
-    }
-  }
+  const Row3 y_weights(w.y, w.offset);
+  const Row3 chroma_weights[2] = {Row3(w.chroma[0], 128.0f), Row3(w.chroma[1], 128.0f)};
+  int32_t x = 0;
+  for (; x <= width - 16; x += 16)
+    rgbf32_to_yuv_block<16, channels, layout, r_first>(rows, x, y_weights, chroma_weights);
+  if (x < width)
+    rgbf32_to_yuv_block<8, channels, layout, r_first>(rows, x, y_weights, chroma_weights);
 }
 
 // Columns 0 to width - 1, width a multiple of 8.
