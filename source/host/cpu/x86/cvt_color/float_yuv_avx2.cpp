@@ -188,7 +188,7 @@ TAVIX_INLINE void store_low(uint8_t *at, __m128i v) {
   if constexpr (bytes == 16) _mm_storeu_si128(reinterpret_cast<__m128i *>(at), v);
 }
 
-constexpr int64_t kAhead = 2048;  // bytes
+constexpr int64_t kAhead = 2048;  // bytes, of the float rows, read or written
 
 // One block of the columns from x on, 8 or 16. Of eight, the second eight are the same again and
 // are not stored.
@@ -274,12 +274,14 @@ void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t w
       const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(rows.y[i] + x));
       const __m256 y = _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes));
       const __m256 luma = _mm256_mul_ps(y_scale, _mm256_sub_ps(y, offset));
+      uint8_t *const packed = rows.packed[i] + int64_t(x) * channels * 4;
+      prefetch<8 * channels * 4>(packed, kAhead);
       __m256 c[3];
       c[r] = _mm256_add_ps(luma, v_to_r);
       c[1] = _mm256_sub_ps(_mm256_sub_ps(luma, u_to_g), v_to_g);
       c[b] = _mm256_add_ps(luma, u_to_b);
       for (int k = 0; k < 3; ++k) c[k] = _mm256_mul_ps(clamp_to_byte_8(c[k]), unit);
-      store_8<channels>(rows.packed[i] + int64_t(x) * channels * 4, c);
+      store_8<channels>(packed, c);
     }
   }
 }

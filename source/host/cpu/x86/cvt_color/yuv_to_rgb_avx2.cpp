@@ -6,6 +6,7 @@
 #include "cpu/tavix_cvt_color/run_rows.h"
 #include "cpu/tavix_cvt_color/yuv_drivers.h"
 #include "cpu/tavix_cvt_color/yuv_to_rgb.h"
+#include "cpu/x86/prefetch.h"
 
 #include "cpu/x86/avx2.h"
 
@@ -153,6 +154,9 @@ TAVIX_INLINE void store_pixels(uint8_t *at, const Columns (&c)[3]) {
   }
 }
 
+// Bytes. Pixels of four channels are computed faster than their lines come in to be written.
+constexpr int64_t kAhead = 512;
+
 // Columns 0 to width - 1, width a multiple of 32.
 template <int channels, ChromaLayout layout>
 void yuv_to_rgb_row_pair_avx2(YuvToRgbRows rows, int32_t width, YuvToRgbLanes lanes) {
@@ -166,6 +170,8 @@ void yuv_to_rgb_row_pair_avx2(YuvToRgbRows rows, int32_t width, YuvToRgbLanes la
     __m256i term[3];
     for (int k = 0; k < 3; ++k) term[k] = _mm256_maddubs_epi16(factor[k], pairs);
     for (int i = 0; i < 2; ++i) {
+      uint8_t *const packed = rows.packed[i] + int64_t(x) * channels;
+      if constexpr (channels == 4) prefetch<32 * channels>(packed, kAhead);
       const __m256i y = load_256(rows.y[i] + x);
       const __m256i even = _mm256_add_epi16(_mm256_maddubs_epi16(y, even_factor), y_bias);
       const __m256i odd = _mm256_add_epi16(_mm256_maddubs_epi16(y, odd_factor), y_bias);
@@ -173,7 +179,7 @@ void yuv_to_rgb_row_pair_avx2(YuvToRgbRows rows, int32_t width, YuvToRgbLanes la
           scale_down(_mm256_adds_epi16(even, term[0]), _mm256_adds_epi16(odd, term[0])),
           scale_down(_mm256_sub_epi16(even, term[1]), _mm256_sub_epi16(odd, term[1])),
           scale_down(_mm256_adds_epi16(even, term[2]), _mm256_adds_epi16(odd, term[2]))};
-      store_pixels<channels>(rows.packed[i] + int64_t(x) * channels, c);
+      store_pixels<channels>(packed, c);
     }
   }
 }
