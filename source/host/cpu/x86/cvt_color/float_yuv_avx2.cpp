@@ -6,39 +6,11 @@
 #include "cpu/x86/prefetch.h"
 #include "cpu_dispatch/cpu_features.h"
 
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/lanes_avx2.h"
 
 namespace tavix::module {
 
 namespace {
-
-// Three channels of eight pixels are 24 floats in three vectors: lane j of vector m belongs to
-// channel (8 m + j) % 3, and 3 i + k modulo 8, where pixel i keeps channel k, takes every value
-// once. Blending by lane and permuting one vector for each channel thus goes both ways.
-constexpr int owner(int vector, int lane) {
-  return (8 * vector + lane) % 3;
-}
-
-// The lanes of a vector that belong to a channel.
-constexpr int lanes_of(int vector, int channel) {
-  int mask = 0;
-  for (int lane = 0; lane < 8; ++lane) mask |= (owner(vector, lane) == channel) << lane;
-  return mask;
-}
-
-struct Permutations3 {
-  alignas(32) int32_t from_lane[3][8];   // pixel i of channel k: the lane it is loaded from
-  alignas(32) int32_t from_pixel[3][8];  // lane j for channel k: the pixel it stores
-
-  constexpr Permutations3() : from_lane(), from_pixel() {
-    for (int k = 0; k < 3; ++k)
-      for (int i = 0; i < 8; ++i) {
-        from_lane[k][i] = (3 * i + k) % 8;
-        from_pixel[k][(3 * i + k) % 8] = i;
-      }
-  }
-};
-constexpr Permutations3 kPermutations3;
 
 // Of four pairs of samples in the low eight bytes, the eight columns of either one as 32-bit lanes.
 struct ChromaOrders {
@@ -61,90 +33,15 @@ namespace tavix::module {
 
 namespace {
 
-TAVIX_INLINE const float *floats(const uint8_t *p) {
-  return reinterpret_cast<const float *>(p);
-}
-TAVIX_INLINE float *floats(uint8_t *p) {
-  return reinterpret_cast<float *>(p);
-}
-
-TAVIX_INLINE __m256i lane_order(const int32_t (&order)[8]) {
-  return _mm256_load_si256(reinterpret_cast<const __m256i *>(order));
-}
-
 // 0 to 255; not a number gives 0.
 TAVIX_INLINE __m256 clamp_to_byte_8(__m256 v) {
   return _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(255.0f));
-}
-
-// The first three channels of eight pixels. Reads exactly 8 x channels floats.
-template <int channels>
-TAVIX_INLINE void load_8(const uint8_t *p, __m256 (&c)[3]) {
-  const float *at = floats(p);
-  if constexpr (channels == 3) {
-    const __m256 v0 = _mm256_loadu_ps(at), v1 = _mm256_loadu_ps(at + 8),
-                 v2 = _mm256_loadu_ps(at + 16);
-    const __m256 blended[3] = {
-        _mm256_blend_ps(_mm256_blend_ps(v0, v1, lanes_of(1, 0)), v2, lanes_of(2, 0)),
-        _mm256_blend_ps(_mm256_blend_ps(v0, v1, lanes_of(1, 1)), v2, lanes_of(2, 1)),
-        _mm256_blend_ps(_mm256_blend_ps(v0, v1, lanes_of(1, 2)), v2, lanes_of(2, 2))};
-    for (int k = 0; k < 3; ++k)
-      c[k] = _mm256_permutevar8x32_ps(blended[k], lane_order(kPermutations3.from_lane[k]));
-  } else {
-    __m256 pixel[4];  // i and 4 + i
-    for (int i = 0; i < 4; ++i)
-      pixel[i] = _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(at + 4 * i)),
-                                      _mm_loadu_ps(at + 16 + 4 * i), 1);
-    const __m256 low01 = _mm256_unpacklo_ps(pixel[0], pixel[1]),
-                 low23 = _mm256_unpacklo_ps(pixel[2], pixel[3]),
-                 high01 = _mm256_unpackhi_ps(pixel[0], pixel[1]),
-                 high23 = _mm256_unpackhi_ps(pixel[2], pixel[3]);
-    c[0] = _mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(1, 0, 1, 0));
-    c[1] = _mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(3, 2, 3, 2));
-    c[2] = _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(1, 0, 1, 0));
-  }
-}
-
-// Eight pixels, with a fourth channel of 1. Writes exactly 8 x channels floats.
-template <int channels>
-TAVIX_INLINE void store_8(uint8_t *p, const __m256 (&c)[3]) {
-  float *at = floats(p);
-  if constexpr (channels == 3) {
-    __m256 placed[3];
-    for (int k = 0; k < 3; ++k)
-      placed[k] = _mm256_permutevar8x32_ps(c[k], lane_order(kPermutations3.from_pixel[k]));
-    _mm256_storeu_ps(at, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(0, 1)),
-                                         placed[2], lanes_of(0, 2)));
-    _mm256_storeu_ps(at + 8, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(1, 1)),
-                                             placed[2], lanes_of(1, 2)));
-    _mm256_storeu_ps(at + 16, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(2, 1)),
-                                              placed[2], lanes_of(2, 2)));
-  } else {
-    const __m256 alpha = _mm256_set1_ps(1.0f);
-    const __m256 low01 = _mm256_unpacklo_ps(c[0], c[1]), low23 = _mm256_unpacklo_ps(c[2], alpha),
-                 high01 = _mm256_unpackhi_ps(c[0], c[1]), high23 = _mm256_unpackhi_ps(c[2], alpha);
-    const __m256 pixel[4] = {_mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(1, 0, 1, 0)),
-                             _mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(3, 2, 3, 2)),
-                             _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(1, 0, 1, 0)),
-                             _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(3, 2, 3, 2))};
-    for (int i = 0; i < 4; i += 2) {
-      _mm256_storeu_ps(at + 4 * i, _mm256_permute2f128_ps(pixel[i], pixel[i + 1], 0x20));
-      _mm256_storeu_ps(at + 16 + 4 * i, _mm256_permute2f128_ps(pixel[i], pixel[i + 1], 0x31));
-    }
-  }
 }
 
 // ((w0 p0 + w1 p1) + w2 p2) + offset, the weights given as vectors.
 TAVIX_INLINE __m256 dot_8(const __m256 (&w)[3], __m256 p0, __m256 p1, __m256 p2, __m256 offset) {
   const __m256 two = _mm256_add_ps(_mm256_mul_ps(w[0], p0), _mm256_mul_ps(w[1], p1));
   return _mm256_add_ps(_mm256_add_ps(two, _mm256_mul_ps(w[2], p2)), offset);
-}
-
-// Integers of which the saturating packs to bytes make v clamped to 0..255 and rounded half to
-// even, and 0 of NaN: min answers with its second operand then, and NaN and values below int32
-// convert to the least integer.
-TAVIX_INLINE __m256i round_for_packs(__m256 v) {
-  return _mm256_cvtps_epi32(_mm256_min_ps(_mm256_set1_ps(255.0f), v));
 }
 
 // The weights of one row of a matrix.
@@ -169,8 +66,8 @@ TAVIX_INLINE void convert_8(const uint8_t *top, const uint8_t *bottom, const Row
                             __m256i (&luma)[2], __m256 (&sums)[3]) {
   const __m256 scale = _mm256_set1_ps(255.0f);
   __m256 t[3], b[3];
-  load_8<channels>(top, t);
-  load_8<channels>(bottom, b);
+  load_pixels_8<channels>(top, t);
+  load_pixels_8<channels>(bottom, b);
   for (int k = 0; k < 3; ++k) {
     t[k] = _mm256_mul_ps(t[k], scale);
     b[k] = _mm256_mul_ps(b[k], scale);
@@ -184,8 +81,8 @@ TAVIX_INLINE void convert_8(const uint8_t *top, const uint8_t *bottom, const Row
 template <int bytes>
 TAVIX_INLINE void store_low(uint8_t *at, __m128i v) {
   if constexpr (bytes == 4) _mm_storeu_si32(at, v);
-  if constexpr (bytes == 8) _mm_storel_epi64(reinterpret_cast<__m128i *>(at), v);
-  if constexpr (bytes == 16) _mm_storeu_si128(reinterpret_cast<__m128i *>(at), v);
+  if constexpr (bytes == 8) store_64(at, v);
+  if constexpr (bytes == 16) store_128(at, v);
 }
 
 constexpr int64_t kAhead = 2048;  // bytes, of the float rows, read or written
@@ -207,18 +104,14 @@ TAVIX_INLINE void rgbf32_to_yuv_block(const RowPair<const uint8_t, uint8_t> &row
   for (int k = 0; k < 3; ++k)
     means[k] = _mm256_mul_ps(_mm256_hadd_ps(left[k], right[k]), _mm256_set1_ps(0.25f));
 
-  const __m256i in_turn = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
-  const __m256i luma = _mm256_permutevar8x32_epi32(
-      _mm256_packus_epi16(_mm256_packs_epi32(low[0], high[0]), _mm256_packs_epi32(low[1], high[1])),
-      in_turn);
+  const __m256i luma = pack_rounded(low[0], high[0], low[1], high[1]);
   store_low<columns>(rows.y[0] + x, _mm256_castsi256_si128(luma));
   store_low<columns>(rows.y[1] + x, _mm256_extracti128_si256(luma, 1));
 
   // Halves of four first samples, then four second ones, of blocks 0 1 4 5 and 2 3 6 7.
   const __m256i words = _mm256_packs_epi32(chroma_weights[0].samples<r_first>(means),
                                            chroma_weights[1].samples<r_first>(means));
-  const __m128i bytes = _mm256_castsi256_si128(
-      _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words, words), in_turn));
+  const __m128i bytes = _mm256_castsi256_si128(zip_halves(_mm256_packus_epi16(words, words)));
   if constexpr (layout == ChromaLayout::kInterleaved) {
     const __m128i pairs = _mm_setr_epi8(0, 8, 1, 9, 4, 12, 5, 13, 2, 10, 3, 11, 6, 14, 7, 15);
     store_low<columns>(rows.chroma[0] + x, _mm_shuffle_epi8(bytes, pairs));
@@ -281,7 +174,7 @@ void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t w
       c[1] = _mm256_sub_ps(_mm256_sub_ps(luma, u_to_g), v_to_g);
       c[b] = _mm256_add_ps(luma, u_to_b);
       for (int k = 0; k < 3; ++k) c[k] = _mm256_mul_ps(clamp_to_byte_8(c[k]), unit);
-      store_8<channels>(packed, c);
+      store_pixels_8<channels>(packed, c);
     }
   }
 }

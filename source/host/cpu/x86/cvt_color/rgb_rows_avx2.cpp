@@ -3,7 +3,9 @@
 // except: grey is rounded in integers, bytes become floats by a multiplication, and floats become
 // bytes by rounding half to even. Pixels that fill no block are done one by one.
 #include "cpu/tavix_cvt_color/rgb_rows.h"
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/prefetch.h"
+
+#include "cpu/x86/lanes_avx2.h"
 
 namespace tavix::module {
 
@@ -148,35 +150,8 @@ namespace tavix::module {
 
 namespace {
 
-TAVIX_INLINE __m128i load_128(const void *p) {
-  return _mm_loadu_si128(static_cast<const __m128i *>(p));
-}
-
-TAVIX_INLINE __m256i load_256(const void *p) {
-  return _mm256_loadu_si256(static_cast<const __m256i *>(p));
-}
-
-TAVIX_INLINE void store_256(void *p, __m256i v) {
-  _mm256_storeu_si256(static_cast<__m256i *>(p), v);
-}
-
-TAVIX_INLINE __m256 load_8_floats(const uint8_t *p, int64_t i) {
-  return _mm256_castsi256_ps(load_256(p + 4 * i));
-}
-
-// 16 bytes of each address.
-TAVIX_INLINE __m256i load_lanes(const uint8_t *low, const uint8_t *high) {
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(load_128(low)), load_128(high), 1);
-}
-
-// Fetches what a later block reads: the processor's own prefetching stops at the end of a page. It
-// is a hint that reads nothing, so it may point past the plane.
-template <int block_bytes>
-TAVIX_INLINE void prefetch_ahead(const uint8_t *block) {
-  constexpr int kAhead = 2048, kLine = 64;
-  for (int i = 0; i < block_bytes; i += kLine)
-    _mm_prefetch(reinterpret_cast<const char *>(uintptr_t(block) + kAhead + i), _MM_HINT_T0);
-}
+// Fetches what a later block reads: the processor's own prefetching stops at the end of a page.
+constexpr int64_t kAhead = 2048;
 
 // 32-bit elements in this order; -1 stands for any.
 template <int a, int b, int c, int d, int e, int f, int g, int h>
@@ -191,7 +166,7 @@ TAVIX_INLINE void convert_row(const uint8_t *src, uint8_t *dst, int32_t width) {
                     kDstPixel = dst_step * sizeof(typename Value::To);
   int32_t x = 0;
   for (; x <= width - Block::kPixels; x += Block::kPixels) {
-    prefetch_ahead<Block::kPixels * kSrcPixel>(src + x * kSrcPixel);
+    prefetch<Block::kPixels * kSrcPixel>(src + x * kSrcPixel, kAhead);
     Block::run(src + x * kSrcPixel, dst + x * kDstPixel);
   }
   for (; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);
@@ -209,7 +184,7 @@ struct ShuffleBytesRowAvx2 {
 
     static TAVIX_INLINE __m256i window(const uint8_t *src, int w, int v) {
       const auto &offset = Plan::kPlan.offset[w];
-      return _mm256_shuffle_epi8(load_lanes(src + offset[2 * v], src + offset[2 * v + 1]),
+      return _mm256_shuffle_epi8(load_halves(src + offset[2 * v], src + offset[2 * v + 1]),
                                  load_256(kMasks.mask[w][v]));
     }
 
@@ -244,7 +219,7 @@ struct ShuffleFloatsRowAvx2 {
     static constexpr int kPixels = 8;
 
     static TAVIX_INLINE __m256 window(const uint8_t *src, int w, int v) {
-      return _mm256_permutevar8x32_ps(load_8_floats(src, kPlan.offset[w][v]),
+      return _mm256_permutevar8x32_ps(load_8_floats(src + 4 * kPlan.offset[w][v]),
                                       load_256(kPlan.index[w][v]));
     }
 
@@ -263,7 +238,7 @@ struct ShuffleFloatsRowAvx2 {
 #pragma GCC unroll 4
       for (int v = 0; v < dst_step; ++v) out[v] = gather(src, v);
 #pragma GCC unroll 4
-      for (int v = 0; v < dst_step; ++v) store_256(dst + 32 * v, _mm256_castps_si256(out[v]));
+      for (int v = 0; v < dst_step; ++v) store_8_floats(dst + 32 * v, out[v]);
     }
   };
 
@@ -293,7 +268,7 @@ struct BytesToFloatsRowAvx2 {
         __m256 out = _mm256_mul_ps(_mm256_cvtepi32_ps(wide), _mm256_set1_ps(kByteScale));
         if constexpr (Plan::kPlan.adds_alpha)
           out = _mm256_or_ps(out, _mm256_load_ps(kMasks.opaque[v]));
-        store_256(dst + 32 * v, _mm256_castps_si256(out));
+        store_8_floats(dst + 32 * v, out);
       }
     }
   };
@@ -304,13 +279,6 @@ struct BytesToFloatsRowAvx2 {
         src, dst, width);
   }
 };
-
-// Integers of which the saturating packs to 8 bits make v clamped to 0..255 and rounded half to
-// even, and 0 of NaN: min answers with its second operand then, and NaN and values below int32
-// convert to the least integer.
-TAVIX_INLINE __m256i round_for_packs(__m256 v) {
-  return _mm256_cvtps_epi32(_mm256_min_ps(_mm256_set1_ps(255.0f), v));
-}
 
 // 8 pixels, no more: which pixels round half to even is part of the result.
 struct FloatsToBytesRowAvx2 {
@@ -323,7 +291,7 @@ struct FloatsToBytesRowAvx2 {
     static constexpr int kPixels = 8;
 
     static TAVIX_INLINE __m256i scaled(const uint8_t *src, int v) {
-      return round_for_packs(_mm256_mul_ps(load_8_floats(src, 8 * v), _mm256_set1_ps(255.0f)));
+      return round_for_packs(_mm256_mul_ps(load_8_floats(src + 32 * v), _mm256_set1_ps(255.0f)));
     }
 
     static TAVIX_INLINE void run(const uint8_t *src, uint8_t *dst) {
@@ -333,11 +301,10 @@ struct FloatsToBytesRowAvx2 {
       const __m256i packed = _mm256_packus_epi16(low, high);
       __m256i out;
       if constexpr (src_step == dst_step && !swap) {
-        out = reorder<0, 4, 1, 5, 2, 6, 3, 7>(packed);
+        out = zip_halves(packed);
       } else {
         // Pixels 0 to 3 into the low lane, pixels 4 to 7 into the high one.
-        out = src_step == 4 ? reorder<0, 4, 1, 5, 2, 6, 3, 7>(packed)
-                            : reorder<0, 4, 1, -1, 5, 2, 6, -1>(packed);
+        out = src_step == 4 ? zip_halves(packed) : reorder<0, 4, 1, -1, 5, 2, 6, -1>(packed);
         out = _mm256_shuffle_epi8(out, load_256(kMasks.mask));
         if constexpr (Plan::kPlan.adds_alpha) out = _mm256_or_si256(out, load_256(kMasks.opaque));
         if constexpr (dst_step == 3) out = reorder<0, 1, 2, 4, 5, 6, -1, -1>(out);
@@ -345,8 +312,8 @@ struct FloatsToBytesRowAvx2 {
       if constexpr (dst_step == 4) {
         store_256(dst, out);
       } else {
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), _mm256_castsi256_si128(out));
-        _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + 16), _mm256_extracti128_si256(out, 1));
+        store_128(dst, _mm256_castsi256_si128(out));
+        store_64(dst + 16, _mm256_extracti128_si256(out, 1));
       }
     }
   };
@@ -363,10 +330,11 @@ constexpr int kGrayRed = 77, kGrayGreen = 150, kGrayBlue = 29;
 static_assert(kGrayRed + kGrayGreen + kGrayBlue == 256);
 
 struct BytesToGrayRowAvx2 {
-  // Weighted sums of 8 pixels, less 32768. Samples are taken less 128, in [-128, 127]: pairs of
-  // products lie in [-22912, 22733] or less, and the sums in [-32768, 32512].
+  // Sums of the first two and of the third product of 8 pixels. Samples are taken less 128, in
+  // [-128, 127]: pairs lie in [-29056, 28829] or less, and sums of all three, less 32768, in
+  // [-32768, 32512].
   template <int src_step, bool r_first>
-  static TAVIX_INLINE __m256i biased_sums(const uint8_t *src) {
+  static TAVIX_INLINE __m256i biased_pairs(const uint8_t *src) {
     __m256i pixels;
     if constexpr (src_step == 4) {
       pixels = load_256(src);
@@ -374,18 +342,18 @@ struct BytesToGrayRowAvx2 {
       const __m256i low_first =
           _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 4, 5, 6, -1, 7, 8,
                            9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
-      pixels = _mm256_shuffle_epi8(load_lanes(src, src + 8), low_first);
+      pixels = _mm256_shuffle_epi8(load_halves(src, src + 8), low_first);
     }
     constexpr int kFirst = r_first ? kGrayRed : kGrayBlue, kThird = r_first ? kGrayBlue : kGrayRed;
     const __m256i weights = _mm256_set1_epi32(kFirst | kGrayGreen << 8 | kThird << 16);
     const __m256i samples = _mm256_xor_si256(pixels, _mm256_set1_epi8(-128));
-    return _mm256_madd_epi16(_mm256_maddubs_epi16(weights, samples), _mm256_set1_epi16(1));
+    return _mm256_maddubs_epi16(weights, samples);
   }
 
-  // (sum + 128) >> 8 of 16 pixels, less 128: in [-128, 127]. The sums fit the pack, and rounding
-  // them by a multiplication is (128 sum + 2^14) >> 15.
+  // (sum + 128) >> 8 of 16 pixels, less 128: in [-128, 127]. Rounding by a multiplication is
+  // (128 sum + 2^14) >> 15.
   static TAVIX_INLINE __m256i rounded(__m256i low, __m256i high) {
-    return _mm256_mulhrs_epi16(_mm256_packs_epi32(low, high), _mm256_set1_epi16(128));
+    return _mm256_mulhrs_epi16(_mm256_hadd_epi16(low, high), _mm256_set1_epi16(128));
   }
 
   template <int src_step, bool r_first>
@@ -394,13 +362,13 @@ struct BytesToGrayRowAvx2 {
     int32_t x = 0;
     for (; x <= width - 32; x += 32) {
       const uint8_t *p = src + int64_t(x) * src_step;
-      prefetch_ahead<32 * src_step>(p);
+      prefetch<32 * src_step>(p, kAhead);
       const __m256i low =
-          rounded(biased_sums<src_step, r_first>(p), biased_sums<src_step, r_first>(p + k8));
-      const __m256i high = rounded(biased_sums<src_step, r_first>(p + 2 * k8),
-                                   biased_sums<src_step, r_first>(p + 3 * k8));
+          rounded(biased_pairs<src_step, r_first>(p), biased_pairs<src_step, r_first>(p + k8));
+      const __m256i high = rounded(biased_pairs<src_step, r_first>(p + 2 * k8),
+                                   biased_pairs<src_step, r_first>(p + 3 * k8));
       const __m256i gray = _mm256_xor_si256(_mm256_packs_epi16(low, high), _mm256_set1_epi8(-128));
-      store_256(dst + x, reorder<0, 4, 1, 5, 2, 6, 3, 7>(gray));
+      store_256(dst + x, zip_halves(gray));
     }
     for (; x < width; ++x) {
       const ColourAt<uint8_t, src_step, r_first> p(src, x);
@@ -409,57 +377,42 @@ struct BytesToGrayRowAvx2 {
   }
 };
 
-// 8 pixels, no more: which pixels round half to even is part of the result.
+// Whole groups of 8 pixels, no more: which pixels round half to even is part of the result.
 struct FloatsToGrayRowAvx2 {
-  // The three channels of 8 pixels in their order in memory.
-  struct Channels {
-    __m256 first, second, third;
+  struct Weights {
+    __m256 red, green, blue;
   };
 
-  // Vectors of 4 elements, one of pixels 0 to 3 and one of pixels 4 to 7.
-  template <int src_step>
-  static TAVIX_INLINE __m256 load_halves(const uint8_t *src, int element) {
-    return _mm256_castsi256_ps(load_lanes(src + 4 * element, src + 4 * (element + 4 * src_step)));
-  }
-
-  template <int src_step>
-  static TAVIX_INLINE Channels deinterleave(const uint8_t *src) {
-    const __m256 a = load_halves<src_step>(src, 0), b = load_halves<src_step>(src, 4),
-                 c = load_halves<src_step>(src, 8);
-    if constexpr (src_step == 3) {  // a = x0 y0 z0 x1, b = y1 z1 x2 y2, c = z2 x3 y3 z3
-      const __m256 x2y2x3y3 = _mm256_shuffle_ps(b, c, _MM_SHUFFLE(2, 1, 3, 2));
-      const __m256 y0z0y1z1 = _mm256_shuffle_ps(a, b, _MM_SHUFFLE(1, 0, 2, 1));
-      return {_mm256_shuffle_ps(a, x2y2x3y3, _MM_SHUFFLE(2, 0, 3, 0)),
-              _mm256_shuffle_ps(y0z0y1z1, x2y2x3y3, _MM_SHUFFLE(3, 1, 2, 0)),
-              _mm256_shuffle_ps(y0z0y1z1, c, _MM_SHUFFLE(3, 0, 3, 1))};
-    } else {  // one pixel in each half
-      const __m256 d = load_halves<src_step>(src, 12);
-      const __m256 x0x1y0y1 = _mm256_unpacklo_ps(a, b), x2x3y2y3 = _mm256_unpacklo_ps(c, d);
-      const __m256 z0z1 = _mm256_unpackhi_ps(a, b), z2z3 = _mm256_unpackhi_ps(c, d);
-      return {_mm256_shuffle_ps(x0x1y0y1, x2x3y2y3, _MM_SHUFFLE(1, 0, 1, 0)),
-              _mm256_shuffle_ps(x0x1y0y1, x2x3y2y3, _MM_SHUFFLE(3, 2, 3, 2)),
-              _mm256_shuffle_ps(z0z1, z2z3, _MM_SHUFFLE(1, 0, 1, 0))};
-    }
+  template <int src_step, bool r_first>
+  static TAVIX_INLINE __m256i gray_8(const uint8_t *src, const Weights &weights) {
+    __m256 c[3];
+    load_pixels_8<src_step>(src, c);
+    const __m256 r = _mm256_mul_ps(c[r_first ? 0 : 2], weights.red);
+    const __m256 g = _mm256_mul_ps(c[1], weights.green);
+    const __m256 b = _mm256_mul_ps(c[r_first ? 2 : 0], weights.blue);
+    const __m256 sum = _mm256_add_ps(_mm256_add_ps(r, g), b);
+    return round_for_packs(_mm256_mul_ps(sum, _mm256_set1_ps(255.0f)));
   }
 
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width, const GrayWeights &weights) {
-    const __m256 red = _mm256_set1_ps(weights.red), green = _mm256_set1_ps(weights.green),
-                 blue = _mm256_set1_ps(weights.blue);
+    const Weights w = {_mm256_set1_ps(weights.red), _mm256_set1_ps(weights.green),
+                       _mm256_set1_ps(weights.blue)};
+    constexpr int64_t k8 = 8 * 4 * src_step;
     int32_t x = 0;
-    for (; x <= width - 8; x += 8) {
+    for (; x <= width - 32; x += 32) {
       const uint8_t *block = src + int64_t(x) * (4 * src_step);
-      prefetch_ahead<8 * 4 * src_step>(block);
-      const Channels p = deinterleave<src_step>(block);
-      const __m256 r = r_first ? p.first : p.third, b = r_first ? p.third : p.first;
-      const __m256 sum =
-          _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(r, red), _mm256_mul_ps(p.second, green)),
-                        _mm256_mul_ps(b, blue));
-      const __m256i gray = round_for_packs(_mm256_mul_ps(sum, _mm256_set1_ps(255.0f)));
-      const __m256i words = _mm256_packs_epi32(gray, gray);
-      const __m256i bytes =
-          reorder<0, 4, -1, -1, -1, -1, -1, -1>(_mm256_packus_epi16(words, words));
-      _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + x), _mm256_castsi256_si128(bytes));
+      prefetch<4 * k8>(block, kAhead);
+      const __m256i gray[4] = {gray_8<src_step, r_first>(block, w),
+                               gray_8<src_step, r_first>(block + k8, w),
+                               gray_8<src_step, r_first>(block + 2 * k8, w),
+                               gray_8<src_step, r_first>(block + 3 * k8, w)};
+      store_256(dst + x, pack_rounded(gray[0], gray[1], gray[2], gray[3]));
+    }
+    for (; x <= width - 8; x += 8) {
+      const __m256i gray = gray_8<src_step, r_first>(src + int64_t(x) * (4 * src_step), w);
+      const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(gray, gray), gray);
+      store_64(dst + x, _mm256_castsi256_si128(reorder<0, 4, -1, -1, -1, -1, -1, -1>(bytes)));
     }
     for (; x < width; ++x) dst[x] = float_gray<src_step, r_first>(src, x, weights);
   }

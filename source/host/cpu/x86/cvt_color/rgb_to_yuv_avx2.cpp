@@ -10,7 +10,7 @@
 #include "cpu/tavix_cvt_color/yuv_drivers.h"
 #include "cpu/x86/prefetch.h"
 
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/lanes_avx2.h"
 
 namespace tavix::module {
 
@@ -145,31 +145,6 @@ namespace {
 
 TAVIX_INLINE __m256i lanes32(uint32_t value) {
   return _mm256_set1_epi32(int32_t(value));
-}
-
-TAVIX_INLINE __m256i load_256(const uint8_t *at) {
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
-}
-
-TAVIX_INLINE void store_256(uint8_t *at, __m256i v) {
-  _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), v);
-}
-
-TAVIX_INLINE void store_halves(uint8_t *low, uint8_t *high, __m256i v) {
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(low), _mm256_castsi256_si128(v));
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(high), _mm256_extracti128_si256(v, 1));
-}
-
-// 16 bytes at low and 16 at high.
-TAVIX_INLINE __m256i load_halves(const uint8_t *low, const uint8_t *high) {
-  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(low));
-  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(high));
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
-}
-
-// Lanes of 32 bits out of the two halves of a vector in turn.
-TAVIX_INLINE __m256i zip_halves(__m256i v) {
-  return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
 }
 
 // Eight pixels, each in a lane of its own; the fourth byte of three channels is 0. The last pixels

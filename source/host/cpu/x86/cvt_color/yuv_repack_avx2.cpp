@@ -4,7 +4,7 @@
 #include "cpu/tavix_cvt_color/yuv_drivers.h"
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/lanes_avx2.h"
 
 TAVIX_AVX2_BEGIN
 namespace tavix::module {
@@ -13,14 +13,6 @@ namespace {
 
 constexpr auto kInterleaved = ChromaLayout::kInterleaved;
 constexpr auto kPlanar = ChromaLayout::kPlanar;
-
-TAVIX_INLINE __m256i load_256(const uint8_t *at) {
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
-}
-
-TAVIX_INLINE void store_256(uint8_t *at, __m256i v) {
-  _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), v);
-}
 
 // Pairs of one block, and its move. Blocks read and write nothing beyond their pairs.
 template <ChromaLayout from, ChromaLayout to>

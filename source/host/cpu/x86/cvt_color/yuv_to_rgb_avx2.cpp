@@ -8,7 +8,7 @@
 #include "cpu/tavix_cvt_color/yuv_to_rgb.h"
 #include "cpu/x86/prefetch.h"
 
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/lanes_avx2.h"
 
 namespace tavix::module {
 
@@ -77,19 +77,6 @@ TAVIX_AVX2_BEGIN
 namespace tavix::module {
 
 namespace {
-
-TAVIX_INLINE __m256i load_256(const uint8_t *at) {
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
-}
-
-TAVIX_INLINE __m128i load_128(const uint8_t *at) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
-}
-
-TAVIX_INLINE void store_halves(uint8_t *low, uint8_t *high, __m256i v) {
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(low), _mm256_castsi256_si128(v));
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(high), _mm256_extracti128_si256(v, 1));
-}
 
 TAVIX_INLINE __m256i lanes16(uint16_t value) {
   return _mm256_set1_epi16(int16_t(value));
