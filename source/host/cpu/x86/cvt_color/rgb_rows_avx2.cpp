@@ -153,6 +153,9 @@ namespace {
 // Fetches what a later block reads: the processor's own prefetching stops at the end of a page.
 constexpr int64_t kAhead = 2048;
 
+// And what it writes; narrow pixels are no faster for it.
+constexpr int64_t kAheadOfStores = 512;
+
 // 32-bit elements in this order; -1 stands for any.
 template <int a, int b, int c, int d, int e, int f, int g, int h>
 TAVIX_INLINE __m256i reorder(__m256i v) {
@@ -167,6 +170,8 @@ TAVIX_INLINE void convert_row(const uint8_t *src, uint8_t *dst, int32_t width) {
   int32_t x = 0;
   for (; x <= width - Block::kPixels; x += Block::kPixels) {
     prefetch<Block::kPixels * kSrcPixel>(src + x * kSrcPixel, kAhead);
+    if constexpr (kDstPixel >= 4)
+      prefetch<Block::kPixels * kDstPixel>(dst + x * kDstPixel, kAheadOfStores);
     Block::run(src + x * kSrcPixel, dst + x * kDstPixel);
   }
   for (; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);
