@@ -5,11 +5,8 @@
 
 #include <opencv2/imgproc.hpp>
 
-extern "C" {
-#include <libswscale/swscale.h>
-}
-
 #include "support/harness.h"
+#include "support/swscale.h"
 #include "tavix/video_common_cpu.h"
 
 namespace tavix::benchmarks {
@@ -24,42 +21,29 @@ constexpr Tolerance kNearUnit = kNear / 255.0;
 struct Name {
   int32_t format;
   const char *name;
-  AVPixelFormat av;
 };
-constexpr Name kBgr = {TAVIX_PIX_FMT_BGR24, "bgr", AV_PIX_FMT_BGR24};
-constexpr Name kBgra = {TAVIX_PIX_FMT_BGRA32, "bgra", AV_PIX_FMT_BGRA};
-constexpr Name kNv12 = {TAVIX_PIX_FMT_NV12, "nv12", AV_PIX_FMT_NV12};
-constexpr Name kNv21 = {TAVIX_PIX_FMT_NV21, "nv21", AV_PIX_FMT_NV21};
-constexpr Name kYv12 = {TAVIX_PIX_FMT_YV12, "yv12", AV_PIX_FMT_NONE};
-constexpr Name kI420 = {TAVIX_PIX_FMT_I420, "i420", AV_PIX_FMT_YUV420P};
-constexpr Name kGray = {TAVIX_PIX_FMT_GRAY8, "gray", AV_PIX_FMT_GRAY8};
-constexpr Name kBgrF32 = {TAVIX_PIX_FMT_BGRF32, "bgrf32", AV_PIX_FMT_NONE};
+constexpr Name kBgr = {TAVIX_PIX_FMT_BGR24, "bgr"};
+constexpr Name kBgra = {TAVIX_PIX_FMT_BGRA32, "bgra"};
+constexpr Name kNv12 = {TAVIX_PIX_FMT_NV12, "nv12"};
+constexpr Name kNv21 = {TAVIX_PIX_FMT_NV21, "nv21"};
+constexpr Name kYv12 = {TAVIX_PIX_FMT_YV12, "yv12"};
+constexpr Name kI420 = {TAVIX_PIX_FMT_I420, "i420"};
+constexpr Name kGray = {TAVIX_PIX_FMT_GRAY8, "gray"};
+constexpr Name kBgrF32 = {TAVIX_PIX_FMT_BGRF32, "bgrf32"};
 
-// Two frames, an 8-bit frame between them for compositions of two calls, and a scaler that does
-// nothing but convert.
-struct Conversion : Frames {
+// Two frames, and an 8-bit frame between them for compositions of two calls.
+struct Conversion : SwscaleFrames {
   Frame between;
-  std::shared_ptr<SwsContext> scaler;
 
   Conversion(const Name &from, const Name &to, const Size &size)
-      : Frames({noise(from.format, size, 1, {0.0f, 1.0f})}, Frame(to.format, size)),
-        between(TAVIX_PIX_FMT_BGR24, size) {
-    if (from.av == AV_PIX_FMT_NONE || to.av == AV_PIX_FMT_NONE) return;
-    scaler.reset(sws_getContext(size.width, size.height, from.av, size.width, size.height, to.av,
-                                SWS_POINT, nullptr, nullptr, nullptr),
-                 sws_freeContext);
-  }
+      : SwscaleFrames(noise(from.format, size, 1, {0.0f, 1.0f}), Frame(to.format, size)),
+        between(TAVIX_PIX_FMT_BGR24, size) {}
 };
 
 using Call = void (*)(Conversion &c);
 
 void ours(Conversion &c) {
   TavixFrameConvertColorByCPU(c.src[0], c.dst);
-}
-
-void swscale(Conversion &c) {
-  sws_scale(c.scaler.get(), c.src[0]->data, c.src[0]->linesize, 0, c.src[0]->video.height,
-            c.dst->data, c.dst->linesize);
 }
 
 void two_calls(Conversion &c) {
@@ -151,15 +135,15 @@ auto compare_one_buffer(const Name &from, const Name &to) {
   return compare(std::string(from.name) + "_to_" + to.name,
                  [=](const Size &size) { return OneBuffer(from, to, size); })
       .ours([](OneBuffer &c) { ours(c); })
-      .peer("swscale", kUnequalWork, [](OneBuffer &c) { swscale(c); });
+      .peer("swscale", kUnequalWork, [](OneBuffer &c) { c.swscale(); });
 }
 
 void register_encoders() {
-  compare_conversion(kBgr, kNv12).ours(ours).peer("swscale", kUnequalWork, swscale);
+  compare_conversion(kBgr, kNv12).ours(ours).peer("swscale", kUnequalWork, swscale_call);
   compare_conversion(kBgra, kNv12)
       .ours(ours)
       .peer("libyuv", kNear, packed_to_nv<libyuv::ARGBToNV12>)
-      .peer("swscale", kUnequalWork, swscale);
+      .peer("swscale", kUnequalWork, swscale_call);
   compare_one_buffer(kBgr, kI420)
       .peer("libyuv", kNear,
             [](OneBuffer &c) { packed_to_planar<libyuv::RGB24ToI420>(c.src[0], c.dst); })
@@ -176,13 +160,13 @@ void register_decoders() {
       .peer("libyuv", kNear,
             [](Conversion &c) { nv_to_packed<libyuv::NV12ToRGB24>(c.src[0], c.dst); })
       .peer("opencv", kNearAboveBlack, opencv_nv_to_packed<cv::COLOR_YUV2BGR_NV12>)
-      .peer("swscale", kUnequalWork, swscale);
+      .peer("swscale", kUnequalWork, swscale_call);
   compare_conversion(kNv12, kBgra)
       .ours(ours)
       .peer("libyuv", kNear,
             [](Conversion &c) { nv_to_packed<libyuv::NV12ToARGB>(c.src[0], c.dst); })
       .peer("opencv", kNearAboveBlack, opencv_nv_to_packed<cv::COLOR_YUV2BGRA_NV12>)
-      .peer("swscale", kUnequalWork, swscale);
+      .peer("swscale", kUnequalWork, swscale_call);
   compare_one_buffer(kI420, kBgr)
       .peer("libyuv", kNear,
             [](OneBuffer &c) { planar_to_packed<libyuv::I420ToRGB24>(c.src[0], c.dst); })
@@ -228,7 +212,7 @@ void register_repacking() {
               libyuv::NV21ToNV12(s->data[0], s->linesize[0], s->data[1], s->linesize[1], d->data[0],
                                  d->linesize[0], d->data[1], d->linesize[1], width(s), height(s));
             })
-      .peer("swscale", kExact, swscale);
+      .peer("swscale", kExact, swscale_call);
   compare_conversion(kNv12, kI420)
       .ours(ours)
       .peer("libyuv", kExact,
@@ -238,7 +222,7 @@ void register_repacking() {
                                  d->linesize[0], d->data[1], d->linesize[1], d->data[2],
                                  d->linesize[2], width(s), height(s));
             })
-      .peer("swscale", kExact, swscale);
+      .peer("swscale", kExact, swscale_call);
   compare_conversion(kI420, kNv12)
       .ours(ours)
       .peer("libyuv", kExact,
@@ -248,7 +232,7 @@ void register_repacking() {
                                  s->linesize[2], d->data[0], d->linesize[0], d->data[1],
                                  d->linesize[1], width(s), height(s));
             })
-      .peer("swscale", kExact, swscale);
+      .peer("swscale", kExact, swscale_call);
   compare_conversion(kI420, kYv12).ours(ours).peer("libyuv", kExact, [](Conversion &c) {
     const Frame &s = c.src[0], &d = c.dst;
     libyuv::I420Copy(s->data[0], s->linesize[0], s->data[1], s->linesize[1], s->data[2],

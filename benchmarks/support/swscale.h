@@ -48,7 +48,7 @@ struct SwscaleFrames : Frames {
       const TavixVideoInfo &a = from.video, &b = to.video;
       context_.reset(
           sws_getContext(a.width, a.height, av_pixel_format(a.format), b.width, b.height,
-                         av_pixel_format(b.format), SWS_BILINEAR, nullptr, nullptr, nullptr),
+                         av_pixel_format(b.format), SWS_POINT, nullptr, nullptr, nullptr),
           sws_freeContext);
     }
     sws_scale(context_.get(), from.data, from.linesize, 0, from.video.height, to.data, to.linesize);

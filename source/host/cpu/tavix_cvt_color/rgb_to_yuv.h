@@ -3,6 +3,8 @@
 // twin differs in one thing, the mean of a block.
 #pragma once
 
+#include <algorithm>
+
 #include "common/rounding.h"
 #include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/matrices.h"
@@ -28,11 +30,21 @@ struct RgbToYuvWeights {
   }
 };
 
+// What 16 bits and bytes without a clamp rest on: luma weights are not negative and sum to at most
+// 256, and white stays a byte with the offset.
+constexpr bool luma_fits(const TavixRgbToYuvMatrix &matrix) {
+  const int32_t(&y)[3] = matrix.fixed.y;
+  const int32_t offset = matrix.fixed.offset;
+  const int32_t sum = y[0] + y[1] + y[2];
+  return y[0] >= 0 && y[1] >= 0 && y[2] >= 0 && sum <= 256 && offset >= 0 &&
+         ((255 * sum + 128) >> 8) + offset <= 255;
+}
+static_assert(std::ranges::all_of(kRgbToYuv, luma_fits));
+
 using RgbToYuvJob = PackedYuvJob<const uint8_t, uint8_t, RgbToYuvWeights>;
 using RgbToYuvRows = RowPair<const uint8_t, uint8_t>;
 
-// Luma of one row of channels. Weights are not negative and sum to at most 256, so that 16 bits
-// hold the sum and the result needs no clamp.
+// Luma of one row of channels. 16 bits hold the sum and the result needs no clamp.
 inline void luma_row_c(const ChannelStrip<uint8_t> &p, uint8_t *y, int32_t columns,
                        const RgbToYuvWeights &w) {
   const uint16_t w0 = uint16_t(w.y[0]), w1 = uint16_t(w.y[1]), w2 = uint16_t(w.y[2]);

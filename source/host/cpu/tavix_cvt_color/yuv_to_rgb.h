@@ -3,6 +3,9 @@
 // block as it is.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+
 #include "common/rounding.h"
 #include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/matrices.h"
@@ -16,9 +19,9 @@ namespace tavix::module {
 struct YuvToRgbWeights {
   int32_t y_scale, y_bias;
   int32_t chroma[3][2] = {};
-  int32_t bias[3];
+  int32_t bias[3] = {};
 
-  YuvToRgbWeights(const TavixYuvToRgbMatrix &matrix, bool r_first, bool v_first)
+  constexpr YuvToRgbWeights(const TavixYuvToRgbMatrix &matrix, bool r_first, bool v_first)
       : y_scale(matrix.fixed.y_scale), y_bias(32 - matrix.fixed.offset * matrix.fixed.y_scale) {
     const int r = r_first ? 0 : 2, b = 2 - r, u = v_first ? 1 : 0, v = 1 - u;
     const auto &m = matrix.fixed;
@@ -27,6 +30,32 @@ struct YuvToRgbWeights {
     chroma[b][u] = m.u_to_b, bias[b] = m.b_bias;
   }
 };
+
+// Least and largest of a sum of products with bytes.
+struct Interval {
+  int32_t least, largest;
+
+  constexpr Interval plus(int32_t factor) const {
+    return {least + 255 * std::min(factor, 0), largest + 255 * std::max(factor, 0)};
+  }
+  constexpr bool lies_in(int32_t low, int32_t high) const {
+    return low <= least && largest <= high;
+  }
+};
+
+// What 16 bits rest on: chroma terms fit with a sign, and sums fit without one when raised.
+inline constexpr int32_t kRaisedSums = 20480;  // a multiple of 64
+constexpr bool sums_fit(const TavixYuvToRgbMatrix &matrix) {
+  const YuvToRgbWeights w(matrix, true, false);
+  for (int k = 0; k < 3; ++k) {
+    const Interval term = Interval{w.bias[k], w.bias[k]}.plus(w.chroma[k][0]).plus(w.chroma[k][1]);
+    const Interval sum = Interval{term.least + w.y_bias, term.largest + w.y_bias}.plus(w.y_scale);
+    if (!term.lies_in(INT16_MIN, INT16_MAX) || !sum.lies_in(-kRaisedSums, UINT16_MAX - kRaisedSums))
+      return false;
+  }
+  return true;
+}
+static_assert(std::ranges::all_of(kYuvToRgb, sums_fit));
 
 using YuvToRgbJob = PackedYuvJob<uint8_t, const uint8_t, YuvToRgbWeights>;
 using YuvToRgbRows = RowPair<uint8_t, const uint8_t>;
@@ -48,16 +77,14 @@ inline void chroma_terms_c(const uint8_t *const (&chroma)[2], int32_t first_pair
   }
 }
 
-// One channel of one row. The sum lies in [-20480, 45055]: raised by 20480, a multiple of 64, it
-// fits 16 bits without a sign.
+// One channel of one row.
 inline void channel_row_c(const uint8_t *y, const int16_t *terms, uint8_t *channel, int32_t columns,
                           const YuvToRgbWeights &w) {
-  constexpr int32_t kRaise = 320;
-  const uint16_t scale = uint16_t(w.y_scale), bias = uint16_t(w.y_bias + 64 * kRaise);
+  const uint16_t scale = uint16_t(w.y_scale), bias = uint16_t(w.y_bias + kRaisedSums);
 #pragma GCC ivdep
   for (int32_t x = 0; x < columns; ++x) {
     const uint16_t sum = uint16_t(scale * y[x] + bias + terms[x]);
-    const int16_t value = int16_t((sum >> 6) - kRaise);
+    const int16_t value = int16_t((sum >> 6) - kRaisedSums / 64);
     const int16_t above = value > 0 ? value : int16_t(0);
     channel[x] = uint8_t(above < 255 ? above : int16_t(255));
   }

@@ -84,9 +84,7 @@ constexpr bool fits_lanes(const TavixRgbToYuvMatrix &matrix) {
   }
   return true;
 }
-static_assert(fits_lanes(kRgbToYuv[kBt601Limited]) && fits_lanes(kRgbToYuv[kBt601Full]) &&
-              fits_lanes(kRgbToYuv[kBt709Limited]) && fits_lanes(kRgbToYuv[kBt709Full]) &&
-              fits_lanes(kRgbToYuv[kBt2020Limited]) && fits_lanes(kRgbToYuv[kBt2020Full]));
+static_assert(std::ranges::all_of(kRgbToYuv, fits_lanes));
 
 struct RgbToYuvLanes {
   LumaLanes luma;

@@ -46,9 +46,7 @@ constexpr bool fits_lanes(const TavixYuvToRgbMatrix &matrix) {
          m.r_bias == chroma_bias(m.v_to_r) && m.b_bias == chroma_bias(m.u_to_b) &&
          m.g_bias == chroma_bias(m.u_to_g + m.v_to_g);
 }
-static_assert(fits_lanes(kYuvToRgb[kBt601Limited]) && fits_lanes(kYuvToRgb[kBt601Full]) &&
-              fits_lanes(kYuvToRgb[kBt709Limited]) && fits_lanes(kYuvToRgb[kBt709Full]) &&
-              fits_lanes(kYuvToRgb[kBt2020Limited]) && fits_lanes(kYuvToRgb[kBt2020Full]));
+static_assert(std::ranges::all_of(kYuvToRgb, fits_lanes));
 
 // Of three channels, each of 16 pixels with even columns before odd ones: where byte 3 x + k of the
 // pixels comes from. Modulo 16, 3 x + k takes every value once, so that one shuffle brings each
