@@ -20,12 +20,14 @@ struct MoveChroma;
 
 template <>
 struct MoveChroma<kInterleaved, kInterleaved> {
-  static constexpr int32_t kPairs = 16;
+  static constexpr int32_t kPairs = 32;
   static TAVIX_INLINE void block(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
                                  int32_t i) {
-    const __m256i v = load_256(src[0] + 2 * int64_t(i));
-    store_256(dst[0] + 2 * int64_t(i),
-              _mm256_or_si256(_mm256_srli_epi16(v, 8), _mm256_slli_epi16(v, 8)));
+    const __m256i swapped = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14));
+    const __m256i a = load_256(src[0] + 2 * int64_t(i)), b = load_256(src[0] + 2 * int64_t(i) + 32);
+    store_256(dst[0] + 2 * int64_t(i), _mm256_shuffle_epi8(a, swapped));
+    store_256(dst[0] + 2 * int64_t(i) + 32, _mm256_shuffle_epi8(b, swapped));
   }
 };
 
@@ -74,8 +76,14 @@ namespace tavix::module {
 
 namespace {
 
+constexpr int32_t bytes_of_pair(ChromaLayout layout) {
+  return layout == kInterleaved ? 2 : 1;
+}
+
 template <ChromaLayout from, ChromaLayout to>
 struct MoveRowC {
+  static constexpr int32_t kSrcPair = bytes_of_pair(from), kDstPair = bytes_of_pair(to);
+
   static void run(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
     move_chroma_row_c<from, to>(src, dst, 0, pairs);
   }
@@ -83,6 +91,8 @@ struct MoveRowC {
 
 template <ChromaLayout from, ChromaLayout to>
 struct MoveRowAvx2 {
+  static constexpr int32_t kSrcPair = bytes_of_pair(from), kDstPair = bytes_of_pair(to);
+
   static void run(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
     move_chroma_row_c<from, to>(src, dst, move_chroma_row_avx2<from, to>(src, dst, pairs), pairs);
   }
@@ -90,12 +100,30 @@ struct MoveRowAvx2 {
 
 // Planes are copied, by either path.
 struct CopyRows {
+  static constexpr int32_t kSrcPair = 1, kDstPair = 1;
+
   static void run(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
     for (int k = 0; k < 2; ++k) std::memcpy(dst[k], src[k], size_t(pairs));
   }
 };
 
-// A body over chroma rows: two rows of luma and one of chroma at a time.
+// run(first row, samples) for rows of n samples; rows without gaps are one long row.
+template <class Run>
+void run_long_rows(int32_t start, int32_t end, int32_t n, bool gapless, const Run &run) {
+  const int32_t joined = gapless && int64_t(n) * end <= INT32_MAX ? end - start : 1;
+  for (int32_t y = start; y < end; y += joined) run(y, n * joined);
+}
+
+// The luma rows of some chroma rows.
+void copy_luma(const uint8_t *src, int32_t src_linesize, const YuvPlanes<uint8_t> &dst,
+               int32_t width, const Range &rows) {
+  const bool gapless = src_linesize == width && dst.y_linesize == width;
+  run_long_rows(2 * rows.start, 2 * rows.end, width, gapless, [&](int32_t y, int32_t n) {
+    std::memcpy(row(dst.y, dst.y_linesize, y), row(src, src_linesize, y), size_t(n));
+  });
+}
+
+// A body over chroma rows, each with two rows of luma.
 template <class MoveRow>
 class RepackBody final : public ParallelLoopBody {
  public:
@@ -104,15 +132,16 @@ class RepackBody final : public ParallelLoopBody {
   void operator()(const Range &rows) const override {
     const auto &src = job_.src;
     const auto &dst = job_.dst;
-    for (int32_t c = rows.start; c < rows.end; ++c) {
-      for (int32_t y = 2 * c; y < 2 * c + 2; ++y)
-        std::memcpy(row(dst.y, dst.y_linesize, y), row(src.y, src.y_linesize, y),
-                    size_t(job_.width));
+    const int32_t pairs = job_.width / 2;
+    const bool gapless = src.chroma_linesize == pairs * MoveRow::kSrcPair &&
+                         dst.chroma_linesize == pairs * MoveRow::kDstPair;
+    copy_luma(src.y, src.y_linesize, dst, job_.width, rows);
+    run_long_rows(rows.start, rows.end, pairs, gapless, [&](int32_t c, int32_t n) {
       MoveRow::run(
           {row(src.chroma[0], src.chroma_linesize, c), row(src.chroma[1], src.chroma_linesize, c)},
           {row(dst.chroma[0], dst.chroma_linesize, c), row(dst.chroma[1], dst.chroma_linesize, c)},
-          job_.width / 2);
-    }
+          n);
+    });
   }
 
  private:
@@ -132,13 +161,10 @@ class GrayToYuvBody final : public ParallelLoopBody {
 
   void operator()(const Range &rows) const override {
     const auto &dst = job_.dst;
-    for (int32_t c = rows.start; c < rows.end; ++c) {
-      for (int32_t y = 2 * c; y < 2 * c + 2 && job_.width > 0; ++y)
-        std::memcpy(row(dst.y, dst.y_linesize, y), row(job_.src, job_.src_linesize, y),
-                    size_t(job_.width));
+    if (job_.width > 0) copy_luma(job_.src, job_.src_linesize, dst, job_.width, rows);
+    for (int32_t c = rows.start; c < rows.end; ++c)
       for (int p = 0; p < planes; ++p)
         std::memset(row(dst.chroma[p], dst.chroma_linesize, c), 128, size_t(dst.chroma_linesize));
-    }
   }
 
  private:
