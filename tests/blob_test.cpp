@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "blob_reference.h"
 #include "common/units.h"
@@ -328,6 +329,26 @@ TEST(Blob, AcceptsAnyTypeWithoutElements) {
       }
     }
   }
+}
+
+// Conversions share nothing: one frame, a blob for each thread.
+TEST(Blob, ConversionsAreIndependent) {
+  GuardedFrame src({TAVIX_PIX_FMT_BGRF32, 129, 33});
+  src.fill(Fill::noise, 3);
+  const Extents extents{2, 3, 33, 129};
+  std::vector<std::thread> threads;
+  for (const uint32_t data_type : {TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_TYPE_UINT8,
+                                   TAVIX_DATA_TYPE_INT16, TAVIX_DATA_TYPE_INT64}) {
+    threads.emplace_back([&, data_type] {
+      const Bytes expected = expected_blob<float>(src, data_type, extents, true);
+      GuardedBlob blob(data_type, TAVIX_DATA_FORMAT_NCHW, extents.dims(true));
+      for (int repeat = 0; repeat < 10; ++repeat) {
+        EXPECT_EQ(TavixFrameToBlobByCPU(src, blob), TAVIX_OK);
+        EXPECT_EQ(bytes_of(blob), expected);
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
 }
 
 // The NHWC converter reads the extents as the blob declares them, and writes in NHWC order.
