@@ -18,7 +18,7 @@ class TensorWriter {
   TensorWriter(const TavixFrameV2 &frame, const TensorShape &shape, const TensorRows &rows,
                const BlobElement &element)
       : frame_(frame),
-        shape_(shape),
+        shape_(joined_rows<T>(shape, frame)),
         channels_(frame.video.channels),
         bytes_(element.bytes),
         same_bits_(same_bits<T>(element)),

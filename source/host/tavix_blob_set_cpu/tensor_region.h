@@ -44,6 +44,18 @@ constexpr bool fits_memory(const TensorShape &shape, int32_t element_bytes) {
          !__builtin_mul_overflow(bytes, shape.w, &bytes) && bytes <= kAddressSpace;
 }
 
+// The rows of a blob have no gaps; where those of a frame of elements T have none either, all are
+// one long row.
+template <class T>
+TensorShape joined_rows(const TensorShape &shape, const TavixFrameV2 &frame) {
+  constexpr int32_t kBytes = sizeof(T);
+  const int64_t row_bytes = frame.linesize[0];
+  const bool gapless =
+      row_bytes % kBytes == 0 && row_bytes / kBytes == int64_t(shape.w) * frame.video.channels;
+  if (!gapless || row_bytes * shape.h > INT32_MAX) return shape;
+  return {shape.n, shape.c, 1, shape.h * shape.w};
+}
+
 inline const TensorRows &tensor_rows() {
   return use_avx2() ? kTensorRowsAvx2 : kTensorRowsC;
 }

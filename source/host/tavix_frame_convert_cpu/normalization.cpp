@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Between the 8-bit and the float form of a packed frame, with normalisation in the same pass.
+#include <algorithm>
+
 #include "common/frame_access.h"
 #include "common/log.h"
 #include "common/pixel_format.h"
@@ -83,7 +85,12 @@ int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_
   const NormalizeParameters parameters(norm_vals, video.channels);
   NormalizeRow *normalize =
       (use_avx2() ? kNormalizeRowsAvx2 : kNormalizeRowsC).by_type[from_float][to_float];
-  for (int32_t y = 0; y < video.height; ++y)
-    normalize(row(*src_frame, y), row(*dst, y), n, parameters);
+  // Rows without gaps are one long row.
+  const int64_t src_bytes = n * (from_float ? int64_t(sizeof(float)) : 1);
+  const bool joined = src_frame->linesize[0] == src_bytes && dst->linesize[0] == dst_bytes &&
+                      std::max(src_bytes, dst_bytes) * video.height <= INT32_MAX;
+  const int32_t rows = joined ? 1 : video.height;
+  for (int32_t y = 0; y < rows; ++y)
+    normalize(row(*src_frame, y), row(*dst, y), n * (video.height / rows), parameters);
   return TAVIX_OK;
 }
