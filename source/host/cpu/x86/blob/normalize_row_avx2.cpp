@@ -42,6 +42,8 @@ TAVIX_INLINE void normalize_block(const uint8_t *src, uint8_t *dst, const Parame
     const __m256 c = normalize_vector<From>(src, k + 2, p),
                  d = normalize_vector<From>(src, k + 3, p);
     uint8_t *out = dst + k * kLanes * int(sizeof(To));
+    prefetch_elements<From, 4 * kLanes>(src + k * kLanes * int(sizeof(From)));
+    prefetch_elements<To, 4 * kLanes>(out);
     if constexpr (std::is_same_v<To, uint8_t>) {
       store_256(out, pack_clamped(round_to_bytes(a), round_to_bytes(b), round_to_bytes(c),
                                   round_to_bytes(d)));

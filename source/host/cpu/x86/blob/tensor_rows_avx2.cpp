@@ -137,8 +137,12 @@ TAVIX_INLINE void convert_block(const uint8_t *src, uint8_t *dst) {
     for (int k = 0; k < 4; ++k)
       _mm256_storeu_ps(reinterpret_cast<float *>(dst) + k * kLanes,
                        load_floats<From>(src + k * kLanes * sizeof(From)));
-  } else {
+  } else if constexpr (std::is_same_v<From, float>) {
     convert_float_block<To>(src, dst);
+  } else {
+    // Between integers the compiler's own vectors are as good.
+#pragma GCC ivdep
+    for (int i = 0; i < kBlock; ++i) store(dst, i, convert_element<To>(load<From>(src, i)));
   }
 }
 
@@ -224,12 +228,13 @@ struct TensorRowsFamilyAvx2 {
       std::memmove(dst, src, size_t(n) * sizeof(To));
     } else {
       int64_t i = 0;
-      if constexpr (std::is_same_v<From, float> || std::is_same_v<To, float>) {
-        for (; i <= n - kBlock; i += kBlock)
-          convert_block<From, To>(src + i * int64_t(sizeof(From)), dst + i * int64_t(sizeof(To)));
+      for (; i <= n - kBlock; i += kBlock) {
+        const uint8_t *from = src + i * int64_t(sizeof(From));
+        uint8_t *to = dst + i * int64_t(sizeof(To));
+        prefetch_elements<From, kBlock>(from);
+        prefetch_elements<To, kBlock>(to);
+        convert_block<From, To>(from, to);
       }
-      // Between integers the compiler's own vectors are as good.
-#pragma GCC ivdep
       for (; i < n; ++i) store(dst, i, convert_element<To>(load<From>(src, i)));
     }
   }
