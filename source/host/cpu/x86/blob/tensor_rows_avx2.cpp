@@ -221,6 +221,15 @@ TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t 
   for (int j = 0; j < channels; ++j) store_lanes(dst + 16 * j, dst + 16 * (channels + j), v[j]);
 }
 
+// Addresses that no store can change, so that they stay in registers.
+template <class Byte, int channels>
+struct Planes {
+  explicit Planes(Byte *const *from) {
+    for (int c = 0; c < channels; ++c) planes[c] = from[c];
+  }
+  Byte *planes[channels];
+};
+
 struct TensorRowsFamilyAvx2 {
   template <class From, class To>
   static void convert(const uint8_t *src, uint8_t *dst, int64_t n) {
@@ -246,19 +255,27 @@ struct TensorRowsFamilyAvx2 {
   template <class T, int channels>
   static void split(const uint8_t *src, uint8_t *const *planes, int64_t n) {
     if (n < kPixels<T>) return split_pixels<T, channels>(src, planes, n);
-    for (int64_t x = 0; x < n; x += kPixels<T>) {
-      const int64_t at = std::min(x, n - kPixels<T>) * int64_t(sizeof(T));
-      split_block<T, channels>(src + at * channels, planes, at);
+    const Planes<uint8_t, channels> to(planes);
+    const int64_t last = (n - kPixels<T>)*int64_t(sizeof(T));
+    for (int64_t at = 0; at < last; at += 32) {
+      prefetch_elements<T, kPixels<T> * channels>(src + at * channels);
+      for (int c = 0; c < channels; ++c) prefetch_elements<T, kPixels<T>>(to.planes[c] + at);
+      split_block<T, channels>(src + at * channels, to.planes, at);
     }
+    split_block<T, channels>(src + last * channels, to.planes, last);
   }
 
   template <class T, int channels>
   static void merge(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
     if (n < kPixels<T>) return merge_pixels<T, channels>(planes, dst, n);
-    for (int64_t x = 0; x < n; x += kPixels<T>) {
-      const int64_t at = std::min(x, n - kPixels<T>) * int64_t(sizeof(T));
-      merge_block<T, channels>(planes, at, dst + at * channels);
+    const Planes<const uint8_t, channels> from(planes);
+    const int64_t last = (n - kPixels<T>)*int64_t(sizeof(T));
+    for (int64_t at = 0; at < last; at += 32) {
+      for (int c = 0; c < channels; ++c) prefetch_elements<T, kPixels<T>>(from.planes[c] + at);
+      prefetch_elements<T, kPixels<T> * channels>(dst + at * channels);
+      merge_block<T, channels>(from.planes, at, dst + at * channels);
     }
+    merge_block<T, channels>(from.planes, last, dst + last * channels);
   }
 };
 
