@@ -29,12 +29,14 @@ TAVIX_INLINE __m128i load_64(const uint8_t *p) {
   return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
 }
 
-// Asks for the elements that a later block reads or writes: the processor's own prefetching stops at
-// the end of a page. Bytes go too slowly past to need it.
+// How far ahead memory is asked for: the processor's own prefetching stops at the end of a page, for
+// what is written as for what is read.
+constexpr int64_t kAhead = 2048;
+
+// Asks for the elements of a later block of a conversion; bytes go too slowly past to need it.
 template <class T, int count>
 TAVIX_INLINE void prefetch_elements(const uint8_t *block) {
-  constexpr int64_t kAhead = 2048;
-  if constexpr (sizeof(T) > 1) prefetch<count *int(sizeof(T))>(block, kAhead);
+  if constexpr (sizeof(T) > 1) prefetch<count * sizeof(T)>(block, kAhead);
 }
 
 // Four 64-bit integers of at most 53 significant bits, as doubles: the high half counts 2^32.

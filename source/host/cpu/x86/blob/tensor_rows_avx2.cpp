@@ -248,18 +248,17 @@ struct TensorRowsFamilyAvx2 {
     }
   }
 
-  // Pixels of one vector in each plane.
-  template <class T>
-  static constexpr int64_t kPixels = 32 / sizeof(T);
+  // Bytes of each plane in a block.
+  static constexpr int kVector = 32;
 
   template <class T, int channels>
   static void split(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-    if (n < kPixels<T>) return split_pixels<T, channels>(src, planes, n);
+    if (n * int64_t(sizeof(T)) < kVector) return split_pixels<T, channels>(src, planes, n);
     const Planes<uint8_t, channels> to(planes);
-    const int64_t last = (n - kPixels<T>)*int64_t(sizeof(T));
-    for (int64_t at = 0; at < last; at += 32) {
-      prefetch_elements<T, kPixels<T> * channels>(src + at * channels);
-      for (int c = 0; c < channels; ++c) prefetch_elements<T, kPixels<T>>(to.planes[c] + at);
+    const int64_t last = n * int64_t(sizeof(T)) - kVector;
+    for (int64_t at = 0; at < last; at += kVector) {
+      prefetch<kVector * channels>(src + at * channels, kAhead);
+      for (int c = 0; c < channels; ++c) prefetch<kVector>(to.planes[c] + at, kAhead);
       split_block<T, channels>(src + at * channels, to.planes, at);
     }
     split_block<T, channels>(src + last * channels, to.planes, last);
@@ -267,12 +266,12 @@ struct TensorRowsFamilyAvx2 {
 
   template <class T, int channels>
   static void merge(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-    if (n < kPixels<T>) return merge_pixels<T, channels>(planes, dst, n);
+    if (n * int64_t(sizeof(T)) < kVector) return merge_pixels<T, channels>(planes, dst, n);
     const Planes<const uint8_t, channels> from(planes);
-    const int64_t last = (n - kPixels<T>)*int64_t(sizeof(T));
-    for (int64_t at = 0; at < last; at += 32) {
-      for (int c = 0; c < channels; ++c) prefetch_elements<T, kPixels<T>>(from.planes[c] + at);
-      prefetch_elements<T, kPixels<T> * channels>(dst + at * channels);
+    const int64_t last = n * int64_t(sizeof(T)) - kVector;
+    for (int64_t at = 0; at < last; at += kVector) {
+      for (int c = 0; c < channels; ++c) prefetch<kVector>(from.planes[c] + at, kAhead);
+      prefetch<kVector * channels>(dst + at * channels, kAhead);
       merge_block<T, channels>(from.planes, at, dst + at * channels);
     }
     merge_block<T, channels>(from.planes, last, dst + last * channels);
