@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The normalising conversion between 8-bit and float frames, with the same parameters for every
 // channel and with ImageNet's. The new frame comes from a pool of one, as from a toolkit that keeps
-// its frames, so that the conversion is measured; "fresh" takes it from the core, and peers
-// allocate too.
+// its frames, so that the conversion is measured; "fresh" takes it from the core, for the peer too.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -150,7 +149,9 @@ void compare_fresh() {
     TavixFrameFreeV2(dst);
   });
   comparison.peer("opencv", kUnequalWork, [](Conversion &c) {  // no output to compare
-    cv::Mat dst;
+    const TavixVideoInfo &video = c.dst->video;
+    const Frame fresh(video.format, {video.width, video.height});
+    cv::Mat dst = fresh.mat();
     c.src[0].mat().convertTo(dst, CV_32F, kToUnit.scale()[0]);
   });
 }
