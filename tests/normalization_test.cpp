@@ -24,6 +24,8 @@ constexpr auto &kUnit = module::kFrameConvertUnit;
 
 using NormVals = std::array<float, 8>;
 constexpr NormVals kNeutral = {0, 0, 0, 0, 1, 1, 1, 1};
+// Makes +0 of -0, which +0 leaves alone.
+constexpr NormVals kNegativeZeros = {-0.0f, -0.0f, -0.0f, -0.0f, 1, 1, 1, 1};
 
 struct Frame {
   TavixFrameV2 *frame = nullptr;
@@ -131,7 +133,8 @@ TEST(Normalization, EveryFormatSizeAndStride) {
           src.fill(s.fill, s.seed);
           src->device = s.seed;
           Random random(s.seed);
-          check(src, random.below(4) == 0 ? kNeutral : random_values(random));
+          const int32_t kind = random.below(8);
+          check(src, kind == 0 ? kNeutral : kind == 1 ? kNegativeZeros : random_values(random));
         });
 }
 

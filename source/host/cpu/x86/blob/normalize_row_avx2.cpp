@@ -15,11 +15,12 @@ struct ParameterVectors {
   __m256 mean[kVectors], scale[kVectors];
 };
 
-// Vector number k of a block.
-template <class From>
+// Vector number k of a block. Subtracting +0 changes no bit of a product.
+template <class From, bool centred>
 TAVIX_INLINE __m256 normalize_vector(const uint8_t *src, int k, const ParameterVectors &p) {
-  const __m256 samples = load_floats<From>(src + k * kLanes * int(sizeof(From)));
-  return _mm256_mul_ps(_mm256_sub_ps(samples, p.mean[k % kVectors]), p.scale[k % kVectors]);
+  __m256 samples = load_floats<From>(src + k * kLanes * int(sizeof(From)));
+  if constexpr (centred) samples = _mm256_sub_ps(samples, p.mean[k % kVectors]);
+  return _mm256_mul_ps(samples, p.scale[k % kVectors]);
 }
 
 // Rounded in single precision. Adding the float below 1/2 and truncating gives for every float of
@@ -34,13 +35,14 @@ TAVIX_INLINE __m256i round_to_bytes(__m256 v) {
 // A block is the least number of whole periods and of whole vectors of bytes.
 constexpr int kBlockVectors = 4 * kVectors;
 
-template <class From, class To>
+template <class From, class To, bool centred>
 TAVIX_INLINE void normalize_block(const uint8_t *src, uint8_t *dst, const ParameterVectors &p) {
 #pragma GCC unroll 12
   for (int k = 0; k < kBlockVectors; k += 4) {
-    const __m256 a = normalize_vector<From>(src, k, p), b = normalize_vector<From>(src, k + 1, p);
-    const __m256 c = normalize_vector<From>(src, k + 2, p),
-                 d = normalize_vector<From>(src, k + 3, p);
+    const __m256 a = normalize_vector<From, centred>(src, k, p),
+                 b = normalize_vector<From, centred>(src, k + 1, p);
+    const __m256 c = normalize_vector<From, centred>(src, k + 2, p),
+                 d = normalize_vector<From, centred>(src, k + 3, p);
     uint8_t *out = dst + k * kLanes * int(sizeof(To));
     prefetch_elements<From, 4 * kLanes>(src + k * kLanes * int(sizeof(From)));
     prefetch_elements<To, 4 * kLanes>(out);
@@ -56,19 +58,31 @@ TAVIX_INLINE void normalize_block(const uint8_t *src, uint8_t *dst, const Parame
   }
 }
 
+// Returns the number of elements in whole blocks.
+template <class From, class To, bool centred>
+int64_t normalize_blocks(const uint8_t *src, uint8_t *dst, int64_t n, const ParameterVectors &p) {
+  constexpr int64_t kBlock = kBlockVectors * kLanes;
+  int64_t i = 0;
+  for (; i <= n - kBlock; i += kBlock)
+    normalize_block<From, To, centred>(src + i * int64_t(sizeof(From)),
+                                       dst + i * int64_t(sizeof(To)), p);
+  return i;
+}
+
 struct NormalizeFamilyAvx2 {
   template <class From, class To>
   static void run(const uint8_t *src, uint8_t *dst, int64_t n,
                   const NormalizeParameters &parameters) {
     ParameterVectors p;
+    __m256i mean_bits = _mm256_setzero_si256();
     for (int k = 0; k < kVectors; ++k) {
       p.mean[k] = _mm256_loadu_ps(parameters.mean + k * kLanes);
       p.scale[k] = _mm256_loadu_ps(parameters.scale + k * kLanes);
+      mean_bits = _mm256_or_si256(mean_bits, _mm256_castps_si256(p.mean[k]));
     }
-    constexpr int64_t kBlock = kBlockVectors * kLanes;
-    int64_t i = 0;
-    for (; i <= n - kBlock; i += kBlock)
-      normalize_block<From, To>(src + i * int64_t(sizeof(From)), dst + i * int64_t(sizeof(To)), p);
+    const bool centred = !_mm256_testz_si256(mean_bits, mean_bits);
+    int64_t i = centred ? normalize_blocks<From, To, true>(src, dst, n, p)
+                        : normalize_blocks<From, To, false>(src, dst, n, p);
     for (int k = 0; i < n; ++i, k = (k + 1) % NormalizeParameters::kPeriod)
       store(dst, i, normalized<To>(load<From>(src, i), parameters.mean[k], parameters.scale[k]));
   }
