@@ -51,6 +51,8 @@ TavixBlob *TavixBlobAlloc(uint32_t data_type, uint32_t data_format, int32_t dims
                    dims_size, static_cast<const void *>(dims));
     return nullptr;
   }
+  // One extent of 0 makes the blob empty, whatever the others say.
+  if (std::count(dims, dims + dims_size, 0) > 0) bytes = 0;
   constexpr size_t kMost = std::numeric_limits<ptrdiff_t>::max() - tavix::core::kAlignment;
   for (int32_t i = 0; i < dims_size; ++i) {
     if (dims[i] != 0 && bytes > kMost / size_t(dims[i])) {

@@ -41,6 +41,13 @@ TEST(Array, RefusesTheImpossibleWithOneLine) {
   }
 }
 
+TEST(Array, ReportsMissingMemory) {
+  RecordedLog log;
+  fail_calloc(1);
+  EXPECT_EQ(TavixArrayAlloc(TAVIX_ARRAY_TYPE_DOUBLE, 7), nullptr);
+  EXPECT_TRUE(log.only_error("TavixArrayAlloc", "no memory for an array of 7 elements"));
+}
+
 struct FreeBlob {
   void operator()(TavixBlob *blob) const { TavixBlobFree(blob); }
 };
@@ -83,9 +90,11 @@ TEST(Blob, AnyNumberOfDimensions) {
   ASSERT_TRUE(scalar);
   *static_cast<float *>(TavixBlobBufferGet(scalar.get())) = 1;
   EXPECT_TRUE(allocate(TAVIX_DATA_TYPE_UINT8, 0, {1, 2, 1, 2, 1, 2, 1, 2}));
-  const Blob empty = allocate(TAVIX_DATA_TYPE_UINT8, 0, {3, 0, 3});
-  ASSERT_TRUE(empty);
-  EXPECT_NE(TavixBlobBufferGet(empty.get()), nullptr);
+  for (const std::vector<int32_t> &dims : {std::vector{3, 0, 3}, {INT_MAX, INT_MAX, INT_MAX, 0}}) {
+    const Blob empty = allocate(TAVIX_DATA_TYPE_INT64, 0, dims);
+    ASSERT_TRUE(empty);
+    EXPECT_NE(TavixBlobBufferGet(empty.get()), nullptr);
+  }
 }
 
 TEST(Blob, RefusesTheImpossibleWithOneLine) {
@@ -118,6 +127,9 @@ TEST(Blob, RefusesWhatNoMemoryHolds) {
     EXPECT_FALSE(allocate(TAVIX_DATA_TYPE_INT8, 0, {6}));
     EXPECT_TRUE(log.only_error("TavixBlobAlloc", "no memory for a blob of 6 bytes"));
   }
+  fail_calloc(1);
+  EXPECT_FALSE(allocate(TAVIX_DATA_TYPE_INT8, 0, {6}));
+  EXPECT_TRUE(log.only_error("TavixBlobAlloc", "no memory for a blob of 6 bytes"));
 }
 
 TEST(Blob, SharesABufferUntilTheLastLetsGo) {

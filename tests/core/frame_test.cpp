@@ -128,10 +128,12 @@ TEST(FrameAlloc, RefusesPlanesWhoseRowsA32BitOffsetCannotReach) {
 
 TEST(FrameAlloc, ReportsMissingMemory) {
   RecordedLog log;
-  fail_nothrow_new(1);
-  EXPECT_FALSE(allocate(TAVIX_PIX_FMT_NV12, 6, 5, 1));
-  EXPECT_TRUE(
-      log.only_error("TavixVideoFrameAllocV2", "no memory for a frame of format 7, size 6x5"));
+  for (const auto fail : {fail_nothrow_new, fail_calloc}) {  // the record, the planes
+    fail(1);
+    EXPECT_FALSE(allocate(TAVIX_PIX_FMT_NV12, 6, 5, 1));
+    EXPECT_TRUE(
+        log.only_error("TavixVideoFrameAllocV2", "no memory for a frame of format 7, size 6x5"));
+  }
 }
 
 TEST(FrameFree, IgnoresNull) {

@@ -4,12 +4,18 @@
 #include <atomic>
 #include <new>
 
+// What calloc is when nothing stands in front of it: a sanitizer's, where there is one.
+extern "C" void *__libc_calloc(size_t count, size_t bytes);
+extern "C" __attribute__((weak)) void *__interceptor_calloc(size_t count, size_t bytes);
+
 namespace {
 
-std::atomic<int> until_failure = 0;
+// Allocations until the one that fails; 0: none does.
+std::atomic<int> until_new_fails = 0;
+int until_calloc_fails = 0;
 
 void *allocate(void *(*throwing)(size_t), size_t bytes) noexcept {
-  if (until_failure > 0 && --until_failure == 0) return nullptr;
+  if (until_new_fails > 0 && --until_new_fails == 0) return nullptr;
   try {
     return throwing(bytes);
   } catch (const std::bad_alloc &) {
@@ -29,6 +35,15 @@ __attribute__((visibility("default"))) void *operator new[](size_t bytes,
   return allocate(::operator new[], bytes);
 }
 
+// Threads come here before the thread sanitizer knows them.
+extern "C" __attribute__((visibility("default"), no_sanitize("thread"))) void *calloc(
+    size_t count, size_t bytes) noexcept {
+  if (__atomic_load_n(&until_calloc_fails, __ATOMIC_RELAXED) > 0 &&
+      __atomic_sub_fetch(&until_calloc_fails, 1, __ATOMIC_RELAXED) == 0)
+    return nullptr;
+  return __interceptor_calloc ? __interceptor_calloc(count, bytes) : __libc_calloc(count, bytes);
+}
+
 // Sanitizers return null for what they cannot allocate, as the system does.
 extern "C" __attribute__((visibility("default"))) const char *__asan_default_options() {
   return "allocator_may_return_null=1";
@@ -38,5 +53,9 @@ extern "C" __attribute__((visibility("default"))) const char *__tsan_default_opt
 }
 
 void tavix::test::fail_nothrow_new(int nth) {
-  until_failure = nth;
+  until_new_fails = nth;
+}
+
+void tavix::test::fail_calloc(int nth) {
+  __atomic_store_n(&until_calloc_fails, nth, __ATOMIC_RELAXED);
 }

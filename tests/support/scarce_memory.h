@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Makes operator new(nothrow), which records are allocated with, fail on demand.
+// Makes operator new(nothrow), which records are allocated with, and calloc, which gives zero-filled
+// storage, fail on demand.
 #pragma once
 
 namespace tavix::test {
 
 // Allocation number nth from now fails, once; 0: none.
 void fail_nothrow_new(int nth);
+void fail_calloc(int nth);
 
 }  // namespace tavix::test
