@@ -21,12 +21,12 @@ class TensorReader {
         shape_(joined_rows<T>(shape, frame)),
         channels_(frame.video.channels),
         bytes_(element.bytes),
-        same_bits_(same_bits<T>(element)),
         merge_first_(moves_blob_elements<T>(element)),
         convert_(std::is_same_v<T, float> ? element.to_f32 : element.to_u8),
         merge_(shape.c == channels_
                    ? pixel_rows(rows, merge_first_ ? bytes_ : kBytes, channels_).merge
-                   : nullptr) {}
+                   : nullptr),
+        direct_(same_bits<T>(element) ? merge_ : nullptr) {}
 
   // Every image of the batch overwrites the one before, so that only the last needs reading.
   void read(const uint8_t *blob, bool planar) const {
@@ -50,6 +50,11 @@ class TensorReader {
   static constexpr int64_t kBytes = sizeof(T);
 
   void read_planes(const uint8_t *src, int64_t plane_bytes, uint8_t *dst) const {
+    if (direct_ != nullptr) {
+      const uint8_t *planes[kMaxChannels];
+      for (int32_t c = 0; c < channels_; ++c) planes[c] = src + c * plane_bytes;
+      return direct_(planes, dst, shape_.w);
+    }
     for (int64_t x = 0; x < shape_.w; x += kStripPixels) {
       const int64_t n = std::min<int64_t>(kStripPixels, shape_.w - x);
       const uint8_t *columns = src + x * bytes_;
@@ -70,8 +75,8 @@ class TensorReader {
     uint8_t strip[kStripElements];
     const uint8_t *planes[kMaxChannels];
     for (int32_t c = 0; c < channels_; ++c) planes[c] = columns + c * plane_bytes;
-    merge_(planes, same_bits_ ? pixels : strip, n);
-    if (!same_bits_) convert_(strip, pixels, n * channels_);
+    merge_(planes, strip, n);
+    convert_(strip, pixels, n * channels_);
   }
   void convert_and_merge(const uint8_t *columns, int64_t plane_bytes, uint8_t *pixels,
                          int64_t n) const {
@@ -100,11 +105,11 @@ class TensorReader {
   TavixFrameV2 &frame_;
   TensorShape shape_;
   int32_t channels_;
-  int64_t bytes_;  // of a blob element
-  bool same_bits_;
+  int64_t bytes_;     // of a blob element
   bool merge_first_;  // channels are merged before the conversion
   ConvertRow *convert_;
   MergeRow *merge_;
+  MergeRow *direct_;  // from the planes of all channels to pixels in one step, or null
 };
 
 int32_t blob_to_frame(const char *function, const TavixBlob *src_blob,

@@ -21,10 +21,10 @@ class TensorWriter {
         shape_(joined_rows<T>(shape, frame)),
         channels_(frame.video.channels),
         bytes_(element.bytes),
-        same_bits_(same_bits<T>(element)),
         split_last_(moves_blob_elements<T>(element)),
         convert_(std::is_same_v<T, float> ? element.from_f32 : element.from_u8),
-        split_(pixel_rows(rows, split_last_ ? bytes_ : kBytes, channels_).split) {}
+        split_(pixel_rows(rows, split_last_ ? bytes_ : kBytes, channels_).split),
+        direct_(shape.c == channels_ ? direct(element) : nullptr) {}
 
   // Image after image: every one of the batch is the same frame.
   void write(uint8_t *blob, bool planar) const {
@@ -48,7 +48,17 @@ class TensorWriter {
  private:
   static constexpr int64_t kBytes = sizeof(T);
 
+  SplitRow *direct(const BlobElement &element) const {
+    if (split_ == nullptr || same_bits<T>(element)) return split_;
+    return std::is_same_v<T, uint8_t> ? element.widen_u8[channels_] : nullptr;
+  }
+
   void write_planes(const uint8_t *src, uint8_t *dst, int64_t plane_bytes) const {
+    if (direct_ != nullptr) {
+      uint8_t *planes[kMaxChannels];
+      for (int32_t c = 0; c < channels_; ++c) planes[c] = dst + c * plane_bytes;
+      return direct_(src, planes, shape_.w);
+    }
     for (int64_t x = 0; x < shape_.w; x += kStripPixels) {
       const int64_t n = std::min<int64_t>(kStripPixels, shape_.w - x);
       const uint8_t *pixels = src + x * channels_ * kBytes;
@@ -70,8 +80,8 @@ class TensorWriter {
     uint8_t *planes[kMaxChannels];
     for (int32_t c = 0; c < channels_; ++c)
       planes[c] = c < shape_.c ? columns + c * plane_bytes : rest;
-    if (!same_bits_) convert_(pixels, strip, n * channels_);
-    split_(same_bits_ ? pixels : strip, planes, n);
+    convert_(pixels, strip, n * channels_);
+    split_(strip, planes, n);
   }
   void split_and_convert(const uint8_t *pixels, uint8_t *columns, int64_t plane_bytes,
                          int64_t n) const {
@@ -100,11 +110,11 @@ class TensorWriter {
   const TavixFrameV2 &frame_;
   TensorShape shape_;
   int32_t channels_;
-  int64_t bytes_;  // of a blob element
-  bool same_bits_;
+  int64_t bytes_;    // of a blob element
   bool split_last_;  // channels are split after the conversion
   ConvertRow *convert_;
   SplitRow *split_;
+  SplitRow *direct_;  // from pixels to the planes of all channels in one step, or null
 };
 
 // What both layouts check first.

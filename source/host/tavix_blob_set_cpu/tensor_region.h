@@ -74,11 +74,11 @@ constexpr bool same_bits(const BlobElement &element) {
                                   : element.bytes == 1;
 }
 
-// Channels are moved on the narrower side of a conversion: the blob's where its elements are bytes,
-// or where there is nothing to convert, else the frame's.
+// Channels are moved on the narrower side of a conversion: the blob's where only its elements are
+// bytes, else the frame's.
 template <class T>
 constexpr bool moves_blob_elements(const BlobElement &element) {
-  return element.bytes == 1 || same_bits<T>(element);
+  return sizeof(T) > 1 && element.bytes == 1;
 }
 
 // The kernels that move elements of this size, if there are any for the number of channels.

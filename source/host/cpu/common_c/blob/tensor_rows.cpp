@@ -28,6 +28,10 @@ struct TensorRowsFamilyC {
   static void merge(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
     merge_pixels<T, channels>(planes, dst, n);
   }
+  template <class T, int channels>
+  static consteval SplitRow *widening_split() {
+    return nullptr;
+  }
 };
 
 }  // namespace

@@ -15,17 +15,19 @@ namespace tavix::module {
 // Converts n elements.
 using ConvertRow = void(const uint8_t *src, uint8_t *dst, int64_t n);
 
+// Moves n pixels from packed channels to one plane for each channel, and back.
+using SplitRow = void(const uint8_t *src, uint8_t *const *planes, int64_t n);
+using MergeRow = void(const uint8_t *const *planes, uint8_t *dst, int64_t n);
+
 // An element type of blobs, and its conversions from and to the two element types of frames.
 struct BlobElement {
   uint32_t data_type;
   int32_t bytes;
   ConvertRow *from_u8, *from_f32;
   ConvertRow *to_u8, *to_f32;
+  // From pixels of bytes to planes of elements at once, by channels; null: in two steps.
+  std::array<SplitRow *, kMaxChannels + 1> widen_u8;
 };
-
-// Moves n pixels from packed channels to one plane for each channel, and back.
-using SplitRow = void(const uint8_t *src, uint8_t *const *planes, int64_t n);
-using MergeRow = void(const uint8_t *const *planes, uint8_t *dst, int64_t n);
 
 struct PixelRows {
   SplitRow *split;  // null: no kernel for this number of channels
@@ -52,7 +54,8 @@ inline void merge_pixels(const uint8_t *const *planes, uint8_t *dst, int64_t n) 
     for (int c = 0; c < channels; ++c) store(dst, x * channels + c, load<T>(planes[c], x));
 }
 
-// A family of twins: its kernels are the static member templates convert, split and merge.
+// A family of twins: its kernels are the static member templates convert, split and merge, and
+// widening_split gives one more or none.
 template <class Family, class T>
 consteval BlobElement blob_element(uint32_t data_type) {
   return {data_type,
@@ -60,7 +63,9 @@ consteval BlobElement blob_element(uint32_t data_type) {
           Family::template convert<uint8_t, T>,
           Family::template convert<float, T>,
           Family::template convert<T, uint8_t>,
-          Family::template convert<T, float>};
+          Family::template convert<T, float>,
+          {nullptr, nullptr, nullptr, Family::template widening_split<T, 3>(),
+           Family::template widening_split<T, 4>()}};
 }
 
 template <class Family, class T>

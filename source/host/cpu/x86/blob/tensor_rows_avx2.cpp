@@ -44,6 +44,20 @@ alignas(16) inline constexpr ByteOrder kPlaneFromSlots = plane_from_slots<T, c>(
 template <class T, int c>
 alignas(16) inline constexpr ByteOrder kSlotsFromPlane = slots_from_plane<T, c>();
 
+// Channel c of four pixels of bytes in each lane, as 32-bit integers: -1 makes a zero. Of pixels of
+// three bytes, the upper lane starts four bytes early, so that it ends with the pixels.
+template <int channels, int c>
+constexpr std::array<int8_t, 32> widened_channel() {
+  std::array<int8_t, 32> order{};
+  for (int i = 0; i < 32; ++i) {
+    const int early = channels == 3 && i >= 16 ? 4 : 0;
+    order[i] = int8_t(i % 4 == 0 ? early + channels * (i % 16 / 4) + c : -1);
+  }
+  return order;
+}
+template <int channels, int c>
+alignas(32) inline constexpr auto kWidenedChannel = widened_channel<channels, c>();
+
 // Four by four bytes transposed.
 alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
                                                2, 6, 10, 14, 3, 7, 11, 15};
@@ -221,6 +235,35 @@ TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t 
   for (int j = 0; j < channels; ++j) store_lanes(dst + 16 * j, dst + 16 * (channels + j), v[j]);
 }
 
+// Eight pixels of bytes, half of them in each lane.
+template <int channels>
+TAVIX_INLINE __m256i load_pixels(const uint8_t *src) {
+  return channels == 3 ? load_lanes(src, src + 8) : load_256(src);
+}
+
+template <class T, int channels, int c>
+TAVIX_INLINE void widen_channel(const __m256i (&pixels)[4], uint8_t *plane) {
+  const __m256i order =
+      _mm256_load_si256(reinterpret_cast<const __m256i *>(kWidenedChannel<channels, c>.data()));
+  for (int k = 0; k < 4; ++k) {
+    const __m256i integers = _mm256_shuffle_epi8(pixels[k], order);
+    store_256(plane + 32 * k, std::is_same_v<T, float>
+                                  ? _mm256_castps_si256(_mm256_cvtepi32_ps(integers))
+                                  : integers);
+  }
+}
+
+// 32 pixels of bytes into planes of 32-bit elements.
+template <class T, int channels>
+TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
+  __m256i pixels[4];
+  for (int k = 0; k < 4; ++k) pixels[k] = load_pixels<channels>(src + 8 * k * channels);
+  widen_channel<T, channels, 0>(pixels, planes[0] + at);
+  widen_channel<T, channels, 1>(pixels, planes[1] + at);
+  widen_channel<T, channels, 2>(pixels, planes[2] + at);
+  if constexpr (channels == 4) widen_channel<T, channels, 3>(pixels, planes[3] + at);
+}
+
 // Addresses that no store can change, so that they stay in registers.
 template <class Byte, int channels>
 struct Planes {
@@ -275,6 +318,31 @@ struct TensorRowsFamilyAvx2 {
       merge_block<T, channels>(from.planes, at, dst + at * channels);
     }
     merge_block<T, channels>(from.planes, last, dst + last * channels);
+  }
+
+  template <class T, int channels>
+  static void widen(const uint8_t *src, uint8_t *const *planes, int64_t n) {
+    constexpr int kBytes = sizeof(T);
+    if (n < kBlock) {
+      for (int c = 0; c < channels; ++c)
+        for (int64_t x = 0; x < n; ++x) store(planes[c], x, T(src[x * channels + c]));
+      return;
+    }
+    const Planes<uint8_t, channels> to(planes);
+    for (int64_t x = 0; x < n - kBlock; x += kBlock) {
+      for (int c = 0; c < channels; ++c)
+        prefetch<kBlock * kBytes>(to.planes[c] + x * kBytes, kAhead);
+      widen_block<T, channels>(src + x * channels, to.planes, x * kBytes);
+    }
+    widen_block<T, channels>(src + (n - kBlock) * channels, to.planes, (n - kBlock) * kBytes);
+  }
+  template <class T, int channels>
+  static consteval SplitRow *widening_split() {
+    if constexpr (sizeof(T) == 4) {
+      return widen<T, channels>;
+    } else {
+      return nullptr;
+    }
   }
 };
 
