@@ -296,6 +296,28 @@ TEST(CopyMakeBorder, LosesAResultThatDoesNotFit) {
   EXPECT_TRUE(logged_nothing());
 }
 
+// Sides whose sum wraps around to what fits, and nothing to repeat.
+TEST(CopyMakeBorder, RefusesWhatOpencvDoesNotSurvive) {
+  constexpr int32_t kMost = INT32_MAX;
+  GuardedFrame src({TAVIX_PIX_FMT_GRAY8, 8, 8}), dst({TAVIX_PIX_FMT_GRAY8, 6, 6});
+  const auto before = dst.payload();
+  const auto refuse = [&](int32_t top, int32_t bottom, int32_t left, int32_t right) {
+    EXPECT_REFUSED(
+        TavixFrameCopyMakeBorderByCPU(src, dst, top, bottom, left, right, 1, 0), 7, kUnit,
+        "TavixFrameCopyMakeBorderByCPU",
+        printed("src frame:%dx%d can not take border:1 with top:%d, bottom:%d, left:%d, right:%d",
+                src->video.width, src->video.height, top, bottom, left, right));
+  };
+  refuse(kMost, kMost, 0, 0);
+  refuse(0, 0, kMost, kMost);
+  src->video.width = 0;
+  refuse(0, 0, 3, 3);
+  src->video.width = 8, src->video.height = 0;
+  refuse(3, 3, 0, 0);
+  EXPECT_EQ(dst.payload(), before);
+  EXPECT_TRUE(dst.intact());
+}
+
 TEST(GeometryRefusals, EveryRowInOrder) {
   GuardedFrame src({TAVIX_PIX_FMT_BGR24, 6, 4}), dst({TAVIX_PIX_FMT_BGR24, 6, 4});
   dst.fill(Fill::noise, 2);

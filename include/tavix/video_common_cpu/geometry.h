@@ -73,7 +73,7 @@ TAVIX_API int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
  *
  * @param border_value  for every channel, with a constant border
  * @return TAVIX_OK; TAVIX_ERROR_UNSUPPORTED: format of src; TAVIX_ERROR_INVALID_PARAM: null source
- *         plane
+ *         plane, sides that no picture has, or an empty source to repeat
  */
 TAVIX_API int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                                 int32_t top, int32_t bottom, int32_t left,

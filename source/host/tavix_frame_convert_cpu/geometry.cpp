@@ -160,8 +160,20 @@ int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
   TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM, "src_frame->data[0] is nullptr");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
 
+  const cv::Mat picture = plane_view(*src, type);
+  const int mode = opencv_border(border);
+  // OpenCV would let the sums wrap around, and would look for pixels where there are none.
+  const bool too_large = int64_t(picture.rows) + top + bottom > INT32_MAX ||
+                         int64_t(picture.cols) + left + right > INT32_MAX;
+  const bool repeats_nothing =
+      picture.empty() && (mode & ~cv::BORDER_ISOLATED) != cv::BORDER_CONSTANT;
+  TAVIX_REFUSE_IF(
+      too_large || repeats_nothing, TAVIX_ERROR_INVALID_PARAM,
+      "src frame:%dx%d can not take border:%d with top:%d, bottom:%d, left:%d, right:%d",
+      picture.cols, picture.rows, border, top, bottom, left, right);
+
   cv::Mat result = plane_view(*dst, type);
-  cv::copyMakeBorder(plane_view(*src, type), result, top, bottom, left, right,
-                     opencv_border(border), cv::Scalar::all(border_value));
+  cv::copyMakeBorder(picture, result, top, bottom, left, right, mode,
+                     cv::Scalar::all(border_value));
   return TAVIX_OK;
 }
