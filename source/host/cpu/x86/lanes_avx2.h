@@ -147,10 +147,8 @@ TAVIX_INLINE void store_pixels_8(uint8_t *p, const __m256 (&c)[3]) {
                              _mm256_shuffle_ps(low01, low23, _MM_SHUFFLE(3, 2, 3, 2)),
                              _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(1, 0, 1, 0)),
                              _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(3, 2, 3, 2))};
-    for (int i = 0; i < 4; i += 2) {
-      store_8_floats(p + 16 * i, _mm256_permute2f128_ps(pixel[i], pixel[i + 1], 0x20));
-      store_8_floats(p + 64 + 16 * i, _mm256_permute2f128_ps(pixel[i], pixel[i + 1], 0x31));
-    }
+    for (int i = 0; i < 4; ++i)
+      store_halves(p + 16 * i, p + 64 + 16 * i, _mm256_castps_si256(pixel[i]));
   }
 }
 

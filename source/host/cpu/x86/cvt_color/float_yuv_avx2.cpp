@@ -163,19 +163,23 @@ void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t w
     const __m256 u_to_g = _mm256_mul_ps(_mm256_set1_ps(w.u_to_g), u);
     const __m256 v_to_g = _mm256_mul_ps(_mm256_set1_ps(w.v_to_g), v);
     const __m256 u_to_b = _mm256_mul_ps(_mm256_set1_ps(w.u_to_b), u);
+    // Step by step for both rows, whose operations fill each other's waits.
+    __m256 luma[2], c[2][3];
     for (int i = 0; i < 2; ++i) {
+      prefetch<8 * channels * 4>(rows.packed[i] + int64_t(x) * channels * 4, kAhead);
       const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(rows.y[i] + x));
-      const __m256 y = _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes));
-      const __m256 luma = _mm256_mul_ps(y_scale, _mm256_sub_ps(y, offset));
-      uint8_t *const packed = rows.packed[i] + int64_t(x) * channels * 4;
-      prefetch<8 * channels * 4>(packed, kAhead);
-      __m256 c[3];
-      c[r] = _mm256_add_ps(luma, v_to_r);
-      c[1] = _mm256_sub_ps(_mm256_sub_ps(luma, u_to_g), v_to_g);
-      c[b] = _mm256_add_ps(luma, u_to_b);
-      for (int k = 0; k < 3; ++k) c[k] = _mm256_mul_ps(clamp_to_byte_8(c[k]), unit);
-      store_pixels_8<channels>(packed, c);
+      luma[i] = _mm256_mul_ps(
+          y_scale, _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes)), offset));
     }
+    for (int i = 0; i < 2; ++i) {
+      c[i][r] = _mm256_add_ps(luma[i], v_to_r);
+      c[i][1] = _mm256_sub_ps(_mm256_sub_ps(luma[i], u_to_g), v_to_g);
+      c[i][b] = _mm256_add_ps(luma[i], u_to_b);
+    }
+    for (int i = 0; i < 2; ++i)
+      for (int k = 0; k < 3; ++k) c[i][k] = _mm256_mul_ps(clamp_to_byte_8(c[i][k]), unit);
+    for (int i = 0; i < 2; ++i)
+      store_pixels_8<channels>(rows.packed[i] + int64_t(x) * channels * 4, c[i]);
   }
 }
 
