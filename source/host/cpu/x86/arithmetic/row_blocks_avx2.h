@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/prefetch.h"
 
 TAVIX_AVX2_BEGIN
 
@@ -71,12 +71,23 @@ TAVIX_INLINE PaddedBlock<block> pad_block_avx2(const uint8_t *src, int64_t bytes
   return padded;
 }
 
+// The processor's own prefetching stops at the end of a page. Asking so many bytes ahead helps long
+// rows; short ones may be in the caches, where it would only cost.
+inline constexpr int64_t kAhead = 2048, kCachedRow = 1 << 18;
+
 // step.block(dst, src...) for blocks of so many bytes; what is left at the end passes through
 // padded copies. dst may be a source.
 template <int32_t block, class Step, class... Source>
 TAVIX_INLINE void run_blocks_avx2(const Step &step, int64_t bytes, uint8_t *dst,
                                   const Source *...src) {
   int64_t i = 0;
+  if (bytes > kCachedRow) {
+    for (; i <= bytes - block; i += block) {
+      (prefetch<block>(src + i, kAhead), ...);
+      prefetch<block>(dst + i, kAhead);
+      step.block(dst + i, (src + i)...);
+    }
+  }
   for (; i <= bytes - block; i += block) step.block(dst + i, (src + i)...);
   if (i == bytes) return;
   PaddedBlock<block> result;
