@@ -102,11 +102,19 @@ class NextChannel {
   int32_t next_ = -1;
 };
 
+// Every number of channels divides 12: twelve sums first, none of which waits for another.
 template <class Lane, int32_t kPerWord>
 void add_lanes(double *sum, const Lane (&lanes)[kPerWord][kStatWords], int32_t channels) {
+  using Sum = std::conditional_t<std::is_integral_v<Lane>, uint64_t, Lane>;
+  constexpr int32_t kWords = 12 / kPerWord;
+  static_assert(kStatWords % kWords == 0);
+  Sum sums[kPerWord][kWords] = {};
+  for (int32_t first = 0; first < kStatWords; first += kWords)
+    for (int32_t r = 0; r < kPerWord; ++r)
+      for (int32_t q = 0; q < kWords; ++q) sums[r][q] += lanes[r][first + q];
   NextChannel channel(channels);
-  for (int32_t q = 0; q < kStatWords; ++q)
-    for (int32_t r = 0; r < kPerWord; ++r) sum[channel()] += lanes[r][q];
+  for (int32_t q = 0; q < kWords; ++q)
+    for (int32_t r = 0; r < kPerWord; ++r) sum[channel()] += double(sums[r][q]);
 }
 
 template <class T>
