@@ -215,7 +215,8 @@ TAVIX_INLINE void byte_row_avx2(const uint8_t *src1, const uint8_t *src2, uint8_
       load_pattern_avx2(p.alpha.lanes),
       load_pattern_avx2(p.beta.lanes),
       {load32_avx2(p.offset), load32_avx2(p.offset + 32), load32_avx2(p.offset + 64)}};
-  run_blocks_avx2<kBlockBytes>(step, n, dst, src1, src2);
+  constexpr bool computes = scaled || op == TAVIX_BINARY_OP_MUL || op == TAVIX_BINARY_OP_DIV;
+  run_blocks_avx2<kBlockBytes, computes ? kPage : kBeyondCaches>(step, n, dst, src1, src2);
 }
 
 template <int op>

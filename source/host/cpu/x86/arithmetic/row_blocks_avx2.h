@@ -71,17 +71,17 @@ TAVIX_INLINE PaddedBlock<block> pad_block_avx2(const uint8_t *src, int64_t bytes
   return padded;
 }
 
-// The processor's own prefetching stops at the end of a page. Asking so many bytes ahead helps long
-// rows; short ones may be in the caches, where it would only cost.
-inline constexpr int64_t kAhead = 2048, kCachedRow = 1 << 18;
+// The processor's own prefetching stops at the end of a page, so that rows of more than a page ask
+// for memory ahead. What hardly computes loses by it where the caches hold the row.
+inline constexpr int64_t kAhead = 2048, kPage = 1 << 12, kBeyondCaches = 1 << 18;
 
 // step.block(dst, src...) for blocks of so many bytes; what is left at the end passes through
-// padded copies. dst may be a source.
-template <int32_t block, class Step, class... Source>
+// padded copies. dst may be a source. Rows of more than far bytes ask ahead.
+template <int32_t block, int64_t far = kPage, class Step, class... Source>
 TAVIX_INLINE void run_blocks_avx2(const Step &step, int64_t bytes, uint8_t *dst,
                                   const Source *...src) {
   int64_t i = 0;
-  if (bytes > kCachedRow) {
+  if (bytes > far) {
     for (; i <= bytes - block; i += block) {
       (prefetch<block>(src + i, kAhead), ...);
       prefetch<block>(dst + i, kAhead);
