@@ -25,9 +25,9 @@ struct SleefBlock {
 
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
     for (int j = 0; j < 3; ++j)
-      module::store8f_avx2(
+      module::store_8_floats(
           dst + 32 * j,
-          function(module::load8f_avx2(src + 32 * j) * scale.lanes[j]) + offset.lanes[j]);
+          function(module::load_8_floats(src + 32 * j) * scale.lanes[j]) + offset.lanes[j]);
   }
 };
 

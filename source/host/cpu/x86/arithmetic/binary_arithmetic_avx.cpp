@@ -172,15 +172,14 @@ struct ByteBlockAvx2 {
   template <int j>
   TAVIX_INLINE void vector(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
     constexpr int at = 32 * j;
-    const __m256i a = scaled && parameters.scaled1 ? scale_bytes_avx2<j>(src1 + at, alpha)
-                                                   : load32_avx2(src1 + at);
-    const __m256i b = scaled && parameters.scaled2 ? scale_bytes_avx2<j>(src2 + at, beta)
-                                                   : load32_avx2(src2 + at);
+    const __m256i a =
+        scaled && parameters.scaled1 ? scale_bytes_avx2<j>(src1 + at, alpha) : load_256(src1 + at);
+    const __m256i b =
+        scaled && parameters.scaled2 ? scale_bytes_avx2<j>(src2 + at, beta) : load_256(src2 + at);
     __m256i r = BinaryOpAvx2<op>::run(a, b);
     if constexpr (op == TAVIX_BINARY_OP_DIV)
-      r = _mm256_blendv_epi8(r, load32_avx2(parameters.zero_divisor + at),
-                             BinaryOpAvx2<op>::zero(b));
-    store32_avx2(dst + at, _mm256_adds_epu8(r, offset[j]));
+      r = _mm256_blendv_epi8(r, load_256(parameters.zero_divisor + at), BinaryOpAvx2<op>::zero(b));
+    store_256(dst + at, _mm256_adds_epu8(r, offset[j]));
   }
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
     vector<0>(dst, src1, src2);
@@ -196,8 +195,8 @@ struct FloatBlockAvx2 {
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src1, const uint8_t *src2) const {
     __m256 result[3];
     for (int j = 0; j < 3; ++j) {
-      const __m256 a = load8f_avx2(src1 + 32 * j) * alpha.lanes[j];
-      const __m256 b = load8f_avx2(src2 + 32 * j) * beta.lanes[j];
+      const __m256 a = load_8_floats(src1 + 32 * j) * alpha.lanes[j];
+      const __m256 b = load_8_floats(src2 + 32 * j) * beta.lanes[j];
       __m256 r = BinaryOpAvx2<op>::run(a, b);
       if constexpr (op == TAVIX_BINARY_OP_DIV)
         r = _mm256_blendv_ps(r, FLT_EPSILON - gamma.lanes[j], BinaryOpAvx2<op>::zero(b));
@@ -214,7 +213,7 @@ TAVIX_INLINE void byte_row_avx2(const uint8_t *src1, const uint8_t *src2, uint8_
       p,
       load_pattern_avx2(p.alpha.lanes),
       load_pattern_avx2(p.beta.lanes),
-      {load32_avx2(p.offset), load32_avx2(p.offset + 32), load32_avx2(p.offset + 64)}};
+      {load_256(p.offset), load_256(p.offset + 32), load_256(p.offset + 64)}};
   constexpr bool computes = scaled || op == TAVIX_BINARY_OP_MUL || op == TAVIX_BINARY_OP_DIV;
   run_blocks_avx2<kBlockBytes, computes ? kPage : kBeyondCaches>(step, n, dst, src1, src2);
 }

@@ -55,7 +55,7 @@ TAVIX_INLINE Vectors<3> by_channel_avx2(const Vectors<3> &x) {
   alignas(32) static constexpr uint8_t kThird[] = {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255,
                                                    0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255,
                                                    0, 0, 255, 0, 0, 255, 0, 0, 255, 0};
-  const __m256i second = load32_avx2(kThird + 1), third = load32_avx2(kThird);
+  const __m256i second = load_256(kThird + 1), third = load_256(kThird);
   Vectors<3> result;
   for (int c = 0; c < 3; ++c)
     result.v[c] = _mm256_blendv_epi8(_mm256_blendv_epi8(x.v[(3 - c) % 3], x.v[(4 - c) % 3], second),
@@ -93,12 +93,12 @@ TAVIX_INLINE Vectors<4> interleaved_avx2(const Vectors<4> &x) {
 template <int channels>
 TAVIX_INLINE Vectors<channels> load_avx2(const uint8_t *p) {
   Vectors<channels> x;
-  for (int j = 0; j < channels; ++j) x.v[j] = load32_avx2(p + 32 * j);
+  for (int j = 0; j < channels; ++j) x.v[j] = load_256(p + 32 * j);
   return x;
 }
 template <int channels>
 TAVIX_INLINE void store_avx2(uint8_t *p, const Vectors<channels> &x) {
-  for (int j = 0; j < channels; ++j) store32_avx2(p + 32 * j, x.v[j]);
+  for (int j = 0; j < channels; ++j) store_256(p + 32 * j, x.v[j]);
 }
 
 // Two vectors of each channel, so that both use a row of the map while it is at hand.

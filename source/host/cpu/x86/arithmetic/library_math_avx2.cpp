@@ -137,14 +137,14 @@ struct ScaledRow {
 
   TAVIX_INLINE __m256 argument(int32_t i, int j) const {
     return _mm256_max_ps(_mm256_set1_ps(least),
-                         load8f_avx2(src + 4 * int64_t(i)) * scales.lanes[j]);
+                         load_8_floats(src + 4 * int64_t(i)) * scales.lanes[j]);
   }
   TAVIX_INLINE float argument(int32_t i) const {
     const float v = load<float>(src, i) * scale[i % kBlockFloats];
     return v <= least ? least : v;
   }
   TAVIX_INLINE void finish(int32_t i, int j, __m256 result) const {
-    store8f_avx2(dst + 4 * int64_t(i), result + offsets.lanes[j]);
+    store_8_floats(dst + 4 * int64_t(i), result + offsets.lanes[j]);
   }
   TAVIX_INLINE void finish(int32_t i, float result) const {
     store(dst, i, result + offset[i % kBlockFloats]);

@@ -9,32 +9,24 @@
 #include "cpu/x86/prefetch.h"
 #include "tavix/video_common_cpu/statistics.h"
 
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/lanes_avx2.h"
 
 TAVIX_AVX2_BEGIN
 namespace tavix::module {
 
 namespace {
 
-constexpr int kVectors = 3;   // of a block
-constexpr int kAhead = 2048;  // bytes between what is read and what is asked for
+constexpr int kVectors = 3;  // of a block
 
 // Structures of vectors are aggregates, made with = {}: a constructor that the compiler supplies
 // would be compiled for the baseline.
 
-TAVIX_INLINE __m256i load32(const uint8_t *p) {  // reads 32 bytes
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
-TAVIX_INLINE __m256 load8f(const uint8_t *p) {  // reads 32 bytes
-  return _mm256_castsi256_ps(load32(p));
-}
 TAVIX_INLINE __m256d load4d(const uint8_t *p) {  // reads 16 bytes, four floats
-  return _mm256_cvtps_pd(_mm_castsi128_ps(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p))));
+  return _mm256_cvtps_pd(_mm_castsi128_ps(load_128(p)));
 }
 
 TAVIX_INLINE void add_to(uint32_t *lanes, __m256i v) {
-  __m256i *p = reinterpret_cast<__m256i *>(lanes);
-  _mm256_storeu_si256(p, _mm256_add_epi32(_mm256_loadu_si256(p), v));
+  store_256(lanes, _mm256_add_epi32(load_256(lanes), v));
 }
 
 // 16-bit lanes that add up bytes: the words of a vector as they are, modulo 2^16, and their upper
@@ -68,15 +60,15 @@ void accumulate_avx2(SumLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t blo
     const int64_t count = blocks < ByteSums::kBlocks ? blocks : ByteSums::kBlocks;
     int64_t b = 0;
     for (; b + kTogether <= count; b += kTogether, bytes += kTogether * kStatBlock) {
-      prefetch<kTogether * kStatBlock>(bytes, kAhead);
+      prefetch<kTogether * kStatBlock>(bytes);
       for (int j = 0; j < kTogether * kVectors; ++j) {
-        const __m256i v = load32(bytes + 32 * j);
+        const __m256i v = load_256(bytes + 32 * j);
         sums[j % kVectors].add(v, _mm256_srli_epi16(v, 8));
       }
     }
     for (; b < count; ++b, bytes += kStatBlock)
       for (int j = 0; j < kVectors; ++j) {
-        const __m256i v = load32(bytes + 32 * j);
+        const __m256i v = load_256(bytes + 32 * j);
         sums[j].add(v, _mm256_srli_epi16(v, 8));
       }
     for (int j = 0; j < kVectors; ++j) sums[j].add_to_lanes(lanes.sum, 8 * j);
@@ -139,14 +131,14 @@ void accumulate_avx2(SquareLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t 
         ByteSquares own = squares[j];
         for (int pair = 0; pair < kPairs; ++pair) {
           const uint8_t *const p = bytes + kPair * pair + 32 * j;
-          prefetch<64>(bytes + 64 * (kPairs * j + pair), kAhead);
-          own.add(load32(p), load32(p + kStatBlock));
+          prefetch<64>(bytes + 64 * (kPairs * j + pair));
+          own.add(load_256(p), load_256(p + kStatBlock));
         }
         squares[j] = own;
       }
     for (; b < count; ++b, bytes += kStatBlock)
       for (int j = 0; j < kVectors; ++j)
-        squares[j].add(load32(bytes + 32 * j), _mm256_setzero_si256());
+        squares[j].add(load_256(bytes + 32 * j), _mm256_setzero_si256());
     for (int j = 0; j < kVectors; ++j) {
       squares[j].sums.add_to_lanes(lanes.sum, 8 * j);
       add_to(&lanes.sumsq[0][8 * j], squares[j].lower.words<0>());
@@ -162,7 +154,7 @@ void accumulate_avx2(SumLanes<float> &lanes, const uint8_t *bytes, int64_t block
   __m256d sum[2 * kVectors];
   for (int j = 0; j < 2 * kVectors; ++j) sum[j] = _mm256_loadu_pd(&lanes.sum[0][4 * j]);
   for (; blocks > 0; --blocks, bytes += kStatBlock) {
-    prefetch<kStatBlock>(bytes, kAhead);
+    prefetch<kStatBlock>(bytes);
     for (int j = 0; j < 2 * kVectors; ++j) sum[j] = _mm256_add_pd(sum[j], load4d(bytes + 16 * j));
   }
   for (int j = 0; j < 2 * kVectors; ++j) _mm256_storeu_pd(&lanes.sum[0][4 * j], sum[j]);
@@ -175,7 +167,7 @@ void accumulate_avx2(SquareLanes<float> &lanes, const uint8_t *bytes, int64_t bl
     sumsq[j] = _mm256_loadu_pd(&lanes.sumsq[0][4 * j]);
   }
   for (; blocks > 0; --blocks, bytes += kStatBlock) {
-    prefetch<kStatBlock>(bytes, kAhead);
+    prefetch<kStatBlock>(bytes);
     for (int j = 0; j < 2 * kVectors; ++j) {
       const __m256d v = load4d(bytes + 16 * j);
       sum[j] = _mm256_add_pd(sum[j], v);
@@ -211,14 +203,14 @@ TAVIX_INLINE void accumulate_extreme(Lanes &lanes, const uint8_t *bytes, int64_t
   __m256i even[kVectors], odd[kVectors];
   for (int j = 0; j < kVectors; ++j) even[j] = odd[j] = _mm256_loadu_si256(result + j);
   for (; blocks >= 2; blocks -= 2, bytes += 2 * kStatBlock) {
-    prefetch<2 * kStatBlock>(bytes, kAhead);
+    prefetch<2 * kStatBlock>(bytes);
     for (int j = 0; j < kVectors; ++j) {
-      even[j] = winner(lanes, load32(bytes + 32 * j), even[j]);
-      odd[j] = winner(lanes, load32(bytes + kStatBlock + 32 * j), odd[j]);
+      even[j] = winner(lanes, load_256(bytes + 32 * j), even[j]);
+      odd[j] = winner(lanes, load_256(bytes + kStatBlock + 32 * j), odd[j]);
     }
   }
   for (int j = 0; j < kVectors; ++j) {
-    if (blocks > 0) even[j] = winner(lanes, load32(bytes + 32 * j), even[j]);
+    if (blocks > 0) even[j] = winner(lanes, load_256(bytes + 32 * j), even[j]);
     _mm256_storeu_si256(result + j, winner(lanes, even[j], odd[j]));
   }
 }

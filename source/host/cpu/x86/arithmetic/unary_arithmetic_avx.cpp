@@ -81,7 +81,7 @@ struct MulAddBytesAvx2 {
     for (int j = 0; j < 3; ++j)
       result[j] = round_to_bytes_avx2(eight(src, 32 * j), eight(src, 32 * j + 8),
                                       eight(src, 32 * j + 16), eight(src, 32 * j + 24));
-    for (int j = 0; j < 3; ++j) store32_avx2(dst + 32 * j, result[j]);
+    for (int j = 0; j < 3; ++j) store_256(dst + 32 * j, result[j]);
   }
 };
 
@@ -108,7 +108,7 @@ struct FloatsAvx2 {
 
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
     __m256 v[3];
-    for (int j = 0; j < 3; ++j) v[j] = load8f_avx2(src + 32 * j) * scale.lanes[j];
+    for (int j = 0; j < 3; ++j) v[j] = load_8_floats(src + 32 * j) * scale.lanes[j];
     apply_to_block_avx2<op>(v);
     for (int j = 0; j < 3; ++j) v[j] += offset.lanes[j];
     store_in_order_avx2(dst, v);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "cpu/x86/lanes_avx2.h"
 #include "cpu/x86/prefetch.h"
 
 TAVIX_AVX2_BEGIN
@@ -16,27 +17,10 @@ namespace {
 
 constexpr int kLanes = 8;
 
-TAVIX_INLINE __m256i load_256(const uint8_t *p) {
-  return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
-}
-TAVIX_INLINE void store_256(uint8_t *p, __m256i v) {
-  _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v);
-}
-TAVIX_INLINE __m128i load_128(const uint8_t *p) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-}
-TAVIX_INLINE __m128i load_64(const uint8_t *p) {
-  return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
-}
-
-// How far ahead memory is asked for: the processor's own prefetching stops at the end of a page, for
-// what is written as for what is read.
-constexpr int64_t kAhead = 2048;
-
 // Asks for the elements of a later block of a conversion; bytes go too slowly past to need it.
 template <class T, int count>
 TAVIX_INLINE void prefetch_elements(const uint8_t *block) {
-  if constexpr (sizeof(T) > 1) prefetch<count * sizeof(T)>(block, kAhead);
+  if constexpr (sizeof(T) > 1) prefetch<count * sizeof(T)>(block);
 }
 
 // Four 64-bit integers of at most 53 significant bits, as doubles: the high half counts 2^32.
@@ -86,12 +70,6 @@ TAVIX_INLINE __m256 load_floats(const uint8_t *p) {
   } else {
     return _mm256_loadu_ps(reinterpret_cast<const float *>(p));
   }
-}
-
-// 32 integers clamped to 0..255. Packs go lane by lane; the permutation restores the order.
-TAVIX_INLINE __m256i pack_clamped(__m256i a, __m256i b, __m256i c, __m256i d) {
-  const __m256i packed = _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
-  return _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
 }
 
 // The low bytes of 32 integers.

@@ -163,13 +163,6 @@ TAVIX_INLINE void convert_block(const uint8_t *src, uint8_t *dst) {
 // ---- Moving channels. A vector is two 16-byte lanes, the lower of the first half of the block's
 // pixels, the upper of the second half; both go the same way. ----
 
-TAVIX_INLINE __m256i load_lanes(const uint8_t *low, const uint8_t *high) {
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(load_128(low)), load_128(high), 1);
-}
-TAVIX_INLINE void store_lanes(uint8_t *low, uint8_t *high, __m256i v) {
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(low), _mm256_castsi256_si128(v));
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(high), _mm256_extracti128_si256(v, 1));
-}
 TAVIX_INLINE __m256i shuffle_lanes(__m256i v, const ByteOrder &order) {
   return _mm256_shuffle_epi8(v, _mm256_broadcastsi128_si256(load_128(order.data())));
 }
@@ -200,7 +193,7 @@ TAVIX_INLINE void transpose(__m256i (&v)[4]) {
 template <class T, int channels>
 TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
   __m256i v[channels];
-  for (int j = 0; j < channels; ++j) v[j] = load_lanes(src + 16 * j, src + 16 * (channels + j));
+  for (int j = 0; j < channels; ++j) v[j] = load_halves(src + 16 * j, src + 16 * (channels + j));
   if constexpr (channels == 3) {
     const __m256i a = every_third<T>(v[0], v[2], v[1]);
     const __m256i b = every_third<T>(v[1], v[0], v[2]);
@@ -232,13 +225,13 @@ TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t 
     if constexpr (sizeof(T) == 1)
       for (int j = 0; j < 4; ++j) v[j] = shuffle_lanes(v[j], kTransposed);
   }
-  for (int j = 0; j < channels; ++j) store_lanes(dst + 16 * j, dst + 16 * (channels + j), v[j]);
+  for (int j = 0; j < channels; ++j) store_halves(dst + 16 * j, dst + 16 * (channels + j), v[j]);
 }
 
 // Eight pixels of bytes, half of them in each lane.
 template <int channels>
 TAVIX_INLINE __m256i load_pixels(const uint8_t *src) {
-  return channels == 3 ? load_lanes(src, src + 8) : load_256(src);
+  return channels == 3 ? load_halves(src, src + 8) : load_256(src);
 }
 
 template <class T, int channels, int c>
@@ -300,8 +293,8 @@ struct TensorRowsFamilyAvx2 {
     const Planes<uint8_t, channels> to(planes);
     const int64_t last = n * int64_t(sizeof(T)) - kVector;
     for (int64_t at = 0; at < last; at += kVector) {
-      prefetch<kVector * channels>(src + at * channels, kAhead);
-      for (int c = 0; c < channels; ++c) prefetch<kVector>(to.planes[c] + at, kAhead);
+      prefetch<kVector * channels>(src + at * channels);
+      for (int c = 0; c < channels; ++c) prefetch<kVector>(to.planes[c] + at);
       split_block<T, channels>(src + at * channels, to.planes, at);
     }
     split_block<T, channels>(src + last * channels, to.planes, last);
@@ -313,8 +306,8 @@ struct TensorRowsFamilyAvx2 {
     const Planes<const uint8_t, channels> from(planes);
     const int64_t last = n * int64_t(sizeof(T)) - kVector;
     for (int64_t at = 0; at < last; at += kVector) {
-      for (int c = 0; c < channels; ++c) prefetch<kVector>(from.planes[c] + at, kAhead);
-      prefetch<kVector * channels>(dst + at * channels, kAhead);
+      for (int c = 0; c < channels; ++c) prefetch<kVector>(from.planes[c] + at);
+      prefetch<kVector * channels>(dst + at * channels);
       merge_block<T, channels>(from.planes, at, dst + at * channels);
     }
     merge_block<T, channels>(from.planes, last, dst + last * channels);
@@ -330,8 +323,7 @@ struct TensorRowsFamilyAvx2 {
     }
     const Planes<uint8_t, channels> to(planes);
     for (int64_t x = 0; x < n - kBlock; x += kBlock) {
-      for (int c = 0; c < channels; ++c)
-        prefetch<kBlock * kBytes>(to.planes[c] + x * kBytes, kAhead);
+      for (int c = 0; c < channels; ++c) prefetch<kBlock * kBytes>(to.planes[c] + x * kBytes);
       widen_block<T, channels>(src + x * channels, to.planes, x * kBytes);
     }
     widen_block<T, channels>(src + (n - kBlock) * channels, to.planes, (n - kBlock) * kBytes);

@@ -6,7 +6,7 @@
 #include "cpu/x86/prefetch.h"
 #include "cpu_dispatch/cpu_features.h"
 
-#include "cpu/x86/lanes_avx2.h"
+#include "cpu/x86/cvt_color/float_pixels_avx2.h"
 
 namespace tavix::module {
 
@@ -85,8 +85,6 @@ TAVIX_INLINE void store_low(uint8_t *at, __m128i v) {
   if constexpr (bytes == 16) store_128(at, v);
 }
 
-constexpr int64_t kAhead = 2048;  // bytes, of the float rows, read or written
-
 // One block of the columns from x on, 8 or 16. Of eight, the second eight are the same again and
 // are not stored.
 template <int columns, int channels, ChromaLayout layout, bool r_first>
@@ -95,8 +93,8 @@ TAVIX_INLINE void rgbf32_to_yuv_block(const RowPair<const uint8_t, uint8_t> &row
   const uint8_t *top = rows.packed[0] + int64_t(x) * channels * 4;
   const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels * 4;
   constexpr int second = (columns - 8) * channels * 4;
-  prefetch<columns * channels * 4>(top, kAhead);
-  prefetch<columns * channels * 4>(bottom, kAhead);
+  prefetch<columns * channels * 4>(top);
+  prefetch<columns * channels * 4>(bottom);
   __m256i low[2], high[2];
   __m256 left[3], right[3], means[3];
   convert_8<channels, r_first>(top, bottom, y_weights, low, left);
@@ -104,7 +102,7 @@ TAVIX_INLINE void rgbf32_to_yuv_block(const RowPair<const uint8_t, uint8_t> &row
   for (int k = 0; k < 3; ++k)
     means[k] = _mm256_mul_ps(_mm256_hadd_ps(left[k], right[k]), _mm256_set1_ps(0.25f));
 
-  const __m256i luma = pack_rounded(low[0], high[0], low[1], high[1]);
+  const __m256i luma = pack_clamped(low[0], high[0], low[1], high[1]);
   store_low<columns>(rows.y[0] + x, _mm256_castsi256_si128(luma));
   store_low<columns>(rows.y[1] + x, _mm256_extracti128_si256(luma, 1));
 
@@ -166,7 +164,7 @@ void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t w
     // Step by step for both rows, whose operations fill each other's waits.
     __m256 luma[2], c[2][3];
     for (int i = 0; i < 2; ++i) {
-      prefetch<8 * channels * 4>(rows.packed[i] + int64_t(x) * channels * 4, kAhead);
+      prefetch<8 * channels * 4>(rows.packed[i] + int64_t(x) * channels * 4);
       const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(rows.y[i] + x));
       luma[i] = _mm256_mul_ps(
           y_scale, _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes)), offset));

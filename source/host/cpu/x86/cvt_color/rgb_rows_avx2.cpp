@@ -5,7 +5,7 @@
 #include "cpu/tavix_cvt_color/rgb_rows.h"
 #include "cpu/x86/prefetch.h"
 
-#include "cpu/x86/lanes_avx2.h"
+#include "cpu/x86/cvt_color/float_pixels_avx2.h"
 
 namespace tavix::module {
 
@@ -150,11 +150,8 @@ namespace tavix::module {
 
 namespace {
 
-// Fetches what a later block reads: the processor's own prefetching stops at the end of a page.
-constexpr int64_t kAhead = 2048;
-
-// And what it writes; narrow pixels are no faster for it.
-constexpr int64_t kAheadOfStores = 512;
+// What is written is asked for too; narrow pixels are no faster for it.
+constexpr int64_t kStoresAhead = 512;
 
 // 32-bit elements in this order; -1 stands for any.
 template <int a, int b, int c, int d, int e, int f, int g, int h>
@@ -169,9 +166,9 @@ TAVIX_INLINE void convert_row(const uint8_t *src, uint8_t *dst, int32_t width) {
                     kDstPixel = dst_step * sizeof(typename Value::To);
   int32_t x = 0;
   for (; x <= width - Block::kPixels; x += Block::kPixels) {
-    prefetch<Block::kPixels * kSrcPixel>(src + x * kSrcPixel, kAhead);
+    prefetch<Block::kPixels * kSrcPixel>(src + x * kSrcPixel);
     if constexpr (kDstPixel >= 4)
-      prefetch<Block::kPixels * kDstPixel>(dst + x * kDstPixel, kAheadOfStores);
+      prefetch<Block::kPixels * kDstPixel>(dst + x * kDstPixel, kStoresAhead);
     Block::run(src + x * kSrcPixel, dst + x * kDstPixel);
   }
   for (; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);
@@ -367,7 +364,7 @@ struct BytesToGrayRowAvx2 {
     int32_t x = 0;
     for (; x <= width - 32; x += 32) {
       const uint8_t *p = src + int64_t(x) * src_step;
-      prefetch<32 * src_step>(p, kAhead);
+      prefetch<32 * src_step>(p);
       const __m256i low =
           rounded(biased_pairs<src_step, r_first>(p), biased_pairs<src_step, r_first>(p + k8));
       const __m256i high = rounded(biased_pairs<src_step, r_first>(p + 2 * k8),
@@ -407,12 +404,12 @@ struct FloatsToGrayRowAvx2 {
     int32_t x = 0;
     for (; x <= width - 32; x += 32) {
       const uint8_t *block = src + int64_t(x) * (4 * src_step);
-      prefetch<4 * k8>(block, kAhead);
+      prefetch<4 * k8>(block);
       const __m256i gray[4] = {gray_8<src_step, r_first>(block, w),
                                gray_8<src_step, r_first>(block + k8, w),
                                gray_8<src_step, r_first>(block + 2 * k8, w),
                                gray_8<src_step, r_first>(block + 3 * k8, w)};
-      store_256(dst + x, pack_rounded(gray[0], gray[1], gray[2], gray[3]));
+      store_256(dst + x, pack_clamped(gray[0], gray[1], gray[2], gray[3]));
     }
     for (; x <= width - 8; x += 8) {
       const __m256i gray = gray_8<src_step, r_first>(src + int64_t(x) * (4 * src_step), w);

@@ -222,7 +222,7 @@ TAVIX_INLINE void store_chroma(uint8_t *const (&rows)[2], int32_t x, __m256i fir
   }
 }
 
-constexpr int64_t kAhead = 1024;  // bytes, which is soon enough for two rows at a time
+constexpr int64_t kPairAhead = 1024;  // bytes, which is soon enough for two rows at a time
 
 // One row pair's 16 columns: words of luma, and the means of 8 blocks.
 template <int channels, bool last>
@@ -252,8 +252,8 @@ void rgb_to_yuv_row_pair_avx2(RgbToYuvRows rows, int32_t width, RgbToYuvLanes la
   for (int32_t x = 0; x < width; x += 32) {
     const uint8_t *top = rows.packed[0] + int64_t(x) * channels;
     const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels;
-    prefetch<32 * channels>(top, kAhead);
-    prefetch<32 * channels>(bottom, kAhead);
+    prefetch<32 * channels>(top, kPairAhead);
+    prefetch<32 * channels>(bottom, kPairAhead);
     __m256i left[2], right[2];
     const __m256i means[2] = {
         convert_16<channels, false>(top, bottom, weights, left),

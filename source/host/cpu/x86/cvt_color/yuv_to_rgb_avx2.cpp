@@ -140,7 +140,7 @@ TAVIX_INLINE void store_pixels(uint8_t *at, const Columns (&c)[3]) {
 }
 
 // Bytes. Pixels of four channels are computed faster than their lines come in to be written.
-constexpr int64_t kAhead = 512;
+constexpr int64_t kStoresAhead = 512;
 
 // Columns 0 to width - 1, width a multiple of 32.
 template <int channels, ChromaLayout layout>
@@ -156,7 +156,7 @@ void yuv_to_rgb_row_pair_avx2(YuvToRgbRows rows, int32_t width, YuvToRgbLanes la
     for (int k = 0; k < 3; ++k) term[k] = _mm256_maddubs_epi16(factor[k], pairs);
     for (int i = 0; i < 2; ++i) {
       uint8_t *const packed = rows.packed[i] + int64_t(x) * channels;
-      if constexpr (channels == 4) prefetch<32 * channels>(packed, kAhead);
+      if constexpr (channels == 4) prefetch<32 * channels>(packed, kStoresAhead);
       const __m256i y = load_256(rows.y[i] + x);
       const __m256i even = _mm256_add_epi16(_mm256_maddubs_epi16(y, even_factor), y_bias);
       const __m256i odd = _mm256_add_epi16(_mm256_maddubs_epi16(y, odd_factor), y_bias);
