@@ -3,11 +3,11 @@
 // last of which takes pixels of the one before again. Nothing outside the rows is touched.
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 #include "cpu/common_c/blob/element_conversion.h"
 #include "cpu/common_c/blob/tensor_rows.h"
 #include "cpu/x86/blob/lanes_avx2.h"
+#include "cpu/x86/copy_avx2.h"
 
 namespace tavix::module {
 
@@ -270,7 +270,7 @@ struct TensorRowsFamilyAvx2 {
   template <class From, class To>
   static void convert(const uint8_t *src, uint8_t *dst, int64_t n) {
     if constexpr (kSameBits<From, To>) {
-      std::memmove(dst, src, size_t(n) * sizeof(To));
+      copy_avx2(dst, src, n * int64_t(sizeof(To)));
     } else {
       int64_t i = 0;
       for (; i <= n - kBlock; i += kBlock) {

@@ -3,8 +3,9 @@
 #include "cpu/tavix_cvt_color/run_rows.h"
 #include "cpu/tavix_cvt_color/yuv_drivers.h"
 #include "cpu/tavix_cvt_color/yuv_repack.h"
+#include "cpu_dispatch/cpu_features.h"
 
-#include "cpu/x86/lanes_avx2.h"
+#include "cpu/x86/copy_avx2.h"
 
 TAVIX_AVX2_BEGIN
 namespace tavix::module {
@@ -57,14 +58,32 @@ struct MoveChroma<kPlanar, kInterleaved> {
   }
 };
 
+template <ChromaLayout layout, int32_t pairs>
+TAVIX_INLINE void prefetch_pairs(const uint8_t *first, const uint8_t *second, int64_t i) {
+  if constexpr (layout == kInterleaved) {
+    prefetch<2 * pairs>(first + 2 * i);
+  } else {
+    prefetch<pairs>(first + i);
+    prefetch<pairs>(second + i);
+  }
+}
+
 // Moves whole blocks of a row; returns the pairs moved.
 template <ChromaLayout from, ChromaLayout to>
 int32_t move_chroma_row_avx2(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
                              int32_t pairs) {
   constexpr int32_t step = MoveChroma<from, to>::kPairs;
   int32_t i = 0;
-  for (; i <= pairs - step; i += step) MoveChroma<from, to>::block(src, dst, i);
+  for (; i <= pairs - step; i += step) {
+    prefetch_pairs<from, step>(src[0], src[1], i);
+    prefetch_pairs<to, step>(dst[0], dst[1], i);
+    MoveChroma<from, to>::block(src, dst, i);
+  }
   return i;
+}
+
+void copy_row_avx2(uint8_t *dst, const uint8_t *src, int64_t n) {
+  copy_avx2(dst, src, n);
 }
 
 }  // namespace
@@ -98,12 +117,17 @@ struct MoveRowAvx2 {
   }
 };
 
+void copy_row(uint8_t *dst, const uint8_t *src, int64_t n) {
+  if (use_avx2()) return copy_row_avx2(dst, src, n);
+  std::memcpy(dst, src, size_t(n));
+}
+
 // Planes are copied, by either path.
 struct CopyRows {
   static constexpr int32_t kSrcPair = 1, kDstPair = 1;
 
   static void run(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
-    for (int k = 0; k < 2; ++k) std::memcpy(dst[k], src[k], size_t(pairs));
+    for (int k = 0; k < 2; ++k) copy_row(dst[k], src[k], pairs);
   }
 };
 
@@ -119,7 +143,7 @@ void copy_luma(const uint8_t *src, int32_t src_linesize, const YuvPlanes<uint8_t
                int32_t width, const Range &rows) {
   const bool gapless = src_linesize == width && dst.y_linesize == width;
   run_long_rows(2 * rows.start, 2 * rows.end, width, gapless, [&](int32_t y, int32_t n) {
-    std::memcpy(row(dst.y, dst.y_linesize, y), row(src, src_linesize, y), size_t(n));
+    copy_row(row(dst.y, dst.y_linesize, y), row(src, src_linesize, y), n);
   });
 }
 
