@@ -248,6 +248,14 @@ TEST(BinaryArithmetic, WideFrames) {
   });
 }
 
+// Rows that no second cache holds.
+TEST(BinaryArithmetic, LongRows) {
+  for_each_op([](const Implementation &implementation, uint32_t op) {
+    sweep({.formats = {TAVIX_PIX_FMT_GRAY8}, .widths = {300001}, .heights = {1}}, 2,
+          [&](const SweepCase &c) { expect_reference(implementation, op, c); });
+  });
+}
+
 TEST(BinaryArithmetic, EntryAndDispatcherTakeTheBestImplementation) {
   for_each_path([](const Path &path) {
     for (uint32_t op = 0; op < 10; ++op)

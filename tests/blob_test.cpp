@@ -160,6 +160,13 @@ TEST(Blob, HoldsEveryFormatInEveryTypeAndLayout) {
   sweep({.formats = kRgbFormats, .widths = widths()}, 400, check_all_types);
 }
 
+// Some megabytes without gaps are copied in one piece.
+TEST(Blob, LongCopies) {
+  GuardedFrame src({TAVIX_PIX_FMT_BGR24, 1301, 1103});
+  src.fill(Fill::noise, 1);
+  check_both_ways(src, {}, {{1, 3, 1103, 1301}, TAVIX_DATA_TYPE_UINT8, false, false}, 2);
+}
+
 // Outside the RGB family the first plane counts as bytes of as many channels as the record says.
 TEST(Blob, TakesTheFirstPlaneOfOtherFormats) {
   sweep({.formats = {3, 6, 7, 10, 16, -1, 1000}, .widths = {1, 33, 64}, .heights = {0, 2}}, 60,

@@ -115,6 +115,17 @@ TEST(ColorYuv, LargeFramesWithSeams) {
   });
 }
 
+// Planes of some megabytes without gaps are copied in one piece.
+TEST(ColorYuv, LongCopies) {
+  for_each_path([](const Path &path) {
+    for (const int32_t code : {pair_code(7, 8), pair_code(10, 9), pair_code(2, 10)}) {
+      SCOPED_TRACE(code);
+      Conversion conversion(code, 2310, 1818);
+      conversion.expect_as_reference(path.vector);
+    }
+  });
+}
+
 TEST(ColorYuv, EveryMatrix) {
   for_each_path([](const Path &path) {
     for (const int32_t code :
