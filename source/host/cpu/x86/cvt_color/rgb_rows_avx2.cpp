@@ -365,6 +365,7 @@ struct BytesToGrayRowAvx2 {
     for (; x <= width - 32; x += 32) {
       const uint8_t *p = src + int64_t(x) * src_step;
       prefetch<32 * src_step>(p);
+      prefetch<32>(dst + x);
       const __m256i low =
           rounded(biased_pairs<src_step, r_first>(p), biased_pairs<src_step, r_first>(p + k8));
       const __m256i high = rounded(biased_pairs<src_step, r_first>(p + 2 * k8),
@@ -405,6 +406,7 @@ struct FloatsToGrayRowAvx2 {
     for (; x <= width - 32; x += 32) {
       const uint8_t *block = src + int64_t(x) * (4 * src_step);
       prefetch<4 * k8>(block);
+      prefetch<32>(dst + x);
       const __m256i gray[4] = {gray_8<src_step, r_first>(block, w),
                                gray_8<src_step, r_first>(block + k8, w),
                                gray_8<src_step, r_first>(block + 2 * k8, w),
