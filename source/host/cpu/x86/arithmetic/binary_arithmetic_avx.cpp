@@ -131,6 +131,7 @@ struct BinaryOpAvx2<TAVIX_BINARY_OP_MAX> {
 template <>
 struct BinaryOpAvx2<TAVIX_BINARY_OP_ABSDIFF> {
   static TAVIX_INLINE __m256i run(__m256i a, __m256i b) {
+    asm("" : "+x"(a), "+x"(b));  // loads each once, not for each use
     return _mm256_subs_epu8(a, b) | _mm256_subs_epu8(b, a);
   }
   static TAVIX_INLINE __m256 run(__m256 a, __m256 b) {
