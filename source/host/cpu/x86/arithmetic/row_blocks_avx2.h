@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Rows in blocks of 24 elements, a whole number of pixels of 1, 2, 3 or 4 channels, or of 96 bytes,
-// four times as many; and the loads, stores and conversions of their vectors.
+// four times as many; and the conversions of their vectors.
 #pragma once
 
 #include <cstdint>
