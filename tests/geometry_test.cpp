@@ -314,6 +314,14 @@ TEST(CopyMakeBorder, RefusesWhatOpencvDoesNotSurvive) {
   refuse(0, 0, 3, 3);
   src->video.width = 8, src->video.height = 0;
   refuse(3, 3, 0, 0);
+  // What OpenCV answers itself is left to it.
+  EXPECT_EQ(TavixFrameCopyMakeBorderByCPU(src, dst, 0, 0, 0, 0, 1, 0), TAVIX_OK);
+  EXPECT_EQ(TavixFrameCopyMakeBorderByCPU(src, dst, 0, 0, 3, 3, 2, 0), TAVIX_OK);
+  EXPECT_THROW(TavixFrameCopyMakeBorderByCPU(src, dst, 3, 3, 0, 0, 5, 0), cv::Exception);
+  EXPECT_THROW(TavixFrameCopyMakeBorderByCPU(src, dst, kMost, -1, 0, 0, 1, 0), cv::Exception);
+  src->video.height = 8;
+  EXPECT_THROW(TavixFrameCopyMakeBorderByCPU(src, dst, kMost, -1, 0, 0, 1, 0), cv::Exception);
+  EXPECT_TRUE(logged_nothing());
   EXPECT_EQ(dst.payload(), before);
   EXPECT_TRUE(dst.intact());
 }

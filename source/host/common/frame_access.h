@@ -64,9 +64,17 @@ inline const uint8_t *row(const TavixFrameV2 &frame, int32_t y) {
   return row(static_cast<const uint8_t *>(frame.data[0]), frame.linesize[0], y);
 }
 
+// run(first row, elements) for the rows [start, end), each of n elements and so many bytes, in the
+// widest of its frames. Rows that follow each other without gaps are one long row.
+template <class Run>
+void for_each_joined(int32_t start, int32_t end, int32_t n, int64_t bytes, bool gapless,
+                     const Run &run) {
+  const int32_t joined = gapless && bytes * end <= INT32_MAX ? end - start : 1;
+  for (int32_t y = start; y < end; y += joined) run(y, n * joined);
+}
+
 // run(elements, row of each frame...) for the rows [start, end) of plane 0 of frames of one shape and
-// of elements T; nothing when they have no pixels. Rows that follow each other without gaps in every
-// frame are one long row.
+// of elements T; nothing when they have no pixels. Rows without gaps in every frame are joined.
 template <class T, class Run, class Frame, class... Frames>
 void for_each_long_row(int32_t start, int32_t end, const Run &run, Frame &frame,
                        Frames &...frames) {
@@ -74,8 +82,9 @@ void for_each_long_row(int32_t start, int32_t end, const Run &run, Frame &frame,
   const int64_t bytes = n * int64_t(sizeof(T));
   const bool gapless = frame.linesize[0] == bytes && ((frames.linesize[0] == bytes) && ...);
   if (n == 0) return;
-  const int32_t joined = gapless && bytes * end <= INT32_MAX ? end - start : 1;
-  for (int32_t y = start; y < end; y += joined) run(n * joined, row(frame, y), row(frames, y)...);
+  for_each_joined(start, end, n, bytes, gapless, [&](int32_t y, int32_t elements) {
+    run(elements, row(frame, y), row(frames, y)...);
+  });
 }
 
 // Element i of a row of T that may start at any address.

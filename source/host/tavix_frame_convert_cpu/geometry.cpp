@@ -2,6 +2,7 @@
 // Geometry on OpenCV. None of these catches: OpenCV exceptions leave the call, by design.
 #include "tavix/video_common_cpu/geometry.h"
 
+#include <algorithm>
 #include <opencv2/imgproc.hpp>
 
 #include "tavix_frame_convert_cpu/opencv_bridge.h"
@@ -162,13 +163,16 @@ int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
 
   const cv::Mat picture = plane_view(*src, type);
   const int mode = opencv_border(border);
-  // OpenCV would let the sums wrap around, and would look for pixels where there are none.
+  // OpenCV raises for sides below 0 and for what is no border. It would let sums wrap around, and
+  // look for pixels to repeat where there are none.
+  const bool sound = std::min({top, bottom, left, right}) >= 0;
   const bool too_large = int64_t(picture.rows) + top + bottom > INT32_MAX ||
                          int64_t(picture.cols) + left + right > INT32_MAX;
-  const bool repeats_nothing =
-      picture.empty() && (mode & ~cv::BORDER_ISOLATED) != cv::BORDER_CONSTANT;
+  const bool repeats = mode >= cv::BORDER_REPLICATE && mode <= cv::BORDER_REFLECT_101;
+  const bool repeats_nothing = repeats && ((picture.rows == 0 && (top > 0 || bottom > 0)) ||
+                                           (picture.cols == 0 && (left > 0 || right > 0)));
   TAVIX_REFUSE_IF(
-      too_large || repeats_nothing, TAVIX_ERROR_INVALID_PARAM,
+      sound && (too_large || repeats_nothing), TAVIX_ERROR_INVALID_PARAM,
       "src frame:%dx%d can not take border:%d with top:%d, bottom:%d, left:%d, right:%d",
       picture.cols, picture.rows, border, top, bottom, left, right);
 

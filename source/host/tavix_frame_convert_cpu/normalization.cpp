@@ -85,12 +85,11 @@ int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_
   const NormalizeParameters parameters(norm_vals, video.channels);
   NormalizeRow *normalize =
       (use_avx2() ? kNormalizeRowsAvx2 : kNormalizeRowsC).by_type[from_float][to_float];
-  // Rows without gaps are one long row.
   const int64_t src_bytes = n * (from_float ? int64_t(sizeof(float)) : 1);
-  const bool joined = src_frame->linesize[0] == src_bytes && dst->linesize[0] == dst_bytes &&
-                      std::max(src_bytes, dst_bytes) * video.height <= INT32_MAX;
-  const int32_t rows = joined ? 1 : video.height;
-  for (int32_t y = 0; y < rows; ++y)
-    normalize(row(*src_frame, y), row(*dst, y), n * (video.height / rows), parameters);
+  const bool gapless = src_frame->linesize[0] == src_bytes && dst->linesize[0] == dst_bytes;
+  for_each_joined(0, video.height, int32_t(n), std::max(src_bytes, dst_bytes), gapless,
+                  [&](int32_t y, int32_t elements) {
+                    normalize(row(*src_frame, y), row(*dst, y), elements, parameters);
+                  });
   return TAVIX_OK;
 }

@@ -157,10 +157,10 @@ struct BinaryOpAvx2<TAVIX_BINARY_OP_XOR> {
 // Vector j of a block of bytes, scaled, rounded and clamped.
 template <int j>
 TAVIX_INLINE __m256i scale_bytes_avx2(const uint8_t *p, const BlockPattern &scale) {
-  return round_to_bytes_avx2(load8b_avx2(p) * scale.lanes[(4 * j) % 3],
-                             load8b_avx2(p + 8) * scale.lanes[(4 * j + 1) % 3],
-                             load8b_avx2(p + 16) * scale.lanes[(4 * j + 2) % 3],
-                             load8b_avx2(p + 24) * scale.lanes[(4 * j + 3) % 3]);
+  return round_to_bytes_avx2(load_8_bytes(p) * scale.lanes[(4 * j) % 3],
+                             load_8_bytes(p + 8) * scale.lanes[(4 * j + 1) % 3],
+                             load_8_bytes(p + 16) * scale.lanes[(4 * j + 2) % 3],
+                             load_8_bytes(p + 24) * scale.lanes[(4 * j + 3) % 3]);
 }
 
 // scaled: whether either operand is.

@@ -27,11 +27,6 @@ TAVIX_INLINE void store_in_order_avx2(uint8_t *p, const __m256 (&v)[3]) {
   }
 }
 
-// Eight bytes as floats.
-TAVIX_INLINE __m256 load8b_avx2(const uint8_t *p) {
-  return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(load_64(p)));
-}
-
 // Four vectors of floats as 32 bytes: rounded half to even, clamped to 0..255; 2^31 and more and
 // NaN give 0.
 TAVIX_INLINE __m256i round_to_bytes_avx2(__m256 v0, __m256 v1, __m256 v2, __m256 v3) {

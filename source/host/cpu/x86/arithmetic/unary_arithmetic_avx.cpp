@@ -74,7 +74,7 @@ struct MulAddBytesAvx2 {
 
   // Eight samples from element i of a block on.
   TAVIX_INLINE __m256 eight(const uint8_t *src, int i) const {
-    return load8b_avx2(src + i) * scale.lanes[i / 8 % 3] + offset.lanes[i / 8 % 3];
+    return load_8_bytes(src + i) * scale.lanes[i / 8 % 3] + offset.lanes[i / 8 % 3];
   }
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
     __m256i result[3];

@@ -50,7 +50,7 @@ TAVIX_INLINE __m128 int64_to_float(__m256i v) {
 template <class From>
 TAVIX_INLINE __m256 load_floats(const uint8_t *p) {
   if constexpr (std::is_same_v<From, uint8_t>) {
-    return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(load_64(p)));
+    return load_8_bytes(p);
   } else if constexpr (std::is_same_v<From, int8_t>) {
     return _mm256_cvtepi32_ps(_mm256_cvtepi8_epi32(load_64(p)));
   } else if constexpr (std::is_same_v<From, uint16_t>) {
@@ -68,7 +68,7 @@ TAVIX_INLINE __m256 load_floats(const uint8_t *p) {
   } else if constexpr (std::is_same_v<From, int64_t>) {
     return _mm256_set_m128(int64_to_float(load_256(p + 32)), int64_to_float(load_256(p)));
   } else {
-    return _mm256_loadu_ps(reinterpret_cast<const float *>(p));
+    return load_8_floats(p);
   }
 }
 

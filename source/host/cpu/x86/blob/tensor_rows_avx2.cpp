@@ -316,11 +316,7 @@ struct TensorRowsFamilyAvx2 {
   template <class T, int channels>
   static void widen(const uint8_t *src, uint8_t *const *planes, int64_t n) {
     constexpr int kBytes = sizeof(T);
-    if (n < kBlock) {
-      for (int c = 0; c < channels; ++c)
-        for (int64_t x = 0; x < n; ++x) store(planes[c], x, T(src[x * channels + c]));
-      return;
-    }
+    if (n < kBlock) return split_pixels<uint8_t, channels, T>(src, planes, n);
     const Planes<uint8_t, channels> to(planes);
     for (int64_t x = 0; x < n - kBlock; x += kBlock) {
       for (int c = 0; c < channels; ++c) prefetch<kBlock * kBytes>(to.planes[c] + x * kBytes);

@@ -149,7 +149,7 @@ void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t w
   for (int32_t x = 0; x < width; x += 8) {
     __m128i pairs;
     if constexpr (layout == ChromaLayout::kInterleaved) {
-      pairs = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(rows.chroma[0] + x));
+      pairs = load_64(rows.chroma[0] + x);
     } else {
       pairs = _mm_unpacklo_epi8(_mm_loadu_si32(rows.chroma[0] + x / 2),
                                 _mm_loadu_si32(rows.chroma[1] + x / 2));
@@ -165,9 +165,7 @@ void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t w
     __m256 luma[2], c[2][3];
     for (int i = 0; i < 2; ++i) {
       prefetch<8 * channels * 4>(rows.packed[i] + int64_t(x) * channels * 4);
-      const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(rows.y[i] + x));
-      luma[i] = _mm256_mul_ps(
-          y_scale, _mm256_sub_ps(_mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes)), offset));
+      luma[i] = _mm256_mul_ps(y_scale, _mm256_sub_ps(load_8_bytes(rows.y[i] + x), offset));
     }
     for (int i = 0; i < 2; ++i) {
       c[i][r] = _mm256_add_ps(luma[i], v_to_r);

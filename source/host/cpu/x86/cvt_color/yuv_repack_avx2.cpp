@@ -131,18 +131,11 @@ struct CopyRows {
   }
 };
 
-// run(first row, samples) for rows of n samples; rows without gaps are one long row.
-template <class Run>
-void run_long_rows(int32_t start, int32_t end, int32_t n, bool gapless, const Run &run) {
-  const int32_t joined = gapless && int64_t(n) * end <= INT32_MAX ? end - start : 1;
-  for (int32_t y = start; y < end; y += joined) run(y, n * joined);
-}
-
 // The luma rows of some chroma rows.
 void copy_luma(const uint8_t *src, int32_t src_linesize, const YuvPlanes<uint8_t> &dst,
                int32_t width, const Range &rows) {
   const bool gapless = src_linesize == width && dst.y_linesize == width;
-  run_long_rows(2 * rows.start, 2 * rows.end, width, gapless, [&](int32_t y, int32_t n) {
+  for_each_joined(2 * rows.start, 2 * rows.end, width, width, gapless, [&](int32_t y, int32_t n) {
     copy_row(row(dst.y, dst.y_linesize, y), row(src, src_linesize, y), n);
   });
 }
@@ -160,12 +153,14 @@ class RepackBody final : public ParallelLoopBody {
     const bool gapless = src.chroma_linesize == pairs * MoveRow::kSrcPair &&
                          dst.chroma_linesize == pairs * MoveRow::kDstPair;
     copy_luma(src.y, src.y_linesize, dst, job_.width, rows);
-    run_long_rows(rows.start, rows.end, pairs, gapless, [&](int32_t c, int32_t n) {
-      MoveRow::run(
-          {row(src.chroma[0], src.chroma_linesize, c), row(src.chroma[1], src.chroma_linesize, c)},
-          {row(dst.chroma[0], dst.chroma_linesize, c), row(dst.chroma[1], dst.chroma_linesize, c)},
-          n);
-    });
+    for_each_joined(rows.start, rows.end, pairs, 2 * int64_t(pairs), gapless,
+                    [&](int32_t c, int32_t n) {
+                      MoveRow::run({row(src.chroma[0], src.chroma_linesize, c),
+                                    row(src.chroma[1], src.chroma_linesize, c)},
+                                   {row(dst.chroma[0], dst.chroma_linesize, c),
+                                    row(dst.chroma[1], dst.chroma_linesize, c)},
+                                   n);
+                    });
   }
 
  private:
