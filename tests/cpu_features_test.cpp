@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "cpu_dispatch/cpu_features.h"
+#include "cpu_dispatch/cpu_level.h"
+#include "cpu_dispatch/kernel_family.h"
 #include "support/seams.h"
 
 namespace tavix::module {
@@ -165,6 +167,57 @@ TEST(CpuFeatures, ProbedOnceWhoeverAsks) {
   for (const auto *address : seen) EXPECT_EQ(address, &cpu_features());
   const test::ScopedCpuFlags changed(0x5a);
   EXPECT_EQ(cpu_features().flags, 0x5au) << "a second probe would have restored them";
+}
+
+// A processor with every feature that a wide level asks for, under an operating system that saves
+// these register states.
+CpuLevel level_of(CpuidAnswer leaf1, CpuidAnswer leaf7, uint64_t saved) {
+  static uint64_t state;
+  state = saved;
+  processor = {{{1, 0}, leaf1}, {{7, 0}, leaf7}};
+  return probe_vector_level(ask, [] { return state; });
+}
+
+TEST(CpuLevel, WideLevelsNeedTheProcessorAndTheOperatingSystem) {
+  constexpr uint32_t kF = 1u << 16, kDq = 1u << 17, kBw = 1u << 30, kVl = 1u << 31, kVbmi = 1u << 1;
+  constexpr CpuidAnswer kSaves = {0, 0, 1u << 27, 0};
+  constexpr CpuidAnswer kWide = {0, kF | kDq | kBw | kVl, 0, 0};
+  constexpr CpuidAnswer kVbmiToo = {0, kF | kDq | kBw | kVl, kVbmi, 0};
+  constexpr uint64_t kState = 0xe7;
+
+  EXPECT_EQ(level_of(kSaves, kWide, kState), CpuLevel::kAvx512);
+  EXPECT_EQ(level_of(kSaves, kVbmiToo, kState), CpuLevel::kAvx512Vbmi);
+  for (const uint32_t bit : {kF, kDq, kBw, kVl}) {
+    CpuidAnswer lacking = kVbmiToo;
+    lacking.ebx &= ~bit;
+    EXPECT_EQ(level_of(kSaves, lacking, kState), CpuLevel::kAvx2) << bit;
+  }
+  for (const int bit : {1, 2, 5, 6, 7})
+    EXPECT_EQ(level_of(kSaves, kVbmiToo, kState & ~(uint64_t(1) << bit)), CpuLevel::kAvx2) << bit;
+}
+
+TEST(CpuLevel, TheOperatingSystemIsAskedOnlyWhereItCanAnswer) {
+  processor = {{{1, 0}, {0, 0, ~(1u << 27), 0}},
+               {{7, 0}, {kAllBits, kAllBits, kAllBits, kAllBits}}};
+  const auto never = []() -> uint64_t {
+    ADD_FAILURE() << "xgetbv would fault";
+    return ~uint64_t(0);
+  };
+  EXPECT_EQ(probe_vector_level(ask, never), CpuLevel::kAvx2);
+}
+
+TEST(CpuLevel, TheAvx2BitDecidesBetweenThePaths) {
+  const test::WithoutAvx2 portable;
+  EXPECT_EQ(cpu_level(), CpuLevel::kPortable);
+}
+
+TEST(KernelFamily, ALevelWithoutARecordTakesTheNextOneBelow) {
+  static const int portable = 0, wide = 2;
+  const KernelFamily<int> family = {{&portable, nullptr, &wide}};
+  EXPECT_EQ(family.at(CpuLevel::kPortable), 0);
+  EXPECT_EQ(family.at(CpuLevel::kAvx2), 0);
+  EXPECT_EQ(family.at(CpuLevel::kAvx512), 2);
+  EXPECT_EQ(family.at(CpuLevel::kAvx512Vbmi), 2);
 }
 
 }  // namespace

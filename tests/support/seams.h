@@ -8,12 +8,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <vector>
 
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "cpu_dispatch/cpu_features.h"
+#include "cpu_dispatch/cpu_level.h"
 #include "tavix/core/host.h"
 
 namespace tavix::test {
@@ -58,22 +60,49 @@ class WithoutAvx2 : ScopedCpuFlags {
   WithoutAvx2() : ScopedCpuFlags(module::cpu_features().flags & ~module::TAVIX_CPU_FEATURE_AVX2) {}
 };
 
+// Row kernels of one level, even where the processor has a wider one. The level must be there.
+class ScopedLevel {
+ public:
+  explicit ScopedLevel(module::CpuLevel level)
+      : flags_(level == module::CpuLevel::kPortable
+                   ? module::cpu_features().flags & ~module::TAVIX_CPU_FEATURE_AVX2
+                   : module::cpu_features().flags),
+        limit_(module::detail::level_limit, level) {}
+
+ private:
+  ScopedCpuFlags flags_;
+  Scoped<module::CpuLevel> limit_;
+};
+
+inline const char *name_of(module::CpuLevel level) {
+  constexpr const char *kNames[] = {"portable", "AVX2", "AVX-512", "AVX-512 with VBMI"};
+  return kNames[int(level)];
+}
+
+// The portable level and those that this processor has, up to the widest that any kernel is written
+// for.
+inline std::vector<module::CpuLevel> levels() {
+  constexpr module::CpuLevel kWidestKernels = module::CpuLevel::kAvx2;
+  std::vector<module::CpuLevel> levels;
+  const int widest = int(std::min(module::cpu_level(), kWidestKernels));
+  for (int level = 0; level <= widest; ++level) levels.push_back(module::CpuLevel(level));
+  return levels;
+}
+
 struct Path {
-  bool vector;
+  module::CpuLevel level;
+  bool vector;  // the level is not the portable one
   int workers;
 };
 
-// The portable path, and the vector path where this processor has it, each with 1 and 8 workers.
+// Every level of levels(), each with 1 and 8 workers.
 inline void for_each_path(const std::function<void(const Path &)> &run) {
-  const uint32_t processor = module::cpu_features().flags;
-  for (const bool vector : {false, true}) {
-    if (vector && !module::use_avx2()) continue;
+  for (const module::CpuLevel level : levels()) {
     for (const int workers : {1, 8}) {
-      SCOPED_TRACE(::testing::Message()
-                   << (vector ? "vector" : "portable") << " path, " << workers << " workers");
-      const ScopedCpuFlags flags(vector ? processor : processor & ~module::TAVIX_CPU_FEATURE_AVX2);
+      SCOPED_TRACE(::testing::Message() << name_of(level) << ", " << workers << " workers");
+      const ScopedLevel scoped(level);
       const ScopedWorkers count(workers);
-      run({vector, workers});
+      run({level, level != module::CpuLevel::kPortable, workers});
     }
   }
 }

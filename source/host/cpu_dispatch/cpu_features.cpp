@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cpu_dispatch/cpu_features.h"
 
+#if defined(__x86_64__)
 #include <cpuid.h>
+#endif
 
 #include <cstring>
 #include <mutex>
@@ -45,13 +47,19 @@ constexpr uint32_t bits(uint32_t word, int high, int low) {
   return uint32_t((uint64_t(word) >> low) & ((uint64_t(1) << (high - low + 1)) - 1));
 }
 
+}  // namespace
+
+#if defined(__x86_64__)
 CpuidAnswer ask_processor(uint32_t leaf, uint32_t subleaf) {
   CpuidAnswer answer;
   __cpuid_count(leaf, subleaf, answer.eax, answer.ebx, answer.ecx, answer.edx);
   return answer;
 }
-
-}  // namespace
+#else
+CpuidAnswer ask_processor(uint32_t, uint32_t) {
+  return {};
+}
+#endif
 
 namespace detail {
 TavixCpuFeatures features = {};

@@ -41,6 +41,9 @@ struct CpuidAnswer {
   uint32_t eax, ebx, ecx, edx;
 };
 
+// Of this processor; zeros from one that has no such instruction.
+CpuidAnswer ask_processor(uint32_t leaf, uint32_t subleaf);
+
 // Reads a feature record through any source of CPUID answers.
 TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf));
 

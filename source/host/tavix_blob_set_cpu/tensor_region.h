@@ -56,10 +56,6 @@ TensorShape joined_rows(const TensorShape &shape, const TavixFrameV2 &frame) {
   return {shape.n, shape.c, 1, shape.h * shape.w};
 }
 
-inline const TensorRows &tensor_rows() {
-  return use_avx2() ? kTensorRowsAvx2 : kTensorRowsC;
-}
-
 // Null for types that no converter knows.
 inline const BlobElement *find_element(const TensorRows &rows, uint32_t data_type) {
   const auto found = std::find_if(rows.elements.begin(), rows.elements.end(),

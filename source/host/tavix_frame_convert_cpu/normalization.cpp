@@ -83,8 +83,7 @@ int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_
                   dst_format);
 
   const NormalizeParameters parameters(norm_vals, video.channels);
-  NormalizeRow *normalize =
-      (use_avx2() ? kNormalizeRowsAvx2 : kNormalizeRowsC).by_type[from_float][to_float];
+  NormalizeRow *normalize = normalize_rows().by_type[from_float][to_float];
   const int64_t src_bytes = n * (from_float ? int64_t(sizeof(float)) : 1);
   const bool gapless = src_frame->linesize[0] == src_bytes && dst->linesize[0] == dst_bytes;
   for_each_joined(0, video.height, int32_t(n), std::max(src_bytes, dst_bytes), gapless,

@@ -44,9 +44,7 @@ class PackedBody : public ParallelLoopBody {
   }
 
   // Float bodies choose their path for each range; rows shorter than a vector are portable.
-  const RgbRows &float_path() const {
-    return use_avx2() && job_.width >= 8 ? rgb_rows_avx2 : rgb_rows_c;
-  }
+  const RgbRows &float_path() const { return job_.width >= 8 ? rgb_rows() : kRgbRowsC; }
 
   PackedJob job_;
   bool flag_;  // swap, or red first
@@ -75,32 +73,32 @@ struct FloatBody : PackedBody {
 };
 
 // One body for each conversion.
-struct ParallelConvertBGR2RGB final : ShuffleBytes<rgb_rows_avx2> {
+struct ParallelConvertBGR2RGB final : ShuffleBytes<kRgbRowsAvx2> {
   using ShuffleBytes::ShuffleBytes;
 };
-struct ParallelConvertBGRA2RGBA final : ShuffleBytes<rgb_rows_avx2> {
+struct ParallelConvertBGRA2RGBA final : ShuffleBytes<kRgbRowsAvx2> {
   using ShuffleBytes::ShuffleBytes;
 };
-struct ParallelConvertBGR2BGRA final : ShuffleBytes<rgb_rows_avx2> {
+struct ParallelConvertBGR2BGRA final : ShuffleBytes<kRgbRowsAvx2> {
   using ShuffleBytes::ShuffleBytes;
 };
-struct ParallelConvertBGRA2BGR final : ShuffleBytes<rgb_rows_avx2> {
+struct ParallelConvertBGRA2BGR final : ShuffleBytes<kRgbRowsAvx2> {
   using ShuffleBytes::ShuffleBytes;
 };
-struct ParallelConvertGray2BGR final : ShuffleBytes<rgb_rows_avx2> {
+struct ParallelConvertGray2BGR final : ShuffleBytes<kRgbRowsAvx2> {
   using ShuffleBytes::ShuffleBytes;
 };
-struct ParallelConvertGray2BGRA final : ShuffleBytes<rgb_rows_avx2> {
+struct ParallelConvertGray2BGRA final : ShuffleBytes<kRgbRowsAvx2> {
   using ShuffleBytes::ShuffleBytes;
 };
-struct ShuffleChannels final : ShuffleBytes<rgb_rows_c> {
+struct ShuffleChannels final : ShuffleBytes<kRgbRowsC> {
   using ShuffleBytes::ShuffleBytes;
 };
 
-struct ParallelConvertBGR2Gray final : BytesToGray<rgb_rows_avx2> {
+struct ParallelConvertBGR2Gray final : BytesToGray<kRgbRowsAvx2> {
   using BytesToGray::BytesToGray;
 };
-struct ConvertBGR2GrayCommonC final : BytesToGray<rgb_rows_c> {
+struct ConvertBGR2GrayCommonC final : BytesToGray<kRgbRowsC> {
   using BytesToGray::BytesToGray;
 };
 

@@ -69,6 +69,9 @@ struct RgbRows {
   GrayRows<WeightedRow> floats_to_gray;
 };
 
-extern const RgbRows rgb_rows_c, rgb_rows_avx2;
+extern const RgbRows kRgbRowsC, kRgbRowsAvx2;
+
+// The best for this processor.
+const RgbRows &rgb_rows();
 
 }  // namespace tavix::module

@@ -92,7 +92,7 @@ struct FloatsToGrayRowC {
 
 }  // namespace
 
-constinit const RgbRows rgb_rows_c = {
+constinit const RgbRows kRgbRowsC = {
     .shuffle_bytes = PackedRows::of<ShuffleBytesRowC>(),
     .shuffle_floats = PackedRows::of<ShuffleFloatsRowC>(),
     .bytes_to_floats = PackedRows::of<BytesToFloatsRowC>(),

@@ -25,6 +25,6 @@ struct NormalizeFamilyC {
 
 }  // namespace
 
-constinit const NormalizeRows kNormalizeRowsC = normalize_rows<NormalizeFamilyC>();
+constinit const NormalizeRows kNormalizeRowsC = normalize_rows_of<NormalizeFamilyC>();
 
 }  // namespace tavix::module

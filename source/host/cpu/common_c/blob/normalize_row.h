@@ -38,8 +38,11 @@ struct NormalizeRows {
 };
 extern const NormalizeRows kNormalizeRowsC, kNormalizeRowsAvx2;
 
+// The best for this processor.
+const NormalizeRows &normalize_rows();
+
 template <class Family>
-consteval NormalizeRows normalize_rows() {
+consteval NormalizeRows normalize_rows_of() {
   return {{{Family::template run<uint8_t, uint8_t>, Family::template run<uint8_t, float>},
            {Family::template run<float, uint8_t>, Family::template run<float, float>}}};
 }

@@ -36,6 +36,6 @@ struct TensorRowsFamilyC {
 
 }  // namespace
 
-constinit const TensorRows kTensorRowsC = tensor_rows<TensorRowsFamilyC>();
+constinit const TensorRows kTensorRowsC = tensor_rows_of<TensorRowsFamilyC>();
 
 }  // namespace tavix::module

@@ -42,6 +42,9 @@ struct TensorRows {
 
 extern const TensorRows kTensorRowsC, kTensorRowsAvx2;
 
+// The best for this processor.
+const TensorRows &tensor_rows();
+
 // Pixel by pixel.
 template <class T, int channels, class To = T>
 inline void split_pixels(const uint8_t *src, uint8_t *const *planes, int64_t n) {
@@ -78,7 +81,7 @@ consteval PixelRowsByChannels pixel_rows() {
 }
 
 template <class Family>
-consteval TensorRows tensor_rows() {
+consteval TensorRows tensor_rows_of() {
   return {{{blob_element<Family, float>(TAVIX_DATA_TYPE_FLOAT32),
             blob_element<Family, int8_t>(TAVIX_DATA_TYPE_INT8),
             blob_element<Family, int32_t>(TAVIX_DATA_TYPE_INT32),

@@ -90,7 +90,7 @@ struct NormalizeFamilyAvx2 {
 
 }  // namespace
 
-constinit const NormalizeRows kNormalizeRowsAvx2 = normalize_rows<NormalizeFamilyAvx2>();
+constinit const NormalizeRows kNormalizeRowsAvx2 = normalize_rows_of<NormalizeFamilyAvx2>();
 
 }  // namespace tavix::module
 

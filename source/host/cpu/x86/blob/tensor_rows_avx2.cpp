@@ -336,7 +336,7 @@ struct TensorRowsFamilyAvx2 {
 
 }  // namespace
 
-constinit const TensorRows kTensorRowsAvx2 = tensor_rows<TensorRowsFamilyAvx2>();
+constinit const TensorRows kTensorRowsAvx2 = tensor_rows_of<TensorRowsFamilyAvx2>();
 
 }  // namespace tavix::module
 

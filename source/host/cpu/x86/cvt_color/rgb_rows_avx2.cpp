@@ -430,7 +430,7 @@ TAVIX_AVX2_END
 
 namespace tavix::module {
 
-constinit const RgbRows rgb_rows_avx2 = {
+constinit const RgbRows kRgbRowsAvx2 = {
     .shuffle_bytes = PackedRows::of<ShuffleBytesRowAvx2>(),
     .shuffle_floats = PackedRows::of<ShuffleFloatsRowAvx2>(),
     .bytes_to_floats = PackedRows::of<BytesToFloatsRowAvx2>(),

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+// Which record serves which level: one line for each family, portable, AVX2, AVX-512, VBMI.
+#include "cpu_dispatch/kernel_families.h"
+
+// The records that x86 adds.
+#if defined(__x86_64__)
+#define TAVIX_X86(...) , __VA_ARGS__
+#else
+#define TAVIX_X86(...)
+#endif
+
+namespace tavix::module {
+
+constinit KernelFamily<NormalizeRows> normalize_family = {
+    {&kNormalizeRowsC TAVIX_X86(&kNormalizeRowsAvx2)}};
+constinit KernelFamily<RgbRows> rgb_family = {{&kRgbRowsC TAVIX_X86(&kRgbRowsAvx2)}};
+constinit KernelFamily<TensorRows> tensor_family = {{&kTensorRowsC TAVIX_X86(&kTensorRowsAvx2)}};
+
+const NormalizeRows &normalize_rows() {
+  return normalize_family.best();
+}
+const RgbRows &rgb_rows() {
+  return rgb_family.best();
+}
+const TensorRows &tensor_rows() {
+  return tensor_family.best();
+}
+
+}  // namespace tavix::module

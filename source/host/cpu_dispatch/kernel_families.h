@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+// The kernel families of the library. Each accessor is declared with its row functions; the
+// families themselves are named here for the tests, which force levels and add records.
+#pragma once
+
+#include "cpu/common_c/blob/normalize_row.h"
+#include "cpu/common_c/blob/tensor_rows.h"
+#include "cpu/tavix_cvt_color/rgb_rows.h"
+#include "cpu_dispatch/kernel_family.h"
+
+namespace tavix::module {
+
+extern constinit KernelFamily<NormalizeRows> normalize_family;
+extern constinit KernelFamily<RgbRows> rgb_family;
+extern constinit KernelFamily<TensorRows> tensor_family;
+
+}  // namespace tavix::module
