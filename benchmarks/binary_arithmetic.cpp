@@ -59,7 +59,7 @@ using BinaryFunction = decltype(TavixFrameBinaryArithmeticByCPU);
 
 Comparison<Frames> compare_binary(const std::string &suffix, const Operation &operation,
                                   const Layout &layout, const Parameters &parameters,
-                                  BinaryFunction *function) {
+                                  BinaryFunction *function, bool by_level) {
   const std::string name =
       std::string("binary_") + operation.name + "_" + layout.name + "_" + parameters.name + suffix;
   return compare(name,
@@ -67,10 +67,12 @@ Comparison<Frames> compare_binary(const std::string &suffix, const Operation &op
                    return Frames({noise(format, size, 1), noise(format, size, 2, {1.0f, 255.0f})},
                                  Frame(format, size));
                  })
-      .ours([code = operation.code, &parameters, function](Frames &f) {
-        function(f.src[0], f.src[1], code, parameters.alpha, parameters.beta, parameters.gamma,
-                 f.dst);
-      });
+      .ours(
+          [code = operation.code, &parameters, function](Frames &f) {
+            function(f.src[0], f.src[1], code, parameters.alpha, parameters.beta, parameters.gamma,
+                     f.dst);
+          },
+          by_level);
 }
 
 // Runs a composition of OpenCV calls on strips of rows that stay in the second cache.
@@ -188,7 +190,7 @@ void naive(Frames &f, const Parameters &parameters) {
 template <int op>
 void compare_portable(const Layout &layout, const Parameters &parameters) {
   auto comparison = compare_binary("_portable", kOperations[op], layout, parameters,
-                                   TavixFrameBinaryArithmeticCommonC);
+                                   TavixFrameBinaryArithmeticCommonC, false);
   comparison.peer("naive", kExact, [&layout, &parameters](Frames &f) {
     layout.format == kBytes.format ? naive<uint8_t, op>(f, parameters)
                                    : naive<float, op>(f, parameters);
@@ -207,8 +209,8 @@ void register_benchmarks() {
   for (const Layout *layout : {&kBytes, &kFloats})
     for (const Parameters *parameters : {&kNeutral, &kWeighted}) {
       for (const Operation &operation : kOperations) {
-        auto comparison =
-            compare_binary("", operation, *layout, *parameters, TavixFrameBinaryArithmeticByCPU);
+        auto comparison = compare_binary("", operation, *layout, *parameters,
+                                         TavixFrameBinaryArithmeticByCPU, true);
         add_peers(comparison, operation, *layout, *parameters);
       }
       compare_all_portable(*layout, *parameters, module::BinaryOps{});

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "common/parallel/tavix_parallel_wrapper.h"
-#include "cpu_dispatch/cpu_features.h"
+#include "cpu_dispatch/cpu_level.h"
 #include "support/stream.h"
 
 namespace tavix::benchmarks {
@@ -113,6 +113,19 @@ void stream_same_bytes(Workload &work) {
                                        work.outputs.size()));
 }
 
+// Ours on a processor that has no more than a level.
+detail::Run at_level(const detail::Run &ours, module::CpuLevel level) {
+  return [ours, level](Workload &work) {
+    uint32_t &flags = module::detail::features.flags;
+    const uint32_t processor = flags;
+    if (level == module::CpuLevel::kPortable) flags &= ~module::TAVIX_CPU_FEATURE_AVX2;
+    module::detail::level_limit = level;
+    ours(work);
+    module::detail::level_limit = module::CpuLevel::kAvx512Vbmi;
+    flags = processor;
+  };
+}
+
 }  // namespace
 
 Frames::Frames(std::vector<Frame> sources, Frame destination)
@@ -127,6 +140,14 @@ namespace detail {
 void add_limits(const Case &subject) {
   add(subject, "memcpy", copy_same_bytes, nothing_to_check);
   if (module::use_avx2()) add(subject, "stream", stream_same_bytes, too_many_streams);
+}
+
+void add_ours(const Case &subject, const Run &ours, bool by_level) {
+  add(subject, "tavix", ours, nothing_to_check);
+  if (!by_level) return;
+  constexpr const char *kNames[] = {"portable", "avx2", "avx512"};
+  for (int level = 0; level < int(module::cpu_level()); ++level)
+    add(subject, kNames[level], at_level(ours, module::CpuLevel(level)), nothing_to_check);
 }
 
 void add_peer(const Case &subject, const std::string &peer, const Run &ours, const Run &run,

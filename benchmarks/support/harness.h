@@ -13,8 +13,9 @@
 //   }
 //
 // and one line of CMakeLists.txt: tavix_benchmark(subject peers...). The benchmarks are named
-// operation/peer/size, ours is "tavix", and "memcpy" and "stream" are added to every operation. All
-// run on one thread. A peer that claims equal work is checked against ours before it is timed.
+// operation/peer/size, ours is "tavix", and "memcpy" and "stream" are added to every operation, and
+// ours once more for each narrower level of processor than the one at hand ("portable", "avx2",
+// "avx512"). All run on one thread. A peer that claims equal work is checked against ours before it is timed.
 #pragma once
 
 #include <functional>
@@ -65,6 +66,7 @@ struct Case {
 using Run = std::function<void(Workload &work)>;
 
 void add_limits(const Case &subject);
+void add_ours(const Case &subject, const Run &ours, bool by_level);
 void add_peer(const Case &subject, const std::string &peer, const Run &ours, const Run &run,
               Tolerance tolerance);
 
@@ -77,10 +79,11 @@ class Comparison {
     detail::add_limits(subject_);
   }
 
+  // by_level: the call has kernels of its own for several levels of processor.
   template <class Run>
-  Comparison &ours(Run run) {
+  Comparison &ours(Run run, bool by_level = true) {
     ours_ = erase(std::move(run));
-    detail::add_peer(subject_, "tavix", ours_, ours_, kUnequalWork);
+    detail::add_ours(subject_, ours_, by_level);
     return *this;
   }
 
