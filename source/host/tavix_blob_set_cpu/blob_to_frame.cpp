@@ -116,29 +116,30 @@ int32_t blob_to_frame(const char *function, const TavixBlob *src_blob,
                       const TavixFrames *dst_frames, TensorShape (*shape_of)(const TavixBlob &),
                       bool planar) {
   const auto *src = static_cast<const uint8_t *>(TavixBlobBufferGet(src_blob));
-  TAVIX_REFUSE_AS_IF(function, any_null(src), TAVIX_ERROR_INVALID_DATA,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src), TAVIX_ERROR_INVALID_DATA,
                      "TavixBlobBufferGet is nullptr");
-  TAVIX_REFUSE_AS_IF(function, any_null(dst_frames), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst_frames), TAVIX_ERROR_INVALID_PARAM,
                      "dst_frames(%p) must not be nullptr", dst_frames);
-  TAVIX_REFUSE_AS_IF(function, dst_frames->frame_num != 1, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, dst_frames->frame_num != 1, TAVIX_ERROR_INVALID_PARAM,
                      "dst_frames->frame_num:%d need to be 1", dst_frames->frame_num);
-  TAVIX_REFUSE_AS_IF(function, any_null(dst_frames->frames), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst_frames->frames), TAVIX_ERROR_INVALID_PARAM,
                      "dst_frames->frames(%p) must not be nullptr", dst_frames->frames);
   TavixFrameV2 *dst = dst_frames->frames[0];
-  TAVIX_REFUSE_AS_IF(function, any_null(dst), TAVIX_ERROR_INVALID_PARAM, "dst_frame is nullptr");
-  TAVIX_REFUSE_AS_IF(function, any_plane_null(dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst), TAVIX_ERROR_INVALID_PARAM,
+                     "dst_frame is nullptr");
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_plane_null(dst), TAVIX_ERROR_INVALID_PARAM,
                      "dst_frame->data[0] is nullptr");
   // Not the status of the other direction, on purpose.
-  TAVIX_REFUSE_AS_IF(function, src_blob->dims_size != 4, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, src_blob->dims_size != 4, TAVIX_ERROR_INVALID_PARAM,
                      "src_blob_dims.size:%d need to be 4", src_blob->dims_size);
   const TensorShape shape = shape_of(*src_blob);
   const TavixVideoInfo &video = dst->video;
-  TAVIX_REFUSE_AS_IF(function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
                      "dst_frame_width:%d dst_frame_height:%d dst_frame_channel:%d need great or "
                      "equle than src_blob_width:%d src_blob_height:%d src_blob_channel:%d",
                      video.width, video.height, video.channels, shape.w, shape.h, shape.c);
   if (differs(shape, video)) {
-    TAVIX_LOG_AS(function, TAVIX_LOG_WARNING,
+    TAVIX_LOG_AS(kUnit, function, TAVIX_LOG_WARNING,
                  "dst_frame_width:%d dst_frame_height:%d dst_frame_channel:%d is different from "
                  "src_blob_width:%d src_blob_height:%d src_blob_channel:%d",
                  video.width, video.height, video.channels, shape.w, shape.h, shape.c);
@@ -150,18 +151,18 @@ int32_t blob_to_frame(const char *function, const TavixBlob *src_blob,
   // The type is refused at the first element: an empty blob has none. The texts are kept as they
   // are.
   if (!shape.empty() && element == nullptr) {
-    TAVIX_REFUSE_AS_IF(function, float_frame, TAVIX_ERROR_UNSUPPORTED,
+    TAVIX_REFUSE_AS_IF(kUnit, function, float_frame, TAVIX_ERROR_UNSUPPORTED,
                        "BlobToFrameDataConvert dst_blob data_type:%d is not support",
                        src_blob->data_type);
-    TAVIX_REFUSE_AS_IF(function, true, TAVIX_ERROR_UNSUPPORTED,
-                       "ConvertUChar dst_blob data_type:%d is not support", src_blob->data_type);
+    TAVIX_REFUSE_AS(kUnit, function, TAVIX_ERROR_UNSUPPORTED,
+                    "ConvertUChar dst_blob data_type:%d is not support", src_blob->data_type);
   }
-  TAVIX_REFUSE_AS_IF(function, !all_host(dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, !all_host(dst), TAVIX_ERROR_INVALID_PARAM,
                      "dst_frame memory(%d) must be in host memory", dst->memory);
   if (shape.empty()) return TAVIX_OK;
-  TAVIX_REFUSE_AS_IF(function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_PARAM,
-                     "src_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c,
-                     shape.h, shape.w);
+  TAVIX_REFUSE_AS_IF(
+      kUnit, function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_PARAM,
+      "src_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c, shape.h, shape.w);
 
   if (float_frame) {
     TensorReader<float>(*dst, shape, rows, *element).read(src, planar);

@@ -120,15 +120,15 @@ class TensorWriter {
 // What both layouts check first.
 int32_t check_records(const char *function, const TavixFrames *src_frames,
                       const TavixBlob *dst_blob) {
-  TAVIX_REFUSE_AS_IF(function, any_null(src_frames), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src_frames), TAVIX_ERROR_INVALID_PARAM,
                      "src_frames(%p) must not be nullptr", src_frames);
-  TAVIX_REFUSE_AS_IF(function, src_frames->frame_num != 1, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, src_frames->frame_num != 1, TAVIX_ERROR_INVALID_PARAM,
                      "src_frame num:%d need to be 1", src_frames->frame_num);
-  TAVIX_REFUSE_AS_IF(function, any_null(src_frames->frames), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src_frames->frames), TAVIX_ERROR_INVALID_PARAM,
                      "src_frames->frames(%p) must not be nullptr", src_frames->frames);
-  TAVIX_REFUSE_AS_IF(function, any_null(src_frames->frames[0]), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src_frames->frames[0]), TAVIX_ERROR_INVALID_PARAM,
                      "src_frame is nullptr");
-  TAVIX_REFUSE_AS_IF(function, dst_blob->dims_size != 4, TAVIX_ERROR_INVALID_DATA,
+  TAVIX_REFUSE_AS_IF(kUnit, function, dst_blob->dims_size != 4, TAVIX_ERROR_INVALID_DATA,
                      "dst_blob_dims size:%d need to be 4", dst_blob->dims_size);
   return TAVIX_OK;
 }
@@ -136,17 +136,17 @@ int32_t check_records(const char *function, const TavixFrames *src_frames,
 int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const TavixBlob &dst_blob,
                       const TensorShape &shape, bool planar) {
   auto *dst = static_cast<uint8_t *>(TavixBlobBufferGet(&dst_blob));
-  TAVIX_REFUSE_AS_IF(function, any_null(dst), TAVIX_ERROR_INVALID_DATA,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst), TAVIX_ERROR_INVALID_DATA,
                      "TavixBlobBufferGet is nullptr");
-  TAVIX_REFUSE_AS_IF(function, any_plane_null(&src), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_plane_null(&src), TAVIX_ERROR_INVALID_PARAM,
                      "src_frame data[0] is nullptr");
   const TavixVideoInfo &video = src.video;
-  TAVIX_REFUSE_AS_IF(function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
                      "src_frame_width:%d src_frame_height:%d src_frame_channel:%d need great or "
                      "equle than dst_blob_width:%d dst_blob_height:%d dst_blob_channel:%d",
                      video.width, video.height, video.channels, shape.w, shape.h, shape.c);
   if (differs(shape, video)) {
-    TAVIX_LOG_AS(function, TAVIX_LOG_DEBUG,
+    TAVIX_LOG_AS(kUnit, function, TAVIX_LOG_DEBUG,
                  "src_frame_width:%d src_frame_height:%d src_frame_channel:%d is different from "
                  "dst_blob_width:%d dst_blob_height:%d dst_blob_channel:%d",
                  video.width, video.height, video.channels, shape.w, shape.h, shape.c);
@@ -157,15 +157,15 @@ int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const Tavix
   const BlobElement *element = find_element(rows, dst_blob.data_type);
   // The type is refused at the first element: an empty blob has none.
   if (!shape.empty() && element == nullptr) {
-    TAVIX_REFUSE_AS_IF(function, float_frame, TAVIX_ERROR_UNSUPPORTED,
+    TAVIX_REFUSE_AS_IF(kUnit, function, float_frame, TAVIX_ERROR_UNSUPPORTED,
                        "ConvertFloat dst_blob data_type:%d is not support", dst_blob.data_type);
-    TAVIX_REFUSE_AS_IF(function, true, TAVIX_ERROR_UNSUPPORTED,
-                       "ConvertUChar dst_blob data_type:%d is not support", dst_blob.data_type);
+    TAVIX_REFUSE_AS(kUnit, function, TAVIX_ERROR_UNSUPPORTED,
+                    "ConvertUChar dst_blob data_type:%d is not support", dst_blob.data_type);
   }
-  TAVIX_REFUSE_AS_IF(function, !all_host(&src), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, !all_host(&src), TAVIX_ERROR_INVALID_PARAM,
                      "src_frame memory(%d) must be in host memory", src.memory);
   if (shape.empty()) return TAVIX_OK;
-  TAVIX_REFUSE_AS_IF(function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_DATA,
+  TAVIX_REFUSE_AS_IF(kUnit, function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_DATA,
                      "dst_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c,
                      shape.h, shape.w);
 
@@ -190,7 +190,7 @@ int32_t FrameHWCToBlobNHWCByCPU(const TavixFrames *src_frames, const TavixBlob *
   const int32_t status = check_records(__func__, src_frames, dst_blob);
   if (status != TAVIX_OK) return status;
   const uint32_t layout = dst_blob->data_format;
-  TAVIX_REFUSE_IF(layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data_format:%d need to be NHWC or NCHW", layout);
   return frame_to_blob(
       __func__, *src_frames->frames[0], *dst_blob,

@@ -59,14 +59,14 @@ int32_t make_channel_frames(const TavixFrameV2 &src_frame, const cv::Mat &src, u
   for (const ChannelDescriptor &channel : kChannels) {
     if ((mask & channel.bit) == 0) continue;
     const int32_t index = is_bgr_ordered(format) ? channel.bgr_index : channel.index;
-    TAVIX_REFUSE_AS_IF(kFunction, channels < index + 1, TAVIX_ERROR_INVALID_PARAM,
+    TAVIX_REFUSE_AS_IF(kUnit, kFunction, channels < index + 1, TAVIX_ERROR_INVALID_PARAM,
                        "Split %s requires %d channels (src has %d)", channel.name, index + 1,
                        src_frame.video.channels);
     TavixFrameV2 *frame =
         alloc_like(src_frame, is_float(format) ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8);
     dst_frames.*channel.slot = frame;
-    TAVIX_REFUSE_AS_IF(kFunction, frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
-                       "%s channel alloc failed", channel.name);
+    TAVIX_REFUSE_AS_IF(kUnit, kFunction, frame == nullptr || any_plane_null(frame),
+                       TAVIX_ERROR_MEMORY, "%s channel alloc failed", channel.name);
     // Packed rows, whatever stride the new frame has, on purpose.
     planes[size_t(index)] = cv::Mat(src.rows, src.cols, src.depth(), frame->data[0]);
   }
@@ -87,15 +87,15 @@ void fill_rows(TavixFrameV2 &frame, T value) {
 
 int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelFrames *dst_frames,
                                     uint32_t mask) {
-  TAVIX_REFUSE_IF(src_frame == nullptr || dst_frames == nullptr, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, src_frame == nullptr || dst_frames == nullptr, TAVIX_ERROR_INVALID_PARAM,
                   "src_frame:%p or dst_frames:%p is nullptr", src_frame, dst_frames);
   const int32_t format = src_frame->video.format;
   const int type = opencv_type(format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported src_frame pixel type:%d to OpencvType!", format);
-  TAVIX_REFUSE_IF(any_plane_null(src_frame), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src_frame), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0] is nullptr");
-  TAVIX_REFUSE_IF(!all_host(src_frame), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, !all_host(src_frame), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->memory:%d is not host memory", src_frame->memory);
 
   // Channels asked for are split straight into their frames' memory, the others into the void.
@@ -109,33 +109,33 @@ int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelF
 int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *mask_frame,
                                TavixFrameV2 **dst_frame) {
   TAVIX_REFUSE_IF(
-      any_null(src_frame, mask_frame) || dst_frame == nullptr, TAVIX_ERROR_INVALID_PARAM,
+      kUnit, any_null(src_frame, mask_frame) || dst_frame == nullptr, TAVIX_ERROR_INVALID_PARAM,
       "src_frame:%p, mask:%p or dst_frame address:%p is nullptr", src_frame, mask_frame, dst_frame);
   const TavixVideoInfo &src = src_frame->video, &mask = mask_frame->video;
-  TAVIX_REFUSE_IF(mask.channels != 1, TAVIX_ERROR_INVALID_PARAM, "mask channels:%d need to be 1",
-                  mask.channels);
-  TAVIX_REFUSE_IF(mask.format != TAVIX_PIX_FMT_GRAY8 && mask.format != TAVIX_PIX_FMT_GRAYF32,
+  TAVIX_REFUSE_IF(kUnit, mask.channels != 1, TAVIX_ERROR_INVALID_PARAM,
+                  "mask channels:%d need to be 1", mask.channels);
+  TAVIX_REFUSE_IF(kUnit, mask.format != TAVIX_PIX_FMT_GRAY8 && mask.format != TAVIX_PIX_FMT_GRAYF32,
                   TAVIX_ERROR_UNSUPPORTED,
                   "mask video format is:%d now only support TAVIX_PIX_FMT_GRAY8 or "
                   "TAVIX_PIX_FMT_GRAYF32!",
                   mask.format);
   const int src_type = opencv_type(src.format), mask_type = opencv_type(mask.format);
-  TAVIX_REFUSE_IF(src_type < 0 || mask_type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, src_type < 0 || mask_type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported src_frame pixel type:%d or mask pixel type:%d to OpencvType!",
                   src.format, mask.format);
   const int32_t format = alpha_partner(src.format);
-  TAVIX_REFUSE_IF(format == TAVIX_PIX_FMT_NONE, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, format == TAVIX_PIX_FMT_NONE, TAVIX_ERROR_INVALID_PARAM,
                   "Not suppoted src frame pixel format:%d", src.format);
-  TAVIX_REFUSE_IF(!all_host(src_frame, mask_frame), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, !all_host(src_frame, mask_frame), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->memory:%d or mask->memory:%d is not host memory", src_frame->memory,
                   mask_frame->memory);
 
   TavixFrameV2 *frame = alloc_like(*src_frame, format);
   *dst_frame = frame;
-  TAVIX_REFUSE_IF(frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
+  TAVIX_REFUSE_IF(kUnit, frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
                   "des frame data allocate error");
   if (any_plane_null(src_frame, mask_frame)) {
-    TAVIX_LOG(TAVIX_LOG_ERROR, "src_frame->data[0]:%p or mask->data[0]:%p is nullptr",
+    TAVIX_LOG(kUnit, TAVIX_LOG_ERROR, "src_frame->data[0]:%p or mask->data[0]:%p is nullptr",
               src_frame->data[0], mask_frame->data[0]);
     TavixFrameFreeV2(frame);  // the output is not reset, on purpose
     return TAVIX_ERROR_INVALID_PARAM;
@@ -170,22 +170,23 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
 
 int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFrameV2 *beta_frame,
                                   TavixFrameV2 **dst_frame) {
-  TAVIX_REFUSE_IF(any_null(alpha_frame, beta_frame) || dst_frame == nullptr,
+  TAVIX_REFUSE_IF(kUnit, any_null(alpha_frame, beta_frame) || dst_frame == nullptr,
                   TAVIX_ERROR_INVALID_PARAM,
                   "alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr", alpha_frame,
                   beta_frame, dst_frame);
-  TAVIX_REFUSE_IF(*dst_frame != nullptr && *dst_frame != beta_frame, TAVIX_ERROR_INVALID_PARAM,
-                  "*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p", *dst_frame,
-                  beta_frame);
+  TAVIX_REFUSE_IF(
+      kUnit, *dst_frame != nullptr && *dst_frame != beta_frame, TAVIX_ERROR_INVALID_PARAM,
+      "*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p", *dst_frame, beta_frame);
   const int type = opencv_type(alpha_frame->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type:%d To OpencvType!",
-                  alpha_frame->video.format);
-  TAVIX_REFUSE_IF(!all_host(alpha_frame, beta_frame), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
+                  "Unsupported Frame Type:%d To OpencvType!", alpha_frame->video.format);
+  TAVIX_REFUSE_IF(kUnit, !all_host(alpha_frame, beta_frame), TAVIX_ERROR_INVALID_PARAM,
                   "alpha_frame->memory:%d or beta_frame->memory:%d is not host memory",
                   alpha_frame->memory, beta_frame->memory);
 
   if (*dst_frame == nullptr) *dst_frame = alloc_like(*beta_frame, beta_frame->video.format);
-  TAVIX_REFUSE_IF(*dst_frame == nullptr, TAVIX_ERROR_MEMORY, "TavixVideoFrameAllocV2 failed");
+  TAVIX_REFUSE_IF(kUnit, *dst_frame == nullptr, TAVIX_ERROR_MEMORY,
+                  "TavixVideoFrameAllocV2 failed");
   try {
     cv::Mat result = plane_view(**dst_frame, type);
     cv::multiply(plane_view(*alpha_frame, type), plane_view(*beta_frame, type), result, 1.0, type);
@@ -197,9 +198,9 @@ int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFr
 int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float value) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
   const int32_t size = element_size(src->video.format);
-  TAVIX_REFUSE_IF(size < 0, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, size < 0, TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameMemfillByCPU byte_size is not support\n");
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
                   dst->data[0]);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
@@ -211,7 +212,7 @@ int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float
       fill_rows(*dst, value);
       return TAVIX_OK;
   }
-  TAVIX_LOG(TAVIX_LOG_ERROR,
+  TAVIX_LOG(kUnit, TAVIX_LOG_ERROR,
             "TavixFrameMemfillByCPU src_frame video format:%d is not implemented now",
             src->video.format);
   return TAVIX_ERROR_UNSUPPORTED;

@@ -27,15 +27,16 @@ int32_t run_morphology(const Morphology &morphology, const TavixFrameV2 *src, Ta
                        const TavixKernel *kernel) {
   const char *function = morphology.function;
   TAVIX_REFUSE_NULL_FRAMES_AS(function, src, dst);
-  TAVIX_REFUSE_AS_IF(function, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                      "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
                      dst->data[0]);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_AS_IF(function, type < 0, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, function, type < 0, TAVIX_ERROR_INVALID_PARAM,
                      "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_REFUSE_AS_IF(function, any_null(kernel), TAVIX_ERROR_INVALID_PARAM, "kernel:%p is nullptr",
-                     kernel);
-  TAVIX_REFUSE_AS_IF(function, kernel->data_type != TAVIX_DATA_TYPE_UINT8, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(kernel), TAVIX_ERROR_INVALID_PARAM,
+                     "kernel:%p is nullptr", kernel);
+  TAVIX_REFUSE_AS_IF(kUnit, function, kernel->data_type != TAVIX_DATA_TYPE_UINT8,
+                     TAVIX_ERROR_UNSUPPORTED,
                      "Only UINT8 data type is supported, current data type: %d", kernel->data_type);
   TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src, dst);
   try {
@@ -51,13 +52,13 @@ int32_t run_morphology(const Morphology &morphology, const TavixFrameV2 *src, Ta
 
 int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSize size) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
                   dst->data[0]);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type:%d To OpencvType!",
-                  src->video.format);
-  TAVIX_REFUSE_IF(src->video.format != dst->video.format, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
+                  "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_REFUSE_IF(kUnit, src->video.format != dst->video.format, TAVIX_ERROR_INVALID_PARAM,
                   "src_frame and dst_frame have different formats: %d vs %d", src->video.format,
                   dst->video.format);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
@@ -73,13 +74,15 @@ int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSiz
 int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                  const TavixSize *size) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr", src->data[0],
                   dst->data[0]);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported Frame Type To OpencvType!");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
-  TAVIX_REFUSE_IF(any_null(size), TAVIX_ERROR_INVALID_PARAM, "kernel_size:%p is nullptr", size);
+  TAVIX_REFUSE_IF(kUnit, any_null(size), TAVIX_ERROR_INVALID_PARAM, "kernel_size:%p is nullptr",
+                  size);
   try {
     constexpr bool kNormalize = false;  // sums, not means, on purpose
     cv::Mat result = plane_view(*dst, type);
@@ -93,14 +96,15 @@ int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
 int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                 const TavixKernel *kernel) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
                   dst->data[0]);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type:%d To OpencvType!",
-                  src->video.format);
-  TAVIX_REFUSE_IF(any_null(kernel), TAVIX_ERROR_INVALID_PARAM, "kernel:%p is nullptr", kernel);
-  TAVIX_REFUSE_IF(kernel->data_type != TAVIX_DATA_TYPE_FLOAT32, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
+                  "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_REFUSE_IF(kUnit, any_null(kernel), TAVIX_ERROR_INVALID_PARAM, "kernel:%p is nullptr",
+                  kernel);
+  TAVIX_REFUSE_IF(kUnit, kernel->data_type != TAVIX_DATA_TYPE_FLOAT32, TAVIX_ERROR_INVALID_PARAM,
                   "kernel->data_type:%d is not supported!", kernel->data_type);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
   try {
@@ -126,9 +130,9 @@ int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *ds
                                        double max_value, int32_t type) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
   const int cv_type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(cv_type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType!",
-                  src->video.format);
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, cv_type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
                   dst->data[0]);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
@@ -143,11 +147,12 @@ int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *ds
 int32_t TavixFrameMinMaxNormByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t alpha,
                                   int32_t beta) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
                   dst->data[0]);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM, "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
+                  "Unsupported Frame Type To OpencvType!");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
   try {
     cv::Mat result = plane_view(*dst, type);

@@ -36,56 +36,56 @@ void fill_list(TavixFrames &list, const FrameArray &array, const TavixFrameV2 *f
 // The entries for one frame take the layout code itself as the slot, so that codes 9 to 14 mean the
 // layouts CNH4 to C; those for lists fold the codes from 1000 on. Both are kept as they are.
 int32_t TavixFrameToBlobByCPU(const TavixFrameV2 *src_frame, TavixBlob *dst_blob) {
-  TAVIX_REFUSE_IF(any_null(dst_blob), TAVIX_ERROR_INVALID_PARAM, "dst_blob(%p) must not be nullptr",
-                  dst_blob);
+  TAVIX_REFUSE_IF(kUnit, any_null(dst_blob), TAVIX_ERROR_INVALID_PARAM,
+                  "dst_blob(%p) must not be nullptr", dst_blob);
   const auto convert = kFrameToBlobConverters[raw_layout_slot(dst_blob->data_format)];
-  TAVIX_REFUSE_IF(convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data format:%d is not support", dst_blob->data_format);
   const auto list = make_frame_list();
-  TAVIX_REFUSE_IF(list == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrames failed");
+  TAVIX_REFUSE_IF(kUnit, list == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrames failed");
   const auto array = make_frame_array();
-  TAVIX_REFUSE_IF(array == nullptr, TAVIX_ERROR_MEMORY, "malloc frames failed");
+  TAVIX_REFUSE_IF(kUnit, array == nullptr, TAVIX_ERROR_MEMORY, "malloc frames failed");
   fill_list(*list, array, src_frame);
   const int32_t status = convert(list.get(), dst_blob);
-  TAVIX_REFUSE_IF(status != TAVIX_OK, status, "convert data type failed");
+  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
   return TAVIX_OK;
 }
 
 int32_t TavixFramesToBlobByCPU(const TavixFrames *src_frames, TavixBlob *dst_blob) {
-  TAVIX_REFUSE_IF(any_null(dst_blob), TAVIX_ERROR_INVALID_PARAM, "dst_blob(%p) must not be nullptr",
-                  dst_blob);
+  TAVIX_REFUSE_IF(kUnit, any_null(dst_blob), TAVIX_ERROR_INVALID_PARAM,
+                  "dst_blob(%p) must not be nullptr", dst_blob);
   const auto convert = kFrameToBlobConverters[layout_slot(dst_blob->data_format)];
-  TAVIX_REFUSE_IF(convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data format:%d is not support", dst_blob->data_format);
   const int32_t status = convert(src_frames, dst_blob);
-  TAVIX_REFUSE_IF(status != TAVIX_OK, status, "convert data type failed");
+  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
   return TAVIX_OK;
 }
 
 // The messages speak of a destination blob in this direction too.
 int32_t TavixBlobToFrameByCPU(const TavixBlob *src_blob, TavixFrameV2 *dst_frame) {
-  TAVIX_REFUSE_IF(any_null(src_blob), TAVIX_ERROR_INVALID_PARAM, "src_blob(%p) must not be nullptr",
-                  src_blob);
+  TAVIX_REFUSE_IF(kUnit, any_null(src_blob), TAVIX_ERROR_INVALID_PARAM,
+                  "src_blob(%p) must not be nullptr", src_blob);
   const auto convert = kBlobToFrameConverters[raw_layout_slot(src_blob->data_format)];
-  TAVIX_REFUSE_IF(convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data format:%d is not support", src_blob->data_format);
   const auto list = make_frame_list();
-  TAVIX_REFUSE_IF(list == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrames failed");
+  TAVIX_REFUSE_IF(kUnit, list == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrames failed");
   const auto array = make_frame_array();
-  TAVIX_REFUSE_IF(array == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrameV2 failed");
+  TAVIX_REFUSE_IF(kUnit, array == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrameV2 failed");
   fill_list(*list, array, dst_frame);
   const int32_t status = convert(src_blob, list.get());
-  TAVIX_REFUSE_IF(status != TAVIX_OK, status, "convert data type failed");
+  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
   return TAVIX_OK;
 }
 
 int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames *dst_frames) {
-  TAVIX_REFUSE_IF(any_null(src_blob), TAVIX_ERROR_INVALID_PARAM, "src_blob(%p) must not be nullptr",
-                  src_blob);
+  TAVIX_REFUSE_IF(kUnit, any_null(src_blob), TAVIX_ERROR_INVALID_PARAM,
+                  "src_blob(%p) must not be nullptr", src_blob);
   const auto convert = kBlobToFrameConverters[layout_slot(src_blob->data_format)];
-  TAVIX_REFUSE_IF(convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data format:%d is not support", src_blob->data_format);
   const int32_t status = convert(src_blob, dst_frames);
-  TAVIX_REFUSE_IF(status != TAVIX_OK, status, "convert data type failed");
+  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
   return TAVIX_OK;
 }

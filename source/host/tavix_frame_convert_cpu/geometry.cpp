@@ -33,18 +33,20 @@ int32_t warp_frame(const WarpKind &kind, TavixFrameV2 *dst_frame, const TavixFra
   TAVIX_REFUSE_NULL_FRAMES_AS(kind.function, src_frame, dst_frame);
   const int src_type = opencv_type(src_frame->video.format);
   const int dst_type = opencv_type(dst_frame->video.format);
-  TAVIX_REFUSE_AS_IF(kind.function, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_AS_IF(kUnit, kind.function, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
                      "Unsupported src frame type:%d or dst frame type:%d to OpencvType",
                      src_frame->video.format, dst_frame->video.format);
-  TAVIX_REFUSE_AS_IF(kind.function, any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, kind.function, any_plane_null(src_frame, dst_frame),
+                     TAVIX_ERROR_INVALID_PARAM,
                      "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr",
                      src_frame->data[0], dst_frame->data[0]);
-  TAVIX_REFUSE_AS_IF(kind.function, src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
+  TAVIX_REFUSE_AS_IF(kUnit, kind.function,
+                     src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
                      TAVIX_ERROR_INVALID_PARAM,
                      "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid",
                      src_frame->linesize[0], dst_frame->linesize[0]);
   TAVIX_REFUSE_FOREIGN_MEMORY_AS(kind.function, src_frame, dst_frame);
-  TAVIX_REFUSE_AS_IF(kind.function, matrix == nullptr, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, kind.function, matrix == nullptr, TAVIX_ERROR_INVALID_PARAM,
                      "matrix:%p is nullptr", matrix);
 
   const cv::Mat src = plane_view(*src_frame, src_type);
@@ -57,12 +59,12 @@ int32_t warp_frame(const WarpKind &kind, TavixFrameV2 *dst_frame, const TavixFra
   kind.warp(src, result, coefficients, dst.size(), opencv_interpolation(interpolation), mode,
             cv::Scalar::all(border_value));
 
-  TAVIX_REFUSE_AS_IF(kind.function, result.type() != dst.type() || result.size() != dst.size(),
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "%s result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, "
-                     "type=%d)",
-                     kind.name, result.cols, result.rows, result.type(), dst.cols, dst.rows,
-                     dst.type());
+  TAVIX_REFUSE_AS_IF(
+      kUnit, kind.function, result.type() != dst.type() || result.size() != dst.size(),
+      TAVIX_ERROR_INVALID_PARAM,
+      "%s result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, "
+      "type=%d)",
+      kind.name, result.cols, result.rows, result.type(), dst.cols, dst.rows, dst.type());
   result.copyTo(dst);
   return TAVIX_OK;
 }
@@ -71,13 +73,13 @@ int32_t warp_frame(const WarpKind &kind, TavixFrameV2 *dst_frame, const TavixFra
 
 int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t width,
                               int32_t height, int32_t interpolation) {
-  TAVIX_REFUSE_IF(any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr", src,
                   dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByCPU not suppoted src frame data format:%d", src->video.format);
-  TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByCPU src frame data is nullptr");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
 
@@ -89,18 +91,18 @@ int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_
 
 int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst, double fx,
                                      double fy, int32_t interpolation) {
-  TAVIX_REFUSE_IF(any_null(src), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByScaleByCPU src frame:%p is nullptr", src);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByScaleByCPU not suppoted src frame data format:%d",
                   src->video.format);
-  TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByScaleByCPU src frame data is nullptr");
-  TAVIX_REFUSE_IF(!all_host(src), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, !all_host(src), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByScaleByCPU src frame memory:%d is not host memory",
                   src->memory);
-  TAVIX_REFUSE_IF(any_null(dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(dst), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr", dst);
 
   cv::Mat result;
@@ -110,7 +112,7 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
                                                result.rows, src->device, 1);
   *dst = frame;
   if (frame == nullptr || frame->data[0] == nullptr) {
-    TAVIX_LOG(TAVIX_LOG_ERROR, "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
+    TAVIX_LOG(kUnit, TAVIX_LOG_ERROR, "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
     TavixFrameFreeV2(frame);
     *dst = nullptr;
     return TAVIX_ERROR_MEMORY;
@@ -138,9 +140,9 @@ int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect
                            TavixRect dst_rect) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType",
-                  src->video.format);
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported Frame Type:%d To OpencvType", src->video.format);
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
                   dst->data[0]);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
@@ -156,9 +158,10 @@ int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
                                       double border_value) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
                   src->video.format);
-  TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM, "src_frame->data[0] is nullptr");
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame->data[0] is nullptr");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
 
   const cv::Mat picture = plane_view(*src, type);
@@ -172,7 +175,7 @@ int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
   const bool repeats_nothing = repeats && ((picture.rows == 0 && (top > 0 || bottom > 0)) ||
                                            (picture.cols == 0 && (left > 0 || right > 0)));
   TAVIX_REFUSE_IF(
-      sound && (too_large || repeats_nothing), TAVIX_ERROR_INVALID_PARAM,
+      kUnit, sound && (too_large || repeats_nothing), TAVIX_ERROR_INVALID_PARAM,
       "src frame:%dx%d can not take border:%d with top:%d, bottom:%d, left:%d, right:%d",
       picture.cols, picture.rows, border, top, bottom, left, right);
 

@@ -12,22 +12,22 @@
 
 // Closes the try block of a guarded operation: what() is the last argument of the format. Every
 // other exception leaves the call.
-#define TAVIX_CATCH_OPENCV_AS(function, status, ...)                        \
-  catch (const cv::Exception &exception) {                                  \
-    TAVIX_LOG_AS(function, TAVIX_LOG_ERROR, __VA_ARGS__, exception.what()); \
-    return status;                                                          \
+#define TAVIX_CATCH_OPENCV_AS(function, status, ...)                                           \
+  catch (const cv::Exception &exception) {                                                     \
+    TAVIX_LOG_AS(kFrameConvertUnit, function, TAVIX_LOG_ERROR, __VA_ARGS__, exception.what()); \
+    return status;                                                                             \
   }
 #define TAVIX_CATCH_OPENCV(status, ...) TAVIX_CATCH_OPENCV_AS(__func__, status, __VA_ARGS__)
 
 // Guards for what no operation's own checks name: records before them, memory after them.
-#define TAVIX_REFUSE_NULL_FRAMES_AS(function, src, dst)                       \
-  TAVIX_REFUSE_AS_IF(function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
+#define TAVIX_REFUSE_NULL_FRAMES_AS(function, src, dst)                                          \
+  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
                      "src_frame:%p or dst_frame:%p is nullptr", src, dst)
 #define TAVIX_REFUSE_NULL_FRAMES(src, dst) TAVIX_REFUSE_NULL_FRAMES_AS(__func__, src, dst)
 
-#define TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src, dst)                              \
-  TAVIX_REFUSE_AS_IF(function, !all_host(src, dst), TAVIX_ERROR_INVALID_PARAM,          \
-                     "src_frame->memory:%d or dst_frame->memory:%d is not host memory", \
+#define TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src, dst)                                        \
+  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !all_host(src, dst), TAVIX_ERROR_INVALID_PARAM, \
+                     "src_frame->memory:%d or dst_frame->memory:%d is not host memory",           \
                      src->memory, dst->memory)
 #define TAVIX_REFUSE_FOREIGN_MEMORY(src, dst) TAVIX_REFUSE_FOREIGN_MEMORY_AS(__func__, src, dst)
 

@@ -52,18 +52,18 @@ StripeArena &ParallelLoopBodyWrapper::arena() {
 void ParallelLoopBodyWrapper::Initialize() {
   tbb_arena = new StripeArena(worker_count);
   TavixAtDeinitializeRegister(&ParallelLoopBodyWrapper::Deinitialize);
-  TAVIX_LOG_AS("tavix::module::ParallelLoopBodyWrapper::Initialize", TAVIX_LOG_INFO,
+  TAVIX_LOG_AS(kUnit, "tavix::module::ParallelLoopBodyWrapper::Initialize", TAVIX_LOG_INFO,
                "tbb_arena_:%p created", static_cast<void *>(tbb_arena));
 }
 
 void ParallelLoopBodyWrapper::Deinitialize() {
   constexpr char kFunction[] = "tavix::module::ParallelLoopBodyWrapper::Deinitialize";
   const std::lock_guard lock(arena_mutex);
-  TAVIX_LOG_AS(kFunction, TAVIX_LOG_INFO, "parallel cleanup Enter, tbb_arena_:%p",
+  TAVIX_LOG_AS(kUnit, kFunction, TAVIX_LOG_INFO, "parallel cleanup Enter, tbb_arena_:%p",
                static_cast<void *>(tbb_arena));
   delete tbb_arena;
   tbb_arena = nullptr;
-  TAVIX_LOG_AS(kFunction, TAVIX_LOG_INFO, "parallel cleanup Leave");
+  TAVIX_LOG_AS(kUnit, kFunction, TAVIX_LOG_INFO, "parallel cleanup Leave");
 }
 
 void parallel_for_(const Range &range, const ParallelLoopBody &body, double nstripes) {

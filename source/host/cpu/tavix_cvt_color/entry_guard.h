@@ -43,20 +43,23 @@ constexpr bool lacks_planes(const TavixFrameV2 &frame, int32_t planes) {
 // Planes may be missing as long as the conversion leaves them alone: src_planes and dst_planes are
 // the numbers it touches.
 #define TAVIX_REFUSE_UNUSABLE_PLANES(src_frame, src_planes, dst_frame, dst_planes)                \
-  TAVIX_REFUSE_IF(any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,                      \
+  TAVIX_REFUSE_IF(kCvtColorUnit, any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,       \
                   "src_frame(%p) and dst_frame(%p) must not be nullptr", src_frame, dst_frame);   \
-  TAVIX_REFUSE_IF(converts_pixels(src_frame->video) && (impossible_channels(src_frame->video) ||  \
+  TAVIX_REFUSE_IF(kCvtColorUnit,                                                                  \
+                  converts_pixels(src_frame->video) && (impossible_channels(src_frame->video) ||  \
                                                         impossible_channels(dst_frame->video)),   \
                   TAVIX_ERROR_INVALID_PARAM,                                                      \
                   "src channels(%d) and dst channels(%d) do not fit formats %d and %d",           \
                   src_frame->video.channels, dst_frame->video.channels, src_frame->video.format,  \
                   dst_frame->video.format);                                                       \
-  TAVIX_REFUSE_IF(converts_pixels(src_frame->video) &&                                            \
+  TAVIX_REFUSE_IF(kCvtColorUnit,                                                                  \
+                  converts_pixels(src_frame->video) &&                                            \
                       (row_too_long(src_frame->video, src_frame->video.width) ||                  \
                        row_too_long(dst_frame->video, src_frame->video.width)),                   \
                   TAVIX_ERROR_INVALID_PARAM, "rows of %d pixels are too long",                    \
                   src_frame->video.width);                                                        \
-  TAVIX_REFUSE_IF(converts_pixels(src_frame->video) && (lacks_planes(*src_frame, src_planes) ||   \
+  TAVIX_REFUSE_IF(kCvtColorUnit,                                                                  \
+                  converts_pixels(src_frame->video) && (lacks_planes(*src_frame, src_planes) ||   \
                                                         lacks_planes(*dst_frame, dst_planes)),    \
                   TAVIX_ERROR_INVALID_PARAM, "a plane of src_frame(%p) or dst_frame(%p) is NULL", \
                   src_frame, dst_frame)

@@ -48,21 +48,21 @@ constexpr const GrayWeights &gray_weights(int32_t color_space) {
 }  // namespace
 
 int32_t ColorCopyCommon(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
-  TAVIX_REFUSE_IF(any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame or des_frame is NULL");
-  TAVIX_REFUSE_IF(any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
                   "frame data is NULL");
   return TavixFrameCopyV2(dst_frame, src_frame, 0, 0);
 }
 
 // The checks of the two entries that have some.
-#define TAVIX_REFUSE_BAD_PIXELS(src_frame, dst_frame)                              \
-  TAVIX_REFUSE_IF(any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,       \
-                  "src_frame or dst_frame is NULL");                               \
-  TAVIX_REFUSE_IF(any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM, \
-                  "frame data is NULL");                                           \
-  TAVIX_REFUSE_IF(!converts_pixels(src_frame->video), TAVIX_ERROR_INVALID_PARAM,   \
-                  "invalid frame dimensions: %dx%d", src_frame->video.width,       \
+#define TAVIX_REFUSE_BAD_PIXELS(src_frame, dst_frame)                                     \
+  TAVIX_REFUSE_IF(kUnit, any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,       \
+                  "src_frame or dst_frame is NULL");                                      \
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM, \
+                  "frame data is NULL");                                                  \
+  TAVIX_REFUSE_IF(kUnit, !converts_pixels(src_frame->video), TAVIX_ERROR_INVALID_PARAM,   \
+                  "invalid frame dimensions: %dx%d", src_frame->video.width,              \
                   src_frame->video.height)
 
 int32_t TavixBGR2RGB(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {

@@ -76,7 +76,7 @@ constexpr bool impossible_span(int64_t bytes) {
 }
 
 #define TAVIX_REFUSE_IMPOSSIBLE_SPAN(frame, plane, rows)                                \
-  TAVIX_REFUSE_IF(impossible_span(span_of((frame)->linesize[plane], rows)),             \
+  TAVIX_REFUSE_IF(kUnit, impossible_span(span_of((frame)->linesize[plane], rows)),      \
                   TAVIX_ERROR_INVALID_PARAM,                                            \
                   "linesize[" #plane "](%d) of a frame of %d rows is no span of bytes", \
                   (frame)->linesize[plane], rows)
@@ -185,7 +185,7 @@ int32_t TavixGray2NV12(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
   TAVIX_REFUSE_UNUSABLE(src_frame, dst_frame);
   const int32_t rows = whole_pairs(src_frame->video.height);
   TAVIX_REFUSE_IMPOSSIBLE_SPAN(dst_frame, 1, rows);
-  TAVIX_REFUSE_IF(span_of(dst_frame->linesize[1], rows) > 0 && any_null(dst_frame->data[1]),
+  TAVIX_REFUSE_IF(kUnit, span_of(dst_frame->linesize[1], rows) > 0 && any_null(dst_frame->data[1]),
                   TAVIX_ERROR_INVALID_PARAM, "dst_frame->data[1] must not be nullptr");
   Gray2NV12(gray_job(src_frame, dst_frame));
   return TAVIX_OK;
@@ -196,6 +196,7 @@ int32_t TavixGray2YV12(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
   const int32_t rows = whole_pairs(src_frame->video.height);
   TAVIX_REFUSE_IMPOSSIBLE_SPAN(dst_frame, 1, rows);
   TAVIX_REFUSE_IF(
+      kUnit,
       span_of(dst_frame->linesize[1], rows) > 0 && any_null(dst_frame->data[1], dst_frame->data[2]),
       TAVIX_ERROR_INVALID_PARAM,
       "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr", dst_frame->data[1],
@@ -211,7 +212,8 @@ int32_t TavixYUV2Gray(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
   if (src_frame->linesize[0] == dst_frame->linesize[0]) {
     const int64_t bytes = span_of(src_frame->linesize[0], height);
     TAVIX_REFUSE_IMPOSSIBLE_SPAN(src_frame, 0, height);
-    TAVIX_REFUSE_IF(bytes > 0 && any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
+    TAVIX_REFUSE_IF(kUnit, bytes > 0 && any_plane_null(src_frame, dst_frame),
+                    TAVIX_ERROR_INVALID_PARAM,
                     "src_frame->data[0](%p) and dst_frame->data[0](%p) must not be nullptr",
                     src_frame->data[0], dst_frame->data[0]);
     if (bytes > 0) std::memcpy(dst_frame->data[0], src_frame->data[0], size_t(bytes));

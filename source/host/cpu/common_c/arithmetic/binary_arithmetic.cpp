@@ -207,9 +207,8 @@ struct BinaryC {
 }  // namespace
 
 int32_t BinaryChecks::operator()(const BinaryJob &job, uint32_t op) const {
-  const char *const kUnit = unit;
   const auto &[src1_frame, src2_frame, dst_frame, alpha, beta, gamma] = job;
-  TAVIX_REFUSE_AS_IF(function, any_null(src1_frame, src2_frame, dst_frame),
+  TAVIX_REFUSE_AS_IF(unit, function, any_null(src1_frame, src2_frame, dst_frame),
                      TAVIX_ERROR_INVALID_PARAM,
                      "src1_frame = (%p) src2_frame = (%p) dst_frame = (%p) one or more input "
                      "frames are null",
@@ -217,26 +216,26 @@ int32_t BinaryChecks::operator()(const BinaryJob &job, uint32_t op) const {
   const TavixVideoInfo &src1 = src1_frame->video, &src2 = src2_frame->video,
                        &dst = dst_frame->video;
   // The missing comma and the doubled parentheses belong to the texts.
-  TAVIX_REFUSE_AS_IF(function, !same_shape(src1, src2), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, !same_shape(src1, src2), TAVIX_ERROR_INVALID_PARAM,
                      "src1_frame info (width=%d, height=%d, channels=%d, format=%d). src2_frame "
                      "info : (width=%d height=%d, channels=%d, format=%d))",
                      src1.width, src1.height, src1.channels, src1.format, src2.width, src2.height,
                      src2.channels, src2.format);
-  TAVIX_REFUSE_AS_IF(function, !same_shape(src1, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, !same_shape(src1, dst), TAVIX_ERROR_INVALID_PARAM,
                      "src1_frame info (width=%d, height=%d, channels=%d, format=%d). dst_frame "
                      "info : (width=%d, height=%d, channels=%d, format=%d))",
                      src1.width, src1.height, src1.channels, src1.format, dst.width, dst.height,
                      dst.channels, dst.format);
   const bool supported = is_rgb_family(src1.format);
-  TAVIX_REFUSE_AS_IF(function, !supported && tell_unsupported, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_AS_IF(unit, function, !supported && tell_unsupported, TAVIX_ERROR_UNSUPPORTED,
                      "Unsupported pixel format: %d", src1.format);
   if (!supported) return TAVIX_ERROR_UNSUPPORTED;          // silent, on purpose
   if (op >= kBinaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
-  TAVIX_REFUSE_AS_IF(function, src1.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, src1.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
                      "src1_frame channels(%d) must not exceed %d", src1.channels, kMaxChannels);
-  TAVIX_REFUSE_AS_IF(function, any_null(alpha, beta, gamma), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, any_null(alpha, beta, gamma), TAVIX_ERROR_INVALID_PARAM,
                      "alpha(%p), beta(%p) and gamma(%p) must not be nullptr", alpha, beta, gamma);
-  TAVIX_REFUSE_AS_IF(function,
+  TAVIX_REFUSE_AS_IF(unit, function,
                      has_pixels(src1) && any_plane_null(src1_frame, src2_frame, dst_frame),
                      TAVIX_ERROR_INVALID_PARAM,
                      "src1_frame->data[0](%p), src2_frame->data[0](%p) and dst_frame->data[0](%p) "

@@ -34,8 +34,7 @@ class SoftmaxBody final : public ParallelLoopBody {
 
 int32_t check_softmax_blobs(const char *unit, const char *function, const TavixBlob *src,
                             const TavixBlob *dst) {
-  const char *const kUnit = unit;
-  TAVIX_REFUSE_AS_IF(function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                      "src_blob(%p) or dst_blob(%p) is null", static_cast<const void *>(src),
                      static_cast<const void *>(dst));
   return check_same_dims(unit, function, *src, *dst);
@@ -43,12 +42,11 @@ int32_t check_softmax_blobs(const char *unit, const char *function, const TavixB
 
 int32_t check_softmax_shape(const char *unit, const char *function, const TavixBlob &src,
                             int32_t axis, AxisShape &shape) {
-  const char *const kUnit = unit;
-  TAVIX_REFUSE_AS_IF(function, src.dims_size > TAVIX_BLOB_MAX_DIMS, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, src.dims_size > TAVIX_BLOB_MAX_DIMS, TAVIX_ERROR_INVALID_PARAM,
                      "dims size(%d) must not exceed %d", src.dims_size, TAVIX_BLOB_MAX_DIMS);
   shape = axis_shape(src, axis);
   const int32_t i = negative_dim(src);
-  TAVIX_REFUSE_AS_IF(function, !shape.empty() && i >= 0, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, !shape.empty() && i >= 0, TAVIX_ERROR_INVALID_PARAM,
                      "dim[%d] value(%d) must not be negative", i, src.dims[i]);
   return TAVIX_OK;
 }
@@ -82,20 +80,21 @@ int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axis, TavixBl
     return status;
   const int32_t dims = src_blob->dims_size;
   const int32_t real_axis = normalised_axis(*src_blob, axis);
-  TAVIX_REFUSE_IF(real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
                   "invalid axis: %d (real check %d in [0, %d))", axis, real_axis, dims);
   TAVIX_REFUSE_IF(
+      kUnit,
       src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 || dst_blob->data_type != src_blob->data_type,
       TAVIX_ERROR_UNSUPPORTED,
       "src_blob->data_type(%d),dst_blob->data_type(%d). only float data type is "
       "supported",
       src_blob->data_type, dst_blob->data_type);
-  TAVIX_REFUSE_IF(any_null(src_blob->buffer, dst_blob->buffer), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src_blob->buffer, dst_blob->buffer), TAVIX_ERROR_INVALID_PARAM,
                   "src_blob->buffer(%p) or dst_blob->buffer(%p) is null", src_blob->buffer,
                   dst_blob->buffer);
   const auto *src = static_cast<const float *>(TavixBufferDataGetV2(src_blob->buffer));
   auto *dst = static_cast<float *>(TavixBufferDataGetV2(dst_blob->buffer));
-  TAVIX_REFUSE_IF(any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src buffer data(%p) or dst buffer data(%p) is null", src, dst);
   AxisShape shape;
   if (const int32_t status = check_softmax_shape(kUnit, __func__, *src_blob, real_axis, shape);

@@ -273,16 +273,16 @@ int32_t StatisticalFunctionOp(const TavixFrameV2 *src, int32_t op, TavixArray **
   constexpr char kFunction[] = "tavix::module::StatisticalFunctionOp";
   static constexpr auto kCompute = compute_table<T>(std::make_integer_sequence<int, kStatOps>{});
   const int32_t channels = src->video.channels;
-  TAVIX_REFUSE_AS_IF(kFunction, op < 0 || op >= kStatOps, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, kFunction, op < 0 || op >= kStatOps, TAVIX_ERROR_INVALID_PARAM,
                      "Invalid input: op(%d) is out of range", op);
-  TAVIX_REFUSE_AS_IF(kFunction, channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(kUnit, kFunction, channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
                      "src channels(%d) must not exceed %d", channels, kMaxChannels);
-  TAVIX_REFUSE_AS_IF(kFunction, has_pixels(src->video) && any_plane_null(src),
+  TAVIX_REFUSE_AS_IF(kUnit, kFunction, has_pixels(src->video) && any_plane_null(src),
                      TAVIX_ERROR_INVALID_PARAM, "src->data[0](%p) must not be nullptr",
                      static_cast<const void *>(src->data[0]));
   TavixArray *array = *dst_array;
   TAVIX_REFUSE_AS_IF(
-      kFunction,
+      kUnit, kFunction,
       array != nullptr && std::min(channels, array->count) > 0 && any_null(array->elements),
       TAVIX_ERROR_INVALID_PARAM, "dst_array elements(%p) must not be nullptr",
       static_cast<const void *>(array->elements));
@@ -291,7 +291,7 @@ int32_t StatisticalFunctionOp(const TavixFrameV2 *src, int32_t op, TavixArray **
 
   if (array == nullptr) {
     array = TavixArrayAlloc(TAVIX_ARRAY_TYPE_DOUBLE, channels);
-    TAVIX_REFUSE_AS_IF(kFunction, array == nullptr, TAVIX_ERROR_MEMORY,
+    TAVIX_REFUSE_AS_IF(kUnit, kFunction, array == nullptr, TAVIX_ERROR_MEMORY,
                        "Failed to allocate dst_array");
     *dst_array = array;
   }
@@ -310,11 +310,11 @@ using namespace tavix::module;
 
 int32_t TavixFrameStatisticalFunctionCommonC(const TavixFrameV2 *src, int32_t op,
                                              TavixArray **dst_array) {
-  TAVIX_REFUSE_IF(any_null(src, dst_array), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src, dst_array), TAVIX_ERROR_INVALID_PARAM,
                   "src:%p or dst_array:%p is nullptr", src, dst_array);
-  TAVIX_REFUSE_IF(any_plane_null(src), TAVIX_ERROR_INVALID_PARAM, "src->data[0](%p) is nullptr",
-                  src->data[0]);
-  TAVIX_REFUSE_IF(!is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
+                  "src->data[0](%p) is nullptr", src->data[0]);
+  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported pixel format: %d", src->video.format);
   return is_float(src->video.format) ? StatisticalFunctionOp<float>(src, op, dst_array)
                                      : StatisticalFunctionOp<uint8_t>(src, op, dst_array);

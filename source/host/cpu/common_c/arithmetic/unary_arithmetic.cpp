@@ -92,13 +92,12 @@ struct UnaryC {
 }  // namespace
 
 int32_t guard_unary(const char *unit, const char *function, const UnaryJob &job) {
-  const char *const kUnit = unit;
   const TavixVideoInfo &video = job.video();
-  TAVIX_REFUSE_AS_IF(function, video.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, video.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
                      "src channels(%d) must not exceed %d", video.channels, kMaxChannels);
-  TAVIX_REFUSE_AS_IF(function, any_null(job.scale, job.offset), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_AS_IF(unit, function, any_null(job.scale, job.offset), TAVIX_ERROR_INVALID_PARAM,
                      "scale(%p) and offset(%p) must not be nullptr", job.scale, job.offset);
-  TAVIX_REFUSE_AS_IF(function, has_pixels(video) && any_plane_null(job.src, job.dst),
+  TAVIX_REFUSE_AS_IF(unit, function, has_pixels(video) && any_plane_null(job.src, job.dst),
                      TAVIX_ERROR_INVALID_PARAM,
                      "src->data[0](%p) and dst->data[0](%p) must not be nullptr", job.src->data[0],
                      job.dst->data[0]);
@@ -111,17 +110,17 @@ using namespace tavix::module;
 
 int32_t TavixFrameUnaryArithmeticCommonC(const TavixFrameV2 *src, int32_t op, const double *scale,
                                          const double *offset, TavixFrameV2 *dst) {
-  TAVIX_REFUSE_IF(any_null(src, dst), TAVIX_ERROR_INVALID_PARAM, "src:%p or dst:%p is nullptr", src,
-                  dst);
-  TAVIX_REFUSE_IF(any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+                  "src:%p or dst:%p is nullptr", src, dst);
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src->data[0](%p) or dst->data[0](%p) pointers null", src->data[0], dst->data[0]);
   const TavixVideoInfo &a = src->video, &b = dst->video;
-  TAVIX_REFUSE_IF(!same_shape(a, b), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, !same_shape(a, b), TAVIX_ERROR_INVALID_PARAM,
                   "src(width=%d, height=%d, channels=%d, format=%d) dst(width=%d, height=%d, "
                   "channels=%d, format=%d) frame info mismatch",
                   a.width, a.height, a.channels, a.format, b.width, b.height, b.channels, b.format);
-  TAVIX_REFUSE_IF(!is_rgb_family(a.format), TAVIX_ERROR_UNSUPPORTED, "Unsupported pixel format: %d",
-                  a.format);
+  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(a.format), TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported pixel format: %d", a.format);
   if (op < 0 || op >= kUnaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
   const UnaryJob job = {src, dst, scale, offset};
   if (const int32_t status = guard_unary(kUnit, __func__, job); status != TAVIX_OK) return status;

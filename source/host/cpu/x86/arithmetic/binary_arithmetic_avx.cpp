@@ -297,7 +297,7 @@ int32_t TavixFrameBinaryArithmeticAVX(const TavixFrameV2 *src1_frame,
   const BinaryJob job = {src1_frame, src2_frame, dst_frame, alpha, beta, gamma};
   const BinaryChecks check = {kUnit, __func__, false};
   if (const int32_t status = check(job, op); status != TAVIX_OK) return status;
-  TAVIX_REFUSE_IF(has_pixels(job.video()) && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, has_pixels(job.video()) && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
                   "the processor has no AVX2");
   run_operation<BinaryAvx2>(job, op, BinaryOps{});
   return TAVIX_OK;

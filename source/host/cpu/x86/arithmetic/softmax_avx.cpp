@@ -259,9 +259,10 @@ int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *
     return status;
   const int32_t dims = src_blob->dims_size;
   const int32_t real_axis = normalised_axis(*src_blob, axis);
-  TAVIX_REFUSE_IF(real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
                   "invalid axis: %d, dims size: %d", axis, dims);
   TAVIX_REFUSE_IF(
+      kUnit,
       src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 || dst_blob->data_type != src_blob->data_type,
       TAVIX_ERROR_UNSUPPORTED,
       "src blob data type %d or dst blob data type %d is not supported for AVX softmax",
@@ -273,7 +274,7 @@ int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *
   if (const int32_t status = check_softmax_shape(kUnit, __func__, *src_blob, real_axis, shape);
       status != TAVIX_OK)
     return status;
-  TAVIX_REFUSE_IF(!shape.empty() && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, !shape.empty() && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
                   "the processor has no AVX2");
 
   if (!shape.empty()) parallel_for_({0, shape.lines(), 1}, SoftmaxBodyAVX(src, dst, shape), -1.0);

@@ -241,9 +241,9 @@ using namespace tavix::module;
 
 int32_t TavixFrameStatisticalFunctionAVX(const TavixFrameV2 *src, int32_t op,
                                          TavixArray **dst_array) {
-  TAVIX_REFUSE_IF(any_null(src, dst_array), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src, dst_array), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame(%p) or dst_array(%p) is null", src, dst_array);
-  TAVIX_REFUSE_IF(!is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported pixel format: %d", src->video.format);
   return is_float(src->video.format) ? StatisticalFunctionOp<float>(src, op, dst_array)
                                      : StatisticalFunctionOp<uint8_t>(src, op, dst_array);

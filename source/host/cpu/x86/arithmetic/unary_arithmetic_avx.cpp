@@ -240,10 +240,10 @@ using namespace tavix::module;
 int32_t TavixFrameUnaryArithmeticAVX(const TavixFrameV2 *src, int32_t op, const double *scale,
                                      const double *offset, TavixFrameV2 *dst) {
   constexpr auto &kUnit = kArithmeticAvxUnit;
-  TAVIX_REFUSE_IF(any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
                   "src1_frame(%p) or dst_frame(%p) is null", src, dst);
   const TavixVideoInfo &a = src->video, &b = dst->video;
-  TAVIX_REFUSE_IF(!same_shape(a, b), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, !same_shape(a, b), TAVIX_ERROR_INVALID_PARAM,
                   "src1_frame(width=%d, height=%d, channels=%d, format=%d) and "
                   "dst_frame(width=%d, height=%d, channels=%d, format=%d) dimension mismatch",
                   a.width, a.height, a.channels, a.format, b.width, b.height, b.channels, b.format);
@@ -251,7 +251,7 @@ int32_t TavixFrameUnaryArithmeticAVX(const TavixFrameV2 *src, int32_t op, const 
   if (op < 0 || op >= kUnaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
   const UnaryJob job = {src, dst, scale, offset};
   if (const int32_t status = guard_unary(kUnit, __func__, job); status != TAVIX_OK) return status;
-  TAVIX_REFUSE_IF(has_pixels(a) && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, has_pixels(a) && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
                   "the processor has no AVX2");
 
   run_operation<UnaryAvx2>(job, uint32_t(op), UnaryOps{});

@@ -321,7 +321,7 @@ void convert_frame(const RgbToYuvJob &job) {
 #define TAVIX_WARN_IF_ODD(driver, job)                                             \
   do {                                                                             \
     if ((job).width % 2 != 0 || (job).height % 2 != 0)                             \
-      TAVIX_LOG_AS("tavix::module::" driver, TAVIX_LOG_WARNING,                    \
+      TAVIX_LOG_AS(kCvtColorAvxUnit, "tavix::module::" driver, TAVIX_LOG_WARNING,  \
                    driver                                                          \
                    ": Odd dimensions detected (width=%d, height=%d). May produce " \
                    "suboptimal results.",                                          \
