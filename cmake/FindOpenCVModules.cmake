@@ -11,13 +11,15 @@ foreach(module IN LISTS OpenCVModules_FIND_COMPONENTS)
     set(OpenCVModules_${module}_FOUND TRUE)
     if(NOT TARGET opencv_${module})
       add_library(opencv_${module} UNKNOWN IMPORTED)
-      set_target_properties(opencv_${module} PROPERTIES
-        IMPORTED_LOCATION ${OpenCVModules_${module}_LIBRARY}
-        INTERFACE_INCLUDE_DIRECTORIES ${OpenCVModules_INCLUDE_DIR})
+      set_target_properties(
+        opencv_${module} PROPERTIES IMPORTED_LOCATION ${OpenCVModules_${module}_LIBRARY}
+                                    INTERFACE_INCLUDE_DIRECTORIES ${OpenCVModules_INCLUDE_DIR})
     endif()
   endif()
 endforeach()
 
 include(FindPackageHandleStandardArgs)
-find_package_handle_standard_args(OpenCVModules
-  REQUIRED_VARS OpenCVModules_INCLUDE_DIR HANDLE_COMPONENTS)
+find_package_handle_standard_args(
+  OpenCVModules
+  REQUIRED_VARS OpenCVModules_INCLUDE_DIR
+  HANDLE_COMPONENTS)

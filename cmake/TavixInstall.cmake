@@ -6,21 +6,23 @@ include(CMakePackageConfigHelpers)
 function(tavix_install target package)
   set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${package})
   install(TARGETS ${target} EXPORT ${package})
-  install(EXPORT ${package} NAMESPACE tavix:: FILE ${package}Targets.cmake DESTINATION ${cmake_dir})
+  install(
+    EXPORT ${package}
+    NAMESPACE tavix::
+    FILE ${package}Targets.cmake
+    DESTINATION ${cmake_dir})
   configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/${package}.config.in ${PROJECT_BINARY_DIR}/${package}Config.cmake
     INSTALL_DESTINATION ${cmake_dir})
-  write_basic_package_version_file(
-    ${PROJECT_BINARY_DIR}/${package}ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/${package}ConfigVersion.cmake
+                                   COMPATIBILITY SameMajorVersion)
   # The pkg-config file finds its prefix from where it stands, so that the prefix can move.
   file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
-  install(FILES
-    ${PROJECT_BINARY_DIR}/${package}Config.cmake
-    ${PROJECT_BINARY_DIR}/${package}ConfigVersion.cmake
-    DESTINATION ${cmake_dir})
-  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc
+                 @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}Config.cmake
+                ${PROJECT_BINARY_DIR}/${package}ConfigVersion.cmake DESTINATION ${cmake_dir})
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 
 if(TAVIX_CORE STREQUAL "embedded")
