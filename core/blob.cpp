@@ -4,15 +4,24 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 
 #include "aligned_block.h"
 #include "log.h"
 #include "tavix/core/host.h"
 
 struct TavixBuffer {
-  explicit TavixBuffer(size_t bytes) : block(bytes) {}
+  explicit TavixBuffer(size_t bytes) : block(bytes), data(block->data()) {}
+  TavixBuffer(void *memory, void (*release_memory)(void *), void *release_user)
+      : data(memory), release(release_memory), user(release_user) {}
+  ~TavixBuffer() {
+    if (release != nullptr) release(user);
+  }
 
-  tavix::core::AlignedBlock block;
+  std::optional<tavix::core::AlignedBlock> block;  // its own memory, where it has any
+  void *data;
+  void (*release)(void *) = nullptr;  // of memory that somebody else owns
+  void *user = nullptr;
   std::atomic<int32_t> references = 1;
 };
 
@@ -64,7 +73,7 @@ TavixBlob *TavixBlobAlloc(uint32_t data_type, uint32_t data_format, int32_t dims
 
   std::unique_ptr<TavixBuffer> buffer(new (std::nothrow) TavixBuffer(bytes));
   std::unique_ptr<TavixBlob> blob(new (std::nothrow) TavixBlob{});
-  if (!buffer || !blob || buffer->block.data() == nullptr) {
+  if (!buffer || !blob || buffer->data == nullptr) {
     CORE_LOG_ERROR("no memory for a blob of %zu bytes", bytes);
     return nullptr;
   }
@@ -82,6 +91,12 @@ void TavixBlobFree(TavixBlob *blob) {
   delete blob;
 }
 
+TavixBuffer *TavixBufferWrap(void *data, void (*release)(void *user), void *user) {
+  auto *buffer = new (std::nothrow) TavixBuffer(data, release, user);
+  if (buffer == nullptr) CORE_LOG_ERROR("no memory for a buffer around %p", data);
+  return buffer;
+}
+
 TavixBuffer *TavixBufferRetain(TavixBuffer *buffer) {
   if (buffer != nullptr) buffer->references.fetch_add(1, std::memory_order_relaxed);
   return buffer;
@@ -93,7 +108,7 @@ void TavixBufferRelease(TavixBuffer *buffer) {
 }
 
 void *TavixBufferDataGetV2(const TavixBuffer *buffer) {
-  return buffer == nullptr ? nullptr : buffer->block.data();
+  return buffer == nullptr ? nullptr : buffer->data;
 }
 
 void *TavixBlobBufferGet(const TavixBlob *blob) {

@@ -156,5 +156,27 @@ TEST(Blob, NullIsIgnored) {
   EXPECT_EQ(TavixBlobBufferGet(&without_storage), nullptr);
 }
 
+TEST(Blob, WrapsMemoryOfItsCallerWithoutACopy) {
+  RecordedLog log;
+  float elements[] = {1, 2, 3, 4, 5, 6};
+  int released = 0;
+  const auto count = [](void *user) { ++*static_cast<int *>(user); };
+  TavixBuffer *buffer = TavixBufferWrap(elements, count, &released);
+  ASSERT_NE(buffer, nullptr);
+  EXPECT_EQ(TavixBufferDataGetV2(buffer), elements);
+
+  TavixBlob blob = {TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NC, 2, {2, 3}, buffer};
+  EXPECT_EQ(TavixBlobBufferGet(&blob), elements);
+  TavixBufferRetain(buffer);
+  TavixBufferRelease(buffer);
+  EXPECT_EQ(released, 0);
+  TavixBufferRelease(buffer);
+  EXPECT_EQ(released, 1);
+  EXPECT_EQ(elements[5], 6);
+
+  TavixBufferRelease(TavixBufferWrap(elements, nullptr, nullptr));
+  EXPECT_TRUE(log.take().empty());
+}
+
 }  // namespace
 }  // namespace tavix::test

@@ -21,6 +21,15 @@ TAVIX_API TavixBlob *TavixBlobAlloc(uint32_t data_type, uint32_t data_format, in
 /** Frees a blob and releases its buffer; NULL is ignored. */
 TAVIX_API void TavixBlobFree(TavixBlob *blob);
 
+/**
+ * Makes a buffer of memory that the caller owns, so that a blob can use it without a copy.
+ *
+ * @param data     the elements, valid until release is called
+ * @param release  called with user when the last reference is dropped; may be NULL
+ * @return a buffer with one reference, or NULL after one logged error; release is not called then
+ */
+TAVIX_API TavixBuffer *TavixBufferWrap(void *data, void (*release)(void *user), void *user);
+
 /** Adds a reference, so that two blobs can share one buffer. Returns its argument. */
 TAVIX_API TavixBuffer *TavixBufferRetain(TavixBuffer *buffer);
 
