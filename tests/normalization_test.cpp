@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/units.h"
+#include "normalization_reference.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/guarded_frame.h"
@@ -22,7 +23,6 @@ namespace {
 constexpr char kFunction[] = "TavixFrameDataTypeConvertNormalizationFuseByCPU";
 constexpr auto &kUnit = module::kFrameConvertUnit;
 
-using NormVals = std::array<float, 8>;
 constexpr NormVals kNeutral = {0, 0, 0, 0, 1, 1, 1, 1};
 // Makes +0 of -0, which +0 leaves alone.
 constexpr NormVals kNegativeZeros = {-0.0f, -0.0f, -0.0f, -0.0f, 1, 1, 1, 1};
@@ -35,51 +35,6 @@ struct Frame {
 
 int32_t convert(const TavixFrameV2 *src, Frame &dst, int32_t data_type, const float *norm_vals) {
   return TavixFrameDataTypeConvertNormalizationFuseByCPU(src, &dst.frame, data_type, norm_vals);
-}
-
-int32_t float_partner(int32_t format) {
-  constexpr int32_t kPairs[][2] = {{0, 11}, {1, 12}, {2, 15}, {4, 14}, {5, 13}};
-  for (const auto &pair : kPairs) {
-    if (format == pair[0]) return pair[1];
-    if (format == pair[1]) return pair[0];
-  }
-  return TAVIX_PIX_FMT_NONE;
-}
-
-// Clamped in double, then a half added and cut off; NaN counts as 0.
-uint8_t rounded(float value) {
-  if (std::isnan(value)) return 0;
-  return uint8_t(std::floor(std::fmin(std::fmax(double(value), 0.0), 255.0) + 0.5));
-}
-
-template <class Src, class Dst>
-void expect_normalized(const GuardedFrame &src, const TavixFrameV2 &dst, const NormVals &values) {
-  const TavixVideoInfo &video = src->video;
-  for (int32_t y = 0; y < video.height; ++y) {
-    std::vector<Dst> expected, actual(size_t(video.width) * video.channels);
-    for (int32_t x = 0; x < video.width; ++x) {
-      for (int32_t c = 0; c < video.channels; ++c) {
-        const float centred = float(src.get<Src>(int64_t(x) * video.channels + c, y)) - values[c];
-        const float value = centred * values[4 + c];
-        expected.push_back(sizeof(Dst) == 1 ? Dst(rounded(value)) : Dst(value));
-      }
-    }
-    if (actual.empty()) return;
-    std::memcpy(actual.data(), dst.data[0] + int64_t(y) * dst.linesize[0],
-                actual.size() * sizeof(Dst));
-    ASSERT_TRUE(same_values<Dst>(expected, actual)) << "row " << y;
-  }
-}
-
-void expect_normalized(const GuardedFrame &src, const TavixFrameV2 &dst, const NormVals &values) {
-  const bool from_float = is_float_format(src->video.format);
-  if (is_float_format(dst.video.format)) {
-    from_float ? expect_normalized<float, float>(src, dst, values)
-               : expect_normalized<uint8_t, float>(src, dst, values);
-  } else {
-    from_float ? expect_normalized<float, uint8_t>(src, dst, values)
-               : expect_normalized<uint8_t, uint8_t>(src, dst, values);
-  }
 }
 
 // Both types, both paths; looks at the new frame, what was asked of the core, and the source.

@@ -13,6 +13,7 @@
 
 #include "common/units.h"
 #include "softmax_exp.h"
+#include "softmax_reference.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/fill.h"
@@ -27,8 +28,6 @@ namespace {
 using Entry = int32_t (*)(const TavixBlob *, int32_t, TavixBlob *);
 constexpr Entry kByCPU = TavixBlobSoftmaxByCPU, kForward = TavixBlobSoftmaxForward,
                 kCommonC = TavixBlobSoftmaxCommonC, kAVX = TavixBlobSoftmaxAVX;
-using Dims = std::vector<int32_t>;
-using Line = std::vector<float>;
 
 GuardedBlob float_blob(const Dims &dims) {
   return GuardedBlob(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, dims);
@@ -45,67 +44,13 @@ void fill_scores(GuardedBlob &blob, uint64_t seed) {
   for (float &v : blob.elements<float>()) v = float(random.below(20001) - 10000) * 1e-3f;
 }
 
-Line scalar_line(const Line &x) {
-  float max = x[0];
-  for (const float v : x)
-    if (v > max) max = v;
-  float sum = 0.0f;
-  for (const float v : x) sum += expf(v - max);
-  Line y;
-  for (const float v : x) y.push_back(expf(v - max) / sum);
-  return y;
-}
-
-// Blocks of eight: a sum for each lane; upper half plus lower half, neighbours twice; then what is
-// left of the line, in order, with the library's exponential.
-Line vector_line(const Line &x) {
-  const size_t whole = x.size() / 8 * 8;
-  float max = -INFINITY;
-  for (const float v : x)
-    if (v > max) max = v;
-  float lanes[8] = {};
-  Line y;
-  for (size_t k = 0; k < x.size(); ++k)
-    y.push_back(k < whole ? softmax_exp(x[k] - max) : expf(x[k] - max));
-  for (size_t k = 0; k < whole; ++k) lanes[k % 8] += y[k];
-  float half[4];
-  for (int j = 0; j < 4; ++j) half[j] = lanes[j] + lanes[j + 4];
-  float sum = (half[0] + half[1]) + (half[2] + half[3]);
-  for (size_t k = whole; k < x.size(); ++k) sum += y[k];
-  for (float &v : y) v /= sum;
-  return y;
-}
-
-// Every line of a blob through softmax_of, by index tuples.
-std::vector<float> reference(const GuardedBlob &blob, const Dims &dims, size_t axis,
-                             const std::function<Line(const Line &)> &softmax_of) {
-  const auto x = blob.elements<float>();
-  std::vector<float> y(x.size());
-  std::vector<size_t> stride(dims.size());
-  size_t elements = 1;
-  for (size_t d = dims.size(); d-- > 0; elements *= size_t(dims[d])) stride[d] = elements;
-  for (size_t first = 0; first < x.size(); ++first) {
-    if (first / stride[axis] % size_t(dims[axis]) != 0) continue;  // not the start of a line
-    Line line;
-    for (int32_t k = 0; k < dims[axis]; ++k) line.push_back(x[first + size_t(k) * stride[axis]]);
-    line = softmax_of(line);
-    for (int32_t k = 0; k < dims[axis]; ++k) y[first + size_t(k) * stride[axis]] = line[size_t(k)];
-  }
-  return y;
-}
-
-size_t inner_of(const Dims &dims, size_t axis) {
-  size_t inner = 1;
-  for (size_t d = axis + 1; d < dims.size(); ++d) inner *= size_t(dims[d]);
-  return inner;
-}
-
 // One call on a blob as it is, into another and in place.
 void expect_softmax(Entry entry, bool vector, GuardedBlob &src, const Dims &dims, size_t axis) {
   SCOPED_TRACE(::testing::Message()
                << "dims " << ::testing::PrintToString(dims) << ", axis " << axis);
   const bool lanes = vector && inner_of(dims, axis) == 1;
-  const std::vector<float> expected = reference(src, dims, axis, lanes ? vector_line : scalar_line);
+  const std::vector<float> expected =
+      softmax_reference(src, dims, axis, lanes ? vector_line : scalar_line);
   GuardedBlob dst(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, dims);
   EXPECT_EQ(entry(src, int32_t(axis), dst), TAVIX_OK);
   const auto same = [&](const GuardedBlob &blob) {

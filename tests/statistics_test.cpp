@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/units.h"
+#include "statistics_reference.h"
 #include "support/core_double.h"
 #include "support/guarded_frame.h"
 #include "support/seams.h"
@@ -23,7 +24,6 @@ using Entry = int32_t (*)(const TavixFrameV2 *, int32_t, TavixArray **);
 constexpr Entry kByCPU = TavixFrameStatisticalFunctionByCPU,
                 kCommonC = TavixFrameStatisticalFunctionCommonC,
                 kAVX = TavixFrameStatisticalFunctionAVX;
-constexpr int32_t kOps = 5;
 
 // The values of a call that must succeed, from an array of its own.
 std::vector<double> statistic(Entry entry, const TavixFrameV2 *src, int32_t op) {
@@ -38,76 +38,6 @@ std::vector<double> statistic(Entry entry, const TavixFrameV2 *src, int32_t op) 
   return values;
 }
 
-bool same_double(double a, double b) {
-  return a == b || (std::isnan(a) && std::isnan(b));
-}
-
-// What the samples of a channel come to. Sum is exact for integers, else wider than double.
-template <class Sum>
-struct Channel {
-  Sum sum = 0, sumsq = 0;
-  long double magnitudes = 0;  // sum of |v|
-  double max = -DBL_MAX, min = DBL_MAX;
-};
-
-using ByteChannel = Channel<int64_t>;
-using FloatChannel = Channel<long double>;
-
-template <class T, class Sum>
-Channel<Sum> reference(const GuardedFrame &frame, int32_t c) {
-  Channel<Sum> channel;
-  for (int32_t y = 0; y < frame->video.height; ++y)
-    for (int32_t x = 0; x < frame->video.width; ++x) {
-      const T v = frame.get<T>(int64_t(x) * frame->video.channels + c, y);
-      channel.sum += Sum(v);
-      channel.sumsq += Sum(v) * Sum(v);
-      channel.magnitudes += std::fabs(static_cast<long double>(v));
-      if (double(v) > channel.max) channel.max = double(v);
-      if (double(v) < channel.min) channel.min = double(v);
-    }
-  return channel;
-}
-
-void expect_value(const ByteChannel &channel, double pixels, int32_t op, double actual) {
-  const double mean = double(channel.sum) / pixels;
-  const double variance = double(channel.sumsq) / pixels - mean * mean;
-  const double expected[kOps] = {mean, variance > 0 ? std::sqrt(variance) : 0.0,
-                                 double(channel.sum), channel.max, channel.min};
-  EXPECT_TRUE(same_double(actual, expected[op])) << actual << " instead of " << expected[op];
-}
-
-void expect_near(long double actual, long double expected, long double bound) {
-  if (std::isfinite(expected)) {
-    EXPECT_LE(std::fabs(actual - expected), bound) << actual << " instead of " << expected;
-  } else {
-    EXPECT_TRUE(actual == expected || (std::isnan(actual) && std::isnan(expected)))
-        << actual << " instead of " << expected;
-  }
-}
-
-void expect_value(const FloatChannel &channel, double pixels, int32_t op, double actual) {
-  const long double sum_bound = pixels * 0x1p-52L * channel.magnitudes;
-  const long double mean = channel.sum / pixels, mean_square = channel.sumsq / pixels;
-  const long double variance = mean_square - mean * mean;
-  switch (op) {
-    case TAVIX_STAT_OP_MEAN:  // one more rounding, of the quotient
-      return expect_near(actual, mean, 2 * sum_bound / pixels);
-    case TAVIX_STAT_OP_STDDEV:
-      // Both sums, the one of samples squared, and three roundings; mean^2 <= the mean square. The
-      // larger of NaN and 0 is 0.
-      return expect_near(static_cast<long double>(actual) * actual, variance > 0 ? variance : 0,
-                         std::isnan(variance) ? 0 : 3 * (pixels + 3) * 0x1p-52L * mean_square);
-    case TAVIX_STAT_OP_SUM:
-      return expect_near(actual, channel.sum, sum_bound);
-    case TAVIX_STAT_OP_MAX:
-      EXPECT_EQ(actual, channel.max);
-      return;  // any zero equals any zero
-    case TAVIX_STAT_OP_MIN:
-      EXPECT_EQ(actual, channel.min);
-      return;
-  }
-}
-
 template <class T, class Sum>
 void expect_statistics_of(Entry entry, const GuardedFrame &frame) {
   const int32_t channels = frame->video.channels;
@@ -118,10 +48,10 @@ void expect_statistics_of(Entry entry, const GuardedFrame &frame) {
     ASSERT_EQ(int32_t(actual[op].size()), channels);
   }
   for (int32_t c = 0; c < channels; ++c) {
-    const auto channel = reference<T, Sum>(frame, c);
+    const auto channel = statistics_reference<T, Sum>(frame, c);
     for (int32_t op = 0; op < kOps; ++op) {
       SCOPED_TRACE(::testing::Message() << "op " << op << ", channel " << c);
-      expect_value(channel, pixels, op, actual[op][c]);
+      expect_statistic(channel, pixels, op, actual[op][c]);
     }
   }
   EXPECT_TRUE(frame.intact());
