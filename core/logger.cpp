@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <type_traits>
 
 #include "tavix/core/host.h"
 #include "tavix/core/services.h"
@@ -37,26 +38,24 @@ struct Logger {
 };
 
 // Never destroyed: lines may come while the program ends.
-Logger &logger() {
-  static Logger *instance = new Logger;
-  return *instance;
-}
+constinit Logger logger;
+static_assert(std::is_trivially_destructible_v<Logger>);
 
 }  // namespace
 
 void TavixLoggerSetSink(TavixLogSink sink, void *user) {
-  const std::lock_guard lock(logger().mutex);
-  logger().sink = sink == nullptr ? write_to_stderr : sink;
-  logger().user = user;
+  const std::lock_guard lock(logger.mutex);
+  logger.sink = sink == nullptr ? write_to_stderr : sink;
+  logger.user = user;
 }
 
 void TavixLoggerSetLevel(int32_t least_level) {
-  logger().least_level = least_level;
+  logger.least_level = least_level;
 }
 
 void TavixLoggerLogV2(int32_t level, const char *file, const char *function, int32_t line,
                       const char *format, ...) {
-  if (level < logger().least_level || format == nullptr) return;
+  if (level < logger.least_level || format == nullptr) return;
 
   // Most lines fit; a longer one takes a second pass, and is cut where there is no memory for it.
   char fixed[512];
@@ -77,7 +76,7 @@ void TavixLoggerLogV2(int32_t level, const char *file, const char *function, int
   va_end(again);
   if (length < 0) message = format;
 
-  const std::lock_guard lock(logger().mutex);
-  logger().sink(logger().user, level, file == nullptr ? "" : file,
-                function == nullptr ? "" : function, line, message);
+  const std::lock_guard lock(logger.mutex);
+  logger.sink(logger.user, level, file == nullptr ? "" : file, function == nullptr ? "" : function,
+              line, message);
 }

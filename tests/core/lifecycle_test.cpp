@@ -7,6 +7,9 @@
 #include <thread>
 #include <vector>
 
+#include "core/recorded_log.h"
+#include "support/printed.h"
+#include "support/scarce_memory.h"
 #include "support/sweep.h"
 #include "tavix/core.h"
 
@@ -44,6 +47,32 @@ TEST(Deinitialize, ACallbackMayRegisterForTheNextTime) {
   EXPECT_EQ(calls, "r");
   TavixDeinitialize();
   EXPECT_EQ(calls, "r1");
+}
+
+TEST(Deinitialize, MissingMemoryCostsOneRegistrationAndALine) {
+  calls.clear();
+  RecordedLog log;
+  for (int i = 0; i < 40; ++i) TavixAtDeinitializeRegister(first);
+  fail_nothrow_new(1);
+  TavixAtDeinitializeRegister(second);
+  EXPECT_TRUE(log.only_error(
+      "TavixAtDeinitializeRegister",
+      printed("no memory to register callback %p", reinterpret_cast<void *>(second))));
+  TavixAtDeinitializeRegister(second);
+  TavixDeinitialize();
+  EXPECT_EQ(calls, "2" + std::string(40, '1'));
+  EXPECT_TRUE(log.take().empty());
+}
+
+TEST(Deinitialize, TheFirstRegistrationsNeedNoMemory) {
+  calls.clear();
+  for (int round = 0; round < 3; ++round) {
+    fail_nothrow_new(1);
+    for (int i = 0; i < 16; ++i) TavixAtDeinitializeRegister(first);
+    TavixDeinitialize();
+    fail_nothrow_new(0);
+  }
+  EXPECT_EQ(calls, std::string(48, '1'));
 }
 
 constexpr int kThreads = 8;
