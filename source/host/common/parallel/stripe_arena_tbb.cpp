@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/info.h>
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 
@@ -7,13 +8,27 @@
 
 namespace tavix::module {
 
-// Initialised by oneTBB on its first execute; one slot is reserved for the calling thread.
+namespace {
+
+// oneTBB looks at the processors once. Where that look runs out of memory, every later one waits for
+// it for ever: it is taken at load, when memory is at hand.
+[[maybe_unused]] const int processors = []() noexcept {
+  try {
+    return tbb::info::default_concurrency();
+  } catch (...) {
+    return 0;
+  }
+}();
+
+}  // namespace
+
+// One slot is reserved for the calling thread.
 class StripeArena::Threads : public tbb::task_arena {
  public:
   explicit Threads(int max_concurrency)
-      : tbb::task_arena(max_concurrency, 1, tbb::task_arena::priority::normal) {}
-  ~Threads() {
-    if (is_active()) terminate();
+      : tbb::task_arena(max_concurrency, 1, tbb::task_arena::priority::normal) {
+    // An arena whose initialisation failed would wait for it for ever: none is left behind.
+    initialize();
   }
 };
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -50,8 +51,10 @@ StripeArena &ParallelLoopBodyWrapper::arena() {
 }
 
 void ParallelLoopBodyWrapper::Initialize() {
-  tbb_arena = new StripeArena(worker_count);
+  // The arena is kept once it is registered: where either fails, the next call starts anew.
+  auto arena = std::make_unique<StripeArena>(worker_count);
   TavixAtDeinitializeRegister(&ParallelLoopBodyWrapper::Deinitialize);
+  tbb_arena = arena.release();
   TAVIX_LOG_AS(kUnit, "tavix::module::ParallelLoopBodyWrapper::Initialize", TAVIX_LOG_INFO,
                "tbb_arena_:%p created", static_cast<void *>(tbb_arena));
 }
