@@ -56,11 +56,10 @@ inline double uniform(double low, double high, Random &random) {
 inline void for_each_record_without_pixels(const std::function<void(TavixFrameV2 *frame)> &run) {
   constexpr struct {
     int32_t width, height, channels;
-  } kSizes[] = {{0, 3, 3},        {3, 0, 3},       {-1, 3, 3},      {3, -1, 3},
-                {3, INT_MIN, 3},  {INT_MIN, 3, 3}, {3, 3, 0},       {3, 3, -1},
-                {3, 3, INT_MIN},  {1 << 30, 3, 4}, {1 << 29, 3, 4}, {1 << 30, 3, 3},
-                {INT_MAX, 3, 4},  {INT_MAX, 3, 3}, {INT_MAX, 3, 2}, {INT_MIN, 3, 4},
-                {INT_MIN, 3, -1}, {-1, 3, -4}};
+  } kSizes[] = {{0, 3, 3},        {3, 0, 3},       {-1, 3, 3},       {3, -1, 3},
+                {3, INT_MIN, 3},  {INT_MIN, 3, 3}, {3, 3, 0},        {3, 3, -1},
+                {3, 3, INT_MIN},  {0, 3, 5},       {3, 0, INT_MAX},  {INT_MAX, 0, 4},
+                {1 << 30, -1, 4}, {INT_MIN, 3, 4}, {INT_MIN, 3, -1}, {-1, 3, -4}};
   for (const int workers : {1, 8}) {
     const ScopedWorkers count(workers);
     for (const auto &[width, height, channels] : kSizes)

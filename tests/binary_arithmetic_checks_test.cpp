@@ -163,6 +163,11 @@ std::string too_many_channels(const C &c) {
   return printed("src1_frame channels(%d) must not exceed 4", c.src1->video.channels);
 }
 template <class C>
+std::string row_too_long(const C &c) {
+  return printed("width(%d) * channels(%d) must not exceed 2147483647 elements of a row",
+                 c.src1->video.width, c.src1->video.channels);
+}
+template <class C>
 std::string null_parameters(const C &c) {
   return printed("alpha(%p), beta(%p) and gamma(%p) must not be nullptr",
                  static_cast<const void *>(c.alpha), static_cast<const void *>(c.beta),
@@ -195,6 +200,8 @@ const Check<C> kImplementationChecks[] = {
     {"operation -1", [](C &c) { c.op = uint32_t(-1); }, kInvalid, nullptr},
     {"five channels", [](C &c) { c.set_all(&TavixVideoInfo::channels, 5); }, kInvalid,
      too_many_channels<C>},
+    {"row of too many elements", [](C &c) { c.set_all(&TavixVideoInfo::width, 1 << 30); }, kInvalid,
+     row_too_long<C>},
     {"null alpha", [](C &c) { c.alpha = nullptr; }, kInvalid, null_parameters<C>},
     {"null beta", [](C &c) { c.beta = nullptr; }, kInvalid, null_parameters<C>},
     {"null gamma", [](C &c) { c.gamma = nullptr; }, kInvalid, null_parameters<C>},

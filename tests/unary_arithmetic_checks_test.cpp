@@ -171,6 +171,10 @@ std::vector<Check<C>> other_checks(std::string (*unsupported_text)(const C &)) {
   const auto channels = [](const C &c) {
     return printed("src channels(%d) must not exceed 4", c.src->video.channels);
   };
+  const auto row = [](const C &c) {
+    return printed("width(%d) * channels(%d) must not exceed 2147483647 elements of a row",
+                   c.src->video.width, c.src->video.channels);
+  };
   const auto parameters = [](const C &c) {
     return printed("scale(%p) and offset(%p) must not be nullptr",
                    static_cast<const void *>(c.scale), static_cast<const void *>(c.offset));
@@ -185,6 +189,8 @@ std::vector<Check<C>> other_checks(std::string (*unsupported_text)(const C &)) {
       {"operation 4", [](C &c) { c.op = 4; }, kInvalid, nullptr},
       {"operation -1", [](C &c) { c.op = -1; }, kInvalid, nullptr},
       {"five channels", [](C &c) { c.set_both(&TavixVideoInfo::channels, 5); }, kInvalid, channels},
+      {"row of too many elements", [](C &c) { c.set_both(&TavixVideoInfo::width, 1 << 30); },
+       kInvalid, row},
       {"null scale", [](C &c) { c.scale = nullptr; }, kInvalid, parameters},
       {"null offset", [](C &c) { c.offset = nullptr; }, kInvalid, parameters},
   };

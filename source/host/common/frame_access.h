@@ -9,8 +9,8 @@
 
 namespace tavix::module {
 
-inline constexpr int32_t kMaxChannels =
-    4;  // of a packed pixel; parameter sets have as many entries
+// Channels of a packed pixel; parameter sets have as many entries.
+inline constexpr int32_t kMaxChannels = 4;
 
 template <class... Pointer>
 constexpr bool any_null(const Pointer *...pointers) {
@@ -42,6 +42,17 @@ constexpr int32_t row_elements(const TavixVideoInfo &video) {
   if (video.width <= 0 || video.channels <= 0) return 0;
   const int64_t elements = int64_t(video.width) * video.channels;
   return elements <= INT32_MAX ? int32_t(elements) : 0;
+}
+
+// Whether the record has no pixels at all.
+constexpr bool is_empty(const TavixVideoInfo &video) {
+  return video.width <= 0 || video.height <= 0 || video.channels <= 0;
+}
+
+// Whether there are pixels, but in rows of more elements than 32 bits can count. No loop takes such
+// rows; check_row_elements refuses them.
+constexpr bool has_uncountable_rows(const TavixVideoInfo &video) {
+  return !is_empty(video) && row_elements(video) == 0;
 }
 
 // Whether a loop over the frame touches memory at all.

@@ -28,3 +28,9 @@
 
 #define TAVIX_REFUSE_IF(unit, condition, status, ...) \
   TAVIX_REFUSE_AS_IF(unit, __func__, condition, status, __VA_ARGS__)
+
+// Returns the status of a shared check that has refused and logged.
+#define TAVIX_RETURN_IF_REFUSED(check)                                     \
+  do {                                                                     \
+    if (const int32_t status = (check); status != TAVIX_OK) return status; \
+  } while (false)

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "common/frame_access.h"
+#include "common/frame_checks.h"
 #include "common/log.h"
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "common/pixel_format.h"
@@ -231,8 +232,10 @@ int32_t BinaryChecks::operator()(const BinaryJob &job, uint32_t op) const {
                      "Unsupported pixel format: %d", src1.format);
   if (!supported) return TAVIX_ERROR_UNSUPPORTED;          // silent, on purpose
   if (op >= kBinaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
-  TAVIX_REFUSE_AS_IF(unit, function, src1.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
-                     "src1_frame channels(%d) must not exceed %d", src1.channels, kMaxChannels);
+  TAVIX_REFUSE_AS_IF(unit, function, !is_empty(src1) && src1.channels > kMaxChannels,
+                     TAVIX_ERROR_INVALID_PARAM, "src1_frame channels(%d) must not exceed %d",
+                     src1.channels, kMaxChannels);
+  TAVIX_RETURN_IF_REFUSED(check_row_elements(unit, function, src1));
   TAVIX_REFUSE_AS_IF(unit, function, any_null(alpha, beta, gamma), TAVIX_ERROR_INVALID_PARAM,
                      "alpha(%p), beta(%p) and gamma(%p) must not be nullptr", alpha, beta, gamma);
   TAVIX_REFUSE_AS_IF(unit, function,

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "common/frame_access.h"
+#include "common/frame_checks.h"
 #include "common/log.h"
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "common/pixel_format.h"
@@ -277,6 +278,7 @@ int32_t StatisticalFunctionOp(const TavixFrameV2 *src, int32_t op, TavixArray **
                      "Invalid input: op(%d) is out of range", op);
   TAVIX_REFUSE_AS_IF(kUnit, kFunction, channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
                      "src channels(%d) must not exceed %d", channels, kMaxChannels);
+  TAVIX_RETURN_IF_REFUSED(check_row_elements(kUnit, kFunction, src->video));
   TAVIX_REFUSE_AS_IF(kUnit, kFunction, has_pixels(src->video) && any_plane_null(src),
                      TAVIX_ERROR_INVALID_PARAM, "src->data[0](%p) must not be nullptr",
                      static_cast<const void *>(src->data[0]));

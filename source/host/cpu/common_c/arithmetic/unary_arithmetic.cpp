@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "common/frame_access.h"
+#include "common/frame_checks.h"
 #include "common/log.h"
 #include "common/pixel_format.h"
 #include "common/rounding.h"
@@ -93,8 +94,10 @@ struct UnaryC {
 
 int32_t guard_unary(const char *unit, const char *function, const UnaryJob &job) {
   const TavixVideoInfo &video = job.video();
-  TAVIX_REFUSE_AS_IF(unit, function, video.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
-                     "src channels(%d) must not exceed %d", video.channels, kMaxChannels);
+  TAVIX_REFUSE_AS_IF(unit, function, !is_empty(video) && video.channels > kMaxChannels,
+                     TAVIX_ERROR_INVALID_PARAM, "src channels(%d) must not exceed %d",
+                     video.channels, kMaxChannels);
+  TAVIX_RETURN_IF_REFUSED(check_row_elements(unit, function, video));
   TAVIX_REFUSE_AS_IF(unit, function, any_null(job.scale, job.offset), TAVIX_ERROR_INVALID_PARAM,
                      "scale(%p) and offset(%p) must not be nullptr", job.scale, job.offset);
   TAVIX_REFUSE_AS_IF(unit, function, has_pixels(video) && any_plane_null(job.src, job.dst),
