@@ -11,19 +11,37 @@
 
 namespace tavix::module {
 
+constinit KernelFamily<BinaryRows> binary_family = {{&kBinaryRowsC TAVIX_X86(&kBinaryRowsAvx2)}};
 constinit KernelFamily<NormalizeRows> normalize_family = {
     {&kNormalizeRowsC TAVIX_X86(&kNormalizeRowsAvx2)}};
 constinit KernelFamily<RgbRows> rgb_family = {{&kRgbRowsC TAVIX_X86(&kRgbRowsAvx2)}};
+constinit KernelFamily<SoftmaxRows> softmax_family = {
+    {&kSoftmaxRowsC TAVIX_X86(&kSoftmaxRowsAvx2)}};
+constinit KernelFamily<StatisticsRows> statistics_family = {
+    {&kStatisticsRowsC TAVIX_X86(&kStatisticsRowsAvx2)}};
 constinit KernelFamily<TensorRows> tensor_family = {{&kTensorRowsC TAVIX_X86(&kTensorRowsAvx2)}};
+constinit KernelFamily<UnaryRows> unary_family = {{&kUnaryRowsC TAVIX_X86(&kUnaryRowsAvx2)}};
 
+const BinaryRows &binary_rows() {
+  return binary_family.best();
+}
 const NormalizeRows &normalize_rows() {
   return normalize_family.best();
 }
 const RgbRows &rgb_rows() {
   return rgb_family.best();
 }
+const SoftmaxRows &softmax_rows() {
+  return softmax_family.best();
+}
+const StatisticsRows &statistics_rows() {
+  return statistics_family.best();
+}
 const TensorRows &tensor_rows() {
   return tensor_family.best();
+}
+const UnaryRows &unary_rows() {
+  return unary_family.best();
 }
 
 }  // namespace tavix::module

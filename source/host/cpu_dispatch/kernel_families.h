@@ -3,6 +3,10 @@
 // families themselves are named here for the tests, which force levels and add records.
 #pragma once
 
+#include "cpu/common_c/arithmetic/binary_rows.h"
+#include "cpu/common_c/arithmetic/softmax_rows.h"
+#include "cpu/common_c/arithmetic/statistics_rows.h"
+#include "cpu/common_c/arithmetic/unary_rows.h"
 #include "cpu/common_c/blob/normalize_row.h"
 #include "cpu/common_c/blob/tensor_rows.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"
@@ -10,8 +14,12 @@
 
 namespace tavix::module {
 
+extern constinit KernelFamily<BinaryRows> binary_family;
 extern constinit KernelFamily<NormalizeRows> normalize_family;
 extern constinit KernelFamily<RgbRows> rgb_family;
+extern constinit KernelFamily<SoftmaxRows> softmax_family;
+extern constinit KernelFamily<StatisticsRows> statistics_family;
 extern constinit KernelFamily<TensorRows> tensor_family;
+extern constinit KernelFamily<UnaryRows> unary_family;
 
 }  // namespace tavix::module

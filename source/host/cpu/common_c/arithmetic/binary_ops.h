@@ -8,15 +8,11 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
-#include <utility>
 
 #include "common/rounding.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 namespace tavix::module {
-
-inline constexpr int kBinaryOps = 10;
-using BinaryOps = std::make_integer_sequence<int, kBinaryOps>;
 
 template <int op>
 struct BinaryOp;

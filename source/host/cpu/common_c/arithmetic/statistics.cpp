@@ -1,75 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// Statistics: the portable kernels, the loop body that both entries run, and the portable entry.
+// The loop body that both statistics entries run: rows into lanes, lanes into channels, stripes into
+// one result.
 #include "cpu/common_c/arithmetic/statistics.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cfloat>
 #include <cmath>
 #include <cstring>
 #include <mutex>
 #include <utility>
 
-#include "common/frame_access.h"
-#include "common/frame_checks.h"
-#include "common/log.h"
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "common/pixel_format.h"
-#include "cpu/common_c/arithmetic/statistics_lanes.h"
-#include "cpu_dispatch/cpu_features.h"
+#include "cpu/common_c/arithmetic/statistics_rows.h"
 #include "tavix/video_common_cpu/statistics.h"
 
 namespace tavix::module {
 
 namespace {
-
-constexpr auto &kUnit = kArithmeticUnit;
-
-// Element r of a word, whose bytes or float stand in memory order.
-template <class T>
-StatSum<T> word_element(uint32_t word, int32_t r) {
-  if constexpr (std::is_same_v<T, float>) {
-    return double(std::bit_cast<float>(word));
-  } else {
-    return (word >> (8 * r)) & 0xFF;
-  }
-}
-
-// The twins of accumulate_avx2. Lanes are updated in a copy, which no byte of the frame can alias.
-template <class T>
-void accumulate_c(SumLanes<T> &result, const uint8_t *bytes, int64_t blocks) {
-  SumLanes<T> lanes = result;
-  for (; blocks > 0; --blocks, bytes += kStatBlock)
-    for (int32_t r = 0; r < kStatPerWord<T>; ++r)
-      for (int32_t q = 0; q < kStatWords; ++q)
-        lanes.sum[r][q] += word_element<T>(load<uint32_t>(bytes, q), r);
-  result = lanes;
-}
-
-template <class T>
-void accumulate_c(SquareLanes<T> &result, const uint8_t *bytes, int64_t blocks) {
-  SquareLanes<T> lanes = result;
-  for (; blocks > 0; --blocks, bytes += kStatBlock)
-    for (int32_t r = 0; r < kStatPerWord<T>; ++r)
-      for (int32_t q = 0; q < kStatWords; ++q) {
-        const StatSum<T> v = word_element<T>(load<uint32_t>(bytes, q), r);
-        lanes.sum[r][q] += v;
-        lanes.sumsq[r][q] += v * v;
-      }
-  result = lanes;
-}
-
-template <class T, class Beats>
-void accumulate_c(ExtremeLanes<T, Beats> &result, const uint8_t *bytes, int64_t blocks) {
-  ExtremeLanes<T, Beats> lanes = result;
-  for (; blocks > 0; --blocks, bytes += kStatBlock)
-    for (size_t k = 0; k < std::size(lanes.extreme); ++k) {
-      const T v = load<T>(bytes, int64_t(k));
-      lanes.extreme[k] = Beats{}(v, lanes.extreme[k]) ? v : lanes.extreme[k];
-    }
-  result = lanes;
-}
 
 // What samples have come to, for each channel.
 struct ChannelTotals {
@@ -141,7 +89,8 @@ void add_lanes(ChannelTotals &totals, const ExtremeLanes<T, Beats> &lanes, int32
 template <class Lanes>
 class RowAccumulator {
  public:
-  RowAccumulator(ChannelTotals &totals, int32_t channels) : totals_(totals), channels_(channels) {}
+  RowAccumulator(Accumulate<Lanes> *accumulate, ChannelTotals &totals, int32_t channels)
+      : accumulate_(accumulate), totals_(totals), channels_(channels) {}
   ~RowAccumulator() { add_lanes(totals_, lanes_, channels_); }
   RowAccumulator(const RowAccumulator &) = delete;
   RowAccumulator &operator=(const RowAccumulator &) = delete;
@@ -166,16 +115,16 @@ class RowAccumulator {
         room_ = Lanes::kRoom;
       }
       const int64_t count = std::min(blocks, room_);
-      avx2_ ? accumulate_avx2(lanes_, bytes, count) : accumulate_c(lanes_, bytes, count);
+      accumulate_(lanes_, bytes, count);
       room_ -= count;
       blocks -= count;
       bytes += count * kStatBlock;
     }
   }
 
+  Accumulate<Lanes> *const accumulate_;
   ChannelTotals &totals_;
   const int32_t channels_;
-  const bool avx2_ = use_avx2();
   int64_t room_ = Lanes::kRoom;
   Lanes lanes_;
 };
@@ -213,9 +162,11 @@ class StatisticalFunctionBody final : public ParallelLoopBody {
   const ChannelTotals &totals() const { return totals_; }
 
  private:
+  using Lanes = typename LanesOf<T, op>::type;
+
   void accumulate(const Range &rows, ChannelTotals &stripe) const {
     if (!has_pixels(src_.video)) return;
-    RowAccumulator<typename LanesOf<T, op>::type> accumulator(stripe, src_.video.channels);
+    RowAccumulator<Lanes> accumulator(accumulate_, stripe, src_.video.channels);
     const auto run_row = [&](int64_t n, const uint8_t *src) {
       accumulator.row(src, n * int64_t(sizeof(T)));
     };
@@ -223,6 +174,7 @@ class StatisticalFunctionBody final : public ParallelLoopBody {
   }
 
   const TavixFrameV2 &src_;
+  Accumulate<Lanes> *const accumulate_ = std::get<Accumulate<Lanes> *>(statistics_rows());
   mutable ChannelTotals totals_;
   mutable std::mutex mutex_;
 };
@@ -247,8 +199,6 @@ double finish(const ChannelTotals &totals, int32_t c, double pixels) {
   }
 }
 
-using ChannelResults = std::array<double, kMaxChannels>;
-
 template <class T, int op>
 ChannelResults compute(const TavixFrameV2 &src) {
   const StatisticalFunctionBody<T, op> body(src);
@@ -260,64 +210,19 @@ ChannelResults compute(const TavixFrameV2 &src) {
   return results;
 }
 
-inline constexpr int kStatOps = 5;
+using Compute = ChannelResults (*)(const TavixFrameV2 &);
 
-template <class T, int... op>
-constexpr auto compute_table(std::integer_sequence<int, op...>) {
-  return std::array<ChannelResults (*)(const TavixFrameV2 &), kStatOps>{compute<T, op>...};
+template <int... op>
+ChannelResults run(const TavixFrameV2 &src, int32_t code, std::integer_sequence<int, op...>) {
+  static constexpr Compute kBytes[] = {compute<uint8_t, op>...},
+                           kFloats[] = {compute<float, op>...};
+  return (is_float(src.video.format) ? kFloats : kBytes)[code](src);
 }
 
 }  // namespace
 
-template <class T>
-int32_t StatisticalFunctionOp(const TavixFrameV2 *src, int32_t op, TavixArray **dst_array) {
-  constexpr char kFunction[] = "tavix::module::StatisticalFunctionOp";
-  static constexpr auto kCompute = compute_table<T>(std::make_integer_sequence<int, kStatOps>{});
-  const int32_t channels = src->video.channels;
-  TAVIX_REFUSE_AS_IF(kUnit, kFunction, op < 0 || op >= kStatOps, TAVIX_ERROR_INVALID_PARAM,
-                     "Invalid input: op(%d) is out of range", op);
-  TAVIX_REFUSE_AS_IF(kUnit, kFunction, channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
-                     "src channels(%d) must not exceed %d", channels, kMaxChannels);
-  TAVIX_RETURN_IF_REFUSED(check_row_elements(kUnit, kFunction, src->video));
-  TAVIX_REFUSE_AS_IF(kUnit, kFunction, has_pixels(src->video) && any_plane_null(src),
-                     TAVIX_ERROR_INVALID_PARAM, "src->data[0](%p) must not be nullptr",
-                     static_cast<const void *>(src->data[0]));
-  TavixArray *array = *dst_array;
-  TAVIX_REFUSE_AS_IF(
-      kUnit, kFunction,
-      array != nullptr && std::min(channels, array->count) > 0 && any_null(array->elements),
-      TAVIX_ERROR_INVALID_PARAM, "dst_array elements(%p) must not be nullptr",
-      static_cast<const void *>(array->elements));
-
-  const ChannelResults results = kCompute[op](*src);
-
-  if (array == nullptr) {
-    array = TavixArrayAlloc(TAVIX_ARRAY_TYPE_DOUBLE, channels);
-    TAVIX_REFUSE_AS_IF(kUnit, kFunction, array == nullptr, TAVIX_ERROR_MEMORY,
-                       "Failed to allocate dst_array");
-    *dst_array = array;
-  }
-  for (int32_t i = 0; i < std::min(channels, array->count); ++i)
-    array->elements[i] = {TAVIX_ARRAY_TYPE_DOUBLE, results[i]};
-  array->count = channels;  // whatever it was: elements beyond the old count are not written
-  return TAVIX_OK;
+ChannelResults statistic_of(const TavixFrameV2 &src, int32_t op) {
+  return run(src, op, std::make_integer_sequence<int, kStatOps>{});
 }
-
-template int32_t StatisticalFunctionOp<uint8_t>(const TavixFrameV2 *, int32_t, TavixArray **);
-template int32_t StatisticalFunctionOp<float>(const TavixFrameV2 *, int32_t, TavixArray **);
 
 }  // namespace tavix::module
-
-using namespace tavix::module;
-
-int32_t TavixFrameStatisticalFunctionCommonC(const TavixFrameV2 *src, int32_t op,
-                                             TavixArray **dst_array) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src, dst_array), TAVIX_ERROR_INVALID_PARAM,
-                  "src:%p or dst_array:%p is nullptr", src, dst_array);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
-                  "src->data[0](%p) is nullptr", src->data[0]);
-  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
-                  "Unsupported pixel format: %d", src->video.format);
-  return is_float(src->video.format) ? StatisticalFunctionOp<float>(src, op, dst_array)
-                                     : StatisticalFunctionOp<uint8_t>(src, op, dst_array);
-}

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-// What both statistics entries run once their own checks have passed.
+// From a frame to one statistic of each of its channels.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
+#include "common/frame_access.h"
 #include "tavix/core/records.h"
 
 namespace tavix::module {
 
-// Computes statistic op of a frame with elements of T, uint8_t or float, and hands it out as
-// TavixFrameStatisticalFunctionByCPU says. Needs src and dst_array; the other checks are its own.
-template <class T>
-int32_t StatisticalFunctionOp(const TavixFrameV2 *src, int32_t op, TavixArray **dst_array);
+inline constexpr int kStatOps = 5;
 
-extern template int32_t StatisticalFunctionOp<uint8_t>(const TavixFrameV2 *, int32_t,
-                                                       TavixArray **);
-extern template int32_t StatisticalFunctionOp<float>(const TavixFrameV2 *, int32_t, TavixArray **);
+using ChannelResults = std::array<double, kMaxChannels>;
+
+// Statistic op, below kStatOps, of a frame that has passed the checks; 0 beyond its channels.
+ChannelResults statistic_of(const TavixFrameV2 &src, int32_t op);
 
 }  // namespace tavix::module

@@ -116,9 +116,12 @@ struct MapBlockAvx2 {
   }
 };
 
+// Returns the bytes that whole blocks cover.
 template <int channels>
-void map_blocks_avx2(const Rows *rows, const uint8_t *src, uint8_t *dst, int64_t n) {
-  run_blocks_avx2<64 * channels>(MapBlockAvx2<channels>{rows}, n, dst, src);
+int64_t map_blocks_avx2(const Rows *rows, const uint8_t *src, uint8_t *dst, int64_t n) {
+  const int64_t whole = n - n % (64 * channels);
+  run_blocks_avx2<64 * channels>(MapBlockAvx2<channels>{rows}, whole, dst, src);
+  return whole;
 }
 
 }  // namespace
@@ -134,21 +137,22 @@ ByteMapsAvx2::ByteMapsAvx2(const std::array<ByteMap, kMaxChannels> &maps, int32_
       std::all_of(maps.begin(), maps.begin() + channels, [&](auto &map) { return map == maps[0]; });
   channels_ = alike ? 1 : channels == 3 ? 3 : 4;
   for (int32_t c = 0; c < channels_; ++c) {
-    const ByteMap &map = maps[c % channels];
-    for (int32_t k = 0; k < 256; ++k)
-      rows_[c][k / 16][k % 16] = uint8_t(map[k] ^ (k % 128 < 16 ? 0 : map[k - 16]));
+    maps_[c] = maps[c % channels];
+    for (int32_t row = 0; row < 16; ++row)
+      for (int32_t k = 0; k < 16; ++k) {
+        const uint8_t value = maps_[c][16 * row + k];
+        rows_[c][row][k] = row % 8 == 0 ? value : value ^ maps_[c][16 * (row - 1) + k];
+      }
   }
 }
 
 void ByteMapsAvx2::map_row(const uint8_t *src, uint8_t *dst, int64_t n) const {
-  switch (channels_) {
-    case 1:
-      return map_blocks_avx2<1>(rows_.data(), src, dst, n);
-    case 3:
-      return map_blocks_avx2<3>(rows_.data(), src, dst, n);
-    default:
-      return map_blocks_avx2<4>(rows_.data(), src, dst, n);
-  }
+  int64_t i = channels_ == 1   ? map_blocks_avx2<1>(rows_.data(), src, dst, n)
+              : channels_ == 3 ? map_blocks_avx2<3>(rows_.data(), src, dst, n)
+                               : map_blocks_avx2<4>(rows_.data(), src, dst, n);
+  // A block of its own would cost more than the last samples one by one.
+  for (; i < n; i += channels_)
+    for (int32_t c = 0; c < channels_ && i + c < n; ++c) dst[i + c] = maps_[c][src[i + c]];
 }
 
 }  // namespace tavix::module

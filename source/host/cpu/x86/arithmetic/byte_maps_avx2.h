@@ -26,6 +26,7 @@ class ByteMapsAvx2 {
   using Rows = std::array<std::array<uint8_t, 16>, 16>;
 
   int32_t channels_;  // that one step tells apart: 1, 3 or 4
+  std::array<ByteMap, kMaxChannels> maps_;
   std::array<Rows, kMaxChannels> rows_;
 };
 

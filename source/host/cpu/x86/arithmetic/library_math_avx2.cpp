@@ -170,46 +170,35 @@ TAVIX_INLINE void run_row_avx2(const Row &row, int32_t n) {
   for (; i < n; ++i) row.finish(i, Function::kLibrary(row.argument(i)));
 }
 
-// Of any library: no lane is sure.
-struct AnyLog {
-  static constexpr int kTogether = 1;
-  static constexpr float (*kLibrary)(float) = logf;
-
-  template <int n>
-  static TAVIX_INLINE bool lanes_avx2(const __m256 (&x)[n], Lanes (&lanes)[n]) {
-    TAVIX_EACH(n) lanes[i] = {x[i], _mm256_setzero_ps()};
-    return false;
-  }
-};
-
-// logf of a thousand arguments from 0.6 to 1.4, close together around 1, where libraries differ most.
-constexpr int32_t kProbes = 1024;
-void probe_log_avx2(float (&x)[kProbes], float (&y)[kProbes]) {
-  for (int32_t i = 0; i < kProbes; ++i) {
-    const float t = float(i - kProbes / 2) / (kProbes / 2);
-    x[i] = 1.0f + 0.4f * t * t * t;
-  }
-  run_row_avx2<Log>(PlainRow{x, y}, kProbes);
+template <class Row>
+void call_library(float (*library)(float), const Row &row, int32_t n) {
+  for (int32_t i = 0; i < n; ++i) row.finish(i, library(row.argument(i)));
 }
 
-template <class Row>
-void run_log_avx2(const Row &row, int32_t n, bool known) {
-  known ? run_row_avx2<Log>(row, n) : run_row_avx2<AnyLog>(row, n);
+// The functions of the library that the vectors know, whatever library is at hand.
+void known_expf_row_avx2(const float *x, float *y, int32_t n) {
+  run_row_avx2<Exp>(PlainRow{x, y}, n);
+}
+void known_logf_row_avx2(const float *x, float *y, int32_t n) {
+  run_row_avx2<Log>(PlainRow{x, y}, n);
 }
 
 }  // namespace
 
-void expf_row_avx2(const float *x, float *y, int32_t n) {
-  run_row_avx2<Exp>(PlainRow{x, y}, n);
+void expf_row_avx2(const float *x, float *y, int32_t n, const LibraryFunction &expf) {
+  if (!expf.known) return call_library(expf.call, PlainRow{x, y}, n);
+  known_expf_row_avx2(x, y, n);
 }
-void logf_row_avx2(const float *x, float *y, int32_t n, bool known) {
-  run_log_avx2(PlainRow{x, y}, n, known);
+void logf_row_avx2(const float *x, float *y, int32_t n, const LibraryFunction &logf) {
+  if (!logf.known) return call_library(logf.call, PlainRow{x, y}, n);
+  known_logf_row_avx2(x, y, n);
 }
 void scaled_logf_row_avx2(const uint8_t *src, uint8_t *dst, int32_t n, float least,
-                          const float (&scale)[kBlockFloats], const float (&offset)[kBlockFloats]) {
+                          const float (&scale)[kBlockFloats], const float (&offset)[kBlockFloats],
+                          const LibraryFunction &logf) {
   const ScaledRow row = {
       src, dst, least, scale, offset, load_pattern_avx2(scale), load_pattern_avx2(offset)};
-  run_log_avx2(row, n, logf_is_known());
+  logf.known ? run_row_avx2<Log>(row, n) : call_library(logf.call, row, n);
 }
 
 }  // namespace tavix::module
@@ -225,17 +214,41 @@ void ask_library(float (*library)(float), const float *x, float *y, uint64_t lan
   }
 }
 
-bool is_known_logf(float (*library)(float)) {
+namespace {
+
+// A thousand arguments around a centre, closest together in the middle, where libraries differ
+// most.
+constexpr int32_t kProbes = 1024;
+
+LibraryFunction examined(float (*call)(float), void (*known_row)(const float *, float *, int32_t),
+                         float centre, float reach) {
   float x[kProbes], y[kProbes];
-  probe_log_avx2(x, y);
+  for (int32_t i = 0; i < kProbes; ++i) {
+    const float t = float(i - kProbes / 2) / (kProbes / 2);
+    x[i] = centre + reach * t * t * t;
+  }
+  known_row(x, y, kProbes);
   for (int32_t i = 0; i < kProbes; ++i)
-    if (std::bit_cast<uint32_t>(library(x[i])) != std::bit_cast<uint32_t>(y[i])) return false;
-  return true;
+    if (std::bit_cast<uint32_t>(call(x[i])) != std::bit_cast<uint32_t>(y[i])) return {call, false};
+  return {call, true};
 }
 
-bool logf_is_known() {
-  static const bool known = is_known_logf(logf);
-  return known;
+}  // namespace
+
+LibraryFunction examined_expf(float (*call)(float)) {
+  return examined(call, known_expf_row_avx2, 0.0f, 80.0f);
+}
+LibraryFunction examined_logf(float (*call)(float)) {
+  return examined(call, known_logf_row_avx2, 1.0f, 0.4f);
+}
+
+const LibraryFunction &library_expf() {
+  static LibraryFunction function = examined_expf(expf);
+  return function;
+}
+const LibraryFunction &library_logf() {
+  static LibraryFunction function = examined_logf(logf);
+  return function;
 }
 
 }  // namespace tavix::module

@@ -6,21 +6,31 @@
 
 namespace tavix::module {
 
-// y[i] = expf(x[i]) for i below n. x and y do not overlap.
-void expf_row_avx2(const float *x, float *y, int32_t n);
+// A function of a C library. known: whether it is the one that the rows below compute in vectors;
+// one that is not is called for every element.
+struct LibraryFunction {
+  float (*call)(float);
+  bool known;
+};
 
-// Whether a C library's logf is the function that the rows below compute in vectors, and whether
-// the one at hand is, found out once.
-bool is_known_logf(float (*library)(float));
-bool logf_is_known();
+// Told by the results of a thousand arguments.
+LibraryFunction examined_expf(float (*call)(float));
+LibraryFunction examined_logf(float (*call)(float));
 
-// y[i] = logf(x[i]) for i below n. x and y do not overlap. A library that is not known is called for
-// every element.
-void logf_row_avx2(const float *x, float *y, int32_t n, bool known = logf_is_known());
+// Those of the library at hand, examined once.
+const LibraryFunction &library_expf();
+const LibraryFunction &library_logf();
+
+// y[i] = expf(x[i]), logf(x[i]) for i below n. x and y do not overlap.
+void expf_row_avx2(const float *x, float *y, int32_t n,
+                   const LibraryFunction &expf = library_expf());
+void logf_row_avx2(const float *x, float *y, int32_t n,
+                   const LibraryFunction &logf = library_logf());
 
 // The same of floats at any address, with a scale and an offset for each of 24 elements: dst[i] =
 // logf(max(src[i] * scale[i % 24], least)) + offset[i % 24], NaN kept. dst may be src.
 void scaled_logf_row_avx2(const uint8_t *src, uint8_t *dst, int32_t n, float least,
-                          const float (&scale)[24], const float (&offset)[24]);
+                          const float (&scale)[24], const float (&offset)[24],
+                          const LibraryFunction &logf = library_logf());
 
 }  // namespace tavix::module

@@ -7,15 +7,10 @@
 #include <type_traits>
 
 #include "common/frame_access.h"
-#include "common/log.h"
-#include "common/pixel_format.h"
-#include "common/rounding.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
-#include "cpu/common_c/arithmetic/run_operation.h"
-#include "cpu/common_c/arithmetic/unary_arithmetic.h"
+#include "cpu/common_c/arithmetic/unary_rows.h"
 #include "cpu/x86/arithmetic/byte_maps_avx2.h"
 #include "cpu/x86/arithmetic/library_math_avx2.h"
-#include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 #include "cpu/x86/arithmetic/row_blocks_avx2.h"
@@ -91,6 +86,15 @@ void mul_add_bytes_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const Patte
   run_blocks_avx2<kBlockBytes>(step, n, dst, src);
 }
 
+// The bytes of 256 results with an offset.
+void add_and_round_avx2(const float (&results)[256], float offset, ByteMap &bytes) {
+  for (int i = 0; i < 256; i += 32)
+    store_256(bytes.data() + i, round_to_bytes_avx2(load_8_floats(results + i) + offset,
+                                                    load_8_floats(results + i + 8) + offset,
+                                                    load_8_floats(results + i + 16) + offset,
+                                                    load_8_floats(results + i + 24) + offset));
+}
+
 // The functions of a block of scaled samples, as whole blocks take them. The order of max_ps's
 // operands matters: the second one is taken when either is NaN.
 template <int op>
@@ -138,92 +142,137 @@ ByteMapsAvx2 byte_maps(ApplyRow apply, const Pattern &scale, const Pattern &offs
                        int32_t channels) {
   std::array<ByteMap, kMaxChannels> maps = {};
   for (int32_t c = 0; c < channels; ++c) {
+    if (scale.lanes[c] == scale.lanes[0] && offset.lanes[c] == offset.lanes[0] && c > 0) {
+      maps[c] = maps[0];
+      continue;
+    }
     float v[256], result[256];
     for (int32_t x = 0; x < 256; ++x) v[x] = float(x) * scale.lanes[c];
     apply(v, result, 256);
-    for (int32_t x = 0; x < 256; ++x) maps[c][x] = round_to_u8(result[x] + offset.lanes[c]);
+    add_and_round_avx2(result, offset.lanes[c], maps[c]);
   }
   return ByteMapsAvx2(maps, channels);
 }
 
-template <class T, int op>
-class UnaryArithmeticBodyAVX final : public ParallelLoopBody {
- public:
-  explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
-      : src_(job.src),
-        dst_(job.dst),
-        scale_(copy_parameters(job.scale), job.video().channels),
-        offset_(copy_parameters(job.offset), job.video().channels) {}
-
-  void operator()(const Range &rows) const override {
-    if constexpr (std::is_same_v<T, float>) {
-      run_floats(rows);
-    } else if constexpr (op == TAVIX_UNARY_OP_MUL_ADD) {
-      for_each_row(rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) {
-        mul_add_bytes_avx2(src, dst, n, scale_, offset_);
-      });
-    } else {
-      run_byte_maps(rows);
-    }
-  }
-
- private:
-  static constexpr bool kBlocksDiffer =
-      op == TAVIX_UNARY_OP_SQRT || (op == TAVIX_UNARY_OP_EXP && std::is_same_v<T, float>);
+// What the bodies of all element types and operations have.
+struct UnaryCall {
+  explicit UnaryCall(const UnaryJob &call)
+      : job(call),
+        channels(call.video().channels),
+        scale(copy_parameters(call.scale), channels),
+        offset(copy_parameters(call.offset), channels) {}
 
   // run_row(elements, src, dst). Where blocks differ from single elements, rows that end in single
   // elements stay apart.
-  template <class RunRow>
+  template <class T, bool blocks_differ, class RunRow>
   void for_each_row(const Range &rows, const RunRow &run_row) const {
-    const int32_t n = row_elements(src_->video);
-    const bool apart = kBlocksDiffer && in_whole_blocks(n, src_->video.channels) != n;
+    const int32_t n = row_elements(job.video());
+    const bool apart = blocks_differ && in_whole_blocks(n, channels) != n;
     const int32_t step = apart ? 1 : rows.end - rows.start;
     for (int32_t y = rows.start; y < rows.end; y += step)
-      for_each_long_row<T>(y, y + step, run_row, *src_, *dst_);
+      job.for_each_row<T>({y, y + step, 1}, run_row);
   }
 
-  void run_byte_maps(const Range &rows) const {
-    const int32_t channels = src_->video.channels;
-    if (!has_pixels(src_->video)) return;
-    const ByteMapsAvx2 singles = byte_maps(apply_to_singles<op>, scale_, offset_, channels);
-    if constexpr (kBlocksDiffer) {
-      const ByteMapsAvx2 blocks = byte_maps(sqrt_in_blocks, scale_, offset_, channels);
-      for_each_row(rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) {
-        const int32_t whole = in_whole_blocks(n, channels);
-        blocks.map_row(src, dst, whole);
-        singles.map_row(src + whole, dst + whole, n - whole);
-      });
-    } else {
-      for_each_row(
-          rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) { singles.map_row(src, dst, n); });
-    }
-  }
+  const UnaryJob job;
+  const int32_t channels;
+  const Pattern scale, offset;
+};
 
-  void run_floats(const Range &rows) const {
-    for_each_row(rows, [&](int32_t n, const uint8_t *src, uint8_t *dst) {
-      if constexpr (op == TAVIX_UNARY_OP_LOG)
-        return scaled_logf_row_avx2(src, dst, n, FLT_EPSILON, scale_.lanes, offset_.lanes);
-      const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, src_->video.channels) : n;
-      float_blocks_avx2<op>(src, dst, whole, scale_, offset_);
-      float_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
+template <class T, int op>
+class UnaryArithmeticBodyAVX;
+
+// 8-bit functions go through maps of all samples.
+template <int op>
+class UnaryArithmeticBodyAVX<uint8_t, op> final : public ParallelLoopBody {
+ public:
+  explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
+      : call_(job),
+        singles_(byte_maps(apply_to_singles<op>, call_.scale, call_.offset, call_.channels)) {}
+
+  void operator()(const Range &rows) const override {
+    call_.for_each_row<uint8_t, false>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+      singles_.map_row(src, dst, n);
     });
   }
 
+ private:
+  const UnaryCall call_;
+  const ByteMapsAvx2 singles_;
+};
+
+// Whole blocks have a map of their own.
+template <>
+class UnaryArithmeticBodyAVX<uint8_t, TAVIX_UNARY_OP_SQRT> final : public ParallelLoopBody {
+ public:
+  explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
+      : call_(job),
+        singles_(byte_maps(apply_to_singles<TAVIX_UNARY_OP_SQRT>, call_.scale, call_.offset,
+                           call_.channels)),
+        blocks_(byte_maps(sqrt_in_blocks, call_.scale, call_.offset, call_.channels)) {}
+
+  void operator()(const Range &rows) const override {
+    call_.for_each_row<uint8_t, true>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+      const int32_t whole = in_whole_blocks(n, call_.channels);
+      blocks_.map_row(src, dst, whole);
+      singles_.map_row(src + whole, dst + whole, n - whole);
+    });
+  }
+
+ private:
+  const UnaryCall call_;
+  const ByteMapsAvx2 singles_, blocks_;
+};
+
+template <>
+class UnaryArithmeticBodyAVX<uint8_t, TAVIX_UNARY_OP_MUL_ADD> final : public ParallelLoopBody {
+ public:
+  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : call_(job) {}
+
+  void operator()(const Range &rows) const override {
+    call_.for_each_row<uint8_t, false>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+      mul_add_bytes_avx2(src, dst, n, call_.scale, call_.offset);
+    });
+  }
+
+ private:
+  const UnaryCall call_;
+};
+
+template <int op>
+class UnaryArithmeticBodyAVX<float, op> final : public ParallelLoopBody {
+ public:
+  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : call_(job) {}
+
+  void operator()(const Range &rows) const override {
+    call_.for_each_row<float, kBlocksDiffer>(
+        rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) { run_row(n, src, dst); });
+  }
+
+ private:
+  static constexpr bool kBlocksDiffer = op == TAVIX_UNARY_OP_SQRT || op == TAVIX_UNARY_OP_EXP;
+
+  void run_row(int32_t n, const uint8_t *src, uint8_t *dst) const {
+    const auto &[job, channels, scale, offset] = call_;
+    if constexpr (op == TAVIX_UNARY_OP_LOG)
+      return scaled_logf_row_avx2(src, dst, n, FLT_EPSILON, scale.lanes, offset.lanes);
+    const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, channels) : n;
+    float_blocks_avx2<op>(src, dst, whole, scale, offset);
+    run_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
+  }
+
   // A row with two channels has nothing but single elements.
-  void float_singles(const uint8_t *src, uint8_t *dst, int32_t n) const {
+  void run_singles(const uint8_t *src, uint8_t *dst, int32_t n) const {
+    const Pattern &scale = call_.scale, &offset = call_.offset;
     for (int64_t start = 0; start < n; start += kBlockFloats) {
       const int32_t count = int32_t(std::min<int64_t>(kBlockFloats, n - start));
       float v[kBlockFloats], result[kBlockFloats];
-      for (int32_t k = 0; k < count; ++k) v[k] = load<float>(src, start + k) * scale_.lanes[k];
+      for (int32_t k = 0; k < count; ++k) v[k] = load<float>(src, start + k) * scale.lanes[k];
       apply_to_singles<op>(v, result, count);
-      for (int32_t k = 0; k < count; ++k) store(dst, start + k, result[k] + offset_.lanes[k]);
+      for (int32_t k = 0; k < count; ++k) store(dst, start + k, result[k] + offset.lanes[k]);
     }
   }
 
-  const TavixFrameV2 *src_;
-  TavixFrameV2 *dst_;
-  Pattern scale_;
-  Pattern offset_;
+  const UnaryCall call_;
 };
 
 struct UnaryAvx2 {
@@ -233,27 +282,6 @@ struct UnaryAvx2 {
 
 }  // namespace
 
+constinit const UnaryRows kUnaryRowsAvx2 = UnaryRows::of<UnaryAvx2>();
+
 }  // namespace tavix::module
-
-using namespace tavix::module;
-
-int32_t TavixFrameUnaryArithmeticAVX(const TavixFrameV2 *src, int32_t op, const double *scale,
-                                     const double *offset, TavixFrameV2 *dst) {
-  constexpr auto &kUnit = kArithmeticAvxUnit;
-  TAVIX_REFUSE_IF(kUnit, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src1_frame(%p) or dst_frame(%p) is null", src, dst);
-  const TavixVideoInfo &a = src->video, &b = dst->video;
-  TAVIX_REFUSE_IF(kUnit, !same_shape(a, b), TAVIX_ERROR_INVALID_PARAM,
-                  "src1_frame(width=%d, height=%d, channels=%d, format=%d) and "
-                  "dst_frame(width=%d, height=%d, channels=%d, format=%d) dimension mismatch",
-                  a.width, a.height, a.channels, a.format, b.width, b.height, b.channels, b.format);
-  if (!is_rgb_family(a.format)) return TAVIX_ERROR_UNSUPPORTED;     // silent, on purpose
-  if (op < 0 || op >= kUnaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
-  const UnaryJob job = {src, dst, scale, offset};
-  if (const int32_t status = guard_unary(kUnit, __func__, job); status != TAVIX_OK) return status;
-  TAVIX_REFUSE_IF(kUnit, has_pixels(a) && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
-                  "the processor has no AVX2");
-
-  run_operation<UnaryAvx2>(job, uint32_t(op), UnaryOps{});
-  return TAVIX_OK;
-}

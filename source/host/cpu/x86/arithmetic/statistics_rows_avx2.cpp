@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Statistics: the AVX2 kernels, and the AVX entry. The entry runs on any processor, since it shares
-// its loop body with the portable one.
-#include "common/frame_access.h"
-#include "common/log.h"
-#include "common/pixel_format.h"
-#include "cpu/common_c/arithmetic/statistics.h"
-#include "cpu/common_c/arithmetic/statistics_lanes.h"
+// The AVX2 kernels of statistics.
+#include "cpu/common_c/arithmetic/statistics_rows.h"
 #include "cpu/x86/prefetch.h"
-#include "tavix/video_common_cpu/statistics.h"
 
 #include "cpu/x86/lanes_avx2.h"
 
@@ -233,18 +227,10 @@ void accumulate_avx2(MinLanes<float> &lanes, const uint8_t *bytes, int64_t block
 }  // namespace tavix::module
 TAVIX_AVX2_END
 
-namespace {
-constexpr auto &kUnit = tavix::module::kArithmeticAvxUnit;
-}
+namespace tavix::module {
 
-using namespace tavix::module;
+constinit const StatisticsRows kStatisticsRowsAvx2 = {
+    accumulate_avx2, accumulate_avx2, accumulate_avx2, accumulate_avx2,
+    accumulate_avx2, accumulate_avx2, accumulate_avx2, accumulate_avx2};
 
-int32_t TavixFrameStatisticalFunctionAVX(const TavixFrameV2 *src, int32_t op,
-                                         TavixArray **dst_array) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src, dst_array), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame(%p) or dst_array(%p) is null", src, dst_array);
-  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
-                  "Unsupported pixel format: %d", src->video.format);
-  return is_float(src->video.format) ? StatisticalFunctionOp<float>(src, op, dst_array)
-                                     : StatisticalFunctionOp<uint8_t>(src, op, dst_array);
-}
+}  // namespace tavix::module

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // AVX2 binary arithmetic: scaling and offsets in single precision, 8-bit operations on packed
 // bytes. Whole vectors and single elements agree for every operand, so a row is cut as is fastest.
+#include <algorithm>
 #include <cfloat>
+#include <iterator>
 #include <type_traits>
 
 #include "common/frame_access.h"
-#include "common/log.h"
 #include "common/rounding.h"
-#include "cpu/common_c/arithmetic/binary_arithmetic.h"
-#include "cpu/common_c/arithmetic/binary_ops.h"
+#include "cpu/common_c/arithmetic/binary_rows.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
-#include "cpu/common_c/arithmetic/run_operation.h"
-#include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 #include "cpu/x86/arithmetic/row_blocks_avx2.h"
@@ -23,11 +21,25 @@ namespace {
 
 using Pattern = ParameterPattern<float, kBlockFloats>;
 
+Pattern pattern_of(const double *values, const BinaryJob &job) {
+  return {copy_parameters(values), job.video().channels};
+}
+
+// The parameters of float frames.
+struct FloatParameters {
+  explicit FloatParameters(const BinaryJob &job)
+      : alpha(pattern_of(job.alpha, job)),
+        beta(pattern_of(job.beta, job)),
+        gamma(pattern_of(job.gamma, job)) {}
+
+  Pattern alpha, beta, gamma;
+};
+
 // The parameters of 8-bit frames, as they act on the bytes of a block.
 struct ByteParameters {
-  ByteParameters(const Pattern &a, const Pattern &b, const Pattern &g);
+  explicit ByteParameters(const BinaryJob &job);
 
-  const Pattern &alpha, &beta;
+  Pattern alpha, beta;
   bool scaled1, scaled2;              // whether a scale changes anything
   uint8_t offset[kBlockBytes];        // sat(round(gamma)), added to every result
   uint8_t zero_divisor[kBlockBytes];  // the result in place of a quotient by zero
@@ -38,21 +50,18 @@ bool is_neutral(const Pattern &scale) {
                      [](float s) { return s == 1.0f; });
 }
 
-ByteParameters::ByteParameters(const Pattern &a, const Pattern &b, const Pattern &g)
-    : alpha(a), beta(b), scaled1(!is_neutral(a)), scaled2(!is_neutral(b)) {
-  for (int32_t k = 0; k < kBlockFloats; ++k) {
-    offset[k] = round_to_u8(g.lanes[k]);
-    zero_divisor[k] = round_to_u8(FLT_EPSILON - g.lanes[k]);
-  }
-  for (int32_t k = kBlockFloats; k < kBlockBytes; ++k) {
-    offset[k] = offset[k - kBlockFloats];
-    zero_divisor[k] = zero_divisor[k - kBlockFloats];
-  }
+ByteParameters::ByteParameters(const BinaryJob &job)
+    : alpha(pattern_of(job.alpha, job)),
+      beta(pattern_of(job.beta, job)),
+      scaled1(!is_neutral(alpha)),
+      scaled2(!is_neutral(beta)) {
+  const Pattern gamma = pattern_of(job.gamma, job);
+  for (int32_t k = 0; k < kBlockFloats; ++k)
+    for (int32_t i = k; i < kBlockBytes; i += kBlockFloats) {
+      offset[i] = round_to_u8(gamma.lanes[k]);
+      zero_divisor[i] = round_to_u8(FLT_EPSILON - gamma.lanes[k]);
+    }
 }
-
-struct FloatParameters {
-  const Pattern &alpha, &beta, &gamma;
-};
 
 }  // namespace
 
@@ -251,31 +260,18 @@ namespace {
 template <class T, int op>
 class BinaryArithmeticBodyAVX final : public ParallelLoopBody {
  public:
-  explicit BinaryArithmeticBodyAVX(const BinaryJob &job)
-      : src1_(job.src1),
-        src2_(job.src2),
-        dst_(job.dst),
-        alpha_(copy_parameters(job.alpha), job.video().channels),
-        beta_(copy_parameters(job.beta), job.video().channels),
-        gamma_(copy_parameters(job.gamma), job.video().channels) {}
+  explicit BinaryArithmeticBodyAVX(const BinaryJob &job) : job_(job), parameters_(job) {}
 
   void operator()(const Range &rows) const override {
-    using Parameters =
-        std::conditional_t<std::is_same_v<T, uint8_t>, ByteParameters, FloatParameters>;
-    const Parameters parameters{alpha_, beta_, gamma_};
-    const auto run_row = [&](int32_t n, const uint8_t *src1, const uint8_t *src2, uint8_t *dst) {
-      binary_row_avx2<op>(src1, src2, dst, n, parameters);
-    };
-    for_each_long_row<T>(rows.start, rows.end, run_row, *src1_, *src2_, *dst_);
+    job_.for_each_row<T>(rows,
+                         [this](int32_t n, const uint8_t *src1, const uint8_t *src2, uint8_t *dst) {
+                           binary_row_avx2<op>(src1, src2, dst, n, parameters_);
+                         });
   }
 
  private:
-  const TavixFrameV2 *src1_;
-  const TavixFrameV2 *src2_;
-  TavixFrameV2 *dst_;
-  Pattern alpha_;
-  Pattern beta_;
-  Pattern gamma_;
+  const BinaryJob job_;
+  const std::conditional_t<std::is_same_v<T, uint8_t>, ByteParameters, FloatParameters> parameters_;
 };
 
 struct BinaryAvx2 {
@@ -285,20 +281,6 @@ struct BinaryAvx2 {
 
 }  // namespace
 
+constinit const BinaryRows kBinaryRowsAvx2 = BinaryRows::of<BinaryAvx2>();
+
 }  // namespace tavix::module
-
-using namespace tavix::module;
-
-int32_t TavixFrameBinaryArithmeticAVX(const TavixFrameV2 *src1_frame,
-                                      const TavixFrameV2 *src2_frame, uint32_t op,
-                                      const double *alpha, const double *beta, const double *gamma,
-                                      TavixFrameV2 *dst_frame) {
-  constexpr auto &kUnit = kArithmeticAvxUnit;
-  const BinaryJob job = {src1_frame, src2_frame, dst_frame, alpha, beta, gamma};
-  const BinaryChecks check = {kUnit, __func__, false};
-  if (const int32_t status = check(job, op); status != TAVIX_OK) return status;
-  TAVIX_REFUSE_IF(kUnit, has_pixels(job.video()) && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
-                  "the processor has no AVX2");
-  run_operation<BinaryAvx2>(job, op, BinaryOps{});
-  return TAVIX_OK;
-}

@@ -2,16 +2,13 @@
 // Softmax with AVX2. Lines along the last axis take the exponential of this folder and add in eight
 // lanes; all others give the very bits of the portable implementation.
 #include <cmath>
+#include <cstring>
 
-#include "common/frame_access.h"
-#include "common/log.h"
-#include "cpu/common_c/arithmetic/softmax.h"
+#include "cpu/common_c/arithmetic/softmax_rows.h"
 #include "cpu/x86/arithmetic/library_lanes_avx2.h"
 #include "cpu/x86/arithmetic/library_math_avx2.h"
 #include "cpu/x86/arithmetic/softmax_exp_avx2.h"
 #include "cpu/x86/prefetch.h"
-#include "cpu_dispatch/cpu_features.h"
-#include "tavix/video_common_cpu/softmax.h"
 
 #include "cpu/x86/avx2.h"
 
@@ -183,19 +180,58 @@ TAVIX_INLINE void column_exponentials_avx2(const float *x, float *y, const float
   }
 }
 
+TAVIX_INLINE __m256i first_lanes_avx2(int32_t count) {
+  return _mm256_cmpgt_epi32(_mm256_set1_epi32(count), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+}
+
 // The same of the first elements of a vector.
 TAVIX_INLINE void first_exponentials_avx2(const float *x, float *y, const float *max, float *sum,
                                           int32_t count) {
-  const __m256i chosen =
-      _mm256_cmpgt_epi32(_mm256_set1_epi32(count), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  const __m256i chosen = first_lanes_avx2(count);
   __m256 e[1] = {_mm256_maskload_ps(x, chosen) - _mm256_maskload_ps(max, chosen)};
   library_avx2<Exp>(e, e);
   _mm256_maskstore_ps(y, chosen, e[0]);
   _mm256_maskstore_ps(sum, chosen, _mm256_maskload_ps(sum, chosen) + e[0]);
 }
 
+// All of fewer neighbouring lines than lanes: exponentials of values in a row, whatever their line.
+// Maxima and sums take whole vectors, whose lanes beyond the lines nobody looks at.
+void softmax_narrow_avx2(const float *x, float *y, int32_t length, int32_t width) {
+  constexpr int32_t kTogether = 128;  // values of each line
+  const __m256i chosen = first_lanes_avx2(width);
+  const int64_t n = int64_t(length) * width;
+  __m256 max = _mm256_maskload_ps(x, chosen), sum = _mm256_setzero_ps();
+  const int64_t end = n - kLanes;  // of whole vectors
+  int64_t i = width;
+  for (; i <= end; i += width) max = _mm256_max_ps(_mm256_loadu_ps(x + i), max);
+  for (; i < n; i += width) max = _mm256_max_ps(_mm256_maskload_ps(x + i, chosen), max);
+
+  for (int64_t first = 0; first < n; first += kTogether * width) {
+    const int32_t count = int32_t(n - first < kTogether * width ? n - first : kTogether * width);
+    float difference[kTogether * kLanes], e[kTogether * kLanes];
+    int32_t j = 0;
+    for (; j < count && first + j <= end; j += width)
+      _mm256_storeu_ps(difference + j, _mm256_loadu_ps(x + first + j) - max);
+    for (; j < count; j += width)
+      _mm256_storeu_ps(difference + j, _mm256_maskload_ps(x + first + j, chosen) - max);
+    for (; j % kLanes != 0; ++j) difference[j] = 0;
+    expf_row_avx2(difference, e, j);
+    for (j = 0; j < count; j += width) sum += _mm256_loadu_ps(e + j);
+    std::memcpy(y + first, e, size_t(count) * sizeof(float));
+  }
+
+  float sums[kLanes * kLanes];  // of so many values in a row
+  for (int32_t j = 0; j < kLanes; ++j) _mm256_storeu_ps(sums + j * width, sum);
+  for (i = 0; i <= n - kLanes * width; i += kLanes * width)
+    for (int32_t j = 0; j < kLanes * width; j += kLanes)
+      divide_avx2(y + i + j, _mm256_loadu_ps(sums + j));
+  for (int32_t j = 0; i < n; ++i, ++j) y[i] /= sums[j];
+}
+
 // The twin of softmax_panel_c: plain loops that the compiler vectorises around the exponential.
 void softmax_panel_avx2(const float *x, float *y, int64_t stride, int32_t length, int32_t width) {
+  if (width < kLanes && width == stride) return softmax_narrow_avx2(x, y, length, width);
+  if (!library_expf().known) return kSoftmaxRowsC.panel(x, y, stride, length, width);
   float max[kPanelLines], sum[kPanelLines];
   for (int32_t i = 0; i < width; ++i) max[i] = x[i], sum[i] = 0.0f;
   for (int32_t k = 1; k < length; ++k)
@@ -226,57 +262,7 @@ TAVIX_AVX2_END
 
 namespace tavix::module {
 
-namespace {
-
-constexpr auto &kUnit = kArithmeticAvxUnit;
-
-class SoftmaxBodyAVX final : public ParallelLoopBody {
- public:
-  SoftmaxBodyAVX(const float *src, float *dst, const AxisShape &shape)
-      : src_(src), dst_(dst), shape_(shape) {}
-
-  void operator()(const Range &lines) const override {
-    if (shape_.inner != 1) return for_each_panel(src_, dst_, shape_, lines, softmax_panel_avx2);
-    const int64_t first = int64_t(lines.start) * shape_.length;
-    softmax_lines_avx2(src_ + first, dst_ + first, shape_.length, lines.end - lines.start);
-  }
-
- private:
-  const float *src_;
-  float *dst_;
-  AxisShape shape_;
-};
-
-}  // namespace
+constinit const SoftmaxRows kSoftmaxRowsAvx2 = {.panel = softmax_panel_avx2,
+                                                .lines = softmax_lines_avx2};
 
 }  // namespace tavix::module
-
-using namespace tavix::module;
-
-int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
-  if (const int32_t status = check_softmax_blobs(kUnit, __func__, src_blob, dst_blob);
-      status != TAVIX_OK)
-    return status;
-  const int32_t dims = src_blob->dims_size;
-  const int32_t real_axis = normalised_axis(*src_blob, axis);
-  TAVIX_REFUSE_IF(kUnit, real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
-                  "invalid axis: %d, dims size: %d", axis, dims);
-  TAVIX_REFUSE_IF(
-      kUnit,
-      src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 || dst_blob->data_type != src_blob->data_type,
-      TAVIX_ERROR_UNSUPPORTED,
-      "src blob data type %d or dst blob data type %d is not supported for AVX softmax",
-      src_blob->data_type, dst_blob->data_type);
-  const auto *src = static_cast<const float *>(TavixBufferDataGetV2(src_blob->buffer));
-  auto *dst = static_cast<float *>(TavixBufferDataGetV2(dst_blob->buffer));
-  if (any_null(src, dst)) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
-  AxisShape shape;
-  if (const int32_t status = check_softmax_shape(kUnit, __func__, *src_blob, real_axis, shape);
-      status != TAVIX_OK)
-    return status;
-  TAVIX_REFUSE_IF(kUnit, !shape.empty() && !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
-                  "the processor has no AVX2");
-
-  if (!shape.empty()) parallel_for_({0, shape.lines(), 1}, SoftmaxBodyAVX(src, dst, shape), -1.0);
-  return TAVIX_OK;
-}

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The lanes that statistics accumulate in. A row is taken in blocks of 96 bytes, a whole number of
+// The kernel family of statistics, and the lanes that it accumulates in. A row is taken in blocks of 96 bytes, a whole number of
 // pixels of 1, 2, 3 or 4 channels of either element type, so that element k of every block belongs
 // to channel k % channels: each element of a block has a lane, and kernels know nothing of
 // channels.
@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <tuple>
 #include <type_traits>
 
 namespace tavix::module {
@@ -66,15 +67,17 @@ using MaxLanes = ExtremeLanes<T, std::greater<T>>;
 template <class T>
 using MinLanes = ExtremeLanes<T, std::less<T>>;
 
-// The AVX2 kernels; their twins, accumulate_c, are templates in statistics.cpp. Each reads
-// blocks * 96 bytes at any address and updates the lanes.
-void accumulate_avx2(SumLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t blocks);
-void accumulate_avx2(SumLanes<float> &lanes, const uint8_t *bytes, int64_t blocks);
-void accumulate_avx2(SquareLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t blocks);
-void accumulate_avx2(SquareLanes<float> &lanes, const uint8_t *bytes, int64_t blocks);
-void accumulate_avx2(MaxLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t blocks);
-void accumulate_avx2(MaxLanes<float> &lanes, const uint8_t *bytes, int64_t blocks);
-void accumulate_avx2(MinLanes<uint8_t> &lanes, const uint8_t *bytes, int64_t blocks);
-void accumulate_avx2(MinLanes<float> &lanes, const uint8_t *bytes, int64_t blocks);
+// Adds the samples of blocks * 96 bytes at any address to the lanes.
+template <class Lanes>
+using Accumulate = void(Lanes &lanes, const uint8_t *bytes, int64_t blocks);
+
+// A kernel for each kind of lanes, std::get<Accumulate<SumLanes<float>> *>(rows) for one.
+using StatisticsRows =
+    std::tuple<Accumulate<SumLanes<uint8_t>> *, Accumulate<SumLanes<float>> *,
+               Accumulate<SquareLanes<uint8_t>> *, Accumulate<SquareLanes<float>> *,
+               Accumulate<MaxLanes<uint8_t>> *, Accumulate<MaxLanes<float>> *,
+               Accumulate<MinLanes<uint8_t>> *, Accumulate<MinLanes<float>> *>;
+extern const StatisticsRows kStatisticsRowsC, kStatisticsRowsAvx2;
+const StatisticsRows &statistics_rows();
 
 }  // namespace tavix::module
