@@ -12,8 +12,9 @@
 
 #include "cpu_dispatch/cpu_features.h"
 #include "cpu_dispatch/cpu_level.h"
-#include "cpu_dispatch/kernel_family.h"
+#include "cpu_dispatch/kernel_families.h"
 #include "support/seams.h"
+#include "tavix/video_common_cpu.h"
 
 namespace tavix::module {
 namespace {
@@ -218,6 +219,42 @@ TEST(KernelFamily, ALevelWithoutARecordTakesTheNextOneBelow) {
   EXPECT_EQ(family.at(CpuLevel::kAvx2), 0);
   EXPECT_EQ(family.at(CpuLevel::kAvx512), 2);
   EXPECT_EQ(family.at(CpuLevel::kAvx512Vbmi), 2);
+}
+
+// A record for a level of its own: what an instruction set adds.
+constinit int pinned_runs = 0;
+void pin_operation(const UnaryJob &job) {
+  ++pinned_runs;
+  *job.dst->data[0] = 77;
+}
+struct PinnedBody {
+  template <class T, int op>
+  struct Body final : ParallelLoopBody {
+    explicit Body(const UnaryJob &call) : job(call) {}
+    void operator()(const Range &) const override { pin_operation(job); }
+    const UnaryJob &job;
+  };
+};
+constinit const UnaryRows kPinnedRows = UnaryRows::of<PinnedBody>();
+
+TEST(KernelFamily, ARecordOfAnotherInstructionSetIsTakenByItsLevelAlone) {
+  const CpuLevel widest = cpu_level();
+  if (widest == CpuLevel::kPortable) GTEST_SKIP() << "no level but the portable one";
+  const test::Scoped<const UnaryRows *> added(unary_family.records[int(widest)], &kPinnedRows);
+  const double ones[4] = {1, 1, 1, 1}, zeros[4] = {};
+  const auto result_at = [&](CpuLevel level) {
+    const test::ScopedLevel scoped(level);
+    uint8_t sample = 9;
+    TavixFrameV2 frame = {};
+    frame.video = {1, 1, 1, TAVIX_PIX_FMT_GRAY8, 0, 0};
+    frame.data[0] = &sample, frame.linesize[0] = 1;
+    EXPECT_EQ(TavixFrameUnaryArithmeticByCPU(&frame, 0, ones, zeros, &frame), TAVIX_OK);
+    return sample;
+  };
+  for (int below = 0; below < int(widest); ++below) EXPECT_EQ(result_at(CpuLevel(below)), 9);
+  EXPECT_EQ(pinned_runs, 0);
+  EXPECT_EQ(result_at(widest), 77);
+  EXPECT_EQ(pinned_runs, 1);
 }
 
 }  // namespace

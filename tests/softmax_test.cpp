@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "common/units.h"
+#include "cpu/x86/arithmetic/library_math_avx2.h"
 #include "softmax_exp.h"
 #include "softmax_reference.h"
 #include "support/compare.h"
@@ -94,6 +95,33 @@ TEST(Softmax, LinesOfEveryLength) {
         expect_softmax(path.vector ? kAVX : kCommonC, path.vector, src, dims, size_t(axis));
       }
   });
+}
+
+// Fewer lines side by side than there are lanes, in one block and in several.
+TEST(Softmax, NarrowNeighbourhoods) {
+  for_each_path([](const Path &path) {
+    for (int32_t inner = 2; inner <= 20; ++inner)
+      for (const int32_t length : {1, 2, 3, 7, 8, 9, 31, 127, 128, 129, 300})
+        for (const int32_t outer : {1, 3}) {
+          const Dims dims = {outer, length, inner};
+          GuardedBlob src = float_blob(dims);
+          inner % 3 == 0 ? fill(src, kFills[size_t(length) % std::size(kFills)], uint64_t(length))
+                         : fill_scores(src, uint64_t(length));
+          expect_softmax(path.vector ? kAVX : kCommonC, path.vector, src, dims, 1);
+        }
+  });
+}
+
+// An exponential of the C library that vectors do not know is called for every value.
+TEST(Softmax, OfAnUnknownLibrary) {
+  if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
+  auto &library = const_cast<module::LibraryFunction &>(module::library_expf());
+  const Scoped<bool> unknown(library.known, false);
+  for (const auto &[dims, axis] : {std::pair(Dims{9, 50}, 0), {Dims{30, 3}, 0}, {Dims{5, 21}, 1}}) {
+    GuardedBlob src = float_blob(dims);
+    fill_scores(src, 3);
+    expect_softmax(kAVX, true, src, dims, size_t(axis));
+  }
 }
 
 // Panels, strips and stripes of the implementations end in the middle of these.
@@ -425,12 +453,13 @@ TEST(SoftmaxChecks, AxisThroughTheEntry) {
 }
 
 // Products wrap in 32 bits, as the number of lines does; nothing is read or written where it or the
-// length of the lines is not positive. Two negative dimensions would make a positive number.
+// length of the lines is not positive. Two negative dimensions or products would make a positive number.
 TEST(SoftmaxChecks, AbsurdDimensions) {
+  constexpr int32_t kProducts = 8;
   const struct {
     Dims dims;
     int32_t axis;
-    int32_t negative;  // the dimension refused, -1: none, nothing is done
+    int32_t negative;  // the dimension refused, -1: none, nothing is done; kProducts
   } cases[] = {
       {{0, 3, 4}, 1, -1},
       {{2, 0, 4}, 1, -1},
@@ -445,6 +474,8 @@ TEST(SoftmaxChecks, AbsurdDimensions) {
       {{1 << 30, 2, 4}, 1, -1},
       {{INT32_MIN, 2, 2}, 1, -1},
       {{INT32_MIN, INT32_MIN, 2}, 2, -1},
+      {{9241, 464773, 2, 9241, 464773}, 2, kProducts},
+      {{9241, 464773, 2, 9241, 464773}, 0, -1},
   };
   for_each_path([&](const Path &path) {
     for (const Entry entry : {kByCPU, path.vector ? kAVX : kCommonC})
@@ -460,8 +491,11 @@ TEST(SoftmaxChecks, AbsurdDimensions) {
           EXPECT_REFUSED(entry(blob, c.axis, blob), kInvalid,
                          path.vector ? module::kArithmeticAvxUnit : module::kArithmeticUnit,
                          path.vector ? "TavixBlobSoftmaxAVX" : "TavixBlobSoftmaxCommonC",
-                         printed("dim[%d] value(%d) must not be negative", c.negative,
-                                 c.dims[size_t(c.negative)]));
+                         c.negative == kProducts
+                             ? "32-bit products outer(-3) and inner(-3) of the dimensions before "
+                               "and after axis 2 must not be negative"
+                             : printed("dim[%d] value(%d) must not be negative", c.negative,
+                                       c.dims[size_t(c.negative)]));
         }
         EXPECT_EQ(std::bit_cast<uint32_t>(blob.elements<float>()[0]), 0xA5A5A5A5u);
       }
