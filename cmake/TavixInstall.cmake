@@ -1,16 +1,21 @@
-# Headers, libraries, CMake packages and pkg-config files.
+# Headers, libraries, CMake packages and pkg-config files. What programs need to run is the component
+# library, what they need to be built is the component development.
 include(CMakePackageConfigHelpers)
 
-# tavix_install(target package headers...): one library with its CMake package (PACKAGE.config.in
-# beside this file) and its pkg-config file (PACKAGE.pc.in).
+# tavix_install(target package): one library with its CMake package (PACKAGE.config.in beside this
+# file) and its pkg-config file (PACKAGE.pc.in).
 function(tavix_install target package)
   set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${package})
-  install(TARGETS ${target} EXPORT ${package})
+  install(
+    TARGETS ${target}
+    EXPORT ${package}
+    LIBRARY COMPONENT library NAMELINK_COMPONENT development)
   install(
     EXPORT ${package}
     NAMESPACE tavix::
     FILE ${package}Targets.cmake
-    DESTINATION ${cmake_dir})
+    DESTINATION ${cmake_dir}
+    COMPONENT development)
   configure_package_config_file(
     ${PROJECT_SOURCE_DIR}/cmake/${package}.config.in ${PROJECT_BINARY_DIR}/${package}Config.cmake
     INSTALL_DESTINATION ${cmake_dir})
@@ -20,16 +25,26 @@ function(tavix_install target package)
   file(RELATIVE_PATH prefix_from_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc
                  @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${package}Config.cmake
-                ${PROJECT_BINARY_DIR}/${package}ConfigVersion.cmake DESTINATION ${cmake_dir})
-  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(
+    FILES ${PROJECT_BINARY_DIR}/${package}Config.cmake
+          ${PROJECT_BINARY_DIR}/${package}ConfigVersion.cmake
+    DESTINATION ${cmake_dir}
+    COMPONENT development)
+  install(
+    FILES ${PROJECT_BINARY_DIR}/${package}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
 endfunction()
 
+set(without_core)
 if(TAVIX_CORE STREQUAL "embedded")
   tavix_install(tavix_core tavix_core)
-  install(FILES include/tavix/core.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavix)
-  install(DIRECTORY include/tavix/core DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavix)
+else()
+  set(without_core REGEX "/core(\\.h)?$" EXCLUDE)
 endif()
 tavix_install(tavix_video_common_cpu tavix_video_common_cpu)
-install(FILES include/tavix/video_common_cpu.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavix)
-install(DIRECTORY include/tavix/video_common_cpu DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tavix)
+install(
+  DIRECTORY include/tavix
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development
+  ${without_core})

@@ -1,0 +1,72 @@
+# The Debian packages, one for each install component. The components tools, documentation and python
+# appear when something is installed into them.
+set(library_package lib${PROJECT_NAME}-video-common-cpu${PROJECT_VERSION_MAJOR})
+set(development_package lib${PROJECT_NAME}-video-common-cpu-dev)
+set(documentation_package lib${PROJECT_NAME}-video-common-cpu-doc)
+set(tools_package ${PROJECT_NAME}-tools)
+set(python_package python3-${PROJECT_NAME})
+
+set(library_summary "CPU image and tensor operations on video frames - libraries")
+set(library_section libs)
+set(library_multi_arch same)
+set(library_control symbols shlibs triggers postinst postrm)
+set(development_summary "CPU image and tensor operations on video frames - development files")
+set(development_section libdevel)
+set(development_multi_arch same)
+set(development_depends library)
+set(documentation_summary "CPU image and tensor operations on video frames - documentation")
+set(documentation_section doc)
+set(documentation_multi_arch foreign)
+set(documentation_architecture all)
+set(tools_summary "CPU image and tensor operations on video frames - command-line tool")
+set(tools_section video)
+set(tools_multi_arch foreign)
+set(tools_depends library)
+set(python_summary "CPU image and tensor operations on video frames - Python module")
+set(python_section python)
+set(python_depends library)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME ${PROJECT_NAME}-video-common-cpu)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_SOURCE_DIR}/build/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+                                                GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SOURCE ${CPACK_PACKAGE_NAME})
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Tavix Maintainers <maintainers@tavix.example>")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/core
+                                                ${PROJECT_BINARY_DIR}/source)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+
+find_program(GZIP gzip REQUIRED)
+execute_process(COMMAND ${GZIP} -9 --no-name --stdout ${CMAKE_CURRENT_LIST_DIR}/changelog
+                OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+file(READ ${CMAKE_CURRENT_LIST_DIR}/description description)
+
+get_cmake_property(components COMPONENTS)
+list(REMOVE_ITEM components Unspecified)
+set(CPACK_COMPONENTS_ALL ${components})
+foreach(component IN LISTS components)
+  string(TOUPPER ${component} upper)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${${component}_package})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${${component}_section})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_MULTIARCH ${${component}_multi_arch})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_ARCHITECTURE ${${component}_architecture})
+  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${${component}_summary}\n${description}")
+  set(CPACK_COMPONENT_${upper}_DEPENDS ${${component}_depends})
+  install(
+    FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${PROJECT_BINARY_DIR}/changelog.gz
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${${component}_package}
+    COMPONENT ${component})
+endforeach()
+# scripts/package writes these. The trigger runs ldconfig: postinst and postrm are named but absent, so
+# that CPack writes none of its own.
+list(TRANSFORM library_control PREPEND ${PROJECT_BINARY_DIR}/debian/)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${library_control})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # every package has one of its own
+include(CPack)
