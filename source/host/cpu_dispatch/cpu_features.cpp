@@ -6,7 +6,6 @@
 #endif
 
 #include <cstring>
-#include <mutex>
 
 namespace tavix::module {
 
@@ -102,8 +101,11 @@ TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)
 }
 
 const TavixCpuFeatures &cpu_features() {
-  static std::once_flag probed;
-  std::call_once(probed, [] { detail::features = probe_cpu(ask_processor); });
+  // Once, whoever asks; cheaper to ask again than a once_flag.
+  [[maybe_unused]] static const bool probed = [] {
+    detail::features = probe_cpu(ask_processor);
+    return true;
+  }();
   return detail::features;
 }
 

@@ -2,8 +2,11 @@
 // AVX2 unary arithmetic, in single precision. A row is whole blocks, of 24 elements with three
 // channels and of 8 with one or four, and single elements after them (or all single, with two
 // channels). Square root and float exponential tell the two apart; everything else agrees.
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <iterator>
+#include <optional>
 #include <type_traits>
 
 #include "common/frame_access.h"
@@ -154,6 +157,11 @@ ByteMapsAvx2 byte_maps(ApplyRow apply, const Pattern &scale, const Pattern &offs
   return ByteMapsAvx2(maps, channels);
 }
 
+bool all_finite(const Pattern &values) {
+  return std::all_of(std::begin(values.lanes), std::end(values.lanes),
+                     [](float v) { return std::isfinite(v); });
+}
+
 // What the bodies of all element types and operations have.
 struct UnaryCall {
   explicit UnaryCall(const UnaryJob &call)
@@ -181,46 +189,38 @@ struct UnaryCall {
 template <class T, int op>
 class UnaryArithmeticBodyAVX;
 
-// 8-bit functions go through maps of all samples.
+// 8-bit functions go through maps of all samples. Whole blocks have maps of their own where a scaled
+// sample may be NaN.
 template <int op>
 class UnaryArithmeticBodyAVX<uint8_t, op> final : public ParallelLoopBody {
  public:
   explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
-      : call_(job),
-        singles_(byte_maps(apply_to_singles<op>, call_.scale, call_.offset, call_.channels)) {}
+      : call_(job), singles_(maps(apply_to_singles<op>)) {
+    if (op == TAVIX_UNARY_OP_SQRT && !all_finite(call_.scale))
+      blocks_.emplace(maps(sqrt_in_blocks));
+  }
 
   void operator()(const Range &rows) const override {
-    call_.for_each_row<uint8_t, false>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-      singles_.map_row(src, dst, n);
-    });
+    if (blocks_)
+      call_.for_each_row<uint8_t, true>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+        const int32_t whole = in_whole_blocks(n, call_.channels);
+        blocks_->map_row(src, dst, whole);
+        singles_.map_row(src + whole, dst + whole, n - whole);
+      });
+    else
+      call_.for_each_row<uint8_t, false>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+        singles_.map_row(src, dst, n);
+      });
   }
 
  private:
+  ByteMapsAvx2 maps(ApplyRow apply) const {
+    return byte_maps(apply, call_.scale, call_.offset, call_.channels);
+  }
+
   const UnaryCall call_;
   const ByteMapsAvx2 singles_;
-};
-
-// Whole blocks have a map of their own.
-template <>
-class UnaryArithmeticBodyAVX<uint8_t, TAVIX_UNARY_OP_SQRT> final : public ParallelLoopBody {
- public:
-  explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
-      : call_(job),
-        singles_(byte_maps(apply_to_singles<TAVIX_UNARY_OP_SQRT>, call_.scale, call_.offset,
-                           call_.channels)),
-        blocks_(byte_maps(sqrt_in_blocks, call_.scale, call_.offset, call_.channels)) {}
-
-  void operator()(const Range &rows) const override {
-    call_.for_each_row<uint8_t, true>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-      const int32_t whole = in_whole_blocks(n, call_.channels);
-      blocks_.map_row(src, dst, whole);
-      singles_.map_row(src + whole, dst + whole, n - whole);
-    });
-  }
-
- private:
-  const UnaryCall call_;
-  const ByteMapsAvx2 singles_, blocks_;
+  std::optional<ByteMapsAvx2> blocks_;
 };
 
 template <>
