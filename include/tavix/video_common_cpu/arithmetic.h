@@ -21,57 +21,93 @@ enum TavixBinaryArithmeticOp {
 };
 
 /**
- * Combines two frames element by element: dst = gamma + (alpha * src1 OP beta * src2).
+ * Combines two frames element by element and channel by channel.
  *
- * 8-bit     a' and b' are rounded half to even and clamped to 0..255, so is the result of OP, then
- *           the rounded gamma is added and the sum clamped again. Values of 2^31 and more and NaN
- *           become 0. A zero divisor gives 0, whatever gamma is.
- * Float     a', b' and the result of OP are 32-bit floats (the quotient a double), gamma is added
- * in double and the sum rounded once. A divisor below 2^-52 in magnitude gives 2^-52. Formats RGB24
- * BGR24 GRAY8 BGRA32 RGBA32 and the five float formats; all three frames the same. Sizes     width,
- * height and channels equal; each frame has a linesize of its own. Aliasing  dst may be src1 or
- * src2; partial overlap is not supported. Ownership nothing is allocated, nothing is kept. Threads:
- * any; frames must not change meanwhile.
+ * @par Formula
+ * dst = gamma + (alpha * src1 OP beta * src2), with the parameters of the element's channel.
  *
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; all three frames have the same.
+ *
+ * @par Sizes
+ * Width, height and channels are equal; each frame has a linesize of its own. Frames without pixels
+ * are left alone.
+ *
+ * @par In place
+ * dst may be src1 or src2; partial overlap is not supported.
+ *
+ * @par Alignment
+ * None is needed.
+ *
+ * @par Ownership
+ * Nothing is allocated and nothing is kept.
+ *
+ * @par Threads
+ * Any number of threads may call; the frames must not change during a call.
+ *
+ * @par Exceptions
+ * std::bad_alloc or std::system_error where the workers' arena cannot be made.
+ *
+ * @par Precision
+ * That of the implementation that runs: TavixFrameBinaryArithmeticAVX on a processor with AVX2,
+ * TavixFrameBinaryArithmeticCommonC elsewhere.
+ *
+ * @param src1_frame        first operand
+ * @param src2_frame        second operand
  * @param op                TavixBinaryArithmeticOp
  * @param alpha,beta,gamma  4 doubles each, one for each channel in the frame's order; entries
- * beyond the frame's channels are ignored
- * @return TAVIX_OK, or, first failure wins and nothing is written:
- *         TAVIX_ERROR_INVALID_PARAM  null record; memory not host; null plane; formats or sizes
- *                                    differ; more than four channels; null parameters; op above 9
- *                                    (the last without a log line)
+ *                          beyond the frame's channels are ignored
+ * @param dst_frame         result, allocated by the caller
+ * @return TAVIX_OK, or the status of the first check that fails; nothing is written then:
+ *         TAVIX_ERROR_INVALID_PARAM  null record; memory not host; null plane; formats differ
  *         TAVIX_ERROR_UNSUPPORTED    format outside the RGB family
+ *         TAVIX_ERROR_INVALID_PARAM  sizes differ; op above 9 (without a log line); more than four
+ *                                    channels; rows of more than 2^31 - 1 elements; null parameters
  */
 TAVIX_API int32_t TavixFrameBinaryArithmeticByCPU(const TavixFrameV2 *src1_frame,
                                                   const TavixFrameV2 *src2_frame, uint32_t op,
                                                   const double *alpha, const double *beta,
                                                   const double *gamma, TavixFrameV2 *dst_frame);
 
-/** As ByCPU without its checks: hands the call to the best implementation for this processor. */
+/** Hands the call to the implementation for this processor, without a check of its own. */
 TAVIX_API int32_t TavixFrameBinaryArithmeticForward(const TavixFrameV2 *src1_frame,
                                                     const TavixFrameV2 *src2_frame, uint32_t op,
                                                     const double *alpha, const double *beta,
                                                     const double *gamma, TavixFrameV2 *dst_frame);
 
-/** The portable implementation, with checks and messages of its own; does not look at memory. */
+/**
+ * The portable implementation, with checks and messages of its own; it does not look at memory.
+ *
+ * @par Precision
+ * 8-bit frames: alpha * src1 and beta * src2 are formed in double, narrowed to float, rounded half
+ * to even and clamped to 0..255; so is the result of OP; then the rounded gamma is added and the
+ * sum clamped again. Values of 2^31 and more and NaN become 0. A zero divisor gives 0, whatever
+ * gamma is.
+ * @par
+ * Float frames: both products are formed in double and narrowed to float, the result of OP is a
+ * float (the quotient a double), gamma is added in double and the sum narrowed once. A divisor
+ * below 2^-52 in magnitude gives 2^-52, whatever gamma is.
+ *
+ * @return As ByCPU.
+ */
 TAVIX_API int32_t TavixFrameBinaryArithmeticCommonC(const TavixFrameV2 *src1_frame,
                                                     const TavixFrameV2 *src2_frame, uint32_t op,
                                                     const double *alpha, const double *beta,
                                                     const double *gamma, TavixFrameV2 *dst_frame);
 
 /**
- * The AVX2 implementation, with checks of its own; does not look at memory. It computes in single
- * precision, each parameter narrowed to float first, so results may differ in the last place, and
- * keeps three rules of its own:
+ * The vector implementation, with checks of its own; it does not look at memory.
  *
- * Offset        the rounded gamma of 8-bit frames is clamped to 0..255 before it is added, so that
- *               a negative one has no effect
- * Zero divisor  a divisor below 2^-23 in magnitude gives (2^-23 - gamma) + gamma; in 8-bit frames
- *               both terms are rounded and clamped: |gamma|, rounded
- * Float         gamma is added to the quotient, as to every other result, in single precision
+ * @par Precision
+ * Each parameter is narrowed to float first, and every step is taken in float and rounded. 8-bit
+ * frames round scaled operands, results and gamma half to even and clamp each to 0..255, so that a
+ * negative gamma has no effect. Values of 2^31 and more and NaN become 0.
+ * @par
+ * A divisor below 2^-23 in magnitude gives (2^-23 - gamma) + gamma; in 8-bit frames both terms are
+ * rounded and clamped, which gives the rounded magnitude of gamma.
  *
- * @return As ByCPU, but formats outside the RGB family are refused without a log line, and
- *         TAVIX_ERROR_UNSUPPORTED, with one, on a processor without AVX2.
+ * @return As ByCPU, but a format outside the RGB family is refused without a log line, and a
+ *         processor without AVX2, last and with one, as TAVIX_ERROR_UNSUPPORTED.
  */
 TAVIX_API int32_t TavixFrameBinaryArithmeticAVX(const TavixFrameV2 *src1_frame,
                                                 const TavixFrameV2 *src2_frame, uint32_t op,
@@ -83,51 +119,92 @@ enum TavixUnaryArithmeticOp {
   TAVIX_UNARY_OP_MUL_ADD = 0, /**< v */
   TAVIX_UNARY_OP_SQRT = 1,    /**< square root of v, 0 of a negative v */
   TAVIX_UNARY_OP_EXP = 2,     /**< e to the v */
-  TAVIX_UNARY_OP_LOG = 3      /**< natural logarithm of v, of 2^-52 when v is not above it */
+  TAVIX_UNARY_OP_LOG = 3 /**< natural logarithm of v, of a least value when v is not above it */
 };
 
 /**
- * Applies a function to every element: dst = OP(scale * src) + offset.
+ * Applies a function to every element, with parameters of its own for each channel.
  *
- * Precision double throughout; float frames round the sum once, 8-bit frames round it half to even
- *           and clamp it to 0..255. Values of 2^31 and more and NaN become 0 in 8-bit frames.
- * Formats   RGB24 BGR24 GRAY8 BGRA32 RGBA32 and the five float formats; both frames the same.
- * Sizes     width, height and channels equal; each frame has a linesize of its own.
- * Aliasing  dst may be src; partial overlap is not supported.
- * Ownership nothing is allocated, nothing is kept. Threads: any; frames must not change meanwhile.
+ * @par Formula
+ * dst = OP(scale * src) + offset, with the parameters of the element's channel.
  *
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; both frames have the same.
+ *
+ * @par Sizes
+ * Width, height and channels are equal; each frame has a linesize of its own. Frames without pixels
+ * are left alone.
+ *
+ * @par In place
+ * dst may be src; partial overlap is not supported.
+ *
+ * @par Alignment
+ * None is needed.
+ *
+ * @par Ownership
+ * Nothing is allocated and nothing is kept.
+ *
+ * @par Threads
+ * Any number of threads may call; the frames must not change during a call.
+ *
+ * @par Exceptions
+ * std::bad_alloc or std::system_error where the workers' arena cannot be made.
+ *
+ * @par Precision
+ * That of the implementation that runs: TavixFrameUnaryArithmeticAVX on a processor with AVX2,
+ * TavixFrameUnaryArithmeticCommonC elsewhere.
+ *
+ * @param src           operand
  * @param op            TavixUnaryArithmeticOp
  * @param scale,offset  4 doubles each, one for each channel in the frame's order; entries beyond
- * the frame's channels are ignored
- * @return TAVIX_OK, or, first failure wins and nothing is written:
- *         TAVIX_ERROR_INVALID_PARAM  null record; null plane; memory not host; formats or sizes
- *                                    differ; more than four channels; null parameters; op not 0 to
- *                                    3 (the last without a log line)
+ *                      the frame's channels are ignored
+ * @param dst           result, allocated by the caller
+ * @return TAVIX_OK, or the status of the first check that fails; nothing is written then:
+ *         TAVIX_ERROR_INVALID_PARAM  null record; null plane; memory not host; formats differ
  *         TAVIX_ERROR_UNSUPPORTED    format outside the RGB family
+ *         TAVIX_ERROR_INVALID_PARAM  sizes differ; op not 0 to 3 (without a log line); more than
+ *                                    four channels; rows of more than 2^31 - 1 elements; null
+ *                                    parameters
  */
 TAVIX_API int32_t TavixFrameUnaryArithmeticByCPU(const TavixFrameV2 *src, int32_t op,
                                                  const double *scale, const double *offset,
                                                  TavixFrameV2 *dst);
 
-/** As ByCPU without its checks: hands the call to the best implementation for this processor. */
+/** Hands the call to the implementation for this processor, without a check of its own. */
 TAVIX_API int32_t TavixFrameUnaryArithmeticForward(const TavixFrameV2 *src, int32_t op,
                                                    const double *scale, const double *offset,
                                                    TavixFrameV2 *dst);
 
-/** The portable implementation, with checks and messages of its own; does not look at memory. */
+/**
+ * The portable implementation, with checks and messages of its own; it does not look at memory.
+ *
+ * @par Precision
+ * Double throughout, with the C library's functions. Float frames round the sum once; 8-bit frames
+ * round it half to even and clamp it to 0..255. Values of 2^31 and more and NaN become 0 in 8-bit
+ * frames. The logarithm takes 2^-52 in place of what is not above it.
+ *
+ * @return As ByCPU.
+ */
 TAVIX_API int32_t TavixFrameUnaryArithmeticCommonC(const TavixFrameV2 *src, int32_t op,
                                                    const double *scale, const double *offset,
                                                    TavixFrameV2 *dst);
 
 /**
- * The AVX2 implementation, with checks and messages of its own; does not look at memory. It
- * computes in single precision, each parameter narrowed to float first: v and the sum are rounded
- * to float, and so are the functions. The logarithm's least v is 2^-23, and a NaN v stays NaN. In
- * whole blocks of 8 elements (24 with three channels) the square root of a NaN is 0, and the float
- * exponential is within one unit in the last place of expf; elsewhere they are as in C.
+ * The vector implementation, with checks and messages of its own; it does not look at memory.
  *
- * @return As ByCPU, but formats outside the RGB family are refused without a log line, and
- *         TAVIX_ERROR_UNSUPPORTED, with one, on a processor without AVX2.
+ * @par Precision
+ * Each parameter is narrowed to float first; the scaled sample v, the function and the sum are each
+ * rounded to float. 8-bit frames round the sum half to even and clamp it to 0..255; values of 2^31
+ * and more and NaN become 0. The logarithm takes 2^-23 in place of what is not above it, and a NaN
+ * v stays NaN.
+ * @par
+ * Rows are whole blocks of 8 elements, of 24 with three channels, and single elements after them.
+ * In whole blocks the square root of NaN is 0 and the exponential of float frames lies within one
+ * unit in the last place of expf; single elements have the square root of NaN and expf itself.
+ *
+ * @return As ByCPU, but a format outside the RGB family is refused without a log line, null planes
+ *         after null parameters, and a processor without AVX2, last and with a line, as
+ *         TAVIX_ERROR_UNSUPPORTED.
  */
 TAVIX_API int32_t TavixFrameUnaryArithmeticAVX(const TavixFrameV2 *src, int32_t op,
                                                const double *scale, const double *offset,

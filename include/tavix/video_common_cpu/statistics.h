@@ -18,35 +18,60 @@ enum TavixStatisticalFunctionOp {
 /**
  * Computes a statistic over all pixels, one double for each channel in the frame's order.
  *
- * 8-bit     sums, sums of squares, maxima and minima are exact (below 2^53).
- * Float     sums are accumulated in double, in an order that may differ from run to run. NaN samples
- *           make mean and sum NaN and the deviation 0, and are never a maximum or minimum. The sign
- *           of a zero maximum or minimum is that of any of the zeros.
- * Empty     without pixels the mean is NaN, deviation and sum are 0. The maximum is -DBL_MAX where no
- *           sample is above it (all NaN or -infinity too), the minimum DBL_MAX likewise.
- * Formats   RGB24 BGR24 GRAY8 BGRA32 RGBA32 and the five float formats.
- * Result    a null *dst_array receives a new array of one element for each channel. An array given is
- *           filled as far as its count goes; its count becomes the number of channels whatever it
- *           was, so that one of count 0 gets no element written.
- * Ownership the array belongs to the caller (TavixArrayFree). Threads: any; the frame must not
- *           change meanwhile.
+ * @par Formula
+ * Those of TavixStatisticalFunctionOp. Without pixels the mean is NaN, deviation and sum are 0. The
+ * maximum is -DBL_MAX where no sample is above it, as in a frame of NaN or of -infinity; the
+ * minimum is DBL_MAX likewise.
  *
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats.
+ *
+ * @par Sizes
+ * Any. An array that is given is filled as far as its count goes; then its count becomes the number
+ * of channels, whatever it was, so that an array of count 0 gets no element written.
+ *
+ * @par Alignment
+ * None is needed.
+ *
+ * @par Ownership
+ * A null *dst_array receives a new array of one element for each channel. The array belongs to the
+ * caller, who frees it with TavixArrayFree.
+ *
+ * @par Threads
+ * Any number of threads may call; the frame must not change during a call.
+ *
+ * @par Exceptions
+ * std::bad_alloc or std::system_error where the workers' arena cannot be made.
+ *
+ * @par Precision
+ * 8-bit frames: sums, sums of squares, maxima and minima are exact below 2^53. Float frames: sums
+ * are accumulated in double, in an order that depends on the stripes and may differ in the last
+ * bits from call to call. NaN samples make mean and sum NaN and the deviation 0, and are never a
+ * maximum or minimum. The sign of a zero maximum or minimum is that of any of the zeros.
+ *
+ * @param src        frame
  * @param op         TavixStatisticalFunctionOp
  * @param dst_array  address of an array pointer, which may be null
- * @return TAVIX_OK, or, first failure wins and neither array nor pointer is touched:
- *         TAVIX_ERROR_INVALID_PARAM  null record, plane or array address; memory not host; op out of
- *                                    range; more than four channels; array without elements
+ * @return TAVIX_OK, or the status of the first check that fails; neither array nor pointer is
+ *         touched then:
+ *         TAVIX_ERROR_INVALID_PARAM  null record or plane; memory not host
  *         TAVIX_ERROR_UNSUPPORTED    format outside the RGB family
+ *         TAVIX_ERROR_INVALID_PARAM  null array address; op out of range; more than four channels;
+ *                                    rows of more than 2^31 - 1 elements; array without elements
  *         TAVIX_ERROR_MEMORY         no memory for the array
  */
 TAVIX_API int32_t TavixFrameStatisticalFunctionByCPU(const TavixFrameV2 *src, int32_t op,
                                                      TavixArray **dst_array);
 
-/** As ByCPU without its checks: hands the call to the best implementation for this processor. */
+/** Hands the call to the entry for this processor, without a check of its own. */
 TAVIX_API int32_t TavixFrameStatisticalFunctionForward(const TavixFrameV2 *src, int32_t op,
                                                        TavixArray **dst_array);
 
-/** The portable entry, with checks and messages of its own; does not look at memory. */
+/**
+ * The portable entry, with checks and messages of its own; it does not look at memory.
+ *
+ * @return As ByCPU, but a null array address is refused together with a null record.
+ */
 TAVIX_API int32_t TavixFrameStatisticalFunctionCommonC(const TavixFrameV2 *src, int32_t op,
                                                        TavixArray **dst_array);
 
