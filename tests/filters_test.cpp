@@ -189,21 +189,76 @@ TEST(Filters, ZeroSizeIsOpencvsFailure) {
   EXPECT_EQ(dst.payload(), before);
 }
 
-// Sides that OpenCV would overflow its own buffers with, and those that are no number.
+// OpenCV's to answer, however far they reach beyond the picture.
+TEST(Filters, LongKernelsEqualOpencv) {
+  for (const int32_t format : {TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_GRAYF32}) {
+    GuardedFrame src({format, 9, 7}), dst({format, 9, 7});
+    src.fill(Fill::noise, 1);
+    const cv::Mat picture = matrix_of(*src);
+    constexpr int kSide = 1 << 15;
+    for (const cv::Size &size : {cv::Size(kSide, 1), cv::Size(1, kSide)}) {
+      SCOPED_TRACE(::testing::Message() << "format " << format << ", " << size);
+      const auto expect = [&](int32_t status, const cv::Mat &expected) {
+        EXPECT_EQ(status, TAVIX_OK);
+        EXPECT_TRUE(same_pixels_as(expected, *dst));
+        EXPECT_TRUE(dst.intact() && logged_nothing());
+      };
+      const TavixSize kernel_size = {float(size.width), float(size.height)};
+      std::vector<float> values(size_t(kSide), 0.001f);
+      std::vector<uint8_t> element(size_t(kSide), 1);
+      element[5] = 0;
+      const TavixKernel floats = {kernel_size.width, kernel_size.height, 0, values.data()};
+      const TavixKernel bytes = {kernel_size.width, kernel_size.height, 11, element.data()};
+      const cv::Mat cv_floats(size, CV_32F, values.data()), cv_bytes(size, CV_8U, element.data());
+      cv::Mat expected;
+      cv::blur(picture, expected, size);
+      expect(TavixFrameBlurByCPU(src, dst, kernel_size), expected);
+      cv::boxFilter(picture, expected, -1, size, {-1, -1}, false, cv::BORDER_REPLICATE);
+      expect(TavixFrameBoxFilterByCPU(src, dst, &kernel_size), expected);
+      cv::filter2D(picture, expected, -1, cv_floats, {-1, -1}, 0, cv::BORDER_REPLICATE);
+      expect(TavixFrameFilter2DByCPU(src, dst, &floats), expected);
+      cv::dilate(picture, expected, cv_bytes);
+      expect(TavixFrameDilateBorderByCPU(src, dst, &bytes), expected);
+      cv::erode(picture, expected, cv_bytes);
+      expect(TavixFrameErodeBorderByCPU(src, dst, &bytes), expected);
+    }
+  }
+}
+
+// Sides with which OpenCV would overflow its own counts, and those that are no number.
 TEST(Filters, AbsurdSizesFail) {
-  GuardedFrame src({TAVIX_PIX_FMT_GRAY8, 9, 7}), dst({TAVIX_PIX_FMT_GRAY8, 9, 7});
+  GuardedFrame src({TAVIX_PIX_FMT_RGBAF32, 9, 7}), dst({TAVIX_PIX_FMT_RGBAF32, 9, 7});
   src.fill(Fill::noise, 1);
   dst.fill(Fill::noise, 2);
   const auto before = dst.payload();
-  for (const float side : {32768.0f, 2147483520.0f, 1e30f, INFINITY, NAN, -5.0f}) {
+  for (const float side :
+       {134217728.0f, 536870912.0f, 2147483520.0f, 1e30f, INFINITY, NAN, -5.0f}) {
     const TavixSize sizes[] = {{side, 1}, {1, side}, {side, side}};
     for (const TavixSize &size : sizes) {
+      if (side < 2e8f && size.width == 1) continue;  // columns are counted one by one
       EXPECT_EQ(TavixFrameBlurByCPU(src, dst, size), 7) << side;
       EXPECT_EQ(TavixFrameBoxFilterByCPU(src, dst, &size), 7) << side;
       EXPECT_EQ(core_double().take_logs().size(), 2u);
     }
   }
   EXPECT_EQ(dst.payload(), before);
+}
+
+TEST(Filters, KernelsThatOpencvCannotCountAreRefused) {
+  GuardedFrame src({TAVIX_PIX_FMT_RGBAF32, 9, 7}), dst({TAVIX_PIX_FMT_RGBAF32, 9, 7});
+  constexpr char kText[] = "kernel of 134217728x1 is too large for a frame of 9x7";
+  const TavixSize size = {134217728.0f, 1};
+  float value = 1;
+  const TavixKernel floats = {size.width, 1, 0, &value}, bytes = {size.width, 1, 11, &value};
+  EXPECT_REFUSED(TavixFrameBlurByCPU(src, dst, size), 7, kUnit, "TavixFrameBlurByCPU", kText);
+  EXPECT_REFUSED(TavixFrameBoxFilterByCPU(src, dst, &size), 7, kUnit, "TavixFrameBoxFilterByCPU",
+                 kText);
+  EXPECT_REFUSED(TavixFrameFilter2DByCPU(src, dst, &floats), 7, kUnit, "TavixFrameFilter2DByCPU",
+                 kText);
+  EXPECT_REFUSED(TavixFrameDilateBorderByCPU(src, dst, &bytes), 7, kUnit,
+                 "TavixFrameDilateBorderByCPU", kText);
+  EXPECT_REFUSED(TavixFrameErodeBorderByCPU(src, dst, &bytes), 7, kUnit,
+                 "TavixFrameErodeBorderByCPU", kText);
 }
 
 TEST(FilterRefusals, EveryRowInOrder) {

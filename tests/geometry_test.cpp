@@ -199,6 +199,11 @@ TEST(Warp, RefusalsInOrder) {
     uint8_t *const plane = src->data[0];
     const int32_t stride = src->linesize[0];
 
+    EXPECT_EQ(warp.call(other, src, kMatrix, 1, 0, 0), TAVIX_ERROR_INVALID_PARAM);
+    EXPECT_EQ(core_double().take_logs().at(0).format,
+              std::string(warp.name) +
+                  " result size/type mismatch: result(%dx%d, type=%d), "
+                  "expected(%dx%d, type=%d)");
     EXPECT_REFUSED(
         warp.call(other, src, kMatrix, 1, 0, 0), TAVIX_ERROR_INVALID_PARAM, kUnit, warp.function,
         printed("%s result size/type mismatch: result(6x4, type=16), expected(6x4, type=24)",
@@ -314,16 +319,46 @@ TEST(CopyMakeBorder, RefusesWhatOpencvDoesNotSurvive) {
   refuse(0, 0, 3, 3);
   src->video.width = 8, src->video.height = 0;
   refuse(3, 3, 0, 0);
+  for (const int32_t border : {1, 2, 4})
+    EXPECT_EQ(TavixFrameCopyMakeBorderByCPU(src, dst, 3, 3, 0, 0, border, 0), 7) << border;
+  EXPECT_EQ(core_double().take_logs().size(), 3u);
   // What OpenCV answers itself is left to it.
   EXPECT_EQ(TavixFrameCopyMakeBorderByCPU(src, dst, 0, 0, 0, 0, 1, 0), TAVIX_OK);
   EXPECT_EQ(TavixFrameCopyMakeBorderByCPU(src, dst, 0, 0, 3, 3, 2, 0), TAVIX_OK);
   EXPECT_THROW(TavixFrameCopyMakeBorderByCPU(src, dst, 3, 3, 0, 0, 5, 0), cv::Exception);
   EXPECT_THROW(TavixFrameCopyMakeBorderByCPU(src, dst, kMost, -1, 0, 0, 1, 0), cv::Exception);
+  EXPECT_THROW(TavixFrameCopyMakeBorderByCPU(src, dst, 3, 3, 0, 0, cv::BORDER_WRAP, 0),
+               cv::Exception);
   src->video.height = 8;
   EXPECT_THROW(TavixFrameCopyMakeBorderByCPU(src, dst, kMost, -1, 0, 0, 1, 0), cv::Exception);
   EXPECT_TRUE(logged_nothing());
   EXPECT_EQ(dst.payload(), before);
   EXPECT_TRUE(dst.intact());
+}
+
+// The bytes of such results wrap to few or none, which OpenCV would write beyond.
+TEST(GeometryRefusals, ResultsThatOpencvCannotCount) {
+  constexpr int32_t kSide = 1 << 30;
+  constexpr char kText[] = "a result of 1073741824x1073741824 pixels is too large";
+  GuardedFrame src({TAVIX_PIX_FMT_RGBAF32, 8, 8}), dst({TAVIX_PIX_FMT_RGBAF32, 8, 8});
+  src.fill(Fill::noise, 1), dst.fill(Fill::noise, 2);
+  const auto before = dst.payload();
+  TavixFrameV2 *out = dst;
+  EXPECT_REFUSED(TavixFrameResizeByCPU(src, dst, kSide, kSide, 1), 7, kUnit,
+                 "TavixFrameResizeByCPU", kText);
+  EXPECT_REFUSED(TavixFrameResizeByScaleByCPU(src, &out, kSide / 8, kSide / 8, 1), 7, kUnit,
+                 "TavixFrameResizeByScaleByCPU", kText);
+  EXPECT_EQ(out, static_cast<TavixFrameV2 *>(dst)) << "nothing was allocated or stored";
+  EXPECT_REFUSED(TavixFrameCopyMakeBorderByCPU(src, dst, 0, kSide - 8, 0, kSide - 8, 0, 0), 7,
+                 kUnit, "TavixFrameCopyMakeBorderByCPU",
+                 "src frame:8x8 can not take border:0 with top:0, bottom:1073741816, left:0, "
+                 "right:1073741816");
+  // One byte a pixel in the destination, sixteen in the result.
+  dst->video.format = TAVIX_PIX_FMT_GRAY8;
+  dst->video.width = dst->video.height = dst->linesize[0] = kSide;
+  for (const Warp &warp : kWarps)
+    EXPECT_REFUSED(warp.call(dst, src, kMatrix, 1, 0, 0), 7, kUnit, warp.function, kText);
+  EXPECT_EQ(dst.payload(), before);
 }
 
 TEST(GeometryRefusals, EveryRowInOrder) {

@@ -49,13 +49,21 @@ TEST(OpencvBridge, InterpolationAndBorderCodes) {
 TEST(OpencvBridge, WholeSizesDropFractions) {
   EXPECT_EQ(kernel_size(2.9f, -2.9f), cv::Size(2, -2));
   EXPECT_EQ(kernel_size(32767.9f, NAN), cv::Size(32767, std::numeric_limits<int>::min()));
-  EXPECT_THROW(kernel_size(32768.0f, 1), cv::Exception);
-  EXPECT_THROW(kernel_size(1, 32768.0f), cv::Exception);
   EXPECT_EQ(whole_rect({0.9f, 1.5f, 4.9f, 4.99f}), cv::Rect(0, 1, 4, 4));
   const float inf = std::numeric_limits<float>::infinity();
   const cv::Rect far = whole_rect({2147483520.0f, inf, 2147483520.0f, -inf});
   EXPECT_GT(far.x + far.width, 0) << "no overflow";
   EXPECT_EQ(far.y, -(1 << 30));
+}
+
+TEST(OpencvBridge, CountsWhatOpencvLetsWrap) {
+  EXPECT_TRUE(countable(1 << 30, 1 << 30, CV_8UC4)) << "no memory, and OpenCV says so";
+  EXPECT_TRUE(countable(-1, INT32_MAX, CV_32FC4)) << "OpenCV raises for negative sizes";
+  EXPECT_FALSE(countable(1 << 30, 1 << 30, CV_32FC4)) << "2^64 bytes";
+  EXPECT_FALSE(countable((1 << 30) - 1, (1 << 30) + 1, CV_32FC4)) << "just below 2^64 bytes";
+  EXPECT_FALSE(countable(INT32_MAX, INT32_MAX, CV_32FC3));
+  EXPECT_FALSE(countable(int64_t(INT32_MAX) + 1, 1, CV_8UC1));
+  EXPECT_FALSE(countable(1, int64_t(INT32_MAX) + 1, CV_8UC1));
 }
 
 TEST(OpencvBridge, ViewOwnsNothing) {
@@ -183,6 +191,68 @@ TEST(OpencvExceptions, StopAtTheEightGuardedOperationsOnly) {
       }
       EXPECT_EQ(dst.payload(), before);
       EXPECT_TRUE(src.intact() && dst.intact());
+    }
+  }
+}
+
+// OpenCV finds that its result has another size, and the destination stays as it was. Where it is
+// the source of the size, or one side of the call, it raises or the size is the mismatch.
+TEST(NegativeDestinations, AreOpencvsToJudge) {
+  const std::map<std::string, int32_t> others = {{"TavixFrameWarpAffineByCPU", 7},
+                                                 {"TavixFrameWarpPerspectiveByCPU", 7},
+                                                 {"TavixFrameMultiFrameByCPU", 3}};
+  for (const Seam &seam : kSeams) {
+    const std::string function = seam.function;
+    if (function == "TavixFrameResizeByScaleByCPU" || function == "TavixFrameChannelSplitByCPU" ||
+        function == "TavixFrameAddMaskByCPU")
+      continue;  // no destination, or one more source
+    SCOPED_TRACE(function);
+    GuardedFrame src({TAVIX_PIX_FMT_BGR24, 8, 8}), dst({TAVIX_PIX_FMT_BGR24, 8, 8});
+    src.fill(Fill::noise, 1);
+    dst.fill(Fill::noise, 2);
+    const auto before = dst.payload();
+    dst->video.height = -8;
+    if (function == "TavixFrameRoiByCPU") {
+      EXPECT_THROW(seam.call(src, dst), cv::Exception);
+    } else {
+      const auto other = others.find(function);
+      EXPECT_EQ(seam.call(src, dst), other == others.end() ? TAVIX_OK : other->second);
+      EXPECT_EQ(core_double().take_logs().size(), other == others.end() ? 0u : 1u);
+    }
+    EXPECT_EQ(dst.payload(), before);
+    EXPECT_TRUE(dst.intact());
+  }
+}
+
+// Texts that are printed with %s would break a log that is searched by its formats.
+TEST(OpencvExceptions, LogLiteralFormats) {
+  for (const Seam &seam : kSeams) {
+    if (seam.text == nullptr) continue;
+    SCOPED_TRACE(seam.function);
+    GuardedFrame src({TAVIX_PIX_FMT_BGR24, 8, 8}), dst({TAVIX_PIX_FMT_BGR24, 8, 8});
+    src->linesize[0] = 1;
+    seam.call(src, dst);
+    const auto logs = core_double().take_logs();
+    ASSERT_EQ(logs.size(), 1u);
+    EXPECT_EQ(logs[0].format, std::string(seam.text) + "%s");
+  }
+}
+
+TEST(OpencvExceptions, NameNoFileOfThisLibrary) {
+  for (const BadRecord &bad : kBadRecords) {
+    for (const Seam &seam : kSeams) {
+      SCOPED_TRACE(::testing::Message() << seam.function << " with " << bad.what);
+      GuardedFrame src({TAVIX_PIX_FMT_BGR24, 8, 8}), dst({TAVIX_PIX_FMT_BGR24, 8, 8});
+      bad.spoil(*src);
+      std::string text;
+      try {
+        seam.call(src, dst);
+        for (const LogLine &line : core_double().take_logs()) text += line.text;
+      } catch (const cv::Exception &exception) {
+        text = exception.what();
+      }
+      EXPECT_EQ(text.find("opencv_bridge"), std::string::npos) << text;
+      EXPECT_EQ(text.find("tavix_frame_convert_cpu"), std::string::npos) << text;
     }
   }
 }

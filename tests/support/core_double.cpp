@@ -222,7 +222,7 @@ void TavixLoggerLogV2(int32_t level, const char *file, const char *function, int
                       const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  LogLine entry{level, file, function, vprinted(format, arguments), line};
+  LogLine entry{level, file, function, vprinted(format, arguments), line, format};
   va_end(arguments);
   locked([&](State &s) { s.logs.push_back(std::move(entry)); });
 }

@@ -26,8 +26,9 @@ struct LogLine {
   int32_t level;
   std::string unit, function, text;
   int32_t line = 0;
+  std::string format = {};  // what the text was printed with
 
-  // The source line is the one thing a test cannot know.
+  // The source line is the one thing a test cannot know; the format is asked for by name.
   bool operator==(const LogLine &other) const;
 };
 std::ostream &operator<<(std::ostream &out, const LogLine &line);

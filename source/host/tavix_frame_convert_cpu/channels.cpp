@@ -99,7 +99,7 @@ int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelF
                   "src_frame->memory:%d is not host memory", src_frame->memory);
 
   // Channels asked for are split straight into their frames' memory, the others into the void.
-  const cv::Mat src = plane_view(*src_frame, type);
+  const cv::Mat src = source_view(*src_frame, type);
   std::vector<cv::Mat> planes(size_t(src.channels()));
   const int32_t status = make_channel_frames(*src_frame, src, mask, *dst_frames, planes);
   if (!src.empty()) cv::split(src, planes);
@@ -141,7 +141,7 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
     return TAVIX_ERROR_INVALID_PARAM;
   }
 
-  cv::Mat colour = plane_view(*src_frame, src_type), alpha = plane_view(*mask_frame, mask_type);
+  cv::Mat colour = source_view(*src_frame, src_type), alpha = source_view(*mask_frame, mask_type);
   if (alpha.size() != colour.size()) {
     cv::Mat resized;
     cv::resize(alpha, resized, colour.size(), 0, 0, cv::INTER_LINEAR);
@@ -189,7 +189,8 @@ int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFr
                   "TavixVideoFrameAllocV2 failed");
   try {
     cv::Mat result = plane_view(**dst_frame, type);
-    cv::multiply(plane_view(*alpha_frame, type), plane_view(*beta_frame, type), result, 1.0, type);
+    cv::multiply(source_view(*alpha_frame, type), source_view(*beta_frame, type), result, 1.0,
+                 type);
     return TAVIX_OK;
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "multiply failed: %s")
@@ -200,9 +201,7 @@ int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float
   const int32_t size = element_size(src->video.format);
   TAVIX_REFUSE_IF(kUnit, size < 0, TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameMemfillByCPU byte_size is not support\n");
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
-                  dst->data[0]);
+  TAVIX_REFUSE_NULL_PLANES(src, dst);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
   switch (size) {
     case 1:

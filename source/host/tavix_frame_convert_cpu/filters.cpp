@@ -14,22 +14,13 @@ constexpr auto &kUnit = kFrameConvertUnit;
 const cv::Point kCentre(-1, -1);
 
 // cv::dilate or cv::erode.
-struct Morphology {
-  const char *function;  // the exported function, for its log lines
-  const char *name;      // as the failure message says it
-  void (*run)(cv::InputArray src, cv::OutputArray dst, cv::InputArray kernel, cv::Point anchor,
-              int iterations, int border, const cv::Scalar &value);
-};
-constexpr Morphology kDilation = {"TavixFrameDilateBorderByCPU", "Dilate", cv::dilate};
-constexpr Morphology kErosion = {"TavixFrameErodeBorderByCPU", "Erosion", cv::erode};
+using Morphology = void (*)(cv::InputArray src, cv::OutputArray dst, cv::InputArray kernel,
+                            cv::Point anchor, int iterations, int border, const cv::Scalar &value);
 
-int32_t run_morphology(const Morphology &morphology, const TavixFrameV2 *src, TavixFrameV2 *dst,
-                       const TavixKernel *kernel) {
-  const char *function = morphology.function;
+int32_t run_morphology(const char *function, Morphology run, const TavixFrameV2 *src,
+                       TavixFrameV2 *dst, const TavixKernel *kernel) {
   TAVIX_REFUSE_NULL_FRAMES_AS(function, src, dst);
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
-                     dst->data[0]);
+  TAVIX_REFUSE_NULL_PLANES_AS(function, src, dst);
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_AS_IF(kUnit, function, type < 0, TAVIX_ERROR_INVALID_PARAM,
                      "Unsupported Frame Type:%d To OpencvType!", src->video.format);
@@ -39,22 +30,19 @@ int32_t run_morphology(const Morphology &morphology, const TavixFrameV2 *src, Ta
                      TAVIX_ERROR_UNSUPPORTED,
                      "Only UINT8 data type is supported, current data type: %d", kernel->data_type);
   TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src, dst);
-  try {
-    cv::Mat result = plane_view(*dst, type);
-    morphology.run(plane_view(*src, type), result, kernel_view(*kernel, CV_8UC1), kCentre, 1,
-                   cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
-    return TAVIX_OK;
-  }
-  TAVIX_CATCH_OPENCV_AS(function, TAVIX_ERROR_INVALID_PARAM, "%s failed: %s", morphology.name)
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL_AS(function, src, type,
+                                     kernel_size(kernel->width, kernel->height));
+  cv::Mat result = plane_view(*dst, type);
+  run(source_view(*src, type), result, kernel_view(*kernel, CV_8UC1), kCentre, 1,
+      cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
+  return TAVIX_OK;
 }
 
 }  // namespace
 
 int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSize size) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
-                  dst->data[0]);
+  TAVIX_REFUSE_NULL_PLANES(src, dst);
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
                   "Unsupported Frame Type:%d To OpencvType!", src->video.format);
@@ -62,10 +50,11 @@ int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSiz
                   "src_frame and dst_frame have different formats: %d vs %d", src->video.format,
                   dst->video.format);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  const cv::Size kernel = kernel_size(size.width, size.height);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(src, type, kernel);
   try {
     cv::Mat result = plane_view(*dst, type);
-    cv::blur(plane_view(*src, type), result, kernel_size(size.width, size.height), kCentre,
-             cv::BORDER_REFLECT_101);
+    cv::blur(source_view(*src, type), result, kernel, kCentre, cv::BORDER_REFLECT_101);
     return TAVIX_OK;
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
@@ -83,11 +72,13 @@ int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
   TAVIX_REFUSE_IF(kUnit, any_null(size), TAVIX_ERROR_INVALID_PARAM, "kernel_size:%p is nullptr",
                   size);
+  const cv::Size kernel = kernel_size(size->width, size->height);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(src, type, kernel);
   try {
     constexpr bool kNormalize = false;  // sums, not means, on purpose
     cv::Mat result = plane_view(*dst, type);
-    cv::boxFilter(plane_view(*src, type), result, -1, kernel_size(size->width, size->height),
-                  kCentre, kNormalize, cv::BORDER_REPLICATE);
+    cv::boxFilter(source_view(*src, type), result, -1, kernel, kCentre, kNormalize,
+                  cv::BORDER_REPLICATE);
     return TAVIX_OK;
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
@@ -96,9 +87,7 @@ int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
 int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                 const TavixKernel *kernel) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
-                  dst->data[0]);
+  TAVIX_REFUSE_NULL_PLANES(src, dst);
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
                   "Unsupported Frame Type:%d To OpencvType!", src->video.format);
@@ -107,9 +96,10 @@ int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
   TAVIX_REFUSE_IF(kUnit, kernel->data_type != TAVIX_DATA_TYPE_FLOAT32, TAVIX_ERROR_INVALID_PARAM,
                   "kernel->data_type:%d is not supported!", kernel->data_type);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(src, type, kernel_size(kernel->width, kernel->height));
   try {
     cv::Mat result = plane_view(*dst, type);
-    cv::filter2D(plane_view(*src, type), result, -1, kernel_view(*kernel, CV_32FC1), kCentre, 0.0,
+    cv::filter2D(source_view(*src, type), result, -1, kernel_view(*kernel, CV_32FC1), kCentre, 0.0,
                  cv::BORDER_REPLICATE);
     return TAVIX_OK;
   }
@@ -118,12 +108,18 @@ int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
 
 int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                     const TavixKernel *kernel) {
-  return run_morphology(kDilation, src, dst, kernel);
+  try {
+    return run_morphology(__func__, cv::dilate, src, dst, kernel);
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "Dilate failed: %s")
 }
 
 int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                    const TavixKernel *kernel) {
-  return run_morphology(kErosion, src, dst, kernel);
+  try {
+    return run_morphology(__func__, cv::erode, src, dst, kernel);
+  }
+  TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "Erosion failed: %s")
 }
 
 int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, double threshold,
@@ -132,13 +128,11 @@ int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *ds
   const int cv_type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, cv_type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
-                  dst->data[0]);
+  TAVIX_REFUSE_NULL_PLANES(src, dst);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
   try {
     cv::Mat result = plane_view(*dst, cv_type);
-    cv::threshold(plane_view(*src, cv_type), result, threshold, max_value, type);
+    cv::threshold(source_view(*src, cv_type), result, threshold, max_value, type);
     return TAVIX_OK;
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "opencv threshold failed: %s")
@@ -147,16 +141,14 @@ int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *ds
 int32_t TavixFrameMinMaxNormByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t alpha,
                                   int32_t beta) {
   TAVIX_REFUSE_NULL_FRAMES(src, dst);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
-                  dst->data[0]);
+  TAVIX_REFUSE_NULL_PLANES(src, dst);
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
                   "Unsupported Frame Type To OpencvType!");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
   try {
     cv::Mat result = plane_view(*dst, type);
-    cv::normalize(plane_view(*src, type), result, alpha, beta, cv::NORM_MINMAX, -1, cv::noArray());
+    cv::normalize(source_view(*src, type), result, alpha, beta, cv::NORM_MINMAX, -1, cv::noArray());
     return TAVIX_OK;
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "normalize failed: %s")

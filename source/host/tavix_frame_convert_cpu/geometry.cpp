@@ -19,55 +19,54 @@ using Warp = void (*)(cv::InputArray src, cv::OutputArray dst, cv::InputArray ma
 
 struct WarpKind {
   const char *function;  // the exported function, for its log lines
-  const char *name;      // as the mismatch message says it
   Warp warp;
   int matrix_rows;
 };
-constexpr WarpKind kAffine = {"TavixFrameWarpAffineByCPU", "warpAffine", cv::warpAffine, 2};
-constexpr WarpKind kPerspective = {"TavixFrameWarpPerspectiveByCPU", "warpPerspective",
-                                   cv::warpPerspective, 3};
+constexpr WarpKind kAffine = {"TavixFrameWarpAffineByCPU", cv::warpAffine, 2};
+constexpr WarpKind kPerspective = {"TavixFrameWarpPerspectiveByCPU", cv::warpPerspective, 3};
 
-int32_t warp_frame(const WarpKind &kind, TavixFrameV2 *dst_frame, const TavixFrameV2 *src_frame,
-                   const float *matrix, int32_t interpolation, int32_t border,
-                   double border_value) {
-  TAVIX_REFUSE_NULL_FRAMES_AS(kind.function, src_frame, dst_frame);
+// Warps src_frame into result; to is where the result belongs.
+int32_t warp_frame(const WarpKind &kind, const TavixFrameV2 *dst_frame,
+                   const TavixFrameV2 *src_frame, const float *matrix, int32_t interpolation,
+                   int32_t border, double border_value, cv::Mat &result, cv::Mat &to) {
+  const char *const function = kind.function;
+  TAVIX_REFUSE_NULL_FRAMES_AS(function, src_frame, dst_frame);
   const int src_type = opencv_type(src_frame->video.format);
   const int dst_type = opencv_type(dst_frame->video.format);
-  TAVIX_REFUSE_AS_IF(kUnit, kind.function, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_AS_IF(kUnit, function, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
                      "Unsupported src frame type:%d or dst frame type:%d to OpencvType",
                      src_frame->video.format, dst_frame->video.format);
-  TAVIX_REFUSE_AS_IF(kUnit, kind.function, any_plane_null(src_frame, dst_frame),
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr",
-                     src_frame->data[0], dst_frame->data[0]);
-  TAVIX_REFUSE_AS_IF(kUnit, kind.function,
-                     src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
+  TAVIX_REFUSE_NULL_PLANES_AS(function, src_frame, dst_frame);
+  TAVIX_REFUSE_AS_IF(kUnit, function, src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
                      TAVIX_ERROR_INVALID_PARAM,
                      "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid",
                      src_frame->linesize[0], dst_frame->linesize[0]);
-  TAVIX_REFUSE_FOREIGN_MEMORY_AS(kind.function, src_frame, dst_frame);
-  TAVIX_REFUSE_AS_IF(kUnit, kind.function, matrix == nullptr, TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src_frame, dst_frame);
+  TAVIX_REFUSE_AS_IF(kUnit, function, matrix == nullptr, TAVIX_ERROR_INVALID_PARAM,
                      "matrix:%p is nullptr", matrix);
+  const TavixVideoInfo &size = dst_frame->video;
+  TAVIX_REFUSE_UNCOUNTABLE_AS(function, size.width, size.height, src_type);
 
-  const cv::Mat src = plane_view(*src_frame, src_type);
-  cv::Mat dst = plane_view(*dst_frame, dst_type);
+  const cv::Mat src = source_view(*src_frame, src_type);
+  to = plane_view(*dst_frame, dst_type);
   const cv::Mat coefficients(kind.matrix_rows, 3, CV_32FC1, const_cast<float *>(matrix));
   const int mode = opencv_border(border);
   // A transparent border leaves pixels unset: they are black rather than what memory held.
-  cv::Mat result;
-  if (mode == cv::BORDER_TRANSPARENT) result = cv::Mat::zeros(dst.size(), src_type);
-  kind.warp(src, result, coefficients, dst.size(), opencv_interpolation(interpolation), mode,
+  if (mode == cv::BORDER_TRANSPARENT && !to.size().empty())
+    result = cv::Mat::zeros(to.size(), src_type);
+  kind.warp(src, result, coefficients, to.size(), opencv_interpolation(interpolation), mode,
             cv::Scalar::all(border_value));
-
-  TAVIX_REFUSE_AS_IF(
-      kUnit, kind.function, result.type() != dst.type() || result.size() != dst.size(),
-      TAVIX_ERROR_INVALID_PARAM,
-      "%s result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, "
-      "type=%d)",
-      kind.name, result.cols, result.rows, result.type(), dst.cols, dst.rows, dst.type());
-  result.copyTo(dst);
   return TAVIX_OK;
 }
+
+// A result is delivered only where it has the size and type of its destination.
+#define TAVIX_REFUSE_MISMATCH(name, result, to)                                          \
+  TAVIX_REFUSE_IF(kUnit, result.type() != to.type() || result.size() != to.size(),       \
+                  TAVIX_ERROR_INVALID_PARAM,                                             \
+                  name                                                                   \
+                  " result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, " \
+                  "type=%d)",                                                            \
+                  result.cols, result.rows, result.type(), to.cols, to.rows, to.type())
 
 }  // namespace
 
@@ -82,9 +81,10 @@ int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_
   TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByCPU src frame data is nullptr");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE(width, height, type);
 
   cv::Mat result = plane_view(*dst, type);
-  cv::resize(plane_view(*src, type), result, {width, height}, 0, 0,
+  cv::resize(source_view(*src, type), result, {width, height}, 0, 0,
              opencv_interpolation(interpolation));
   return TAVIX_OK;
 }
@@ -104,9 +104,11 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
                   src->memory);
   TAVIX_REFUSE_IF(kUnit, any_null(dst), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr", dst);
+  TAVIX_REFUSE_UNCOUNTABLE(cv::saturate_cast<int>(src->video.width * fx),
+                           cv::saturate_cast<int>(src->video.height * fy), type);
 
   cv::Mat result;
-  cv::resize(plane_view(*src, type), result, {}, fx, fy, opencv_interpolation(interpolation));
+  cv::resize(source_view(*src, type), result, {}, fx, fy, opencv_interpolation(interpolation));
 
   TavixFrameV2 *frame = TavixVideoFrameAllocV2(src->video.format, src->memory, result.cols,
                                                result.rows, src->device, 1);
@@ -127,13 +129,27 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
 
 int32_t TavixFrameWarpAffineByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src, const float *matrix,
                                   int32_t interpolation, int32_t border, double border_value) {
-  return warp_frame(kAffine, dst, src, matrix, interpolation, border, border_value);
+  cv::Mat result, to;
+  if (const int32_t status =
+          warp_frame(kAffine, dst, src, matrix, interpolation, border, border_value, result, to);
+      status != TAVIX_OK)
+    return status;
+  TAVIX_REFUSE_MISMATCH("warpAffine", result, to);
+  result.copyTo(to);
+  return TAVIX_OK;
 }
 
 int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src,
                                        const float *matrix, int32_t interpolation, int32_t border,
                                        double border_value) {
-  return warp_frame(kPerspective, dst, src, matrix, interpolation, border, border_value);
+  cv::Mat result, to;
+  if (const int32_t status = warp_frame(kPerspective, dst, src, matrix, interpolation, border,
+                                        border_value, result, to);
+      status != TAVIX_OK)
+    return status;
+  TAVIX_REFUSE_MISMATCH("warpPerspective", result, to);
+  result.copyTo(to);
+  return TAVIX_OK;
 }
 
 int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect src_rect,
@@ -142,14 +158,12 @@ int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported Frame Type:%d To OpencvType", src->video.format);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0],
-                  dst->data[0]);
+  TAVIX_REFUSE_NULL_PLANES(src, dst);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
 
   // A const output cannot be reallocated: OpenCV raises when the rectangles differ in size.
   const cv::Mat to = plane_view(*dst, type)(whole_rect(dst_rect));
-  plane_view(*src, type)(whole_rect(src_rect)).copyTo(to);
+  source_view(*src, type)(whole_rect(src_rect)).copyTo(to);
   return TAVIX_OK;
 }
 
@@ -164,14 +178,15 @@ int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
                   "src_frame->data[0] is nullptr");
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
 
-  const cv::Mat picture = plane_view(*src, type);
+  const cv::Mat picture = source_view(*src, type);
   const int mode = opencv_border(border);
-  // OpenCV raises for sides below 0 and for what is no border. It would let sums wrap around, and
-  // look for pixels to repeat where there are none.
+  // OpenCV raises for sides below 0 and for codes that are no border. It would miscount what is too
+  // large, and look for pixels to repeat where there are none.
   const bool sound = std::min({top, bottom, left, right}) >= 0;
-  const bool too_large = int64_t(picture.rows) + top + bottom > INT32_MAX ||
-                         int64_t(picture.cols) + left + right > INT32_MAX;
-  const bool repeats = mode >= cv::BORDER_REPLICATE && mode <= cv::BORDER_REFLECT_101;
+  const bool too_large =
+      !countable(int64_t(picture.cols) + left + right, int64_t(picture.rows) + top + bottom, type);
+  const bool repeats =
+      mode == cv::BORDER_REPLICATE || mode == cv::BORDER_REFLECT || mode == cv::BORDER_REFLECT_101;
   const bool repeats_nothing = repeats && ((picture.rows == 0 && (top > 0 || bottom > 0)) ||
                                            (picture.cols == 0 && (left > 0 || right > 0)));
   TAVIX_REFUSE_IF(

@@ -2,6 +2,7 @@
 #include "tavix_frame_convert_cpu/opencv_bridge.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "common/pixel_format.h"
 
@@ -24,22 +25,40 @@ int opencv_border(int32_t code) {
 }
 
 cv::Mat plane_view(const TavixFrameV2 &frame, int type) {
-  CV_Assert(frame.video.width >= 0 && frame.video.height >= 0);
   return cv::Mat(frame.video.height, frame.video.width, type, frame.data[0],
                  size_t(frame.linesize[0]));
 }
 
+cv::Mat source_view(const TavixFrameV2 &frame, int type) {
+  const TavixVideoInfo &video = frame.video;
+  if (video.width < 0 || video.height < 0) cv::Mat(video.height, video.width, type);  // raises
+  return plane_view(frame, type);
+}
+
+bool countable(int64_t cols, int64_t rows, int type) {
+  // What the allocator adds must not wrap either.
+  constexpr size_t kMostBytes = std::numeric_limits<size_t>::max() - 1024;
+  const bool is_size = cols <= INT32_MAX && rows <= INT32_MAX;
+  return is_size && (cols <= 0 || rows <= 0 ||
+                     size_t(cols) * size_t(rows) <= kMostBytes / size_t(CV_ELEM_SIZE(type)));
+}
+
 cv::Size kernel_size(float width, float height) {
-  constexpr int kMostSide = (1 << 15) - 1;
-  const cv::Size size(truncate_to_int32(width), truncate_to_int32(height));
-  CV_Assert(size.width <= kMostSide && size.height <= kMostSide);
-  return size;
+  return {truncate_to_int32(width), truncate_to_int32(height)};
+}
+
+bool countable(const TavixVideoInfo &picture, int type, const cv::Size &kernel) {
+  // Beyond this side OpenCV ends neither soon nor with the memory that machines have. It counts the
+  // bytes of a row with its border in 32 bits, and aligns the row first.
+  constexpr int kMostSide = 1 << 28, kAlignment = 64;
+  const int64_t row_pixels = int64_t(picture.width) + kernel.width + kAlignment;
+  return kernel.width <= kMostSide && kernel.height <= kMostSide &&
+         row_pixels * int64_t(CV_ELEM_SIZE(type)) <= INT32_MAX &&
+         int64_t(picture.height) + kernel.height + kAlignment <= INT32_MAX;
 }
 
 cv::Mat kernel_view(const TavixKernel &kernel, int type) {
-  const cv::Size size = kernel_size(kernel.width, kernel.height);
-  CV_Assert(size.width >= 0 && size.height >= 0);
-  return cv::Mat(size, type, kernel.data);
+  return cv::Mat(kernel_size(kernel.width, kernel.height), type, kernel.data);
 }
 
 cv::Rect whole_rect(const TavixRect &rect) {

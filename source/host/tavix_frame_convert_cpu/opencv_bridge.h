@@ -19,17 +19,41 @@
   }
 #define TAVIX_CATCH_OPENCV(status, ...) TAVIX_CATCH_OPENCV_AS(__func__, status, __VA_ARGS__)
 
-// Guards for what no operation's own checks name: records before them, memory after them.
+// The checks that several operations share. Null records come first; memory comes after the checks
+// that an operation lists, and before what it allocates or reads.
 #define TAVIX_REFUSE_NULL_FRAMES_AS(function, src, dst)                                          \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
                      "src_frame:%p or dst_frame:%p is nullptr", src, dst)
 #define TAVIX_REFUSE_NULL_FRAMES(src, dst) TAVIX_REFUSE_NULL_FRAMES_AS(__func__, src, dst)
+
+#define TAVIX_REFUSE_NULL_PLANES_AS(function, src, dst)                                 \
+  TAVIX_REFUSE_AS_IF(                                                                   \
+      kFrameConvertUnit, function, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
+      "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0], dst->data[0])
+#define TAVIX_REFUSE_NULL_PLANES(src, dst) TAVIX_REFUSE_NULL_PLANES_AS(__func__, src, dst)
 
 #define TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src, dst)                                        \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !all_host(src, dst), TAVIX_ERROR_INVALID_PARAM, \
                      "src_frame->memory:%d or dst_frame->memory:%d is not host memory",           \
                      src->memory, dst->memory)
 #define TAVIX_REFUSE_FOREIGN_MEMORY(src, dst) TAVIX_REFUSE_FOREIGN_MEMORY_AS(__func__, src, dst)
+
+// A result whose bytes OpenCV would miscount; cols and rows may exceed 32 bits.
+#define TAVIX_REFUSE_UNCOUNTABLE_AS(function, cols, rows, type)                              \
+  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable(cols, rows, type),              \
+                     TAVIX_ERROR_INVALID_PARAM, "a result of %lldx%lld pixels is too large", \
+                     static_cast<long long>(cols), static_cast<long long>(rows))
+#define TAVIX_REFUSE_UNCOUNTABLE(cols, rows, type) \
+  TAVIX_REFUSE_UNCOUNTABLE_AS(__func__, cols, rows, type)
+
+// A kernel whose bordered rows or columns OpenCV would miscount.
+#define TAVIX_REFUSE_UNCOUNTABLE_KERNEL_AS(function, frame, type, size)                   \
+  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable((frame)->video, type, size), \
+                     TAVIX_ERROR_INVALID_PARAM,                                           \
+                     "kernel of %dx%d is too large for a frame of %dx%d", (size).width,   \
+                     (size).height, (frame)->video.width, (frame)->video.height)
+#define TAVIX_REFUSE_UNCOUNTABLE_KERNEL(frame, type, size) \
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL_AS(__func__, frame, type, size)
 
 namespace tavix::module {
 
@@ -42,14 +66,24 @@ int opencv_interpolation(int32_t code);
 // Border codes 1 to 5 and 16 are OpenCV's; every other code is constant (0).
 int opencv_border(int32_t code);
 
-// Plane 0 as a matrix of the given type with the frame's size and stride. OpenCV raises for a
-// stride below the row or off the element size, for a missing plane and for a negative size.
+// Plane 0 as a matrix of the given type with the frame's size and stride; a stride of 0 means packed
+// rows. OpenCV raises for a stride below the row or off the element size and for a missing plane.
 cv::Mat plane_view(const TavixFrameV2 &frame, int type);
 
-// A kernel's size, fractions dropped. Raises for sides OpenCV would overflow its buffers with.
+// The same of a frame that is read. OpenCV raises for a negative size here, before it is handed to
+// calls that would go on with it; a destination of that size is never written.
+cv::Mat source_view(const TavixFrameV2 &frame, int type);
+
+// Whether OpenCV can count a result of so many columns and rows: it would let the bytes wrap.
+bool countable(int64_t cols, int64_t rows, int type);
+
+// A kernel's size, fractions dropped.
 cv::Size kernel_size(float width, float height);
 
-// A kernel's elements as a matrix; raises for a negative size or missing elements too.
+// Whether OpenCV can count the bordered rows and columns of such a picture under such a kernel.
+bool countable(const TavixVideoInfo &picture, int type, const cv::Size &kernel);
+
+// A kernel's elements as a matrix; OpenCV raises for missing elements.
 cv::Mat kernel_view(const TavixKernel &kernel, int type);
 
 // A rectangle given in floats, fractions dropped. Far-out values are pulled in, so that x + width
