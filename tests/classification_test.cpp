@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "../core/plane_layout.h"
 #include "common/data_format.h"
 #include "common/pixel_format.h"
 #include "support/sweep.h"
@@ -58,6 +59,51 @@ TEST(PixelFormat, ChannelsAndOrder) {
   for (const int32_t code : codes()) {
     EXPECT_EQ(traits(code).channels, lookup(channels, code, 0)) << code;
     EXPECT_EQ(traits(code).r_first, red_first.contains(code)) << code;
+  }
+}
+
+TEST(PixelFormat, Planes) {
+  struct Planes {
+    PixelLayout layout;
+    int32_t planes, bytes;
+    bool v_first;
+  };
+  const std::map<int32_t, Planes> yuv = {
+      {TAVIX_PIX_FMT_NV12, {PixelLayout::kSemiPlanar, 2, 1, false}},
+      {TAVIX_PIX_FMT_NV21, {PixelLayout::kSemiPlanar, 2, 1, true}},
+      {TAVIX_PIX_FMT_YV12, {PixelLayout::kPlanar, 3, 1, true}},
+      {TAVIX_PIX_FMT_I420, {PixelLayout::kPlanar, 3, 1, false}}};
+  for (const int32_t code : codes()) {
+    const auto found = yuv.find(code);
+    const bool packed = is_rgb_family(code);
+    const Planes expected = found != yuv.end() ? found->second
+                            : packed ? Planes{PixelLayout::kPacked, 1, element_size(code), false}
+                                     : Planes{PixelLayout::kNone, 0, 0, false};
+    EXPECT_EQ(traits(code).layout, expected.layout) << code;
+    EXPECT_EQ(traits(code).planes, expected.planes) << code;
+    EXPECT_EQ(traits(code).element_size, expected.bytes) << code;
+    EXPECT_EQ(traits(code).v_first, expected.v_first) << code;
+    EXPECT_EQ(is_yuv420(code), found != yuv.end()) << code;
+  }
+}
+
+// The core allocates what the operations read, but neither library includes the other's sources:
+// each has a table of its own.
+TEST(PixelFormat, TheCoreLaysOutTheSamePlanes) {
+  for (const int32_t code : codes()) {
+    const core::PlaneLayout *layout = core::plane_layout(code);
+    const FormatTraits &format = traits(code);
+    ASSERT_EQ(layout != nullptr, format.layout != PixelLayout::kNone) << code;
+    if (layout == nullptr) continue;
+    const bool packed = format.layout == PixelLayout::kPacked;
+    EXPECT_EQ(layout->channels, packed ? format.channels : 1) << code;
+    for (int32_t p = 0; p < 3; ++p) {
+      const bool pairs = p == 1 && format.layout == PixelLayout::kSemiPlanar;
+      const int32_t samples = packed ? format.channels : pairs ? 2 : 1;
+      const int32_t bytes = p < format.planes ? samples * format.element_size : 0;
+      EXPECT_EQ(layout->planes[p].pixel_bytes, bytes) << code << ", plane " << p;
+      EXPECT_EQ(layout->planes[p].subsampled, bytes > 0 && p > 0) << code << ", plane " << p;
+    }
   }
 }
 

@@ -215,6 +215,13 @@ TEST(ColorRefusals, MissingPlanes) {
   }
 }
 
+// Whether a frame's channel count is read: grey has a step of 1, and a destination of 0 channels has
+// those of its format where the conversion does not ask for the frame's own.
+bool reads_channels(const std::string &function, bool source, int32_t format, int32_t channels) {
+  if (channels_of(format) == 1) return false;
+  return source || channels != 0 || function == "TavixGray2BGRF32";
+}
+
 // A pixel step that does not hold the format's channels, or more than four, before missing planes.
 TEST(ColorRefusals, ImpossibleChannels) {
   for (const auto &[formats, function] : kPackedEntries) {
@@ -223,6 +230,7 @@ TEST(ColorRefusals, ImpossibleChannels) {
       for (const bool source : {true, false}) {
         const int32_t format = source ? from : to;
         if (channels >= channels_of(format) && channels <= 4) continue;
+        if (!reads_channels(function, source, format, channels)) continue;
         Pair pair(from, to);
         (source ? pair.src : pair.dst)->video.channels = channels;
         if (!has_own_checks(from, to)) pair.src->data[0] = nullptr;
@@ -231,6 +239,40 @@ TEST(ColorRefusals, ImpossibleChannels) {
                        kEntryUnit, function,
                        printed("src channels(%d) and dst channels(%d) do not fit formats %d and %d",
                                pair.src->video.channels, pair.dst->video.channels, from, to));
+        EXPECT_EQ(pair.dst.payload(), before);
+      }
+    }
+  }
+}
+
+TEST(ColorRefusals, ChannelsThatNothingReadsAreAnyNumber) {
+  for (const auto &[formats, function] : kPackedEntries) {
+    const auto [from, to] = formats;
+    for (const int32_t channels : {INT_MIN, -4, 0, 1, 5, INT_MAX}) {
+      for (const bool source : {true, false}) {
+        if (reads_channels(function, source, source ? from : to, channels)) continue;
+        Pair pair(from, to), expected(from, to);
+        (source ? pair.src : pair.dst)->video.channels = channels;
+        EXPECT_EQ(TavixFrameConvertColorByCPU(expected.src, expected.dst), TAVIX_OK);
+        EXPECT_QUIET_OK(TavixFrameConvertColorByCPU(pair.src, pair.dst));
+        EXPECT_EQ(pair.dst.payload(), expected.dst.payload()) << function << ", " << channels;
+      }
+    }
+  }
+}
+
+// The offset of a row is a 32-bit product, which these strides would wrap.
+TEST(ColorRefusals, PlanesBeyond32Bits) {
+  for (const auto &[formats, function] : kPackedEntries) {
+    for (const bool source : {true, false}) {
+      for (const int32_t linesize : {1 << 30, INT_MAX, INT_MIN}) {
+        Pair pair(formats.first, formats.second);
+        (source ? pair.src : pair.dst)->linesize[0] = linesize;
+        const auto before = pair.dst.payload();
+        EXPECT_REFUSED(
+            TavixFrameConvertColorByCPU(pair.src, pair.dst), TAVIX_ERROR_INVALID_PARAM, kEntryUnit,
+            function,
+            printed("linesize[0](%d) of a frame of 3 rows is no span of bytes", linesize));
         EXPECT_EQ(pair.dst.payload(), before);
       }
     }

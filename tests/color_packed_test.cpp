@@ -40,7 +40,8 @@ void fill_frame(GuardedFrame &frame, Fill fill, uint64_t seed) {
 
 void expect_reference(const GuardedFrame &src, int32_t format, const FrameLayout &layout,
                       int32_t channels, bool avx2) {
-  SCOPED_TRACE(::testing::Message() << src->video.format << " -> " << format << ", " << layout);
+  SCOPED_TRACE(::testing::Message()
+               << conversion_name(src->video.format, format) << ", " << layout);
   const FrameShape shape{format, src->video.width, src->video.height, channels};
   GuardedFrame expected(shape), actual(shape, layout);
   PackedReference(src, avx2).convert(expected);
@@ -82,7 +83,7 @@ TEST(PackedConversion, EveryPairAtEveryWidth) {
         fill_frame(src, width % 2 == 0 ? Fill::noise : Fill::halves, uint64_t(width));
         for (const int32_t to : kPacked)
           if (from != to) expect_reference(src, to, {}, 0, path.vector);
-        ASSERT_FALSE(HasFailure()) << from << ", width " << width;
+        ASSERT_FALSE(HasFailure()) << format_name(from) << ", width " << width;
       }
     }
   });
@@ -109,7 +110,8 @@ TEST(PackedConversion, InPlaceWherePixelsKeepTheirSize) {
         TavixFrameV2 same = *frame;
         same.video.format = to;
         EXPECT_EQ(TavixFrameConvertColorByCPU(frame, &same), TAVIX_OK);
-        EXPECT_TRUE(same_pixels(*expected, same)) << from << " -> " << to << ", width " << width;
+        EXPECT_TRUE(same_pixels(*expected, same))
+            << conversion_name(from, to) << ", width " << width;
         EXPECT_TRUE(frame.intact());
       }
     }
@@ -139,7 +141,8 @@ TEST(PackedConversion, GreyOfEveryColour) {
             const int g = y * 64 + x / 256, b = x % 256;
             const double sum = double(g) * 0.587 + double(red) * 0.299 + double(b) * 0.114;
             const int gray = path.vector ? (77 * red + 150 * g + 29 * b + 128) >> 8 : int(sum);
-            ASSERT_EQ(actual.row(y)[x], gray) << from << ": " << red << ", " << g << ", " << b;
+            ASSERT_EQ(actual.row(y)[x], gray)
+                << format_name(from) << ": " << red << ", " << g << ", " << b;
           }
         }
       }

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "color_yuv_reference.h"
-#include "cpu/tavix_cvt_color/yuv_drivers.h"
+#include "cpu/x86/cvt_color/cvt_color_yuv_avx.h"
 #include "support/compare.h"
 #include "support/seams.h"
 #include "support/sweep.h"
@@ -89,7 +89,7 @@ bool has_alpha(const Case &c) {
 
 void decode(const Case &c, int matrix) {
   const auto planes = module::yuv_planes<const uint8_t>(*c.yuv);
-  const module::YuvToRgbWeights weights(module::kYuvToRgb[matrix], is_r_first(c.pair.packed),
+  const module::YuvToRgbWeights weights(module::ColorMatrix(matrix), is_r_first(c.pair.packed),
                                         planes.v_first);
   const auto convert = interleaved(c.pair.yuv) ? module::NV122BGR
                        : has_alpha(c)          ? module::YV122BGRA
@@ -104,7 +104,7 @@ void decode(const Case &c, int matrix) {
 
 void encode(const Case &c, int matrix) {
   const auto planes = module::yuv_planes<uint8_t>(*c.yuv);
-  const module::RgbToYuvWeights weights(module::kRgbToYuv[matrix], is_r_first(c.pair.packed),
+  const module::RgbToYuvWeights weights(module::ColorMatrix(matrix), is_r_first(c.pair.packed),
                                         planes.v_first);
   const auto convert = interleaved(c.pair.yuv)
                            ? (has_alpha(c) ? module::BGRA2NV12Avx : module::BGR2NV12Avx)
@@ -120,8 +120,9 @@ void encode(const Case &c, int matrix) {
 // Converts on both paths into a frame that shows what is not written, and compares.
 void check(const Case &c, const TavixFrameV2 &dst, int matrix, int outer,
            void (*convert)(const Case &c, int matrix)) {
-  SCOPED_TRACE(::testing::Message() << "matrix " << matrix << ", formats " << c.pair.packed
-                                    << " and " << c.pair.yuv << ", outer value " << outer);
+  SCOPED_TRACE(::testing::Message()
+               << "matrix " << matrix << ", " << format_name(c.pair.packed) << " and "
+               << format_name(c.pair.yuv) << ", outer value " << outer);
   both_paths([&] {
     std::memset(dst.data[0], 7, size_t(dst.linesize[0]) * size_t(dst.video.height));
     convert(c, matrix);

@@ -28,6 +28,9 @@ int32_t from_of(int32_t code) {
 int32_t to_of(int32_t code) {
   return code % 16;
 }
+std::string pair_name(int32_t code) {
+  return conversion_name(from_of(code), to_of(code));
+}
 bool has_gray(int32_t code) {
   return from_of(code) == 2 || to_of(code) == 2;
 }
@@ -107,7 +110,7 @@ TEST(ColorYuv, EveryPairShapeAndLayout) {
 TEST(ColorYuv, LargeFramesWithSeams) {
   for_each_path([](const Path &path) {
     for (const int32_t code : yuv_pairs()) {
-      SCOPED_TRACE(code);
+      SCOPED_TRACE(pair_name(code));
       Conversion conversion(code, by_effort(325, 133), by_effort(107, 27));
       conversion.tag(code % 9, 2);
       conversion.expect_as_reference(path.vector);
@@ -119,7 +122,7 @@ TEST(ColorYuv, LargeFramesWithSeams) {
 TEST(ColorYuv, LongCopies) {
   for_each_path([](const Path &path) {
     for (const int32_t code : {pair_code(7, 8), pair_code(10, 9), pair_code(2, 10)}) {
-      SCOPED_TRACE(code);
+      SCOPED_TRACE(pair_name(code));
       Conversion conversion(code, 2310, 1818);
       conversion.expect_as_reference(path.vector);
     }
@@ -133,7 +136,8 @@ TEST(ColorYuv, EveryMatrix) {
           pair_code(9, 4), pair_code(8, 11), pair_code(10, 14)}) {
       for (int32_t space = -1; space <= 10; ++space) {
         for (int32_t range = 0; range <= 3; ++range) {
-          SCOPED_TRACE(::testing::Message() << code << ", space " << space << ", range " << range);
+          SCOPED_TRACE(::testing::Message()
+                       << pair_name(code) << ", space " << space << ", range " << range);
           Conversion conversion(code, 70, 4, {}, Fill::noise, uint64_t(space * 4 + range + 9));
           conversion.tag(space, range);
           conversion.expect_as_reference(path.vector);
@@ -159,7 +163,8 @@ TEST(ColorYuv, NarrowFramesAreTheSameOnBothPaths) {
       ASSERT_EQ(TavixFrameConvertColorByCPU(vector.src, vector.dst), TAVIX_OK);
       const WithoutAvx2 without;
       ASSERT_EQ(TavixFrameConvertColorByCPU(portable.src, portable.dst), TAVIX_OK);
-      EXPECT_EQ(vector.dst.payload(), portable.dst.payload()) << code << ", width " << width;
+      EXPECT_EQ(vector.dst.payload(), portable.dst.payload())
+          << pair_name(code) << ", width " << width;
     }
   }
 }
@@ -186,7 +191,7 @@ TEST(ColorYuv, AStepOfFourServesThreeChannelFormats) {
     for (const int32_t code : yuv_pairs()) {
       const int32_t from = from_of(code), to = to_of(code);
       if (channels_of(from) != 3 && channels_of(to) != 3) continue;
-      SCOPED_TRACE(code);
+      SCOPED_TRACE(pair_name(code));
       GuardedFrame src({from, 71, 6, channels_of(from) == 3 ? 4 : 0});
       GuardedFrame dst({to, 71, 6, channels_of(to) == 3 ? 4 : 0});
       GuardedFrame expected({to, 71, 6, channels_of(to) == 3 ? 4 : 0});
@@ -203,7 +208,7 @@ TEST(ColorYuv, AStepOfFourServesThreeChannelFormats) {
 TEST(ColorYuv, PlanarFramesHaveOneChromaStride) {
   for (const int32_t code : {pair_code(1, 9), pair_code(10, 1), pair_code(7, 10), pair_code(9, 7),
                              pair_code(9, 10), pair_code(13, 9), pair_code(9, 13)}) {
-    SCOPED_TRACE(code);
+    SCOPED_TRACE(pair_name(code));
     Conversion conversion(code, 66, 6);
     conversion.src->linesize[2] = conversion.dst->linesize[2] = 12345;
     reference_convert(*conversion.src, *conversion.expected, module::use_avx2());
@@ -290,6 +295,13 @@ TEST(ColorYuv, GreySpansMustBeSizes) {
     refused(2, 10, "TavixGray2YV12", 1, false, linesize, 4);
     refused(8, 2, "TavixYUV2Gray", 0, true, linesize, 4);
   }
+  // The line names the height of the frame, odd ones too.
+  RoomyFrame five(2, 8, 5, {8}, 1), odd(7, 8, 5, {8, 8}, 2);
+  odd.frame.linesize[1] = -8;
+  EXPECT_REFUSED(TavixFrameConvertColorByCPU(&five.frame, &odd.frame), TAVIX_ERROR_INVALID_PARAM,
+                 kEntryUnit, "TavixGray2NV12",
+                 "linesize[1](-8) of a frame of 5 rows is no span of bytes");
+
   // Rows of different strides are copied one by one, also upside down.
   RoomyFrame src(7, 8, 4, {8, 8}, 1), dst(2, 8, 4, {8}, 2);
   src.frame.data[0] += 24, src.frame.linesize[0] = -8;
@@ -393,7 +405,8 @@ TEST(ColorYuv, MissingPlanesAreRefused) {
       const size_t planes = plane_shapes((on_src ? probe.src : probe.dst)->video).size();
       for (size_t p = 0; p < planes; ++p) {
         if (to_of(code) == 2 && p > 0) continue;  // luma is all it reads
-        SCOPED_TRACE(::testing::Message() << code << ", plane " << p << (on_src ? " src" : " dst"));
+        SCOPED_TRACE(::testing::Message()
+                     << pair_name(code) << ", plane " << p << (on_src ? " src" : " dst"));
         Conversion conversion(code, 34, 4);
         const auto before = conversion.dst.payload();
         (on_src ? conversion.src : conversion.dst)->data[p] = nullptr;
@@ -408,12 +421,86 @@ TEST(ColorYuv, MissingPlanesAreRefused) {
   }
 }
 
+// Planes that a conversion does not touch may be missing.
+TEST(ColorYuv, UntouchedPlanesAreNotMissed) {
+  for_each_path([](const Path &) {
+    for (const int32_t code : yuv_pairs()) {
+      const int32_t from = from_of(code), to = to_of(code);
+      const bool encodes_bytes = is_yuv(to) && !is_yuv(from) && from < TAVIX_PIX_FMT_NV12;
+      for (const auto &[width, height] : {std::pair{8, 1}, {1, 8}, {1, 2}, {1, 1}}) {
+        // An odd last row has chroma, and grey fills chroma of any width.
+        if (encodes_bytes && (from == TAVIX_PIX_FMT_GRAY8 ? height > 1 : height % 2 == 1)) continue;
+        SCOPED_TRACE(::testing::Message() << pair_name(code) << ", " << width << 'x' << height);
+        Conversion conversion(code, width, height), whole(code, width, height);
+        for (int p = 1; p < 3; ++p) conversion.src->data[p] = conversion.dst->data[p] = nullptr;
+        EXPECT_EQ(TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_OK);
+        EXPECT_EQ(TavixFrameConvertColorByCPU(whole.src, whole.dst), TAVIX_OK);
+        EXPECT_EQ(conversion.dst.payload(), whole.dst.payload());
+        EXPECT_TRUE(conversion.dst.intact());
+        core_double().take_logs();
+      }
+    }
+  });
+}
+
+// Strides of 0 have nothing to fill.
+TEST(ColorYuv, GreyFillsNoPlaneOfNoBytes) {
+  for_each_path([](const Path &) {
+    for (const int32_t yuv : kYuvFormats) {
+      for (const int32_t width : {4, 0, -3}) {
+        RoomyFrame gray(2, 4, 4, {4}, 1), dst(yuv, 4, 4, strides_of(yuv, 4, 4), 2);
+        gray.frame.video.width = width;
+        dst.frame.linesize[1] = 0;
+        dst.frame.data[1] = dst.frame.data[2] = nullptr;
+        EXPECT_SILENT(TavixFrameConvertColorByCPU(&gray.frame, &dst.frame));
+      }
+    }
+  });
+}
+
+// The offset of a row is a 32-bit product, which these strides would wrap.
+TEST(ColorYuv, PlanesBeyond32BitsAreRefused) {
+  for (const int32_t code : yuv_pairs()) {
+    for (const bool on_src : {true, false}) {
+      for (const int plane : {0, 1}) {
+        const int32_t format = on_src ? from_of(code) : to_of(code);
+        if (plane == 1 && (!is_yuv(format) || has_gray(code))) continue;
+        SCOPED_TRACE(::testing::Message()
+                     << pair_name(code) << ", plane " << plane << (on_src ? " src" : " dst"));
+        Conversion conversion(code, 34, 6);
+        const auto before = conversion.dst.payload();
+        (on_src ? conversion.src : conversion.dst)->linesize[plane] = INT32_MAX;
+        EXPECT_REFUSED(
+            TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_ERROR_INVALID_PARAM,
+            kEntryUnit, entry_name(code),
+            printed("linesize[%d](%d) of a frame of 6 rows is no span of bytes", plane, INT32_MAX));
+        EXPECT_EQ(conversion.dst.payload(), before);
+      }
+    }
+  }
+}
+
+TEST(ColorYuv, DestinationsWithoutAChannelCountHaveTheirFormats) {
+  for_each_path([](const Path &path) {
+    for (const int32_t code : yuv_pairs()) {
+      if (is_yuv(to_of(code))) continue;
+      SCOPED_TRACE(pair_name(code));
+      Conversion conversion(code, 71, 6);
+      reference_convert(*conversion.src, *conversion.expected, path.vector);
+      conversion.dst->video.channels = 0;
+      EXPECT_EQ(TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_OK);
+      EXPECT_EQ(conversion.expected.payload(), conversion.dst.payload());
+    }
+  });
+}
+
 TEST(ColorYuv, ImpossibleChannelCountsAreRefused) {
   for (const int32_t code : yuv_pairs()) {
     const bool on_src = !is_yuv(from_of(code));
     const int32_t packed = on_src ? from_of(code) : to_of(code);
     if (is_yuv(packed) || packed == 2) continue;
     for (const int32_t channels : {-1, 0, 2, 5, 1000}) {
+      if (channels == 0 && !on_src) continue;  // the format's own count
       Conversion conversion(code, 34, 4);
       const auto before = conversion.dst.payload();
       (on_src ? conversion.src : conversion.dst)->video.channels = channels;

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "support/fill.h"
@@ -42,6 +43,10 @@ struct PlaneShape {
   int32_t rows, row_bytes;
 };
 std::vector<PlaneShape> plane_shapes(const TavixVideoInfo &video);
+
+// "NV12" of TAVIX_PIX_FMT_NV12, and "NV12 -> RGB24".
+std::string format_name(int32_t format);
+std::string conversion_name(int32_t from, int32_t to);
 
 int32_t channels_of(int32_t format);
 inline bool is_float_format(int32_t format) {

@@ -46,6 +46,13 @@ enum TavixPixelFormat {
   TAVIX_PIX_FMT_NONE = 16     /**< no format */
 };
 
+/** Colour spaces that video.color_space tells apart; every other code means BT.601. */
+enum TavixColorSpace {
+  TAVIX_COLOR_SPACE_BT709 = 1,
+  TAVIX_COLOR_SPACE_BT2020_NCL = 7, /**< non-constant luminance */
+  TAVIX_COLOR_SPACE_BT2020_CL = 8   /**< constant luminance; converted as non-constant */
+};
+
 /** Element types of a blob. The codes left out are reserved. */
 enum TavixDataType {
   TAVIX_DATA_TYPE_FLOAT32 = 0,

@@ -10,55 +10,67 @@
 
 namespace tavix::module {
 
+// Where the samples of a pixel lie. Of the 4:2:0 layouts, semi-planar ones interleave their chroma in
+// plane 1, planar ones have a plane for each sample.
+enum class PixelLayout : int8_t { kNone, kPacked, kSemiPlanar, kPlanar };
+
 struct FormatTraits {
-  int8_t element_size;   // bytes of an RGB-family element, -1 outside the family
-  int8_t channels;       // interleaved channels of an RGB-family pixel, 0 outside the family
+  PixelLayout layout;
+  int8_t planes;
+  int8_t element_size;   // bytes
+  int8_t channels;       // interleaved in plane 0 of a packed format, else 0
   bool r_first;          // red before blue
+  bool v_first;          // V before U, in a pair of samples or in the order of the planes
   int8_t float_partner;  // same channel order, the other element type
   int8_t alpha_partner;  // same element type, with alpha
 };
 
-inline constexpr uint32_t kFormatCount = 16;
+// What every code without a row means.
+inline constexpr int8_t kNone = TAVIX_PIX_FMT_NONE;
+inline constexpr FormatTraits kNoFormat = {PixelLayout::kNone, 0, 0, 0, false, false, kNone, kNone};
 
 // clang-format off
 inline constexpr FormatTraits kFormats[] = {
-    // size ch  r_first float alpha
-    {    1,  3,  true,   11,   5 },  //  0 RGB24
-    {    1,  3,  false,  12,   4 },  //  1 BGR24
-    {    1,  1,  false,  15,   4 },  //  2 GRAY8
-    {   -1,  0,  false,  16,  16 },  //  3
-    {    1,  4,  false,  14,   4 },  //  4 BGRA32
-    {    1,  4,  true,   13,   5 },  //  5 RGBA32
-    {   -1,  0,  false,  16,  16 },  //  6
-    {   -1,  0,  false,  16,  16 },  //  7 NV12
-    {   -1,  0,  false,  16,  16 },  //  8 NV21
-    {   -1,  0,  false,  16,  16 },  //  9 YV12
-    {   -1,  0,  false,  16,  16 },  // 10 I420
-    {    4,  3,  true,    0,  13 },  // 11 RGBF32
-    {    4,  3,  false,   1,  14 },  // 12 BGRF32
-    {    4,  4,  true,    5,  13 },  // 13 RGBAF32
-    {    4,  4,  false,   4,  14 },  // 14 BGRAF32
-    {    4,  1,  false,   2,  14 },  // 15 GRAYF32
-    {   -1,  0,  false,  16,  16 },  // 16 NONE
+    // layout                  planes bytes ch r_first v_first float  alpha
+    {PixelLayout::kPacked,      1,     1,    3, true,   false,  11,     5},     //  0 RGB24
+    {PixelLayout::kPacked,      1,     1,    3, false,  false,  12,     4},     //  1 BGR24
+    {PixelLayout::kPacked,      1,     1,    1, false,  false,  15,     4},     //  2 GRAY8
+    kNoFormat,                                                                  //  3
+    {PixelLayout::kPacked,      1,     1,    4, false,  false,  14,     4},     //  4 BGRA32
+    {PixelLayout::kPacked,      1,     1,    4, true,   false,  13,     5},     //  5 RGBA32
+    kNoFormat,                                                                  //  6
+    {PixelLayout::kSemiPlanar,  2,     1,    0, false,  false,  kNone,  kNone}, //  7 NV12
+    {PixelLayout::kSemiPlanar,  2,     1,    0, false,  true,   kNone,  kNone}, //  8 NV21
+    {PixelLayout::kPlanar,      3,     1,    0, false,  true,   kNone,  kNone}, //  9 YV12
+    {PixelLayout::kPlanar,      3,     1,    0, false,  false,  kNone,  kNone}, // 10 I420
+    {PixelLayout::kPacked,      1,     4,    3, true,   false,   0,    13},     // 11 RGBF32
+    {PixelLayout::kPacked,      1,     4,    3, false,  false,   1,    14},     // 12 BGRF32
+    {PixelLayout::kPacked,      1,     4,    4, true,   false,   5,    13},     // 13 RGBAF32
+    {PixelLayout::kPacked,      1,     4,    4, false,  false,   4,    14},     // 14 BGRAF32
+    {PixelLayout::kPacked,      1,     4,    1, false,  false,   2,    14},     // 15 GRAYF32
 };
 // clang-format on
-static_assert(std::size(kFormats) == kFormatCount + 1, "one row for each code, and NONE");
+
+// Codes are below this; TAVIX_PIX_FMT_NONE is a constant of its own and no format.
+inline constexpr uint32_t kFormatCount = std::size(kFormats);
 
 constexpr const FormatTraits &traits(int32_t format) {
-  return kFormats[uint32_t(format) < kFormatCount ? uint32_t(format) : kFormatCount];
+  return uint32_t(format) < kFormatCount ? kFormats[format] : kNoFormat;
 }
 
-constexpr int32_t element_size(int32_t format) {
-  return traits(format).element_size;
-}
 constexpr bool is_rgb_family(int32_t format) {
-  return element_size(format) > 0;
+  return traits(format).layout == PixelLayout::kPacked;
+}
+// Of the RGB family; -1 outside it.
+constexpr int32_t element_size(int32_t format) {
+  return is_rgb_family(format) ? traits(format).element_size : -1;
 }
 constexpr bool is_float(int32_t format) {
   return element_size(format) == 4;
 }
 constexpr bool is_yuv420(int32_t format) {
-  return format >= TAVIX_PIX_FMT_NV12 && format <= TAVIX_PIX_FMT_I420;
+  return traits(format).layout == PixelLayout::kSemiPlanar ||
+         traits(format).layout == PixelLayout::kPlanar;
 }
 constexpr int32_t float_partner(int32_t format) {
   return traits(format).float_partner;

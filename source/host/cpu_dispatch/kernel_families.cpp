@@ -12,24 +12,40 @@
 namespace tavix::module {
 
 constinit KernelFamily<BinaryRows> binary_family = {{&kBinaryRowsC TAVIX_X86(&kBinaryRowsAvx2)}};
+constinit KernelFamily<FloatYuvRows> float_yuv_family = {
+    {&kFloatYuvRowsC TAVIX_X86(&kFloatYuvRowsAvx2)}};
 constinit KernelFamily<NormalizeRows> normalize_family = {
     {&kNormalizeRowsC TAVIX_X86(&kNormalizeRowsAvx2)}};
+constinit KernelFamily<RepackRows> repack_family = {{&kRepackRowsC TAVIX_X86(&kRepackRowsAvx2)}};
 constinit KernelFamily<RgbRows> rgb_family = {{&kRgbRowsC TAVIX_X86(&kRgbRowsAvx2)}};
+constinit KernelFamily<RgbToYuvRows> rgb_to_yuv_family = {
+    {&kRgbToYuvRowsC TAVIX_X86(&kRgbToYuvRowsAvx2)}};
 constinit KernelFamily<SoftmaxRows> softmax_family = {
     {&kSoftmaxRowsC TAVIX_X86(&kSoftmaxRowsAvx2)}};
 constinit KernelFamily<StatisticsRows> statistics_family = {
     {&kStatisticsRowsC TAVIX_X86(&kStatisticsRowsAvx2)}};
 constinit KernelFamily<TensorRows> tensor_family = {{&kTensorRowsC TAVIX_X86(&kTensorRowsAvx2)}};
 constinit KernelFamily<UnaryRows> unary_family = {{&kUnaryRowsC TAVIX_X86(&kUnaryRowsAvx2)}};
+constinit KernelFamily<YuvToRgbRows> yuv_to_rgb_family = {
+    {&kYuvToRgbRowsC TAVIX_X86(&kYuvToRgbRowsAvx2)}};
 
 const BinaryRows &binary_rows() {
   return binary_family.best();
 }
+const FloatYuvRows &float_yuv_rows() {
+  return float_yuv_family.best();
+}
 const NormalizeRows &normalize_rows() {
   return normalize_family.best();
 }
+const RepackRows &repack_rows() {
+  return repack_family.best();
+}
 const RgbRows &rgb_rows() {
   return rgb_family.best();
+}
+const RgbToYuvRows &rgb_to_yuv_rows() {
+  return rgb_to_yuv_family.best();
 }
 const SoftmaxRows &softmax_rows() {
   return softmax_family.best();
@@ -42,6 +58,9 @@ const TensorRows &tensor_rows() {
 }
 const UnaryRows &unary_rows() {
   return unary_family.best();
+}
+const YuvToRgbRows &yuv_to_rgb_rows() {
+  return yuv_to_rgb_family.best();
 }
 
 }  // namespace tavix::module

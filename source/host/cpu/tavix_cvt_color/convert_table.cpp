@@ -28,8 +28,8 @@ constexpr Formats kFloat = set_of(TAVIX_PIX_FMT_RGBF32, TAVIX_PIX_FMT_BGRF32, TA
 constexpr Formats kSemiPlanar = set_of(TAVIX_PIX_FMT_NV12, TAVIX_PIX_FMT_NV21);
 constexpr Formats kPlanar = set_of(TAVIX_PIX_FMT_YV12, TAVIX_PIX_FMT_I420);
 
-// Code 6 is left out on purpose: it is not even copied.
-constexpr Formats kCopied = ((Formats(1) << kFormatCount) - 1) & ~set_of(6);
+// Code 6 is left out on purpose: it is not even copied. NONE is no format.
+constexpr Formats kNotCopied = set_of(6, TAVIX_PIX_FMT_NONE);
 
 // Every format of one set to every different format of another.
 struct Rule {
@@ -87,7 +87,7 @@ struct Table {
  private:
   constexpr void fill(uint32_t from, uint32_t to) {
     if (from == to) {
-      if (!contains(kCopied, from)) return;
+      if (contains(kNotCopied, from)) return;
       entries[from][to] = ColorCopyCommon;
       ++copies;
       return;

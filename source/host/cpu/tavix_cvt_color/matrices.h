@@ -52,6 +52,8 @@ enum ColorMatrix {
   kBt2020Full
 };
 inline constexpr int kColorMatrices = 6;
+inline constexpr ColorMatrix kEveryMatrix[kColorMatrices] = {
+    kBt601Limited, kBt601Full, kBt709Limited, kBt709Full, kBt2020Limited, kBt2020Full};
 
 // With the luma weights kr, kg, kb of a standard and a luma gain g and chroma gain h (219/255 and
 // 224/255 in limited range, 1 in full range):
@@ -121,14 +123,14 @@ inline constexpr int32_t kFullRange = 2;  // of color_range; every other code is
 // own (codes up to 0), are BT.601 limited whatever the range says.
 constexpr ColorMatrix color_matrix(int32_t color_space, bool full_range) {
   switch (color_space) {
-    case 1:
+    case TAVIX_COLOR_SPACE_BT709:
       return full_range ? kBt709Full : kBt709Limited;
     case 2:
     case 3:
     case 4:
       return full_range ? kBt601Full : kBt601Limited;
-    case 7:
-    case 8:
+    case TAVIX_COLOR_SPACE_BT2020_NCL:
+    case TAVIX_COLOR_SPACE_BT2020_CL:
       return full_range ? kBt2020Full : kBt2020Limited;
     default:
       return kBt601Limited;
@@ -136,15 +138,35 @@ constexpr ColorMatrix color_matrix(int32_t color_space, bool full_range) {
 }
 
 // The matrix that encodes into a frame.
-constexpr const TavixRgbToYuvMatrix &rgb_to_yuv_matrix(const TavixVideoInfo &dst) {
-  return kRgbToYuv[color_matrix(dst.color_space, dst.color_range == kFullRange)];
+constexpr ColorMatrix rgb_to_yuv_matrix(const TavixVideoInfo &dst) {
+  return color_matrix(dst.color_space, dst.color_range == kFullRange);
 }
 
 // The matrix that decodes a frame. The range tag of a 4:2:0 source has no effect, on purpose: it is
 // taken as limited.
-constexpr const TavixYuvToRgbMatrix &yuv_to_rgb_matrix(const TavixVideoInfo &src) {
-  const bool full = src.color_range == kFullRange && !is_yuv420(src.format);
-  return kYuvToRgb[color_matrix(src.color_space, full)];
+constexpr ColorMatrix yuv_to_rgb_matrix(const TavixVideoInfo &src) {
+  return color_matrix(src.color_space, src.color_range == kFullRange && !is_yuv420(src.format));
+}
+
+// Luma of full-range RGB: weights of red, green and blue as floats, and times 256, of sum 256.
+struct GrayWeights {
+  float red, green, blue;
+  int32_t fixed_red, fixed_green, fixed_blue;
+};
+inline constexpr GrayWeights kBt709Gray = {0.2126f, 0.7152f, 0.0722f, 54, 183, 19};
+inline constexpr GrayWeights kBt2020Gray = {0.2627f, 0.678f, 0.0593f, 63, 173, 20};
+inline constexpr GrayWeights kBt601Gray = {0.299f, 0.587f, 0.114f, 77, 150, 29};
+
+// The weights that go with a colour space; unknown spaces are BT.601.
+constexpr const GrayWeights &gray_weights(int32_t color_space) {
+  switch (color_matrix(color_space, true)) {
+    case kBt709Full:
+      return kBt709Gray;
+    case kBt2020Full:
+      return kBt2020Gray;
+    default:
+      return kBt601Gray;
+  }
 }
 
 // What the tables hold, oddities included.
@@ -235,6 +257,14 @@ static_assert(biases(kBt709Limited, -14720, 6144, -17280) &&
               biases(kBt709Full, -12928, 5376, -15232));
 static_assert(biases(kBt2020Limited, -13696, 6912, -17536) &&
               biases(kBt2020Full, -12032, 6144, -15360));
+
+constexpr bool is_luma_of(ColorMatrix m, const GrayWeights &w) {
+  const float(&y)[3] = kRgbToYuv[m].real.y;
+  return y[0] == w.red && y[1] == w.green && y[2] == w.blue &&
+         w.fixed_red + w.fixed_green + w.fixed_blue == 256;
+}
+static_assert(is_luma_of(kBt601Full, kBt601Gray) && is_luma_of(kBt709Full, kBt709Gray) &&
+              is_luma_of(kBt2020Full, kBt2020Gray));
 
 static_assert(color_matrix(0, true) == kBt601Limited && color_matrix(-1, true) == kBt601Limited &&
               color_matrix(5, true) == kBt601Limited && color_matrix(9, true) == kBt601Limited);

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Drivers of the packed conversions: rows 0 to height - 1 of a job, on all workers, or without AVX2
-// on the calling thread for conversions among 8-bit formats. Nothing is done without pixels.
+// Drivers of the packed conversions: all rows of a job that has pixels. Conversions among 8-bit
+// formats run on all workers with vector rows, in the calling thread with portable ones; those to
+// and from floats always run on all workers.
 #pragma once
 
-#include "cpu/tavix_cvt_color/rgb_pixels.h"
+#include "cpu/tavix_cvt_color/matrices.h"
 
 namespace tavix::module {
 
@@ -14,21 +15,24 @@ struct PackedJob {
   uint8_t *dst;
   int32_t dst_linesize, dst_step;
   int32_t width, height;
+  bool r_first;             // of a source of colour
+  bool swap;                // the sides differ in channel order
+  const GrayWeights &gray;  // of the source's colour space
 };
 
-// swap: the sides differ in channel order.
-void BGR2RGB(const PackedJob &job, bool swap);
-void BGRA2RGBA(const PackedJob &job, bool swap);
-void BGR2BGRA(const PackedJob &job, bool swap);
-void BGRA2BGR(const PackedJob &job, bool swap);
-void Gray2BGR(const PackedJob &job);
-void Gray2BGRA(const PackedJob &job);
-void BGR2Gray(const PackedJob &job, bool r_first);
+void shuffle_bytes(const PackedJob &job);
+void shuffle_floats(const PackedJob &job);
+void bytes_to_floats(const PackedJob &job);
+void floats_to_bytes(const PackedJob &job);
+void bytes_to_gray(const PackedJob &job);
+void floats_to_gray(const PackedJob &job);
 
-void RGB2BGRF32(const PackedJob &job, bool swap);
-void Gray2BGRF32(const PackedJob &job);
-void RGBF322BGR(const PackedJob &job, bool swap);
-void RGBF32Family(const PackedJob &job, bool swap);
-void RGBF322Gray(const PackedJob &job, bool r_first, const GrayWeights &weights);
+// The conversions by name.
+inline constexpr auto &BGR2RGB = shuffle_bytes, &BGRA2RGBA = shuffle_bytes,
+                      &BGR2BGRA = shuffle_bytes, &BGRA2BGR = shuffle_bytes,
+                      &Gray2BGR = shuffle_bytes, &Gray2BGRA = shuffle_bytes;
+inline constexpr auto &BGR2Gray = bytes_to_gray, &RGBF322Gray = floats_to_gray;
+inline constexpr auto &RGB2BGRF32 = bytes_to_floats, &Gray2BGRF32 = bytes_to_floats;
+inline constexpr auto &RGBF322BGR = floats_to_bytes, &RGBF32Family = shuffle_floats;
 
 }  // namespace tavix::module

@@ -9,6 +9,8 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
+#include "cpu/tavix_cvt_color/matrices.h"
+#include "cpu/tavix_cvt_color/sample_values.h"
 
 namespace tavix::module {
 
@@ -31,12 +33,6 @@ struct ByteToFloat {
   static constexpr To kOpaque = 1.0f;
   static constexpr To convert(From v) { return float(v) / 255.0f; }
 };
-
-// v is clamped to 0..255, NaN gives 0; halves go up.
-constexpr uint8_t round_half_up_u8(float v) {
-  const float positive = v > 0.0f ? v : 0.0f;
-  return uint8_t(int32_t((positive < 255.0f ? positive : 255.0f) + 0.5f));
-}
 
 struct FloatToByte {
   using From = float;
@@ -63,12 +59,6 @@ inline void convert_pixel(const uint8_t *src, uint8_t *dst, int64_t x) {
   store(dst, x * dst_step + 2, c2);
   if constexpr (dst_step == 4) store(dst, x * dst_step + 3, alpha);
 }
-
-// Weights of red, green and blue: as floats, and as the integers of sum 256 that go with them.
-struct GrayWeights {
-  float red, green, blue;
-  int32_t fixed_red, fixed_green, fixed_blue;
-};
 
 // Red, green and blue of pixel x.
 template <class T, int src_step, bool r_first>

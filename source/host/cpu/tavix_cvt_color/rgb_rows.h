@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "cpu/tavix_cvt_color/rgb_pixels.h"
+#include "cpu/tavix_cvt_color/matrices.h"
 
 namespace tavix::module {
 
@@ -67,6 +67,7 @@ struct RgbRows {
   PackedRows floats_to_bytes;  // 0..1 to 0..255, clamped
   GrayRows<PackedRow> bytes_to_gray;
   GrayRows<WeightedRow> floats_to_gray;
+  bool bytes_on_all_workers;  // of 8-bit to 8-bit, or in the calling thread
 };
 
 extern const RgbRows kRgbRowsC, kRgbRowsAvx2;

@@ -2,6 +2,7 @@
 // Portable rows of the packed conversions: plain loops that a compiler can vectorise.
 #include <algorithm>
 
+#include "cpu/tavix_cvt_color/rgb_pixels.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"
 
 namespace tavix::module {
@@ -99,6 +100,7 @@ constinit const RgbRows kRgbRowsC = {
     .floats_to_bytes = PackedRows::of<FloatsToBytesRowC>(),
     .bytes_to_gray = GrayRows<PackedRow>::of<BytesToGrayRowC>(),
     .floats_to_gray = GrayRows<WeightedRow>::of<FloatsToGrayRowC>(),
+    .bytes_on_all_workers = false,
 };
 
 }  // namespace tavix::module

@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// 8-bit RGB to 4:2:0, portable. This is the definition of the fixed-point arithmetic; the vector
-// twin differs in one thing, the mean of a block.
+// 8-bit RGB to 4:2:0, in fixed point. The portable rows define the arithmetic; the vector rows differ
+// in one thing, the mean of a block.
 #pragma once
 
-#include <algorithm>
-
-#include "common/rounding.h"
-#include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/matrices.h"
 #include "cpu/tavix_cvt_color/yuv420.h"
 
@@ -18,104 +14,39 @@ struct RgbToYuvWeights {
   int16_t y[3] = {};
   int16_t chroma[2][3] = {};
   int16_t offset;
+  ColorMatrix matrix;
+  bool r_first, v_first;
 
-  constexpr RgbToYuvWeights(const TavixRgbToYuvMatrix &matrix, bool r_first, bool v_first)
-      : offset(int16_t(matrix.fixed.offset)) {
+  constexpr RgbToYuvWeights(ColorMatrix matrix_, bool r_first_, bool v_first_)
+      : offset(int16_t(kRgbToYuv[matrix_].fixed.offset)),
+        matrix(matrix_),
+        r_first(r_first_),
+        v_first(v_first_) {
+    const auto &fixed = kRgbToYuv[matrix].fixed;
     for (int k = 0; k < 3; ++k) {
       const int channel = r_first ? k : 2 - k;
-      y[channel] = int16_t(matrix.fixed.y[k]);
-      chroma[v_first ? 1 : 0][channel] = int16_t(matrix.fixed.u[k]);
-      chroma[v_first ? 0 : 1][channel] = int16_t(matrix.fixed.v[k]);
+      y[channel] = int16_t(fixed.y[k]);
+      chroma[v_first ? 1 : 0][channel] = int16_t(fixed.u[k]);
+      chroma[v_first ? 0 : 1][channel] = int16_t(fixed.v[k]);
     }
   }
 };
 
-// What 16 bits and bytes without a clamp rest on: luma weights are not negative and sum to at most
-// 256, and white stays a byte with the offset.
-constexpr bool luma_fits(const TavixRgbToYuvMatrix &matrix) {
-  const int32_t(&y)[3] = matrix.fixed.y;
-  const int32_t offset = matrix.fixed.offset;
-  const int32_t sum = y[0] + y[1] + y[2];
-  return y[0] >= 0 && y[1] >= 0 && y[2] >= 0 && sum <= 256 && offset >= 0 &&
-         ((255 * sum + 128) >> 8) + offset <= 255;
-}
-static_assert(std::ranges::all_of(kRgbToYuv, luma_fits));
-
 using RgbToYuvJob = PackedYuvJob<const uint8_t, uint8_t, RgbToYuvWeights>;
-using RgbToYuvRows = RowPair<const uint8_t, uint8_t>;
+using RgbToYuvRowPair = RowPair<const uint8_t, uint8_t>;
 
-// Luma of one row of channels. 16 bits hold the sum and the result needs no clamp.
-inline void luma_row_c(const ChannelStrip<uint8_t> &p, uint8_t *y, int32_t columns,
-                       const RgbToYuvWeights &w) {
-  const uint16_t w0 = uint16_t(w.y[0]), w1 = uint16_t(w.y[1]), w2 = uint16_t(w.y[2]);
-  const uint8_t offset = uint8_t(w.offset);
-#pragma GCC ivdep
-  for (int32_t x = 0; x < columns; ++x) {
-    const uint16_t sum = uint16_t(w0 * p[0][x] + w1 * p[1][x] + w2 * p[2][x] + 128);
-    y[x] = uint8_t((sum >> 8) + offset);
-  }
-}
+// Converts so many columns, an even number.
+using RgbToYuvRow = void(const RgbToYuvRowPair &rows, int32_t columns,
+                         const RgbToYuvWeights &weights);
+using RgbToYuvRows = PackedYuvRows<RgbToYuvRow>;
 
-// The rounded mean of the rounded means of a block's rows.
-inline void mean_row_c(const ChannelStrip<uint8_t> &top, const ChannelStrip<uint8_t> &bottom,
-                       ChannelStrip<uint8_t> &mean, int32_t pairs) {
-  for (int k = 0; k < 3; ++k) {
-    for (int32_t i = 0; i < pairs; ++i) {
-      const int32_t a = (top[k][2 * i] + top[k][2 * i + 1] + 1) >> 1;
-      const int32_t b = (bottom[k][2 * i] + bottom[k][2 * i + 1] + 1) >> 1;
-      mean[k][i] = uint8_t((a + b + 1) >> 1);
-    }
-  }
-}
+extern const RgbToYuvRows kRgbToYuvRowsC, kRgbToYuvRowsAvx2;
 
-// Chroma of one row of means, from a pair on.
-template <ChromaLayout layout>
-inline void chroma_row_c(const ChannelStrip<uint8_t> &mean, uint8_t *const (&chroma)[2],
-                         int32_t first_pair, int32_t pairs, const RgbToYuvWeights &w) {
-  uint8_t samples[2][kStripColumns / 2];
-  for (int i = 0; i < 2; ++i) {
-    const int16_t w0 = w.chroma[i][0], w1 = w.chroma[i][1], w2 = w.chroma[i][2];
-    for (int32_t p = 0; p < pairs; ++p) {
-      const int32_t sum = w0 * mean[0][p] + w1 * mean[1][p] + w2 * mean[2][p] + 128;
-      samples[i][p] = saturate_u8((sum >> 8) + 128);
-    }
-  }
-  store_chroma_c<layout>(samples, chroma, first_pair, pairs);
-}
-
-// Columns begin to end - 1, both even.
-template <int channels, ChromaLayout layout>
-inline void rgb_to_yuv_row_pair_c(const RgbToYuvRows &rows, int32_t begin, int32_t end,
-                                  const RgbToYuvWeights &w) {
-  ChannelStrip<uint8_t> strips[2], mean;
-  for (int32_t x = begin; x < end; x += kStripColumns) {
-    const int32_t columns = std::min(kStripColumns, end - x);
-    for (int i = 0; i < 2; ++i) {
-      split_channels<channels>(rows.packed[i] + int64_t(x) * channels, strips[i], columns);
-      luma_row_c(strips[i], rows.y[i] + x, columns, w);
-    }
-    mean_row_c(strips[0], strips[1], mean, columns / 2);
-    chroma_row_c<layout>(mean, rows.chroma, x / 2, columns / 2, w);
-  }
-}
+// The best for this processor.
+const RgbToYuvRows &rgb_to_yuv_rows();
 
 // The last row of an odd height, a block of one row for each pair; the last pixel of an odd width
-// is a block of its own. Both are blocks whose missing pixels repeat those that are there.
-template <int channels, ChromaLayout layout>
-inline void rgb_to_yuv_last_row_c(const RgbToYuvJob &job) {
-  const int32_t width = job.width, pairs = whole_pairs(width), y = job.height - 1;
-  const RgbToYuvRows rows = job.rows(y, y, y / 2);
-  rgb_to_yuv_row_pair_c<channels, layout>(rows, 0, pairs, job.weights);
-  if (pairs >= width) return;
-
-  const uint8_t *last = rows.packed[0] + int64_t(pairs) * channels;
-  uint8_t pixels[2 * channels], luma[2];
-  for (int k = 0; k < 2 * channels; ++k) pixels[k] = last[k % channels];
-  uint8_t *const chroma[2] = {&chroma_at<layout>(rows.chroma, pairs / 2, 0),
-                              &chroma_at<layout>(rows.chroma, pairs / 2, 1)};
-  rgb_to_yuv_row_pair_c<channels, layout>({{pixels, pixels}, {luma, luma}, {chroma[0], chroma[1]}},
-                                          0, 2, job.weights);
-  rows.y[0][pairs] = luma[0];
-}
+// is a block of its own.
+void rgb_to_yuv_last_row(const RgbToYuvJob &job);
 
 }  // namespace tavix::module

@@ -7,17 +7,11 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
-#include "common/parallel/tavix_parallel_wrapper.h"
 #include "common/pixel_format.h"
 
 namespace tavix::module {
 
-enum class ChromaLayout { kInterleaved, kPlanar };
-
-constexpr ChromaLayout chroma_layout(int32_t format) {
-  return format == TAVIX_PIX_FMT_NV12 || format == TAVIX_PIX_FMT_NV21 ? ChromaLayout::kInterleaved
-                                                                      : ChromaLayout::kPlanar;
-}
+enum class ChromaLayout : uint8_t { kInterleaved, kPlanar };
 
 // Byte is uint8_t or const uint8_t.
 template <class Byte>
@@ -26,20 +20,33 @@ struct YuvPlanes {
   int32_t y_linesize;
   Byte *chroma[2];  // planar: U and V. Interleaved: the one plane, twice.
   int32_t chroma_linesize;
-  bool v_first;  // the first sample of a pair is V
+  ChromaLayout layout;
+  bool v_first;  // the first sample of an interleaved pair is V
 };
 
 // The planes of a 4:2:0 frame. Both chroma planes of a planar frame share linesize[1], on purpose.
 template <class Byte>
 YuvPlanes<Byte> yuv_planes(const TavixFrameV2 &frame) {
-  const int32_t format = frame.video.format;
-  const int u = format == TAVIX_PIX_FMT_YV12 ? 2 : 1;
-  const int v = format == TAVIX_PIX_FMT_I420 ? 2 : 1;
+  const FormatTraits &format = traits(frame.video.format);
+  const bool planar = format.layout == PixelLayout::kPlanar;
+  const int u = planar && format.v_first ? 2 : 1, v = planar && !format.v_first ? 2 : 1;
   return {frame.data[0],
           frame.linesize[0],
           {frame.data[u], frame.data[v]},
           frame.linesize[1],
-          format == TAVIX_PIX_FMT_NV21};
+          planar ? ChromaLayout::kPlanar : ChromaLayout::kInterleaved,
+          !planar && format.v_first};
+}
+
+// Whole blocks of a picture, in pixels across or down.
+constexpr int32_t whole_pairs(int32_t pixels) {
+  return pixels & ~1;
+}
+constexpr int32_t row_pairs(int32_t height) {
+  return height > 0 ? height / 2 : 0;
+}
+constexpr bool has_blocks(int32_t width, int32_t height) {
+  return width > 1 && height > 1;
 }
 
 // A packed picture of 3 or 4 channels, bytes or floats.
@@ -56,6 +63,15 @@ struct RowPair {
   Packed *packed[2];
   Yuv *y[2];
   Yuv *chroma[2];
+
+  // The same rows from an even column on, of pixels of so many bytes.
+  template <ChromaLayout layout>
+  RowPair from(int32_t x, int64_t pixel_bytes) const {
+    const int32_t c = layout == ChromaLayout::kInterleaved ? x : x / 2;
+    return {{packed[0] + x * pixel_bytes, packed[1] + x * pixel_bytes},
+            {y[0] + x, y[1] + x},
+            {chroma[0] + c, chroma[1] + c}};
+  }
 };
 
 // Everything a conversion between a packed and a 4:2:0 picture needs; sizes in pixels.
@@ -73,40 +89,32 @@ struct PackedYuvJob {
         {row(yuv.y, yuv.y_linesize, a), row(yuv.y, yuv.y_linesize, b)},
         {row(yuv.chroma[0], yuv.chroma_linesize, c), row(yuv.chroma[1], yuv.chroma_linesize, c)}};
   }
-  RowPair<Packed, Yuv> row_pair(int32_t c) const { return rows(2 * c, 2 * c + 1, c); }
-  int32_t row_pairs() const { return width > 0 ? height / 2 : 0; }
 };
 
-// One sample pair of a chroma row; the interleaved layout takes both from the first row.
+// Row kernels of one conversion: for 3 and 4 channels, for interleaved and planar chroma.
+template <class Row>
+struct PackedYuvRows {
+  Row *rows[2][2];
+
+  Row *operator()(int32_t channels, ChromaLayout layout) const {
+    return rows[channels - 3][int(layout)];
+  }
+
+  // Family::row<channels, layout>.
+  template <class Family>
+  static constexpr PackedYuvRows of() {
+    return {{{Family::template row<3, ChromaLayout::kInterleaved>,
+              Family::template row<3, ChromaLayout::kPlanar>},
+             {Family::template row<4, ChromaLayout::kInterleaved>,
+              Family::template row<4, ChromaLayout::kPlanar>}}};
+  }
+};
+
+// One sample of a pair of a chroma row; the interleaved layout takes both from the first row.
 template <ChromaLayout layout, class Byte>
 constexpr Byte &chroma_at(Byte *const (&rows)[2], int32_t pair, int which) {
   return layout == ChromaLayout::kInterleaved ? rows[0][2 * int64_t(pair) + which]
                                               : rows[which][pair];
 }
-
-constexpr int32_t whole_pairs(int32_t pixels) {
-  return pixels & ~1;
-}
-
-// A body over chroma rows between packed and 4:2:0 pictures. Kernel is built from a job and
-// converts row pair c with row_pair<channels>(c).
-template <class Kernel>
-class PackedYuvBody final : public ParallelLoopBody {
- public:
-  template <class Job>
-  explicit PackedYuvBody(const Job &job) : kernel_{job} {}
-
-  void operator()(const Range &rows) const override {
-    kernel_.job.packed.channels == 4 ? convert<4>(rows) : convert<3>(rows);
-  }
-
- private:
-  template <int channels>
-  void convert(const Range &rows) const {
-    for (int32_t c = rows.start; c < rows.end; ++c) kernel_.template row_pair<channels>(c);
-  }
-
-  Kernel kernel_;
-};
 
 }  // namespace tavix::module

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// 4:2:0 pictures whose chroma is only moved, never computed: repacking among the four formats, and
-// grey. Luma is copied as it is, whatever its range.
+// 4:2:0 pictures whose samples are only moved, never computed: repacking among the four formats,
+// and grey. Luma is copied as it is, whatever its range.
 #pragma once
-
-#include <cstring>
 
 #include "cpu/tavix_cvt_color/yuv420.h"
 
@@ -15,23 +13,7 @@ struct YuvRepackJob {
   YuvPlanes<const uint8_t> src;
   YuvPlanes<uint8_t> dst;
   int32_t width, height;
-
-  int32_t row_pairs() const { return width > 0 ? height / 2 : 0; }
 };
-
-// A row of chroma pairs from one layout to another.
-template <ChromaLayout from, ChromaLayout to>
-inline void move_chroma_row_c(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
-                              int32_t begin, int32_t end) {
-  constexpr bool swap = from == to && from == ChromaLayout::kInterleaved;
-#pragma GCC ivdep
-  for (int32_t i = begin; i < end; ++i) {
-    const uint8_t first = chroma_at<from>(src, i, swap ? 1 : 0);
-    const uint8_t second = chroma_at<from>(src, i, swap ? 0 : 1);
-    chroma_at<to>(dst, i, 0) = first;
-    chroma_at<to>(dst, i, 1) = second;
-  }
-}
 
 // Grey to 4:2:0; sizes in pixels.
 struct GrayToYuvJob {
@@ -40,5 +22,19 @@ struct GrayToYuvJob {
   YuvPlanes<uint8_t> dst;
   int32_t width, height;
 };
+
+using CopyRow = void(const uint8_t *src, uint8_t *dst, int64_t bytes);
+using MoveChromaRow = void(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs);
+
+struct RepackRows {
+  CopyRow *copy;
+  MoveChromaRow *move_chroma[2][2];  // from a layout to a layout
+  bool on_all_workers;               // or in the calling thread
+};
+
+extern const RepackRows kRepackRowsC, kRepackRowsAvx2;
+
+// The best for this processor.
+const RepackRows &repack_rows();
 
 }  // namespace tavix::module

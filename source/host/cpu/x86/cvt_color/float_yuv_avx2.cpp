@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Float RGB to and from 4:2:0: the vector kernels, and the drivers. Whole groups of eight columns;
-// what is left of a row pair is finished pixel by pixel.
+// Vector rows between float RGB and 4:2:0. Whole groups of eight columns; what is left of a row pair
+// is left to the portable rows.
 #include "cpu/tavix_cvt_color/float_yuv.h"
-#include "cpu/tavix_cvt_color/yuv_drivers.h"
+#include "cpu/tavix_cvt_color/sample_values.h"
 #include "cpu/x86/prefetch.h"
-#include "cpu_dispatch/cpu_features.h"
 
 #include "cpu/x86/cvt_color/float_pixels_avx2.h"
 
@@ -88,7 +87,7 @@ TAVIX_INLINE void store_low(uint8_t *at, __m128i v) {
 // One block of the columns from x on, 8 or 16. Of eight, the second eight are the same again and
 // are not stored.
 template <int columns, int channels, ChromaLayout layout, bool r_first>
-TAVIX_INLINE void rgbf32_to_yuv_block(const RowPair<const uint8_t, uint8_t> &rows, int32_t x,
+TAVIX_INLINE void rgbf32_to_yuv_block(const RgbF32ToYuvRowPair &rows, int32_t x,
                                       const Row3 &y_weights, const Row3 (&chroma_weights)[2]) {
   const uint8_t *top = rows.packed[0] + int64_t(x) * channels * 4;
   const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels * 4;
@@ -123,8 +122,8 @@ TAVIX_INLINE void rgbf32_to_yuv_block(const RowPair<const uint8_t, uint8_t> &row
 
 // Columns 0 to width - 1, width a multiple of 8.
 template <int channels, ChromaLayout layout, bool r_first>
-void rgbf32_to_yuv_row_pair_avx2(RowPair<const uint8_t, uint8_t> rows, int32_t width,
-                                 RgbF32ToYuvWeights w) {
+void rgbf32_to_yuv_blocks_avx2(const RgbF32ToYuvRowPair &rows, int32_t width,
+                               const RgbF32ToYuvWeights &w) {
   const Row3 y_weights(w.y, w.offset);
   const Row3 chroma_weights[2] = {Row3(w.chroma[0], 128.0f), Row3(w.chroma[1], 128.0f)};
   int32_t x = 0;
@@ -136,8 +135,8 @@ void rgbf32_to_yuv_row_pair_avx2(RowPair<const uint8_t, uint8_t> rows, int32_t w
 
 // Columns 0 to width - 1, width a multiple of 8.
 template <int channels, ChromaLayout layout, bool r_first>
-void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t width,
-                                 YuvToRgbF32Weights w) {
+void yuv_to_rgbf32_blocks_avx2(const YuvToRgbF32RowPair &rows, int32_t width,
+                               const YuvToRgbF32Weights &w) {
   constexpr int r = r_first ? 0 : 2, b = 2 - r;
   const __m256 unit = _mm256_set1_ps(kByteToUnit), half = _mm256_set1_ps(128.0f);
   const __m256 y_scale = _mm256_set1_ps(w.y_scale), offset = _mm256_set1_ps(w.offset);
@@ -179,6 +178,28 @@ void yuv_to_rgbf32_row_pair_avx2(RowPair<uint8_t, const uint8_t> rows, int32_t w
   }
 }
 
+struct RgbF32ToYuvRowAvx2 {
+  template <int channels, ChromaLayout layout>
+  static void row(const RgbF32ToYuvRowPair &rows, int32_t width, const RgbF32ToYuvWeights &w) {
+    const int32_t blocks = width & ~7;
+    w.r_first ? rgbf32_to_yuv_blocks_avx2<channels, layout, true>(rows, blocks, w)
+              : rgbf32_to_yuv_blocks_avx2<channels, layout, false>(rows, blocks, w);
+    kFloatYuvRowsC.rgb_to_yuv(channels, layout)(rows.from<layout>(blocks, 4 * channels),
+                                                width - blocks, w);
+  }
+};
+
+struct YuvToRgbF32RowAvx2 {
+  template <int channels, ChromaLayout layout>
+  static void row(const YuvToRgbF32RowPair &rows, int32_t width, const YuvToRgbF32Weights &w) {
+    const int32_t blocks = width & ~7;
+    w.r_first ? yuv_to_rgbf32_blocks_avx2<channels, layout, true>(rows, blocks, w)
+              : yuv_to_rgbf32_blocks_avx2<channels, layout, false>(rows, blocks, w);
+    kFloatYuvRowsC.yuv_to_rgb(channels, layout)(rows.from<layout>(blocks, 4 * channels),
+                                                width - blocks, w);
+  }
+};
+
 }  // namespace
 
 }  // namespace tavix::module
@@ -186,68 +207,9 @@ TAVIX_AVX2_END
 
 namespace tavix::module {
 
-namespace {
-
-// Columns that the vector loop takes: none without AVX2.
-int32_t vector_columns(int32_t width) {
-  return use_avx2() ? width & ~7 : 0;
-}
-
-template <ChromaLayout layout>
-struct RgbF32ToYuv {
-  RgbF32ToYuvJob job;
-
-  template <int channels>
-  void row_pair(int32_t c) const {
-    const auto rows = job.row_pair(c);
-    const int32_t blocks = vector_columns(job.width);
-    if (blocks > 0)
-      job.weights.r_first
-          ? rgbf32_to_yuv_row_pair_avx2<channels, layout, true>(rows, blocks, job.weights)
-          : rgbf32_to_yuv_row_pair_avx2<channels, layout, false>(rows, blocks, job.weights);
-    rgbf32_to_yuv_row_pair_c<channels, layout>(rows, blocks, whole_pairs(job.width), job.weights);
-  }
+constinit const FloatYuvRows kFloatYuvRowsAvx2 = {
+    .rgb_to_yuv = PackedYuvRows<RgbF32ToYuvRow>::of<RgbF32ToYuvRowAvx2>(),
+    .yuv_to_rgb = PackedYuvRows<YuvToRgbF32Row>::of<YuvToRgbF32RowAvx2>(),
 };
-
-template <ChromaLayout layout>
-struct YuvToRgbF32 {
-  YuvToRgbF32Job job;
-
-  template <int channels>
-  void row_pair(int32_t c) const {
-    const auto rows = job.row_pair(c);
-    const int32_t blocks = vector_columns(job.width);
-    if (blocks > 0)
-      job.weights.r_first
-          ? yuv_to_rgbf32_row_pair_avx2<channels, layout, true>(rows, blocks, job.weights)
-          : yuv_to_rgbf32_row_pair_avx2<channels, layout, false>(rows, blocks, job.weights);
-    yuv_to_rgbf32_row_pair_c<channels, layout>(rows, blocks, whole_pairs(job.width), job.weights);
-  }
-};
-
-using ParallelConvertRGBF322NVAvx = PackedYuvBody<RgbF32ToYuv<ChromaLayout::kInterleaved>>;
-using ParallelConvertRGBF322YUVAvx = PackedYuvBody<RgbF32ToYuv<ChromaLayout::kPlanar>>;
-using ParallelConvertNV2BGRF32Avx = PackedYuvBody<YuvToRgbF32<ChromaLayout::kInterleaved>>;
-using ParallelConvertYUV2BGRF32Avx = PackedYuvBody<YuvToRgbF32<ChromaLayout::kPlanar>>;
-
-template <class Body, class Job>
-void run_pairs(const Job &job) {
-  parallel_for_({0, job.row_pairs(), 1}, Body(job), -1.0);
-}
-
-}  // namespace
-
-void RGBF322NVAvx(const RgbF32ToYuvJob &job) {
-  run_pairs<ParallelConvertRGBF322NVAvx>(job);
-}
-void RGBF322YUVAvx(const RgbF32ToYuvJob &job) {
-  run_pairs<ParallelConvertRGBF322YUVAvx>(job);
-}
-void NV2BGRF32Avx(const YuvToRgbF32Job &job) {
-  run_pairs<ParallelConvertNV2BGRF32Avx>(job);
-}
-void YUV2BGRF32Avx(const YuvToRgbF32Job &job) {
-  run_pairs<ParallelConvertYUV2BGRF32Avx>(job);
-}
 
 }  // namespace tavix::module

@@ -2,6 +2,7 @@
 // Vector rows of the packed conversions. What they do to a value is what the portable rows do,
 // except: grey is rounded in integers, bytes become floats by a multiplication, and floats become
 // bytes by rounding half to even. Pixels that fill no block are done one by one.
+#include "cpu/tavix_cvt_color/rgb_pixels.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"
 #include "cpu/x86/prefetch.h"
 
@@ -11,11 +12,8 @@ namespace tavix::module {
 
 namespace {
 
-// Rounded to single precision, as the vector rows use it.
-constexpr float kByteScale = 0.003921569f;
-
 struct ScaledByteToFloat : ByteToFloat {
-  static constexpr To convert(From v) { return float(v) * kByteScale; }
+  static constexpr To convert(From v) { return float(v) * kByteToUnit; }
 };
 
 constexpr int kOpaqueElement = -1;
@@ -254,7 +252,6 @@ struct ShuffleFloatsRowAvx2 {
 // 16 pixels. 255 gives exactly 1, so nothing needs a clamp.
 struct BytesToFloatsRowAvx2 {
   static constexpr bool kFromGray = true;
-  static_assert(255.0f * kByteScale == 1.0f);
 
   template <int src_step, int dst_step, bool swap>
   struct Block {
@@ -267,7 +264,7 @@ struct BytesToFloatsRowAvx2 {
       for (int v = 0; v < Plan::kVectors; ++v) {
         const __m256i bytes = _mm256_broadcastsi128_si256(load_128(src + Plan::kPlan.offset[0][v]));
         const __m256i wide = _mm256_shuffle_epi8(bytes, load_256(kMasks.mask[v]));
-        __m256 out = _mm256_mul_ps(_mm256_cvtepi32_ps(wide), _mm256_set1_ps(kByteScale));
+        __m256 out = _mm256_mul_ps(_mm256_cvtepi32_ps(wide), _mm256_set1_ps(kByteToUnit));
         if constexpr (Plan::kPlan.adds_alpha)
           out = _mm256_or_ps(out, _mm256_load_ps(kMasks.opaque[v]));
         store_8_floats(dst + 32 * v, out);
@@ -327,10 +324,8 @@ struct FloatsToBytesRowAvx2 {
   }
 };
 
-// Grey = (77 R + 150 G + 29 B + 128) >> 8. The weights sum to 256, so the result needs no clamp.
-constexpr int kGrayRed = 77, kGrayGreen = 150, kGrayBlue = 29;
-static_assert(kGrayRed + kGrayGreen + kGrayBlue == 256);
-
+// Grey = (red R + green G + blue B + 128) >> 8 with the fixed-point weights of BT.601. They sum to
+// 256, so the result needs no clamp.
 struct BytesToGrayRowAvx2 {
   // Sums of the first two and of the third product of 8 pixels. Samples are taken less 128, in
   // [-128, 127]: pairs lie in [-29056, 28829] or less, and sums of all three, less 32768, in
@@ -346,8 +341,9 @@ struct BytesToGrayRowAvx2 {
                            9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
       pixels = _mm256_shuffle_epi8(load_halves(src, src + 8), low_first);
     }
-    constexpr int kFirst = r_first ? kGrayRed : kGrayBlue, kThird = r_first ? kGrayBlue : kGrayRed;
-    const __m256i weights = _mm256_set1_epi32(kFirst | kGrayGreen << 8 | kThird << 16);
+    constexpr int kFirst = r_first ? kBt601Gray.fixed_red : kBt601Gray.fixed_blue,
+                  kThird = r_first ? kBt601Gray.fixed_blue : kBt601Gray.fixed_red;
+    const __m256i weights = _mm256_set1_epi32(kFirst | kBt601Gray.fixed_green << 8 | kThird << 16);
     const __m256i samples = _mm256_xor_si256(pixels, _mm256_set1_epi8(-128));
     return _mm256_maddubs_epi16(weights, samples);
   }
@@ -375,7 +371,9 @@ struct BytesToGrayRowAvx2 {
     }
     for (; x < width; ++x) {
       const ColourAt<uint8_t, src_step, r_first> p(src, x);
-      dst[x] = uint8_t((p.red * kGrayRed + p.green * kGrayGreen + p.blue * kGrayBlue + 128) >> 8);
+      dst[x] = uint8_t((p.red * kBt601Gray.fixed_red + p.green * kBt601Gray.fixed_green +
+                        p.blue * kBt601Gray.fixed_blue + 128) >>
+                       8);
     }
   }
 };
@@ -437,6 +435,7 @@ constinit const RgbRows kRgbRowsAvx2 = {
     .floats_to_bytes = PackedRows::of<FloatsToBytesRowAvx2>(),
     .bytes_to_gray = GrayRows<PackedRow>::of<BytesToGrayRowAvx2>(),
     .floats_to_gray = GrayRows<WeightedRow>::of<FloatsToGrayRowAvx2>(),
+    .bytes_on_all_workers = true,
 };
 
 }  // namespace tavix::module

@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// 8-bit RGB to 4:2:0: the vector kernel, and the drivers. Blocks of 32 columns; what is left of a
-// row pair is the portable kernel's.
-//
-// Bytes are multiplied as signed ones, p - 128, by weights of up to 255: the pair sums of
-// pmaddubsw then fit 16 bits where they would not with signed weights of up to 157.
-#include "common/log.h"
-#include "cpu/tavix_cvt_color/rgb_to_yuv.h"
-#include "cpu/tavix_cvt_color/run_rows.h"
-#include "cpu/tavix_cvt_color/yuv_drivers.h"
+// Vector rows of 8-bit RGB to 4:2:0. Blocks of 32 columns; what is left of a row pair is left to the
+// portable rows.
+#include "cpu/x86/cvt_color/rgb_to_yuv_lanes.h"
 #include "cpu/x86/prefetch.h"
 
 #include "cpu/x86/lanes_avx2.h"
@@ -15,84 +9,6 @@
 namespace tavix::module {
 
 namespace {
-
-constexpr auto &kUnit = kCvtColorAvxUnit;
-
-// Four bytes as one lane.
-constexpr uint32_t bytes_of(int32_t b0, int32_t b1, int32_t b2, int32_t b3) {
-  return uint32_t(b0) | uint32_t(b1) << 8 | uint32_t(b2) << 16 | uint32_t(b3) << 24;
-}
-
-// Luma: sum w (p - 128) = sum w p - 128 sum w, and with sum w even the second term leaves the
-// shift as a whole number. Bounds, for weights that sum to at most 256: pairs and sums stay in
-// [-32768, 32512], after rounding in [-32640, 32640], the result in 0..255: nothing saturates.
-struct LumaLanes {
-  uint32_t weights;
-  uint8_t offset;
-
-  explicit LumaLanes(const RgbToYuvWeights &w)
-      : weights(bytes_of(w.y[0], w.y[1], w.y[2], 0)),
-        offset(uint8_t((w.y[0] + w.y[1] + w.y[2]) / 2 + w.offset)) {}
-
-  static constexpr bool fit(const int16_t (&w)[3]) {
-    const int32_t sum = w[0] + w[1] + w[2];
-    return w[0] >= 0 && w[1] >= 0 && w[2] >= 0 && sum <= 256 && sum % 2 == 0;
-  }
-};
-
-// Chroma: a weight below 0 multiplies 127 - p instead of p - 128, by its magnitude. With P and N
-// the sums of the weights above and below 0, the lane sum is
-//   sum w p - 128 P + 127 N.
-// The fourth byte, a constant, adds what is missing and 128 for rounding. Bounds, for
-// |w0| + |w1| <= 255 and |w2| <= 150: the pairs stay in [-32640, 32385] and within 19200 and what
-// is missing. Their sum saturates, on purpose: beyond 16 bits the result is clamped anyway.
-struct ChromaLanes {
-  uint32_t weights, flip;
-
-  constexpr explicit ChromaLanes(const int16_t (&w)[3]) : weights(0), flip(0) {
-    int32_t constant = 1;  // times a weight of up to 255
-    while (constant < 127 && !makes_up(missing(w), constant)) ++constant;
-    weights = bytes_of(magnitude(w[0]), magnitude(w[1]), magnitude(w[2]), missing(w) / constant);
-    flip = bytes_of(flip_of(w[0]), flip_of(w[1]), flip_of(w[2]), constant);
-  }
-
-  static constexpr bool fit(const int16_t (&w)[3]) {
-    const ChromaLanes lanes(w);
-    const bool pairs_fit = magnitude(w[0]) + magnitude(w[1]) <= 255 && magnitude(w[2]) <= 150 &&
-                           missing(w) >= 0 && missing(w) <= 12000;
-    return pairs_fit && makes_up(missing(w), int32_t(lanes.flip >> 24));
-  }
-
- private:
-  static constexpr int32_t magnitude(int32_t w) { return w < 0 ? -w : w; }
-  static constexpr int32_t flip_of(int32_t w) { return w < 0 ? 0x7f : 0x80; }
-  static constexpr int32_t missing_of(int32_t w) { return w < 0 ? 127 * w : 128 * w; }
-  static constexpr int32_t missing(const int16_t (&w)[3]) {
-    return missing_of(w[0]) + missing_of(w[1]) + missing_of(w[2]) + 128;
-  }
-  static constexpr bool makes_up(int32_t sum, int32_t constant) {
-    return sum % constant == 0 && sum / constant <= 255;
-  }
-};
-
-// In either order of channels.
-constexpr bool fits_lanes(const TavixRgbToYuvMatrix &matrix) {
-  for (const bool r_first : {false, true}) {
-    const RgbToYuvWeights w(matrix, r_first, false);
-    if (!LumaLanes::fit(w.y) || !ChromaLanes::fit(w.chroma[0]) || !ChromaLanes::fit(w.chroma[1]))
-      return false;
-  }
-  return true;
-}
-static_assert(std::ranges::all_of(kRgbToYuv, fits_lanes));
-
-struct RgbToYuvLanes {
-  LumaLanes luma;
-  ChromaLanes chroma[2];
-
-  explicit RgbToYuvLanes(const RgbToYuvWeights &w)
-      : luma(w), chroma{ChromaLanes(w.chroma[0]), ChromaLanes(w.chroma[1])} {}
-};
 
 // Byte order of four pixels of 3 channels, each in a lane of its own whose fourth byte is 0. The
 // high half starts at first_of_high.
@@ -244,25 +160,29 @@ TAVIX_INLINE void store_luma(uint8_t *at, __m256i low, __m256i high, __m256i off
   store_256(at, _mm256_add_epi8(zip_halves(_mm256_packs_epi16(low, high)), offset));
 }
 
-// Columns 0 to width - 1, width a multiple of 32.
-template <int channels, ChromaLayout layout>
-void rgb_to_yuv_row_pair_avx2(RgbToYuvRows rows, int32_t width, RgbToYuvLanes lanes) {
-  const __m256i weights = lanes32(lanes.luma.weights);
-  const __m256i offset = _mm256_set1_epi8(int8_t(lanes.luma.offset));
-  for (int32_t x = 0; x < width; x += 32) {
-    const uint8_t *top = rows.packed[0] + int64_t(x) * channels;
-    const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels;
-    prefetch<32 * channels>(top, kPairAhead);
-    prefetch<32 * channels>(bottom, kPairAhead);
-    __m256i left[2], right[2];
-    const __m256i means[2] = {
-        convert_16<channels, false>(top, bottom, weights, left),
-        convert_16<channels, true>(top + 16 * channels, bottom + 16 * channels, weights, right)};
-    for (int i = 0; i < 2; ++i) store_luma(rows.y[i] + x, left[i], right[i], offset);
-    store_chroma<layout>(rows.chroma, x, chroma_16(means, lanes.chroma[0]),
-                         chroma_16(means, lanes.chroma[1]));
+struct RgbToYuvRowAvx2 {
+  template <int channels, ChromaLayout layout>
+  static void row(const RgbToYuvRowPair &rows, int32_t width, const RgbToYuvWeights &w) {
+    const RgbToYuvLanes &lanes = kRgbToYuvLanes.of(w);
+    const __m256i weights = lanes32(lanes.luma.weights);
+    const __m256i offset = _mm256_set1_epi8(int8_t(lanes.luma.offset));
+    int32_t x = 0;
+    for (; x <= width - 32; x += 32) {
+      const uint8_t *top = rows.packed[0] + int64_t(x) * channels;
+      const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels;
+      prefetch<32 * channels>(top, kPairAhead);
+      prefetch<32 * channels>(bottom, kPairAhead);
+      __m256i left[2], right[2];
+      const __m256i means[2] = {
+          convert_16<channels, false>(top, bottom, weights, left),
+          convert_16<channels, true>(top + 16 * channels, bottom + 16 * channels, weights, right)};
+      for (int i = 0; i < 2; ++i) store_luma(rows.y[i] + x, left[i], right[i], offset);
+      store_chroma<layout>(rows.chroma, x, chroma_16(means, lanes.chroma[0]),
+                           chroma_16(means, lanes.chroma[1]));
+    }
+    kRgbToYuvRowsC(channels, layout)(rows.from<layout>(x, channels), width - x, w);
   }
-}
+};
 
 }  // namespace
 
@@ -271,85 +191,6 @@ TAVIX_AVX2_END
 
 namespace tavix::module {
 
-namespace {
-
-template <ChromaLayout layout>
-struct RgbToYuvC {
-  RgbToYuvJob job;
-
-  template <int channels>
-  void row_pair(int32_t c) const {
-    rgb_to_yuv_row_pair_c<channels, layout>(job.row_pair(c), 0, whole_pairs(job.width),
-                                            job.weights);
-  }
-};
-
-template <ChromaLayout layout>
-struct RgbToYuvAvx2 {
-  RgbToYuvJob job;
-  RgbToYuvLanes lanes{job.weights};
-
-  template <int channels>
-  void row_pair(int32_t c) const {
-    const RgbToYuvRows rows = job.row_pair(c);
-    const int32_t blocks = job.width & ~31;
-    rgb_to_yuv_row_pair_avx2<channels, layout>(rows, blocks, lanes);
-    rgb_to_yuv_row_pair_c<channels, layout>(rows, blocks, whole_pairs(job.width), job.weights);
-  }
-};
-
-// The pixel step is the job's, so that three and four channels share their bodies.
-using ParallelConvertBGR2NV12 = PackedYuvBody<RgbToYuvAvx2<ChromaLayout::kInterleaved>>;
-using ParallelConvertBGR2YV12 = PackedYuvBody<RgbToYuvAvx2<ChromaLayout::kPlanar>>;
-using ParallelConvertBGRA2NV12 = ParallelConvertBGR2NV12;
-using ParallelConvertBGRA2YV12 = ParallelConvertBGR2YV12;
-using ParallelConvertBGR2NV12CommonC = PackedYuvBody<RgbToYuvC<ChromaLayout::kInterleaved>>;
-using ParallelConvertBGR2YV12CommonC = PackedYuvBody<RgbToYuvC<ChromaLayout::kPlanar>>;
-
-// Whole row pairs in parallel, then the last row of an odd height in the calling thread.
-template <class Avx2Body, class CBody, ChromaLayout layout>
-void convert_frame(const RgbToYuvJob &job) {
-  run_rows<Avx2Body, CBody>(job.row_pairs(), job);
-  if (job.height % 2 != 1 || job.width <= 0) return;
-  job.packed.channels == 4 ? rgb_to_yuv_last_row_c<4, layout>(job)
-                           : rgb_to_yuv_last_row_c<3, layout>(job);
-}
-
-}  // namespace
-
-// The line under which a driver warns of odd sizes.
-#define TAVIX_WARN_IF_ODD(driver, job)                                             \
-  do {                                                                             \
-    if ((job).width % 2 != 0 || (job).height % 2 != 0)                             \
-      TAVIX_LOG_AS(kCvtColorAvxUnit, "tavix::module::" driver, TAVIX_LOG_WARNING,  \
-                   driver                                                          \
-                   ": Odd dimensions detected (width=%d, height=%d). May produce " \
-                   "suboptimal results.",                                          \
-                   (job).width, (job).height);                                     \
-  } while (false)
-
-void BGR2NV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGR2NV12Avx", job);
-  convert_frame<ParallelConvertBGR2NV12, ParallelConvertBGR2NV12CommonC,
-                ChromaLayout::kInterleaved>(job);
-}
-
-void BGR2YV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGR2YV12Avx", job);
-  convert_frame<ParallelConvertBGR2YV12, ParallelConvertBGR2YV12CommonC, ChromaLayout::kPlanar>(
-      job);
-}
-
-void BGRA2NV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGRA2NV12Avx", job);
-  convert_frame<ParallelConvertBGRA2NV12, ParallelConvertBGR2NV12CommonC,
-                ChromaLayout::kInterleaved>(job);
-}
-
-void BGRA2YV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGRA2YV12Avx", job);
-  convert_frame<ParallelConvertBGRA2YV12, ParallelConvertBGR2YV12CommonC, ChromaLayout::kPlanar>(
-      job);
-}
+constinit const RgbToYuvRows kRgbToYuvRowsAvx2 = RgbToYuvRows::of<RgbToYuvRowAvx2>();
 
 }  // namespace tavix::module

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// 4:2:0 to 8-bit RGB: the vector kernel, and the drivers. Blocks of 32 columns; what is left of a
-// row pair is the portable kernel's.
+// Vector rows of 4:2:0 to 8-bit RGB. Blocks of 32 columns; what is left of a row pair is left to the
+// portable rows.
 //
 // Even and odd columns are computed apart, so that a chroma term serves both as it is.
-#include "cpu/tavix_cvt_color/run_rows.h"
-#include "cpu/tavix_cvt_color/yuv_drivers.h"
-#include "cpu/tavix_cvt_color/yuv_to_rgb.h"
+#include "cpu/x86/cvt_color/yuv_to_rgb_lanes.h"
 #include "cpu/x86/prefetch.h"
 
 #include "cpu/x86/lanes_avx2.h"
@@ -13,40 +11,6 @@
 namespace tavix::module {
 
 namespace {
-
-// Chroma samples are taken around 128, which is what the biases stand for, and multiplied by
-// magnitudes: the terms of red and blue are added, that of green is taken away. Bounds, for
-// factors up to 150 and luma scales up to 127:
-//   terms of red and blue [-19200, 19050]; with luma, at least -18690: only the upper end of the
-//   sum saturates, where 32767 >> 6 is clamped to 255 like everything above;
-//   term of green, magnitudes that sum to at most 80: [-10240, 10160]; luma less it fits.
-struct YuvToRgbLanes {
-  uint16_t even, odd;  // luma factors of a pair of columns
-  uint16_t chroma[3];
-  int16_t y_bias;
-
-  explicit YuvToRgbLanes(const YuvToRgbWeights &w)
-      : even(pair(w.y_scale, 0)), odd(pair(0, w.y_scale)), y_bias(int16_t(w.y_bias)) {
-    for (int k = 0; k < 3; ++k) chroma[k] = pair(w.chroma[k][0], w.chroma[k][1]);
-  }
-
- private:
-  static constexpr uint8_t magnitude(int32_t w) { return uint8_t(w < 0 ? -w : w); }
-  static constexpr uint16_t pair(int32_t low, int32_t high) {
-    return uint16_t(magnitude(low) | magnitude(high) << 8);
-  }
-};
-
-constexpr bool fits_lanes(const TavixYuvToRgbMatrix &matrix) {
-  const auto &m = matrix.fixed;
-  const int32_t black = m.offset * m.y_scale;
-  return m.y_scale >= 0 && m.y_scale <= 127 && black >= 0 && black <= 1200 && m.v_to_r >= 0 &&
-         m.v_to_r <= 136 && m.u_to_b >= 0 && m.u_to_b <= 137 && m.u_to_g <= 0 && m.v_to_g <= 0 &&
-         m.u_to_g + m.v_to_g >= -80 && 255 * m.y_scale + 32 - black + 80 * 128 <= 32767 &&
-         m.r_bias == chroma_bias(m.v_to_r) && m.b_bias == chroma_bias(m.u_to_b) &&
-         m.g_bias == chroma_bias(m.u_to_g + m.v_to_g);
-}
-static_assert(std::ranges::all_of(kYuvToRgb, fits_lanes));
 
 // Of three channels, each of 16 pixels with even columns before odd ones: where byte 3 x + k of the
 // pixels comes from. Modulo 16, 3 x + k takes every value once, so that one shuffle brings each
@@ -142,32 +106,36 @@ TAVIX_INLINE void store_pixels(uint8_t *at, const Columns (&c)[3]) {
 // Bytes. Pixels of four channels are computed faster than their lines come in to be written.
 constexpr int64_t kStoresAhead = 512;
 
-// Columns 0 to width - 1, width a multiple of 32.
-template <int channels, ChromaLayout layout>
-void yuv_to_rgb_row_pair_avx2(YuvToRgbRows rows, int32_t width, YuvToRgbLanes lanes) {
-  const __m256i even_factor = lanes16(lanes.even), odd_factor = lanes16(lanes.odd),
-                y_bias = _mm256_set1_epi16(lanes.y_bias);
-  const __m256i factor[3] = {lanes16(lanes.chroma[0]), lanes16(lanes.chroma[1]),
-                             lanes16(lanes.chroma[2])};
-  for (int32_t x = 0; x < width; x += 32) {
-    const __m256i pairs =
-        _mm256_xor_si256(load_chroma<layout>(rows.chroma, x), _mm256_set1_epi8(-128));
-    __m256i term[3];
-    for (int k = 0; k < 3; ++k) term[k] = _mm256_maddubs_epi16(factor[k], pairs);
-    for (int i = 0; i < 2; ++i) {
-      uint8_t *const packed = rows.packed[i] + int64_t(x) * channels;
-      if constexpr (channels == 4) prefetch<32 * channels>(packed, kStoresAhead);
-      const __m256i y = load_256(rows.y[i] + x);
-      const __m256i even = _mm256_add_epi16(_mm256_maddubs_epi16(y, even_factor), y_bias);
-      const __m256i odd = _mm256_add_epi16(_mm256_maddubs_epi16(y, odd_factor), y_bias);
-      const Columns c[3] = {
-          scale_down(_mm256_adds_epi16(even, term[0]), _mm256_adds_epi16(odd, term[0])),
-          scale_down(_mm256_sub_epi16(even, term[1]), _mm256_sub_epi16(odd, term[1])),
-          scale_down(_mm256_adds_epi16(even, term[2]), _mm256_adds_epi16(odd, term[2]))};
-      store_pixels<channels>(packed, c);
+struct YuvToRgbRowAvx2 {
+  template <int channels, ChromaLayout layout>
+  static void row(const YuvToRgbRowPair &rows, int32_t width, const YuvToRgbWeights &w) {
+    const YuvToRgbLanes lanes(w);
+    const __m256i even_factor = lanes16(lanes.even), odd_factor = lanes16(lanes.odd),
+                  y_bias = _mm256_set1_epi16(lanes.y_bias);
+    const __m256i factor[3] = {lanes16(lanes.chroma[0]), lanes16(lanes.chroma[1]),
+                               lanes16(lanes.chroma[2])};
+    int32_t x = 0;
+    for (; x <= width - 32; x += 32) {
+      const __m256i pairs =
+          _mm256_xor_si256(load_chroma<layout>(rows.chroma, x), _mm256_set1_epi8(-128));
+      __m256i term[3];
+      for (int k = 0; k < 3; ++k) term[k] = _mm256_maddubs_epi16(factor[k], pairs);
+      for (int i = 0; i < 2; ++i) {
+        uint8_t *const packed = rows.packed[i] + int64_t(x) * channels;
+        if constexpr (channels == 4) prefetch<32 * channels>(packed, kStoresAhead);
+        const __m256i y = load_256(rows.y[i] + x);
+        const __m256i even = _mm256_add_epi16(_mm256_maddubs_epi16(y, even_factor), y_bias);
+        const __m256i odd = _mm256_add_epi16(_mm256_maddubs_epi16(y, odd_factor), y_bias);
+        const Columns c[3] = {
+            scale_down(_mm256_adds_epi16(even, term[0]), _mm256_adds_epi16(odd, term[0])),
+            scale_down(_mm256_sub_epi16(even, term[1]), _mm256_sub_epi16(odd, term[1])),
+            scale_down(_mm256_adds_epi16(even, term[2]), _mm256_adds_epi16(odd, term[2]))};
+        store_pixels<channels>(packed, c);
+      }
     }
+    kYuvToRgbRowsC(channels, layout)(rows.from<layout>(x, channels), width - x, w);
   }
-}
+};
 
 }  // namespace
 
@@ -176,52 +144,6 @@ TAVIX_AVX2_END
 
 namespace tavix::module {
 
-namespace {
-
-template <ChromaLayout layout>
-struct YuvToRgbC {
-  YuvToRgbJob job;
-
-  template <int channels>
-  void row_pair(int32_t c) const {
-    yuv_to_rgb_row_pair_c<channels, layout>(job.row_pair(c), 0, whole_pairs(job.width),
-                                            job.weights);
-  }
-};
-
-template <ChromaLayout layout>
-struct YuvToRgbAvx2 {
-  YuvToRgbJob job;
-  YuvToRgbLanes lanes{job.weights};
-
-  template <int channels>
-  void row_pair(int32_t c) const {
-    const YuvToRgbRows rows = job.row_pair(c);
-    const int32_t blocks = job.width & ~31;
-    yuv_to_rgb_row_pair_avx2<channels, layout>(rows, blocks, lanes);
-    yuv_to_rgb_row_pair_c<channels, layout>(rows, blocks, whole_pairs(job.width), job.weights);
-  }
-};
-
-// The pixel step is the job's, so that three and four channels share their bodies.
-using ParallelConvertNV122BGR = PackedYuvBody<YuvToRgbAvx2<ChromaLayout::kInterleaved>>;
-using ParallelConvertYV122BGR = PackedYuvBody<YuvToRgbAvx2<ChromaLayout::kPlanar>>;
-using ParallelConvertYV122BGRA = ParallelConvertYV122BGR;
-using ParallelConvertNV122BGRCommonC = PackedYuvBody<YuvToRgbC<ChromaLayout::kInterleaved>>;
-using ParallelConvertYV122BGRCommonC = PackedYuvBody<YuvToRgbC<ChromaLayout::kPlanar>>;
-
-}  // namespace
-
-void NV122BGR(const YuvToRgbJob &job) {
-  run_rows<ParallelConvertNV122BGR, ParallelConvertNV122BGRCommonC>(job.row_pairs(), job);
-}
-
-void YV122BGR(const YuvToRgbJob &job) {
-  run_rows<ParallelConvertYV122BGR, ParallelConvertYV122BGRCommonC>(job.row_pairs(), job);
-}
-
-void YV122BGRA(const YuvToRgbJob &job) {
-  run_rows<ParallelConvertYV122BGRA, ParallelConvertYV122BGRCommonC>(job.row_pairs(), job);
-}
+constinit const YuvToRgbRows kYuvToRgbRowsAvx2 = YuvToRgbRows::of<YuvToRgbRowAvx2>();
 
 }  // namespace tavix::module

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+// Drivers of the 4:2:0 conversions and the bodies they run. Row kernels stand beside this file,
+// portable ones in cpu/tavix_cvt_color.
+#include "cpu/x86/cvt_color/cvt_color_yuv_avx.h"
+
+#include <cstring>
+
+#include "common/log.h"
+#include "common/parallel/tavix_parallel_wrapper.h"
+#include "cpu/tavix_cvt_color/run_rows.h"
+
+namespace tavix::module {
+
+namespace {
+
+// Row pairs between a packed and a 4:2:0 picture.
+template <class Job, class Row>
+class PackedYuvBody final : public ParallelLoopBody {
+ public:
+  PackedYuvBody(const Job &job, Row *convert) : job_(job), convert_(convert) {}
+
+  void operator()(const Range &rows) const override {
+    for (int32_t c = rows.start; c < rows.end; ++c)
+      convert_(job_.rows(2 * c, 2 * c + 1, c), whole_pairs(job_.width), job_.weights);
+  }
+
+ private:
+  const Job &job_;
+  Row *convert_;
+};
+
+// The conversions by name; channels and layout are the job's.
+using ParallelConvertBGR2NV12 = PackedYuvBody<RgbToYuvJob, RgbToYuvRow>;
+using ParallelConvertBGR2YV12 = ParallelConvertBGR2NV12;
+using ParallelConvertBGRA2NV12 = ParallelConvertBGR2NV12;
+using ParallelConvertBGRA2YV12 = ParallelConvertBGR2NV12;
+using ParallelConvertBGR2NV12CommonC = ParallelConvertBGR2NV12;
+using ParallelConvertBGR2YV12CommonC = ParallelConvertBGR2NV12;
+using ParallelConvertNV122BGR = PackedYuvBody<YuvToRgbJob, YuvToRgbRow>;
+using ParallelConvertYV122BGR = ParallelConvertNV122BGR;
+using ParallelConvertYV122BGRA = ParallelConvertNV122BGR;
+using ParallelConvertNV122BGRCommonC = ParallelConvertNV122BGR;
+using ParallelConvertYV122BGRCommonC = ParallelConvertNV122BGR;
+using ParallelConvertRGBF322NVAvx = PackedYuvBody<RgbF32ToYuvJob, RgbF32ToYuvRow>;
+using ParallelConvertRGBF322YUVAvx = ParallelConvertRGBF322NVAvx;
+using ParallelConvertNV2BGRF32Avx = PackedYuvBody<YuvToRgbF32Job, YuvToRgbF32Row>;
+using ParallelConvertYUV2BGRF32Avx = ParallelConvertNV2BGRF32Avx;
+
+template <class Job, class Row>
+void run_row_pairs(const Job &job, const PackedYuvRows<Row> &rows) {
+  const int32_t pairs = has_blocks(job.width, job.height) ? row_pairs(job.height) : 0;
+  parallel_for_({0, pairs, 1},
+                PackedYuvBody<Job, Row>(job, rows(job.packed.channels, job.yuv.layout)), -1.0);
+}
+
+// Whole row pairs on all workers, then the last row of an odd height in the calling thread.
+void convert_frame(const RgbToYuvJob &job) {
+  run_row_pairs(job, rgb_to_yuv_rows());
+  if (job.width > 0 && job.height > 0 && job.height % 2 == 1) rgb_to_yuv_last_row(job);
+}
+
+// The luma rows of some chroma rows.
+void copy_luma(CopyRow *copy, const uint8_t *src, int32_t src_linesize,
+               const YuvPlanes<uint8_t> &dst, int32_t width, const Range &rows) {
+  const bool gapless = src_linesize == width && dst.y_linesize == width;
+  for_each_joined(2 * rows.start, 2 * rows.end, width, width, gapless, [&](int32_t y, int32_t n) {
+    copy(row(src, src_linesize, y), row(dst.y, dst.y_linesize, y), n);
+  });
+}
+
+// A body over chroma rows, each with two rows of luma.
+class RepackBody final : public ParallelLoopBody {
+ public:
+  RepackBody(const YuvRepackJob &job, const RepackRows &kernels) : job_(job), kernels_(kernels) {}
+
+  void operator()(const Range &rows) const override {
+    copy_luma(kernels_.copy, job_.src.y, job_.src.y_linesize, job_.dst, job_.width, rows);
+    if (job_.width > 1) move_chroma(rows);
+  }
+
+ private:
+  static int32_t pair_bytes(ChromaLayout layout) {
+    return layout == ChromaLayout::kInterleaved ? 2 : 1;
+  }
+
+  void move_chroma(const Range &rows) const {
+    const auto &src = job_.src;
+    const auto &dst = job_.dst;
+    const int32_t pairs = job_.width / 2;
+    const bool gapless = src.chroma_linesize == pairs * pair_bytes(src.layout) &&
+                         dst.chroma_linesize == pairs * pair_bytes(dst.layout);
+    MoveChromaRow *const move = kernels_.move_chroma[int(src.layout)][int(dst.layout)];
+    for_each_joined(rows.start, rows.end, pairs, 2 * int64_t(pairs), gapless,
+                    [&](int32_t c, int32_t n) {
+                      move({row(src.chroma[0], src.chroma_linesize, c),
+                            row(src.chroma[1], src.chroma_linesize, c)},
+                           {row(dst.chroma[0], dst.chroma_linesize, c),
+                            row(dst.chroma[1], dst.chroma_linesize, c)},
+                           n);
+                    });
+  }
+
+  const YuvRepackJob &job_;
+  const RepackRows &kernels_;
+};
+
+using ParallelConvertNV122NV21 = RepackBody;
+using ParallelConvertNV122YV12 = RepackBody;
+using ParallelConvertYVU122NV = RepackBody;
+using ParallelConvertYVU122YVU12 = RepackBody;
+
+// Two rows of grey become two of luma; the chroma row they share is filled to its stride.
+class GrayToYuvBody final : public ParallelLoopBody {
+ public:
+  GrayToYuvBody(const GrayToYuvJob &job, CopyRow *copy) : job_(job), copy_(copy) {}
+
+  void operator()(const Range &rows) const override {
+    const auto &dst = job_.dst;
+    if (job_.width > 0) copy_luma(copy_, job_.src, job_.src_linesize, dst, job_.width, rows);
+    if (dst.chroma_linesize <= 0) return;  // the planes may be missing then
+    const int planes = dst.layout == ChromaLayout::kPlanar ? 2 : 1;
+    for (int32_t c = rows.start; c < rows.end; ++c)
+      for (int p = 0; p < planes; ++p)
+        std::memset(row(dst.chroma[p], dst.chroma_linesize, c), 128, size_t(dst.chroma_linesize));
+  }
+
+ private:
+  const GrayToYuvJob &job_;
+  CopyRow *copy_;
+};
+
+using ParallelConvertGray2NV12 = GrayToYuvBody;
+
+void run_gray(const GrayToYuvJob &job, const RepackRows &kernels, bool on_all_workers) {
+  run_rows({0, row_pairs(job.height), 1}, GrayToYuvBody(job, kernels.copy), on_all_workers);
+}
+
+}  // namespace
+
+// The line under which a driver warns of odd sizes.
+#define TAVIX_WARN_IF_ODD(driver, job)                                             \
+  do {                                                                             \
+    if ((job).width % 2 != 0 || (job).height % 2 != 0)                             \
+      TAVIX_LOG_AS(kCvtColorAvxUnit, "tavix::module::" driver, TAVIX_LOG_WARNING,  \
+                   driver                                                          \
+                   ": Odd dimensions detected (width=%d, height=%d). May produce " \
+                   "suboptimal results.",                                          \
+                   (job).width, (job).height);                                     \
+  } while (false)
+
+void BGR2NV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGR2NV12Avx", job);
+  convert_frame(job);
+}
+void BGR2YV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGR2YV12Avx", job);
+  convert_frame(job);
+}
+void BGRA2NV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGRA2NV12Avx", job);
+  convert_frame(job);
+}
+void BGRA2YV12Avx(const RgbToYuvJob &job) {
+  TAVIX_WARN_IF_ODD("BGRA2YV12Avx", job);
+  convert_frame(job);
+}
+
+void yuv_to_rgb(const YuvToRgbJob &job) {
+  run_row_pairs(job, yuv_to_rgb_rows());
+}
+void rgbf32_to_yuv(const RgbF32ToYuvJob &job) {
+  run_row_pairs(job, float_yuv_rows().rgb_to_yuv);
+}
+void yuv_to_rgbf32(const YuvToRgbF32Job &job) {
+  run_row_pairs(job, float_yuv_rows().yuv_to_rgb);
+}
+
+void repack_yuv(const YuvRepackJob &job) {
+  const RepackRows &kernels = repack_rows();
+  const int32_t pairs = job.width > 0 ? row_pairs(job.height) : 0;
+  run_rows({0, pairs, 1}, RepackBody(job, kernels), kernels.on_all_workers);
+}
+
+void Gray2NV12(const GrayToYuvJob &job) {
+  run_gray(job, repack_rows(), repack_rows().on_all_workers);
+}
+void Gray2YV12(const GrayToYuvJob &job) {
+  run_gray(job, repack_rows(), false);
+}
+
+}  // namespace tavix::module
