@@ -149,12 +149,12 @@ TEST(Caller, RunsShortLoopsItself) {
     int workers;
     Range rows;
   } kShort[] = {{1, {0, 100, 1}}, {8, {4, 5, 1}}, {8, {INT_MAX - 1, INT_MAX, 1}}};
-  for (const auto &[workers, rows] : kShort) {
-    const ScopedWorkers count(workers);
+  for (const auto &loop : kShort) {
+    const ScopedWorkers count(loop.workers);
     std::vector<std::thread::id> threads;
-    parallel_for_(rows, Body([&](const Range &part) {
-                    EXPECT_EQ(part.start, rows.start);
-                    EXPECT_EQ(part.end, rows.end);
+    parallel_for_(loop.rows, Body([&](const Range &part) {
+                    EXPECT_EQ(part.start, loop.rows.start);
+                    EXPECT_EQ(part.end, loop.rows.end);
                     threads.push_back(std::this_thread::get_id());
                   }),
                   -1.0);

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
+#include "common/independent_iterations.h"
 #include "cpu/tavix_cvt_color/yuv420.h"
 
 namespace tavix::module {
@@ -25,7 +26,7 @@ inline void split_channels(const uint8_t *packed, ChannelStrip<T> &strip, int32_
 
 template <int channels>
 inline void join_channels(const ChannelStrip<uint8_t> &strip, uint8_t *packed, int32_t columns) {
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t x = 0; x < columns; ++x) {
     if constexpr (channels == 4) {
       store(packed, x,
@@ -39,7 +40,7 @@ inline void join_channels(const ChannelStrip<uint8_t> &strip, uint8_t *packed, i
 
 template <int channels>
 inline void join_channels(const ChannelStrip<float> &strip, uint8_t *packed, int32_t columns) {
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t x = 0; x < columns; ++x) {
     for (int k = 0; k < 3; ++k) store(packed, x * channels + k, strip[k][x]);
     if constexpr (channels == 4) store(packed, x * channels + 3, 1.0f);
@@ -50,7 +51,7 @@ inline void join_channels(const ChannelStrip<float> &strip, uint8_t *packed, int
 template <ChromaLayout layout>
 inline void store_chroma_c(const uint8_t (&samples)[2][kStripColumns / 2],
                            uint8_t *const (&rows)[2], int32_t first_pair, int32_t pairs) {
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t p = 0; p < pairs; ++p) {
     chroma_at<layout>(rows, first_pair + p, 0) = samples[0][p];
     chroma_at<layout>(rows, first_pair + p, 1) = samples[1][p];

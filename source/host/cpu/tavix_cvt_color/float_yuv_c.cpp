@@ -2,6 +2,7 @@
 // Portable rows between float RGB and 4:2:0.
 #include <algorithm>
 
+#include "common/independent_iterations.h"
 #include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/float_yuv.h"
 #include "cpu/tavix_cvt_color/sample_values.h"
@@ -15,7 +16,7 @@ void weighted_row_c(const ChannelStrip<float> &p, bool r_first, const float (&w)
                     uint8_t *dst, int32_t n) {
   const float *r = p[r_first ? 0 : 2], *g = p[1], *b = p[r_first ? 2 : 0];
   const float w0 = w[0], w1 = w[1], w2 = w[2];
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t i = 0; i < n; ++i)
     dst[i] = round_half_up_u8(w0 * r[i] + w1 * g[i] + w2 * b[i] + offset);
 }

@@ -2,6 +2,7 @@
 // Portable rows of the packed conversions: plain loops that a compiler can vectorise.
 #include <algorithm>
 
+#include "common/independent_iterations.h"
 #include "cpu/tavix_cvt_color/rgb_pixels.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"
 
@@ -16,7 +17,7 @@ struct ShuffleRowC {
 
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-#pragma GCC ivdep
+    TAVIX_INDEPENDENT_ITERATIONS
     for (int32_t x = 0; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);
   }
 };
@@ -26,7 +27,7 @@ using ShuffleFloatsRowC = ShuffleRowC<FloatToFloat, false>;
 // Values change, element by element.
 template <class Value>
 void convert_elements_c(const uint8_t *src, uint8_t *dst, int64_t n) {
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int64_t i = 0; i < n; ++i) store(dst, i, Value::convert(load<typename Value::From>(src, i)));
 }
 
@@ -74,7 +75,7 @@ struct FloatsToBytesRowC {
 struct BytesToGrayRowC {
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-#pragma GCC ivdep
+    TAVIX_INDEPENDENT_ITERATIONS
     for (int32_t x = 0; x < width; ++x) {
       const ColourAt<uint8_t, src_step, r_first> p(src, x);
       dst[x] = uint8_t(int32_t(p.green * 0.587 + p.red * 0.299 + p.blue * 0.114));
@@ -86,7 +87,7 @@ struct FloatsToGrayRowC {
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width, const GrayWeights &weights) {
     const GrayWeights w = weights;
-#pragma GCC ivdep
+    TAVIX_INDEPENDENT_ITERATIONS
     for (int32_t x = 0; x < width; ++x) dst[x] = float_gray<src_step, r_first>(src, x, w);
   }
 };

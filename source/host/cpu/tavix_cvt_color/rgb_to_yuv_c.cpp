@@ -2,6 +2,7 @@
 // Portable rows of 8-bit RGB to 4:2:0.
 #include <algorithm>
 
+#include "common/independent_iterations.h"
 #include "common/rounding.h"
 #include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/rgb_to_yuv.h"
@@ -26,7 +27,7 @@ void luma_row_c(const ChannelStrip<uint8_t> &p, uint8_t *y, int32_t columns,
                 const RgbToYuvWeights &w) {
   const uint16_t w0 = uint16_t(w.y[0]), w1 = uint16_t(w.y[1]), w2 = uint16_t(w.y[2]);
   const uint8_t offset = uint8_t(w.offset);
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t x = 0; x < columns; ++x) {
     const uint16_t sum = uint16_t(w0 * p[0][x] + w1 * p[1][x] + w2 * p[2][x] + 128);
     y[x] = uint8_t((sum >> 8) + offset);

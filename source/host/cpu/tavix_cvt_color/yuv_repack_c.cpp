@@ -2,6 +2,8 @@
 // Portable rows that move samples.
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
+#include "common/independent_iterations.h"
+
 #include <cstring>
 
 namespace tavix::module {
@@ -18,7 +20,7 @@ void copy_row_c(const uint8_t *src, uint8_t *dst, int64_t bytes) {
 template <ChromaLayout from, ChromaLayout to>
 void move_chroma_row_c(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
   constexpr bool swap = from == kInterleaved && to == kInterleaved;
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t i = 0; i < pairs; ++i) {
     const uint8_t first = chroma_at<from>(src, i, swap ? 1 : 0);
     const uint8_t second = chroma_at<from>(src, i, swap ? 0 : 1);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "common/independent_iterations.h"
 #include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/yuv_to_rgb.h"
 
@@ -57,7 +58,7 @@ void chroma_terms_c(const uint8_t *const (&chroma)[2], int32_t first_pair, int32
 void channel_row_c(const uint8_t *y, const int16_t *terms, uint8_t *channel, int32_t columns,
                    const YuvToRgbWeights &w) {
   const uint16_t scale = uint16_t(w.y_scale), bias = uint16_t(w.y_bias + kRaisedSums);
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t x = 0; x < columns; ++x) {
     const uint16_t sum = uint16_t(scale * y[x] + bias + terms[x]);
     const int16_t value = int16_t((sum >> 6) - kRaisedSums / 64);

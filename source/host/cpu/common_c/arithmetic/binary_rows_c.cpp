@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "common/frame_access.h"
+#include "common/independent_iterations.h"
 #include "common/rounding.h"
 #include "cpu/common_c/arithmetic/binary_ops.h"
 #include "cpu/common_c/arithmetic/binary_rows.h"
@@ -94,7 +95,7 @@ class ByteOffset {
 // Plain byte loop; dst may be a or b.
 template <int op>
 void combine_bytes(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) {
-#pragma GCC ivdep
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t i = 0; i < n; ++i) dst[i] = BinaryOp<op>::run(a[i], b[i]);
 }
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
+#include "common/independent_iterations.h"
 
 namespace tavix::module {
 
@@ -25,7 +26,7 @@ template <int32_t period, class Step>
 void for_each_element(int32_t n, const Step &step) {
   int32_t i = 0;
   for (; i <= n - period; i += period) {
-#pragma GCC ivdep
+    TAVIX_INDEPENDENT_ITERATIONS
     for (int32_t k = 0; k < period; ++k) step(i + k, k);
   }
   for (int32_t k = 0; i < n; ++i, ++k) step(i, k);

@@ -3,20 +3,12 @@
 // into narrower integers; nothing saturates, on purpose.
 #pragma once
 
-#include <emmintrin.h>
-
 #include <cstdint>
 #include <type_traits>
 
-namespace tavix::module {
+#include "common/rounding.h"
 
-// The processor's answers: the least integer for NaN and for everything out of range.
-constexpr int32_t truncate_to_int32(float value) {
-  return value >= -0x1p31f && value < 0x1p31f ? int32_t(value) : INT32_MIN;
-}
-inline int64_t truncate_to_int64(float value) {
-  return _mm_cvttss_si64(_mm_set_ss(value));
-}
+namespace tavix::module {
 
 // Floats reach 32-bit unsigned integers by way of 64 bits: those up to 2^63 keep their low half.
 template <class To, class From>

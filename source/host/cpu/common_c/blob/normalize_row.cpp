@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cpu/common_c/blob/normalize_row.h"
 
+#include "common/independent_iterations.h"
+
 namespace tavix::module {
 
 namespace {
@@ -14,7 +16,7 @@ struct NormalizeFamilyC {
     constexpr int kPeriod = NormalizeParameters::kPeriod;
     int64_t i = 0;
     for (; i <= n - kPeriod; i += kPeriod) {
-#pragma GCC ivdep
+      TAVIX_INDEPENDENT_ITERATIONS
       for (int k = 0; k < kPeriod; ++k)
         store(dst, i + k, normalized<To>(load<From>(src, i + k), p.mean[k], p.scale[k]));
     }

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "common/independent_iterations.h"
 #include "cpu/common_c/blob/element_conversion.h"
 
 namespace tavix::module {
@@ -15,7 +16,7 @@ struct TensorRowsFamilyC {
     if constexpr (kSameBits<From, To>) {
       std::memmove(dst, src, size_t(n) * sizeof(To));
     } else {
-#pragma GCC ivdep
+      TAVIX_INDEPENDENT_ITERATIONS
       for (int64_t i = 0; i < n; ++i) store(dst, i, convert_element<To>(load<From>(src, i)));
     }
   }

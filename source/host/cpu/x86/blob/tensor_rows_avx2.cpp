@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "common/independent_iterations.h"
 #include "cpu/common_c/blob/element_conversion.h"
 #include "cpu/common_c/blob/tensor_rows.h"
 #include "cpu/x86/blob/lanes_avx2.h"
@@ -155,7 +156,7 @@ TAVIX_INLINE void convert_block(const uint8_t *src, uint8_t *dst) {
     convert_float_block<To>(src, dst);
   } else {
     // Between integers the compiler's own vectors are as good.
-#pragma GCC ivdep
+    TAVIX_INDEPENDENT_ITERATIONS
     for (int i = 0; i < kBlock; ++i) store(dst, i, convert_element<To>(load<From>(src, i)));
   }
 }
