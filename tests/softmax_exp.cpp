@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "softmax_exp.h"
 
+#if defined(__x86_64__)
+
 #include "cpu/x86/arithmetic/softmax_exp_avx2.h"
 #include "cpu/x86/avx2.h"
 
@@ -62,3 +64,26 @@ uint64_t softmax_exp_count_forms_differ(uint32_t first, uint32_t count, uint32_t
 
 }  // namespace tavix::test
 TAVIX_AVX2_END
+
+#else
+
+#include <cstdlib>
+
+namespace tavix::test {
+
+float softmax_exp(float) {
+  std::abort();
+}
+void softmax_exp8(const float *, float *) {
+  std::abort();
+}
+uint64_t softmax_exp_count_other(uint32_t, uint32_t, float) {
+  std::abort();
+}
+uint64_t softmax_exp_count_forms_differ(uint32_t, uint32_t, uint32_t) {
+  std::abort();
+}
+
+}  // namespace tavix::test
+
+#endif

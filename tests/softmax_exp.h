@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The contiguous softmax's exponential within a test's reach. Processors with AVX2 only.
+// The contiguous softmax's exponential within a test's reach. Processors with AVX2 only; on
+// an architecture without it a call aborts.
 #pragma once
 
 #include <cstdint>

@@ -2,9 +2,9 @@
 // Portable rows that move samples.
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
-#include "common/independent_iterations.h"
-
 #include <cstring>
+
+#include "common/independent_iterations.h"
 
 namespace tavix::module {
 
