@@ -302,7 +302,6 @@ TEST_F(NormalizationRefusals, NullParameters) {
 
 // A core whose frames are not what was asked for.
 TEST_F(NormalizationRefusals, FramesThatDiffer) {
-  src_->video.channels = 5;  // a later fault
   const auto expect = [&](auto alter, const char *dst) {
     core_double().alter_frames(alter);
     const auto text = printed(
@@ -315,24 +314,38 @@ TEST_F(NormalizationRefusals, FramesThatDiffer) {
   expect([](TavixFrameV2 &frame) { frame.video.height = 3; }, "0, 4, 3");
 }
 
-// The embedded core makes no frame there; another may.
+// Nothing is allocated there, whatever the core could do.
 TEST_F(NormalizationRefusals, MemoryThatIsNotTheHosts) {
   src_->memory = 1;
-  src_->video.channels = 5;  // a later fault
-  core_double().alter_frames([](TavixFrameV2 &frame) { frame.memory = 1; });
-  expect_refused(TAVIX_ERROR_INVALID_PARAM, {line("src_frame memory(1) must be in host memory")},
-                 Output::null);
+  src_->video.channels = 5;  // later faults
+  src_->data[0] = nullptr;
+  for (const int32_t data_type : {TAVIX_DATA_TYPE_FLOAT32 + 0, TAVIX_DATA_TYPE_INT64 + 0})
+    expect_refused(TAVIX_ERROR_INVALID_PARAM, {line("src_frame memory(1) must be in host memory")},
+                   Output::untouched, data_type);
 }
 
-// More than four would leave the parameters, more than the format has the new frame.
-TEST_F(NormalizationRefusals, TooManyChannels) {
-  for (const int32_t channels : {4, 5, INT32_MAX}) {
+// More than four would leave the parameters: nothing is allocated.
+TEST_F(NormalizationRefusals, MoreThanFourChannels) {
+  src_->data[0] = nullptr;  // a later fault
+  for (const int32_t channels : {5, INT32_MAX}) {
     src_->video.channels = channels;
     expect_refused(
         TAVIX_ERROR_INVALID_PARAM,
         {line(printed("src_frame channels(%d) must not exceed those of format(12)", channels))},
-        Output::null);
+        Output::untouched);
   }
+}
+
+// More than the format has would leave the new frame.
+TEST_F(NormalizationRefusals, MoreChannelsThanTheFormat) {
+  src_->video.channels = 4;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                 {line("src_frame channels(4) must not exceed those of format(12)")}, Output::null);
+}
+
+TEST_F(NormalizationRefusals, NewFrameWithoutPlane) {
+  core_double().alter_frames([](TavixFrameV2 &frame) { frame.data[0] = nullptr; });
+  expect_refused(TAVIX_ERROR_MEMORY, {line("TavixVideoFrameAllocV2 error")}, Output::null);
 }
 
 // Without channels there is nothing to convert; a frame without pixels the core does not make.

@@ -8,7 +8,6 @@
 
 #include "common/frame_access.h"
 #include "cpu/common_c/blob/tensor_rows.h"
-#include "cpu_dispatch/cpu_features.h"
 #include "tavix/core/records.h"
 
 namespace tavix::module {
@@ -79,7 +78,7 @@ constexpr bool moves_blob_elements(const BlobElement &element) {
 
 // The kernels that move elements of this size, if there are any for the number of channels.
 constexpr PixelRows pixel_rows(const TensorRows &rows, int64_t bytes, int32_t channels) {
-  if (channels < 0 || channels > kMaxChannels) return {};
+  if (channels > kMaxChannels) return {};
   return (bytes == 1 ? rows.u8 : rows.f32)[channels];
 }
 

@@ -6,7 +6,6 @@
 #include "common/log.h"
 #include "common/pixel_format.h"
 #include "cpu/common_c/blob/normalize_row.h"
-#include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/blob.h"
 
 using namespace tavix::module;
@@ -39,6 +38,13 @@ int32_t DataTypeConvertCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *de
   return TAVIX_OK;
 }
 
+// Takes the new frame back.
+int32_t withdraw(TavixFrameV2 **frame, int32_t status) {
+  TavixFrameFreeV2(*frame);
+  *frame = nullptr;
+  return status;
+}
+
 }  // namespace
 
 int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_frame,
@@ -55,34 +61,32 @@ int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_
   TAVIX_REFUSE_IF(kUnit, any_null(dst_frame), TAVIX_ERROR_INVALID_PARAM,
                   "dst_frame(%p) must not be nullptr", dst_frame);
 
+  const bool to_float = data_type == TAVIX_DATA_TYPE_FLOAT32;
+  const bool converts = to_float || data_type == TAVIX_DATA_TYPE_UINT8;
+  const int64_t n = converts ? touched_elements(video) : 0;
+  TAVIX_REFUSE_IF(kUnit, !all_host(src_frame), TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame memory(%d) must be in host memory", src_frame->memory);
+  TAVIX_REFUSE_IF(kUnit, n > 0 && video.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
+                  "src_frame channels(%d) must not exceed those of format(%d)", video.channels,
+                  dst_format);
+
   TavixFrameV2 *dst = TavixVideoFrameAllocV2(dst_format, src_frame->memory, video.width,
                                              video.height, src_frame->device, 1);
   *dst_frame = dst;
   TAVIX_REFUSE_IF(kUnit, dst == nullptr, TAVIX_ERROR_MEMORY, "TavixVideoFrameAllocV2 error");
-  // Refuses and takes the new frame back; once the conversion has begun to check, it stays.
-  const auto withdraw_if = [&](bool condition) {
-    if (condition) {
-      TavixFrameFreeV2(dst);
-      *dst_frame = nullptr;
-    }
-    return condition;
-  };
-  TAVIX_REFUSE_IF(kUnit, withdraw_if(any_plane_null(src_frame)), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(src_frame), withdraw(dst_frame, TAVIX_ERROR_INVALID_PARAM),
                   "src_frame data[0] is nullptr");
-
-  const bool to_float = data_type == TAVIX_DATA_TYPE_FLOAT32;
-  if (!to_float && data_type != TAVIX_DATA_TYPE_UINT8) return TAVIX_OK;  // unset, on purpose
+  if (!converts) return TAVIX_OK;  // the pixels stay unset, on purpose
+  // A new frame that these checks refuse stays, on purpose.
   const int32_t status = DataTypeConvertCPU(src_frame, dst, norm_vals);
   TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "DataTypeConvertCPU failed:%d", status);
-  TAVIX_REFUSE_IF(kUnit, withdraw_if(!all_host(src_frame)), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame memory(%d) must be in host memory", src_frame->memory);
-  const int64_t n = touched_elements(video);
   if (n == 0) return TAVIX_OK;
   const int64_t dst_bytes = n * (to_float ? int64_t(sizeof(float)) : 1);
-  TAVIX_REFUSE_IF(kUnit, withdraw_if(video.channels > kMaxChannels || dst_bytes > dst->linesize[0]),
-                  TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame channels(%d) must not exceed those of format(%d)", video.channels,
-                  dst_format);
+  TAVIX_REFUSE_IF(kUnit, any_plane_null(dst), withdraw(dst_frame, TAVIX_ERROR_MEMORY),
+                  "TavixVideoFrameAllocV2 error");
+  TAVIX_REFUSE_IF(
+      kUnit, dst_bytes > dst->linesize[0], withdraw(dst_frame, TAVIX_ERROR_INVALID_PARAM),
+      "src_frame channels(%d) must not exceed those of format(%d)", video.channels, dst_format);
 
   const NormalizeParameters parameters(norm_vals, video.channels);
   NormalizeRow *normalize = normalize_rows().by_type[from_float][to_float];

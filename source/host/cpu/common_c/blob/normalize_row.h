@@ -18,10 +18,10 @@ struct NormalizeParameters {
 
   float mean[kPeriod], scale[kPeriod];
 
-  // norm_vals: a mean for each of four channels, then a scale for each.
+  // norm_vals: a mean for each of four channels, then a scale for each. channels: 1 to 4.
   NormalizeParameters(const float *norm_vals, int32_t channels) {
     for (int k = 0; k < kPeriod; ++k) {
-      const int32_t c = channels > 0 ? k % channels : 0;
+      const int32_t c = k % channels;
       mean[k] = norm_vals[c];
       scale[k] = norm_vals[kMaxChannels + c];
     }
