@@ -35,7 +35,12 @@ int64_t stride_bytes(int32_t linesize) {
   return std::abs(int64_t(linesize));
 }
 
-uint8_t *row(uint8_t *plane, int32_t linesize, int64_t y) {
+// Whether the 32-bit product of row and stride reaches the last of so many rows.
+bool reaches_rows(int32_t linesize, int64_t rows) {
+  return stride_bytes(linesize) * (rows - 1) <= kMostPlaneBytes;
+}
+
+uint8_t *row(uint8_t *plane, int32_t linesize, int32_t y) {
   return plane + linesize * y;
 }
 
@@ -107,22 +112,29 @@ int32_t TavixFrameCopyV2(TavixFrameV2 *dst, const TavixFrameV2 *src, uint64_t, u
     CORE_LOG_ERROR("frames of format %d have no planes to copy", src->video.format);
     return TAVIX_ERROR_UNSUPPORTED;
   }
-  for (size_t p = 0; p < std::size(layout->planes); ++p) {
-    if (layout->planes[p].pixel_bytes > 0 && (dst->data[p] == nullptr || src->data[p] == nullptr)) {
+  const bool has_pixels = src->video.width > 0 && src->video.height > 0;
+  for (size_t p = 0; p < std::size(layout->planes) && layout->planes[p].pixel_bytes > 0; ++p) {
+    if (dst->data[p] == nullptr || src->data[p] == nullptr) {
       CORE_LOG_ERROR("plane %zu of dst(%p) and src(%p) must not be nullptr", p,
                      static_cast<void *>(dst->data[p]), static_cast<void *>(src->data[p]));
       return TAVIX_ERROR_INVALID_PARAM;
     }
+    const int64_t rows = plane_rows(layout->planes[p], src->video.height);
+    if (has_pixels &&
+        (!reaches_rows(dst->linesize[p], rows) || !reaches_rows(src->linesize[p], rows))) {
+      CORE_LOG_ERROR("plane %zu of dst(linesize=%d) and src(linesize=%d) is too large for %d rows",
+                     p, dst->linesize[p], src->linesize[p], int32_t(rows));
+      return TAVIX_ERROR_INVALID_PARAM;
+    }
   }
 
-  const bool has_pixels = src->video.width > 0 && src->video.height > 0;
   for (size_t p = 0; has_pixels && p < std::size(layout->planes); ++p) {
     const Plane &plane = layout->planes[p];
     if (plane.pixel_bytes == 0) break;
     const int64_t bytes =
         std::min({plane_row_bytes(plane, src->video.width), stride_bytes(dst->linesize[p]),
                   stride_bytes(src->linesize[p])});
-    for (int64_t y = 0; y < plane_rows(plane, src->video.height); ++y) {
+    for (int32_t y = 0; y < plane_rows(plane, src->video.height); ++y) {
       std::memmove(row(dst->data[p], dst->linesize[p], y), row(src->data[p], src->linesize[p], y),
                    size_t(bytes));
     }

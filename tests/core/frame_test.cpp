@@ -5,6 +5,7 @@
 #include <climits>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "core/recorded_log.h"
 #include "support/compare.h"
@@ -292,6 +293,26 @@ TEST_F(FrameCopyRefusal, FormatsWithoutPlanes) {
     src_->video.format = dst_->video.format = format;
     expect_refused(TAVIX_ERROR_UNSUPPORTED,
                    printed("frames of format %d have no planes to copy", format));
+  }
+}
+
+// Such rows lie where no 32-bit product of row and stride reaches.
+TEST_F(FrameCopyRefusal, PlanesBeyond32BitOffsets) {
+  constexpr struct {
+    int32_t linesize, height, rows;
+    size_t plane;
+  } kFar[] = {{1 << 30, 3, 3, 0}, {-(1 << 30), 3, 3, 0}, {INT_MIN, 2, 2, 0},
+              {INT_MAX, 3, 3, 0}, {INT_MAX, 5, 3, 2},    {2, INT_MAX, INT_MAX, 0}};
+  for (const auto &[linesize, height, rows, plane] : kFar) {
+    src_->video.height = dst_->video.height = height;
+    for (GuardedFrame *frame : {&src_, &dst_}) {
+      const int32_t before = std::exchange((*frame)->linesize[plane], linesize);
+      expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                     printed("plane %zu of dst(linesize=%d) and src(linesize=%d) is too large for "
+                             "%d rows",
+                             plane, dst_->linesize[plane], src_->linesize[plane], rows));
+      (*frame)->linesize[plane] = before;
+    }
   }
 }
 
