@@ -350,6 +350,24 @@ TEST(Memfill, ElementTypeIsTheSources) {
   }
 }
 
+TEST(Memfill, RefusesRowsThatNoLoopReaches) {
+  GuardedFrame like({TAVIX_PIX_FMT_GRAYF32, 1, 1}), dst({TAVIX_PIX_FMT_GRAYF32, 4, 3});
+  dst.fill(Fill::noise, 1);
+  const auto before = dst.payload();
+  constexpr char kFunction[] = "TavixFrameMemfillByCPU";
+  for (const int32_t linesize : {1 << 30, -(1 << 30), INT32_MAX, INT32_MIN}) {
+    dst->linesize[0] = linesize;
+    EXPECT_REFUSED(TavixFrameMemfillByCPU(like, dst, 1), 7, kUnit, kFunction,
+                   printed("dst_frame->linesize[0]:%d is too large for 3 rows", linesize));
+  }
+  dst->video.width = INT32_MAX, dst->video.channels = 2;
+  EXPECT_REFUSED(TavixFrameMemfillByCPU(like, dst, 1), 7, kUnit, kFunction,
+                 "width(2147483647) * channels(2) must not exceed 2147483647 elements of a row");
+  dst->video.height = 0;
+  EXPECT_EQ(TavixFrameMemfillByCPU(like, dst, 1), TAVIX_OK) << "there are no rows";
+  EXPECT_EQ(dst.payload(), before);
+}
+
 TEST(Memfill, RefusalsInOrder) {
   GuardedFrame src({TAVIX_PIX_FMT_RGB24, 4, 2}), dst({TAVIX_PIX_FMT_RGB24, 4, 2});
   dst.fill(Fill::noise, 1);

@@ -60,6 +60,12 @@ constexpr bool has_pixels(const TavixVideoInfo &video) {
   return row_elements(video) > 0 && video.height > 0;
 }
 
+// Whether the 32-bit product of row and stride reaches the last of so many rows.
+constexpr bool reaches_rows(int32_t linesize, int32_t rows) {
+  const int64_t last = int64_t(linesize) * (int64_t(rows) - 1);
+  return rows <= 0 || (-INT32_MAX <= last && last <= INT32_MAX);
+}
+
 inline uint8_t *row(uint8_t *plane, int32_t linesize, int32_t y) {
   return plane + wrapping_mul(linesize, y);
 }

@@ -8,6 +8,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "common/frame_checks.h"
 #include "common/pixel_format.h"
 #include "tavix_frame_convert_cpu/opencv_bridge.h"
 
@@ -203,6 +204,12 @@ int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float
                   "TavixFrameMemfillByCPU byte_size is not support\n");
   TAVIX_REFUSE_NULL_PLANES(src, dst);
   TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  if (const int32_t status = check_row_elements(kUnit, __func__, dst->video); status != TAVIX_OK)
+    return status;
+  TAVIX_REFUSE_IF(kUnit,
+                  has_pixels(dst->video) && !reaches_rows(dst->linesize[0], dst->video.height),
+                  TAVIX_ERROR_INVALID_PARAM, "dst_frame->linesize[0]:%d is too large for %d rows",
+                  dst->linesize[0], dst->video.height);
   switch (size) {
     case 1:
       fill_rows(*dst, uint8_t(value > 0.0f ? std::min(value, 255.0f) : 0.0f));  // NaN fills 0
