@@ -164,8 +164,11 @@ TEST(Seams, PathsCoverWorkersAndFeatures) {
     EXPECT_EQ(module::worker_count, path.workers);
     paths.emplace_back(path.vector, path.workers);
   });
-  std::vector<std::pair<bool, int>> expected = {{false, 1}, {false, 8}};
-  if (module::use_avx2()) expected.insert(expected.end(), {{true, 1}, {true, 8}});
+  std::vector<std::pair<bool, int>> expected;
+  for (const module::CpuLevel level : levels()) {
+    const bool vector = level != module::CpuLevel::kPortable;
+    expected.insert(expected.end(), {{vector, 1}, {vector, 8}});
+  }
   EXPECT_EQ(paths, expected);
   EXPECT_EQ(module::cpu_features().flags, flags);
   EXPECT_EQ(module::worker_count, workers);

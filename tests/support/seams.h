@@ -82,7 +82,7 @@ inline const char *name_of(module::CpuLevel level) {
 // The portable level and those that this processor has, up to the widest that any kernel is written
 // for.
 inline std::vector<module::CpuLevel> levels() {
-  constexpr module::CpuLevel kWidestKernels = module::CpuLevel::kAvx2;
+  constexpr module::CpuLevel kWidestKernels = module::CpuLevel::kAvx512Vbmi;
   std::vector<module::CpuLevel> levels;
   const int widest = int(std::min(module::cpu_level(), kWidestKernels));
   for (int level = 0; level <= widest; ++level) levels.push_back(module::CpuLevel(level));

@@ -17,9 +17,10 @@ constinit KernelFamily<FloatYuvRows> float_yuv_family = {
 constinit KernelFamily<NormalizeRows> normalize_family = {
     {&kNormalizeRowsC TAVIX_X86(&kNormalizeRowsAvx2)}};
 constinit KernelFamily<RepackRows> repack_family = {{&kRepackRowsC TAVIX_X86(&kRepackRowsAvx2)}};
-constinit KernelFamily<RgbRows> rgb_family = {{&kRgbRowsC TAVIX_X86(&kRgbRowsAvx2)}};
+constinit KernelFamily<RgbRows> rgb_family = {
+    {&kRgbRowsC TAVIX_X86(&kRgbRowsAvx2, nullptr, &kRgbRowsAvx512Vbmi)}};
 constinit KernelFamily<RgbToYuvRows> rgb_to_yuv_family = {
-    {&kRgbToYuvRowsC TAVIX_X86(&kRgbToYuvRowsAvx2)}};
+    {&kRgbToYuvRowsC TAVIX_X86(&kRgbToYuvRowsAvx2, nullptr, &kRgbToYuvRowsAvx512Vbmi)}};
 constinit KernelFamily<SoftmaxRows> softmax_family = {
     {&kSoftmaxRowsC TAVIX_X86(&kSoftmaxRowsAvx2)}};
 constinit KernelFamily<StatisticsRows> statistics_family = {
@@ -27,7 +28,7 @@ constinit KernelFamily<StatisticsRows> statistics_family = {
 constinit KernelFamily<TensorRows> tensor_family = {{&kTensorRowsC TAVIX_X86(&kTensorRowsAvx2)}};
 constinit KernelFamily<UnaryRows> unary_family = {{&kUnaryRowsC TAVIX_X86(&kUnaryRowsAvx2)}};
 constinit KernelFamily<YuvToRgbRows> yuv_to_rgb_family = {
-    {&kYuvToRgbRowsC TAVIX_X86(&kYuvToRgbRowsAvx2)}};
+    {&kYuvToRgbRowsC TAVIX_X86(&kYuvToRgbRowsAvx2, nullptr, &kYuvToRgbRowsAvx512Vbmi)}};
 
 const BinaryRows &binary_rows() {
   return binary_family.best();

@@ -70,7 +70,7 @@ struct RgbRows {
   bool bytes_on_all_workers;  // of 8-bit to 8-bit, or in the calling thread
 };
 
-extern const RgbRows kRgbRowsC, kRgbRowsAvx2;
+extern const RgbRows kRgbRowsC, kRgbRowsAvx2, kRgbRowsAvx512Vbmi;
 
 // The best for this processor.
 const RgbRows &rgb_rows();

@@ -40,7 +40,7 @@ using RgbToYuvRow = void(const RgbToYuvRowPair &rows, int32_t columns,
                          const RgbToYuvWeights &weights);
 using RgbToYuvRows = PackedYuvRows<RgbToYuvRow>;
 
-extern const RgbToYuvRows kRgbToYuvRowsC, kRgbToYuvRowsAvx2;
+extern const RgbToYuvRows kRgbToYuvRowsC, kRgbToYuvRowsAvx2, kRgbToYuvRowsAvx512Vbmi;
 
 // The best for this processor.
 const RgbToYuvRows &rgb_to_yuv_rows();

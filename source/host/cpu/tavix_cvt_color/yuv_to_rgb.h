@@ -35,7 +35,7 @@ using YuvToRgbRow = void(const YuvToRgbRowPair &rows, int32_t columns,
                          const YuvToRgbWeights &weights);
 using YuvToRgbRows = PackedYuvRows<YuvToRgbRow>;
 
-extern const YuvToRgbRows kYuvToRgbRowsC, kYuvToRgbRowsAvx2;
+extern const YuvToRgbRows kYuvToRgbRowsC, kYuvToRgbRowsAvx2, kYuvToRgbRowsAvx512Vbmi;
 
 // The best for this processor.
 const YuvToRgbRows &yuv_to_rgb_rows();

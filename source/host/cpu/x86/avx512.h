@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// Target regions of the AVX-512 levels, as those of avx2.h: F, BW, DQ and VL, and VBMI besides.
+// Include this header last. The compiler takes FMA for part of AVX-512; that no multiplication and
+// addition become one is a matter of -ffp-contract=off.
+#pragma once
+
+#include "cpu/x86/avx2.h"
+
+#if defined(__clang__)
+#define TAVIX_AVX512_BEGIN                                                                     \
+  _Pragma(                                                                                     \
+      "clang attribute push(__attribute__((target(\"avx512f,avx512bw,avx512dq,avx512vl\"))), " \
+      "apply_to = function)")
+#define TAVIX_AVX512VBMI_BEGIN                                                  \
+  _Pragma(                                                                      \
+      "clang attribute push(__attribute__((target(\"avx512f,avx512bw,avx512dq," \
+      "avx512vl,avx512vbmi\"))), apply_to = function)")
+#define TAVIX_AVX512_END _Pragma("clang attribute pop")
+#else
+// What g++ 12's own headers leave undefined on purpose, it warns of where they are inlined.
+#define TAVIX_AVX512_REGION(target)                                          \
+  _Pragma("GCC push_options") _Pragma(target) _Pragma("GCC diagnostic push") \
+      _Pragma("GCC diagnostic ignored \"-Wmaybe-uninitialized\"")
+#define TAVIX_AVX512_BEGIN TAVIX_AVX512_REGION("GCC target(\"avx512f,avx512bw,avx512dq,avx512vl\")")
+#define TAVIX_AVX512VBMI_BEGIN \
+  TAVIX_AVX512_REGION("GCC target(\"avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi\")")
+#define TAVIX_AVX512_END _Pragma("GCC diagnostic pop") _Pragma("GCC pop_options")
+#endif

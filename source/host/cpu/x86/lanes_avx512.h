@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// Vectors of 64 bytes and of sixteen floats, loaded, stored and packed in order. Every helper
+// touches exactly the bytes it names; nothing needs to be aligned. Include this header last.
+#pragma once
+
+#include "cpu/x86/avx512.h"
+#include "cpu/x86/lanes_avx2.h"
+
+TAVIX_AVX512_BEGIN
+
+namespace tavix::module {
+
+namespace {
+
+TAVIX_INLINE __m512i load_512(const void *p) {
+  return _mm512_loadu_si512(p);
+}
+TAVIX_INLINE __m512 load_16_floats(const void *p) {
+  return _mm512_castsi512_ps(load_512(p));
+}
+TAVIX_INLINE void store_512(void *p, __m512i v) {
+  _mm512_storeu_si512(p, v);
+}
+TAVIX_INLINE void store_16_floats(void *p, __m512 v) {
+  store_512(p, _mm512_castps_si512(v));
+}
+// The first 48 bytes.
+TAVIX_INLINE void store_384(uint8_t *p, __m512i v) {
+  store_256(p, _mm512_castsi512_si256(v));
+  store_128(p + 32, _mm512_extracti32x4_epi32(v, 2));
+}
+TAVIX_INLINE void store_halves_512(void *low, void *high, __m512i v) {
+  store_256(low, _mm512_castsi512_si256(v));
+  store_256(high, _mm512_extracti64x4_epi64(v, 1));
+}
+
+// Lanes of 64 bits: the even ones, then the odd ones. Packs of two vectors, which go quarter by
+// quarter, leave the first vector in the even ones.
+TAVIX_INLINE __m512i even_then_odd(__m512i v) {
+  return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7), v);
+}
+
+// Integers of which the saturating packs to bytes make v clamped to 0..255 and rounded half to
+// even, and 0 of NaN; see round_for_packs of eight floats.
+TAVIX_INLINE __m512i round_16_for_packs(__m512 v) {
+  return _mm512_cvtps_epi32(_mm512_min_ps(_mm512_set1_ps(255.0f), v));
+}
+
+// 64 integers clamped to 0..255.
+TAVIX_INLINE __m512i pack_clamped_64(__m512i a, __m512i b, __m512i c, __m512i d) {
+  const __m512i bytes = _mm512_packus_epi16(_mm512_packs_epi32(a, b), _mm512_packs_epi32(c, d));
+  return _mm512_permutexvar_epi32(
+      _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15), bytes);
+}
+// 16 integers clamped to 0..255.
+TAVIX_INLINE __m128i pack_clamped_16(__m512i v) {
+  return _mm512_cvtusepi32_epi8(_mm512_max_epi32(v, _mm512_setzero_si512()));
+}
+
+}  // namespace
+
+}  // namespace tavix::module
+
+TAVIX_AVX512_END
