@@ -13,10 +13,11 @@ namespace tavix::module {
 
 constinit KernelFamily<BinaryRows> binary_family = {{&kBinaryRowsC TAVIX_X86(&kBinaryRowsAvx2)}};
 constinit KernelFamily<FloatYuvRows> float_yuv_family = {
-    {&kFloatYuvRowsC TAVIX_X86(&kFloatYuvRowsAvx2)}};
+    {&kFloatYuvRowsC TAVIX_X86(&kFloatYuvRowsAvx2, &kFloatYuvRowsAvx512)}};
 constinit KernelFamily<NormalizeRows> normalize_family = {
     {&kNormalizeRowsC TAVIX_X86(&kNormalizeRowsAvx2)}};
-constinit KernelFamily<RepackRows> repack_family = {{&kRepackRowsC TAVIX_X86(&kRepackRowsAvx2)}};
+constinit KernelFamily<RepackRows> repack_family = {
+    {&kRepackRowsC TAVIX_X86(&kRepackRowsAvx2, nullptr, &kRepackRowsAvx512Vbmi)}};
 constinit KernelFamily<RgbRows> rgb_family = {
     {&kRgbRowsC TAVIX_X86(&kRgbRowsAvx2, nullptr, &kRgbRowsAvx512Vbmi)}};
 constinit KernelFamily<RgbToYuvRows> rgb_to_yuv_family = {

@@ -55,7 +55,7 @@ struct FloatYuvRows {
   PackedYuvRows<YuvToRgbF32Row> yuv_to_rgb;
 };
 
-extern const FloatYuvRows kFloatYuvRowsC, kFloatYuvRowsAvx2;
+extern const FloatYuvRows kFloatYuvRowsC, kFloatYuvRowsAvx2, kFloatYuvRowsAvx512;
 
 // The best for this processor.
 const FloatYuvRows &float_yuv_rows();

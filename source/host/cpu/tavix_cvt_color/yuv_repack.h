@@ -32,7 +32,7 @@ struct RepackRows {
   bool on_all_workers;               // or in the calling thread
 };
 
-extern const RepackRows kRepackRowsC, kRepackRowsAvx2;
+extern const RepackRows kRepackRowsC, kRepackRowsAvx2, kRepackRowsAvx512Vbmi;
 
 // The best for this processor.
 const RepackRows &repack_rows();

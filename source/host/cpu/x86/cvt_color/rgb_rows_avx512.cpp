@@ -6,7 +6,7 @@
 #include "cpu/x86/cvt_color/gather_plan.h"
 #include "cpu/x86/prefetch.h"
 
-#include "cpu/x86/lanes_avx512.h"
+#include "cpu/x86/cvt_color/float_pixels_avx512.h"
 
 namespace tavix::module {
 
@@ -91,23 +91,6 @@ struct PairPermutations {
 
  private:
   static constexpr uint8_t place(int at) { return uint8_t(at < 64 ? at : 64 + at - kSecond); }
-};
-
-// Where the first three channels of 16 pixels of floats lie: in the first two vectors, and the rest
-// of them in the others.
-template <int src_step>
-struct PlanePermutations {
-  alignas(64) int32_t index[3][16] = {};
-  uint16_t behind[3] = {};
-
-  constexpr PlanePermutations() {
-    for (int k = 0; k < 3; ++k)
-      for (int x = 0; x < 16; ++x) {
-        const int at = x * src_step + k;
-        index[k][x] = at % 32;
-        behind[k] = uint16_t(behind[k] | int(at >= 32) << x);
-      }
-  }
 };
 
 }  // namespace
@@ -338,26 +321,10 @@ struct FloatsToGrayRowAvx512 {
     __m512 red, green, blue;
   };
 
-  template <int src_step>
-  static TAVIX_INLINE void load_planes_16(const uint8_t *p, __m512 (&c)[3]) {
-    static constexpr PlanePermutations<src_step> kPlanes{};
-    const __m512 v0 = load_16_floats(p), v1 = load_16_floats(p + 64), v2 = load_16_floats(p + 128);
-    for (int k = 0; k < 3; ++k) {
-      const __m512i index = load_512(kPlanes.index[k]);
-      const __m512 front = _mm512_permutex2var_ps(v0, index, v1);
-      if constexpr (src_step == 3) {
-        c[k] = _mm512_mask_permutexvar_ps(front, kPlanes.behind[k], index, v2);
-      } else {
-        c[k] = _mm512_mask_blend_ps(kPlanes.behind[k], front,
-                                    _mm512_permutex2var_ps(v2, index, load_16_floats(p + 192)));
-      }
-    }
-  }
-
   template <int src_step, bool r_first>
   static TAVIX_INLINE __m512i gray_16(const uint8_t *src, const Weights &weights) {
     __m512 c[3];
-    load_planes_16<src_step>(src, c);
+    load_pixels_16<src_step>(src, c);
     const __m512 r = _mm512_mul_ps(c[r_first ? 0 : 2], weights.red);
     const __m512 g = _mm512_mul_ps(c[1], weights.green);
     const __m512 b = _mm512_mul_ps(c[r_first ? 2 : 0], weights.blue);
