@@ -114,6 +114,50 @@ TEST(Filters, EqualOpencv) {
   }
 }
 
+TEST(Filters, WorkInPlace) {
+  for (const Filter &filter : kFilters) {
+    for (const int32_t format : kRgbFormats) {
+      SCOPED_TRACE(::testing::Message() << filter.name << ", format " << format);
+      GuardedFrame frame({format, 130, 21});
+      frame.fill(Fill::noise, 1);
+      Parameters parameters(23);
+      cv::Mat expected;
+      filter.expected(matrix_of(*frame), expected, parameters);
+      EXPECT_EQ(filter.call(frame, frame, parameters), TAVIX_OK);
+      EXPECT_TRUE(same_pixels_as(expected, *frame));
+      EXPECT_TRUE(frame.intact() && logged_nothing());
+    }
+  }
+}
+
+// Packed rows, to OpenCV.
+TEST(Filters, TakeALinesizeOf0) {
+  for (const Filter &filter : kFilters) {
+    SCOPED_TRACE(filter.name);
+    GuardedFrame src({TAVIX_PIX_FMT_BGR24, 9, 7}), dst({TAVIX_PIX_FMT_BGR24, 9, 7});
+    src.fill(Fill::noise, 1);
+    Parameters parameters(7);
+    cv::Mat expected;
+    filter.expected(matrix_of(*src), expected, parameters);
+    const int32_t packed = dst->linesize[0];
+    src->linesize[0] = dst->linesize[0] = 0;
+    EXPECT_EQ(filter.call(src, dst, parameters), TAVIX_OK);
+    dst->linesize[0] = packed;
+    EXPECT_TRUE(same_pixels_as(expected, *dst));
+    EXPECT_TRUE(dst.intact() && logged_nothing());
+  }
+}
+
+TEST(Filters, AStructuringElementWithoutElementsIs3x3) {
+  GuardedFrame src({TAVIX_PIX_FMT_BGR24, 9, 7}), dst({TAVIX_PIX_FMT_BGR24, 9, 7});
+  src.fill(Fill::noise, 1);
+  const TavixKernel none = {0.9f, 3, TAVIX_DATA_TYPE_UINT8, nullptr};
+  cv::Mat expected;
+  cv::dilate(matrix_of(*src), expected, cv::Mat());
+  EXPECT_EQ(TavixFrameDilateBorderByCPU(src, dst, &none), TAVIX_OK);
+  EXPECT_TRUE(same_pixels_as(expected, *dst));
+}
+
 // Only the blur compares formats; the others take the source's type for both.
 TEST(Filters, DestinationIsViewedWithTheSourcesType) {
   for (const Filter &filter : kFilters) {

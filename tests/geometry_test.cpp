@@ -62,6 +62,15 @@ TEST(Resize, FoldsOtherCodesToNearest) {
   }
 }
 
+TEST(Resize, OntoItselfChangesNothing) {
+  GuardedFrame frame({TAVIX_PIX_FMT_BGR24, 13, 9});
+  frame.fill(Fill::noise, 3);
+  const auto before = frame.payload();
+  for (const int32_t code : kCodes)
+    EXPECT_EQ(TavixFrameResizeByCPU(frame, frame, 13, 9, code), TAVIX_OK);
+  EXPECT_EQ(frame.payload(), before);
+}
+
 TEST(Resize, LosesAResultThatDoesNotFit) {
   GuardedFrame src({TAVIX_PIX_FMT_BGR24, 13, 9}), dst({TAVIX_PIX_FMT_BGR24, 20, 20}, {.pad = 60});
   src.fill(Fill::noise, 3);
@@ -172,6 +181,31 @@ TEST(Warp, EqualsOpencv) {
       EXPECT_TRUE(same_pixels_as(expected, *dst));
       EXPECT_TRUE(src.intact() && dst.intact() && logged_nothing());
     });
+  }
+}
+
+TEST(Warp, WorksInPlace) {
+  for (const Warp &warp : kWarps) {
+    GuardedFrame frame({TAVIX_PIX_FMT_BGR24, 40, 23});
+    frame.fill(Fill::noise, 5);
+    cv::Mat expected;
+    warp.expected(matrix_of(*frame), expected, kMatrix, {40, 23}, 1, 0, cv::Scalar::all(9));
+    EXPECT_EQ(warp.call(frame, frame, kMatrix, 1, 0, 9), TAVIX_OK);
+    EXPECT_TRUE(same_pixels_as(expected, *frame)) << warp.name;
+  }
+}
+
+// Where the affine formula of the header says so: one pixel, moved by the matrix or against it.
+TEST(Warp, MatrixMapsSourceToDestination) {
+  constexpr float kMove[9] = {1, 0, 3, 0, 1, 2, 0, 0, 1};
+  for (const Warp &warp : kWarps) {
+    for (const int32_t code : {0, 16}) {
+      GuardedFrame src({TAVIX_PIX_FMT_GRAY8, 9, 9}), dst({TAVIX_PIX_FMT_GRAY8, 9, 9});
+      for (int y = 0; y < 9; ++y) std::memset(src.row(y), 0, 9);
+      src.set<uint8_t>(4, 4, 77);
+      EXPECT_EQ(warp.call(dst, src, kMove, code, 0, 0), TAVIX_OK);
+      EXPECT_EQ(dst.get<uint8_t>(code == 16 ? 1 : 7, code == 16 ? 2 : 6), 77) << warp.name;
+    }
   }
 }
 

@@ -39,7 +39,12 @@ TAVIX_API void TavixBufferRelease(TavixBuffer *buffer);
 /** Frees an array of TavixArrayAlloc or of an operation; NULL is ignored. */
 TAVIX_API void TavixArrayFree(TavixArray *array);
 
-/** Receives one formatted log line. Calls are serialised; user is the pointer given with the sink. */
+/**
+ * Receives one formatted log line. Calls are serialised: a sink may log, but it must not call an
+ * operation, which may wait for a thread that waits to log, and it must not throw.
+ *
+ * @param user  the pointer that was given with the sink
+ */
 typedef void (*TavixLogSink)(void *user, int32_t level, const char *file, const char *function,
                              int32_t line, const char *message);
 
@@ -49,7 +54,10 @@ TAVIX_API void TavixLoggerSetSink(TavixLogSink sink, void *user);
 /** Drops lines below this TavixLogLevel. The default is TAVIX_LOG_WARNING. */
 TAVIX_API void TavixLoggerSetLevel(int32_t least_level);
 
-/** Runs every callback registered so far once, newest first, and forgets them. */
+/**
+ * Runs every callback registered so far once, newest first, and forgets them. No operation may run
+ * meanwhile.
+ */
 TAVIX_API void TavixDeinitialize(void);
 
 /** Name of a status as written in codes.h, "unknown" for other values. */

@@ -19,7 +19,9 @@ typedef struct TavixVideoInfo {
 
 /**
  * A video frame. Row y of plane p starts at data[p] + y * linesize[p]; the product is a 32-bit one.
- * A stride may exceed the payload of its row; planes and strides need no alignment.
+ * A stride may exceed the payload of its row; planes and strides need no alignment, except where an
+ * operation says so. The operations on OpenCV take a stride of 0 for packed rows; to all others it is
+ * what it says, one row over and over.
  */
 typedef struct TavixFrameV2 {
   uint32_t memory; /**< TavixMemoryType; the operations work on host memory only */

@@ -1,12 +1,11 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/*
+/**
+ * @file
  * Operations that build or fill whole packed frames.
  *
- * Formats  RGB24 BGR24 GRAY8 BGRA32 RGBA32 and the five float formats.
- * Threads  any; frames must not change during a call.
- *
- * Beside what each operation lists, TAVIX_ERROR_INVALID_PARAM answers a null record or output
- * address and a frame outside host memory. A refused call logs one line.
+ * A refused call logs one line. Beside each operation stands who owns what after each failure, and
+ * which exceptions leave it: a C program that meets one ends. In the operations on OpenCV (all but
+ * the fill) a linesize[0] of 0 means packed rows.
  */
 #ifndef TAVIX_VIDEO_COMMON_CPU_CHANNELS_H
 #define TAVIX_VIDEO_COMMON_CPU_CHANNELS_H
@@ -15,51 +14,126 @@
 #include "tavix/core/records.h"
 
 /**
- * Splits a frame into new single-channel frames (GRAY8 or GRAYF32) with packed rows. cv::Exception
- * leaves the call.
+ * Splits a frame into new single-channel frames.
  *
- * @param dst_frames  receives a frame in each slot asked for, the caller's to free; the other slots
- *                    are left alone
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats. New frames are GRAY8, or GRAYF32
+ * of a float source.
+ * @par Sizes
+ * New frames have the size of src. Their rows are written packed, whatever linesize the core gave
+ * them.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The caller frees each frame that is stored. Channels are made in the order red, green, blue,
+ * alpha. After a failure, those made before it stay stored and belong to the caller, and so does a
+ * frame without a plane, which is what TAVIX_ERROR_MEMORY may mean. A channel that the core had no
+ * frame for holds NULL. All other slots are left alone. The old value of a slot
+ * asked for is overwritten and not freed.
+ * @par Threads
+ * Any thread; src must not change during the call.
+ * @par Exceptions
+ * cv::Exception, before anything is allocated: the stride of src lies below its row, or a size is
+ * negative.
+ *
+ * @param dst_frames  receives a frame in each slot asked for
  * @param mask        1 red, 2 green, 4 blue, 8 alpha, or-ed; 0 does nothing
- * @return TAVIX_OK; TAVIX_ERROR_UNSUPPORTED: format; TAVIX_ERROR_INVALID_PARAM: null plane, or a
- *         channel the frame does not have; TAVIX_ERROR_MEMORY: no frame. Channels go in the order
- *         red, green, blue, alpha; those stored before a failure stay.
+ * @return TAVIX_OK, or, first failure wins:
+ *         TAVIX_ERROR_INVALID_PARAM  null record
+ *         TAVIX_ERROR_UNSUPPORTED    format of src
+ *         TAVIX_ERROR_INVALID_PARAM  null plane; memory other than host; a channel that the frame
+ *                                    does not have
+ *         TAVIX_ERROR_MEMORY         the core has no frame or no plane
  */
 TAVIX_API int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame,
                                               TavixChannelFrames *dst_frames, uint32_t mask);
 
 /**
- * Adds a grey mask as alpha channel: a new frame in the format with alpha of the same element type
- * (grey becomes BGRA), with packed rows. A mask of another size is resized bilinearly; its values
- * are converted without scaling. A source that has alpha already is taken with five channels, and
- * each row cut to the output's width. cv::Exception leaves the call.
+ * Adds a grey mask to a frame as its alpha channel, in a new frame.
  *
- * @param dst_frame  receives the frame, the caller's to free after TAVIX_OK; do not use it
- * otherwise
- * @return TAVIX_OK; TAVIX_ERROR_INVALID_PARAM: mask channels not 1, no format with alpha, null
- * plane; TAVIX_ERROR_UNSUPPORTED: mask not GRAY8 or GRAYF32, source format; TAVIX_ERROR_MEMORY: no
- *         frame
+ * @par Formats
+ * Sources are RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats, masks are GRAY8 and
+ * GRAYF32. The new frame has the format with alpha of the same element type: RGBA for R-first
+ * sources, BGRA for B-first ones and for grey.
+ * @par Sizes
+ * The new frame has the size of src. A mask of another size is resized bilinearly. Rows are written
+ * packed, whatever linesize the core gave the frame. A source that has alpha already is taken with
+ * five channels, and each row is cut to the four of the new frame.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The caller frees the new frame after TAVIX_OK. The old value of *dst_frame is overwritten and not
+ * freed once the new frame is requested. After TAVIX_ERROR_MEMORY, *dst_frame is NULL, or a frame
+ * without a plane that the caller frees. After a null plane, the new frame is freed already and
+ * *dst_frame must not be used. Before every other failure *dst_frame stays as it was. Where an
+ * exception leaves the call, *dst_frame holds the new frame, which the caller frees.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * cv::Exception: a stride lies below its row, or the mask has no pixels. std::bad_alloc: no memory.
+ * @par Precision
+ * Values of the mask are converted to the element type without scaling: an 8-bit mask keeps its
+ * values 0 to 255 in a float frame, and a float mask is rounded half to even and saturated in an
+ * 8-bit frame.
+ *
+ * @param dst_frame  receives the new frame
+ * @return TAVIX_OK, or, first failure wins:
+ *         TAVIX_ERROR_INVALID_PARAM  null record or output address; a mask not of one channel
+ *         TAVIX_ERROR_UNSUPPORTED    format of the mask; format of the source
+ *         TAVIX_ERROR_INVALID_PARAM  memory other than host
+ *         TAVIX_ERROR_MEMORY         the core has no frame or no plane
+ *         TAVIX_ERROR_INVALID_PARAM  null plane of src or mask
  */
 TAVIX_API int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame,
                                          const TavixFrameV2 *mask_frame, TavixFrameV2 **dst_frame);
 
 /**
- * Multiplies two frames element by element, saturating 8-bit products.
+ * Multiplies two frames element by element; 8-bit products saturate.
  *
- * @param dst_frame  holds beta_frame to write into it, or NULL to receive a new frame like
- * beta_frame, the caller's to free
- * @return TAVIX_OK; TAVIX_ERROR_INVALID_PARAM: another destination, format of alpha_frame;
- *         TAVIX_ERROR_MEMORY: no frame, or OpenCV failure (a new frame stays stored)
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of alpha_frame holds
+ * for all frames.
+ * @par Sizes
+ * Both frames have the same size.
+ * @par In place
+ * The result may go into beta_frame.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * A new frame is the caller's to free, after TAVIX_OK and after OpenCV's failure alike: it stays
+ * stored in *dst_frame. After the core had no frame, *dst_frame is NULL.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * std::bad_alloc: no memory.
+ *
+ * @param dst_frame  holds beta_frame to write into it, or NULL to receive a frame like beta_frame
+ * @return TAVIX_OK, or, first failure wins:
+ *         TAVIX_ERROR_INVALID_PARAM  null record or output address; another destination; format of
+ *                                    alpha_frame; memory other than host
+ *         TAVIX_ERROR_MEMORY         the core has no frame; OpenCV's failure
  */
 TAVIX_API int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame,
                                             const TavixFrameV2 *beta_frame,
                                             TavixFrameV2 **dst_frame);
 
 /**
- * Writes one value to every element of dst. The element type is that of src's format; the geometry
- * is dst's own. 8-bit values are clamped to 0..255 and truncated, NaN gives 0.
+ * Writes one value to every element of a frame.
  *
- * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: format of src, null plane
+ * @par Formats
+ * src gives the element type, one of RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float
+ * formats. The format of dst is not looked at.
+ * @par Sizes
+ * Width, height and channels are those of dst.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Precision
+ * 8-bit values are clamped to 0..255 and truncated, and NaN gives 0. Float values are stored as
+ * they are.
+ *
+ * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null record; format of src; null plane;
+ *         memory other than host; rows of more than 2^31 - 1 elements; rows that no 32-bit product
+ *         of row and linesize reaches
  */
 TAVIX_API int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float value);
 

@@ -1,17 +1,12 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/*
+/**
+ * @file
  * Filters, morphology, threshold and normalisation of packed frames, carried out by OpenCV on views
  * of plane 0.
  *
- * Formats    RGB24 BGR24 GRAY8 BGRA32 RGBA32 and the five float formats. dst must have src's size
- * and format; only the blur checks the format. A dst that OpenCV cannot write in place (another
- *            size) stays as it was, and the call still succeeds.
- * Sizes      of kernels are floats whose fractions are dropped; the anchor is the centre.
- * Failures   of OpenCV become one logged line and a status; other exceptions leave the call.
- * Threads    any; frames must not change during a call.
- *
- * Beside what each operation lists, TAVIX_ERROR_INVALID_PARAM answers a null record and a frame
- * outside host memory. A refused call logs one line and writes nothing.
+ * A refused call logs one line and writes nothing. OpenCV's own failures become one logged line,
+ * which ends with OpenCV's text, and a status. In these operations a linesize[0] of 0 means packed
+ * rows. Every kernel is anchored at its centre.
  */
 #ifndef TAVIX_VIDEO_COMMON_CPU_FILTERS_H
 #define TAVIX_VIDEO_COMMON_CPU_FILTERS_H
@@ -20,51 +15,147 @@
 #include "tavix/core/records.h"
 
 /**
- * Mean over a rectangle, borders reflected without the edge (reflect-101).
+ * Takes the mean over a rectangle around each pixel; borders are reflected without the edge
+ * (reflect-101).
  *
- * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null plane, format, formats differ, OpenCV
- * failure
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; both frames the same.
+ * @par Sizes
+ * dst must have the size of src. A dst of another size stays as it was, and the call still
+ * succeeds.
+ * @par In place
+ * dst may be src. Other overlap is not supported.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * std::bad_alloc: no memory.
+ *
+ * @param kernel_size  pixels of the rectangle; fractions are dropped. The time of a call grows with
+ *                     the square of a side that reaches far beyond the frame.
+ * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null record; null plane; format of src; formats
+ *         that differ; memory other than host; a kernel that OpenCV cannot count (rows with their
+ *         border of 2^31 bytes or more, or a side above 2^28); OpenCV's failure
  */
 TAVIX_API int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                       TavixSize kernel_size);
 
 /**
- * Sum over a rectangle, not its mean, saturated to the element type; borders replicated.
+ * Sums, not averages, over a rectangle around each pixel, saturated to the element type; borders
+ * are replicated.
  *
- * @return TAVIX_OK; TAVIX_ERROR_INVALID_PARAM: null plane, OpenCV failure;
- *         TAVIX_ERROR_UNSUPPORTED: format
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * @par Sizes
+ * dst must have the size of src. A dst of another size stays as it was, and the call still
+ * succeeds.
+ * @par In place
+ * dst may be src. Other overlap is not supported.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * std::bad_alloc: no memory.
+ *
+ * @param kernel_size  pixels of the rectangle; fractions are dropped
+ * @return TAVIX_OK, or, first failure wins:
+ *         TAVIX_ERROR_INVALID_PARAM  null record; null plane
+ *         TAVIX_ERROR_UNSUPPORTED    format of src
+ *         TAVIX_ERROR_INVALID_PARAM  memory other than host; null kernel_size; a kernel that OpenCV
+ *                                    cannot count; OpenCV's failure
  */
 TAVIX_API int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                            const TavixSize *kernel_size);
 
 /**
- * Correlation with a kernel of floats, borders replicated.
+ * Correlates a frame with a kernel of floats; borders are replicated.
  *
- * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null plane, format, kernel elements not float,
- *         OpenCV failure
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * @par Sizes
+ * dst must have the size of src. A dst of another size stays as it was, and the call still
+ * succeeds.
+ * @par In place
+ * dst may be src. Other overlap is not supported.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * std::bad_alloc: no memory.
+ *
+ * @param kernel  elements of TAVIX_DATA_TYPE_FLOAT32; fractions of its sides are dropped
+ * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null record; null plane; format of src; null
+ *         kernel; another element type; memory other than host; a kernel that OpenCV cannot count;
+ *         OpenCV's failure
  */
 TAVIX_API int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                           const TavixKernel *kernel);
 
 /**
- * Maximum under a structuring element of bytes, one iteration; pixels outside do not count.
+ * Takes the maximum under a structuring element, in one iteration; pixels outside do not count.
  *
- * @return TAVIX_OK; TAVIX_ERROR_INVALID_PARAM: null plane, format, OpenCV failure;
- *         TAVIX_ERROR_UNSUPPORTED: kernel elements not 8-bit unsigned
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * @par Sizes
+ * dst must have the size of src. A dst of another size stays as it was, and the call still
+ * succeeds.
+ * @par In place
+ * dst may be src. Other overlap is not supported.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * std::bad_alloc: no memory.
+ *
+ * @param kernel  elements of TAVIX_DATA_TYPE_UINT8, of which those other than 0 count; fractions of
+ *                its sides are dropped, and a kernel without elements means 3 x 3 ones
+ * @return TAVIX_OK, or, first failure wins:
+ *         TAVIX_ERROR_INVALID_PARAM  null record; null plane; format of src; null kernel
+ *         TAVIX_ERROR_UNSUPPORTED    another element type
+ *         TAVIX_ERROR_INVALID_PARAM  memory other than host; a kernel that OpenCV cannot count;
+ *                                    OpenCV's failure
  */
 TAVIX_API int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                               const TavixKernel *kernel);
 
-/** As TavixFrameDilateBorderByCPU with the minimum. */
+/**
+ * Takes the minimum under a structuring element, in one iteration; pixels outside do not count.
+ * Everything else is as in TavixFrameDilateBorderByCPU.
+ *
+ * @return as TavixFrameDilateBorderByCPU
+ */
 TAVIX_API int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                              const TavixKernel *kernel);
 
 /**
  * Compares every element with a threshold.
  *
- * @param type  OpenCV's threshold code, passed unchanged; a computed threshold is not returned
- * @return TAVIX_OK; TAVIX_ERROR_UNSUPPORTED: format; TAVIX_ERROR_INVALID_PARAM: null plane;
- *         TAVIX_ERROR_MEMORY: OpenCV failure
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * @par Sizes
+ * dst must have the size of src. A dst of another size stays as it was, and the call still
+ * succeeds.
+ * @par In place
+ * dst may be src. Other overlap is not supported.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * std::bad_alloc: no memory.
+ *
+ * @param threshold  what elements are compared with
+ * @param max_value  what the binary types store
+ * @param type       OpenCV's threshold code, passed unchanged; a computed threshold is not returned
+ * @return TAVIX_OK, or, first failure wins:
+ *         TAVIX_ERROR_INVALID_PARAM  null record
+ *         TAVIX_ERROR_UNSUPPORTED    format of src
+ *         TAVIX_ERROR_INVALID_PARAM  null plane; memory other than host
+ *         TAVIX_ERROR_MEMORY         OpenCV's failure
  */
 TAVIX_API int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                                  double threshold, double max_value, int32_t type);
@@ -72,7 +163,24 @@ TAVIX_API int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixF
 /**
  * Maps the smallest element of all channels to alpha and the largest to beta, linearly between.
  *
- * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null plane, format, OpenCV failure
+ * @par Formats
+ * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * @par Sizes
+ * dst must have the size of src. A dst of another size stays as it was, and the call still
+ * succeeds.
+ * @par In place
+ * dst may be src. Other overlap is not supported.
+ * @par Alignment
+ * Rows of float frames start whole floats apart.
+ * @par Threads
+ * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * std::bad_alloc: no memory.
+ *
+ * @param alpha  what the smallest element becomes
+ * @param beta   what the largest element becomes
+ * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null record; null plane; format of src; memory
+ *         other than host; OpenCV's failure
  */
 TAVIX_API int32_t TavixFrameMinMaxNormByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                             int32_t alpha, int32_t beta);
