@@ -48,6 +48,15 @@ execute_process(COMMAND ${GZIP} -9 --no-name --stdout ${CMAKE_CURRENT_LIST_DIR}/
                 OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
 file(READ ${CMAKE_CURRENT_LIST_DIR}/description description)
 
+# What scripts/docs left.
+set(documentation ${PROJECT_SOURCE_DIR}/build/docs/html)
+if(EXISTS ${documentation}/index.html)
+  install(
+    DIRECTORY ${documentation}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${documentation_package}
+    COMPONENT documentation)
+endif()
+
 get_cmake_property(components COMPONENTS)
 list(REMOVE_ITEM components Unspecified)
 set(CPACK_COMPONENTS_ALL ${components})

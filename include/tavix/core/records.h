@@ -24,8 +24,8 @@ typedef struct TavixVideoInfo {
  * what it says, one row over and over.
  */
 typedef struct TavixFrameV2 {
-  uint32_t memory; /**< TavixMemoryType; the operations work on host memory only */
-  TavixVideoInfo video;
+  uint32_t memory;      /**< TavixMemoryType; the operations work on host memory only */
+  TavixVideoInfo video; /**< what the pixels are */
   uint8_t *data[TAVIX_FRAME_MAX_PLANES];    /**< first row of each plane */
   int32_t linesize[TAVIX_FRAME_MAX_PLANES]; /**< bytes between the starts of two rows */
   uint64_t device;                          /**< allocation context, handed to the allocator */
@@ -37,8 +37,8 @@ typedef struct TavixFrameV2 {
 
 /** A list of frames. */
 typedef struct TavixFrames {
-  TavixFrameV2 **frames;
-  int32_t frame_num; /**< entries in frames */
+  TavixFrameV2 **frames; /**< frame_num addresses */
+  int32_t frame_num;     /**< entries in frames */
 } TavixFrames;
 
 /** Storage of blob elements; opaque, reference counted by the core. */
@@ -50,41 +50,49 @@ typedef struct TavixBlob {
   uint32_t data_format;              /**< TavixDataFormat */
   int32_t dims_size;                 /**< valid entries of dims */
   int32_t dims[TAVIX_BLOB_MAX_DIMS]; /**< extents, outermost first */
-  TavixBuffer *buffer;
+  TavixBuffer *buffer;               /**< the elements */
 } TavixBlob;
 
 /** One value of a result array. */
 typedef struct TavixArrayElement {
   int32_t type; /**< TavixArrayType */
-  double value;
+  double value; /**< the result */
 } TavixArrayElement;
 
 /** A result array. */
 typedef struct TavixArray {
-  int32_t count; /**< elements in use */
-  TavixArrayElement *elements;
+  int32_t count;               /**< elements in use */
+  TavixArrayElement *elements; /**< at least count of them */
 } TavixArray;
 
 /** Width and height; fractions are dropped where whole pixels are needed. */
 typedef struct TavixSize {
-  float width, height;
+  float width;  /**< columns */
+  float height; /**< rows */
 } TavixSize;
 
 /** A rectangle in pixels from the top left corner; fractions are dropped. */
 typedef struct TavixRect {
-  float x, y, width, height;
+  float x;      /**< first column */
+  float y;      /**< first row */
+  float width;  /**< columns */
+  float height; /**< rows */
 } TavixRect;
 
 /** A filter kernel or structuring element: height rows of width contiguous elements. */
 typedef struct TavixKernel {
-  float width, height; /**< columns and rows; fractions are dropped */
-  int32_t data_type;   /**< TavixDataType of the elements */
-  void *data;          /**< height x width elements, owned by the caller */
+  float width;       /**< columns; fractions are dropped */
+  float height;      /**< rows; fractions are dropped */
+  int32_t data_type; /**< TavixDataType of the elements */
+  void *data;        /**< height x width elements, owned by the caller */
 } TavixKernel;
 
 /** Single-channel frames of a split; the slots asked for are filled, the others left alone. */
 typedef struct TavixChannelFrames {
-  TavixFrameV2 *red, *green, *blue, *alpha;
+  TavixFrameV2 *red;   /**< GRAY8 or GRAYF32, as for all four */
+  TavixFrameV2 *green; /**< the green channel */
+  TavixFrameV2 *blue;  /**< the blue channel */
+  TavixFrameV2 *alpha; /**< the alpha channel */
 } TavixChannelFrames;
 
 #endif

@@ -1,0 +1,24 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/* Grows what is dark by two pixels to all sides. */
+#include <string.h>
+#include <tavix/video_common_cpu.h>
+
+#include "picture.h"
+
+int main(void) {
+  TavixFrameV2 *src = read_picture("picture.ppm");
+  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+
+  uint8_t all[25];
+  memset(all, 1, sizeof all);
+  const TavixKernel kernel = {5, 5, TAVIX_DATA_TYPE_UINT8, all};
+  check(TavixFrameErodeBorderByCPU(src, dst, &kernel));
+  write_picture("TavixFrameErodeBorderByCPU.ppm", dst);
+  TavixFrameFreeV2(dst);
+  TavixFrameFreeV2(src);
+  return 0;
+}
+
+/* Prints:
+TavixFrameErodeBorderByCPU.ppm: 320 x 200
+*/

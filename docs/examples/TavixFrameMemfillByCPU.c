@@ -1,0 +1,20 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/* Fills a frame with one value. */
+#include <tavix/video_common_cpu.h>
+
+#include "picture.h"
+
+int main(void) {
+  TavixFrameV2 *src = read_picture("picture.ppm");
+  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+
+  check(TavixFrameMemfillByCPU(src, dst, 200));
+  write_picture("TavixFrameMemfillByCPU.ppm", dst);
+  TavixFrameFreeV2(dst);
+  TavixFrameFreeV2(src);
+  return 0;
+}
+
+/* Prints:
+TavixFrameMemfillByCPU.ppm: 320 x 200
+*/
