@@ -13,7 +13,7 @@ from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 
-SHOWN = ["index", "start/c", "reference/filters", "guides/threads", "benchmarks"]
+SHOWN = ["index", "start/c", "reference/arithmetic", "reference/filters", "guides/threads", "benchmarks"]
 WIDTHS = {"narrow": 480, "wide": 1600}
 MISSING_PICTURES = "return [...document.images].filter(i => !i.complete || !i.naturalWidth).map(i => i.src)"
 # Tables and programs scroll within themselves.
