@@ -12,6 +12,9 @@ class Choices {
   Choices(const uint8_t *data, size_t size) : next_(data), end_(data + size) {}
 
   uint8_t byte() { return next_ == end_ ? 0 : *next_++; }
+  bool more() const { return next_ != end_; }
+
+  int32_t below(int32_t limit) { return byte() % limit; }
 
   template <class T, size_t n>
   T of(const T (&options)[n]) {
@@ -19,6 +22,11 @@ class Choices {
   }
 
   bool rarely() { return byte() % 16 == 15; }
+
+  template <class T>
+  T *maybe(T *pointer) {
+    return rarely() ? nullptr : pointer;
+  }
 
  private:
   const uint8_t *next_, *end_;

@@ -97,6 +97,13 @@ std::vector<uint8_t> GuardedFrame::payload() const {
   return copy;
 }
 
+void GuardedFrame::set_payload(const std::vector<uint8_t> &payload) {
+  const uint8_t *next = payload.data();
+  for (size_t p = 0; p < planes_.size(); ++p)
+    for (int32_t y = 0; y < planes_[p].shape.rows; ++y, next += planes_[p].shape.row_bytes)
+      std::copy_n(next, planes_[p].shape.row_bytes, row(y, int(p)));
+}
+
 bool GuardedFrame::intact() const {
   for (size_t p = 0; p < planes_.size(); ++p) {
     const Plane &plane = planes_[p];

@@ -83,6 +83,7 @@ class GuardedFrame {
 
   // The payload without padding, plane after plane: a snapshot to compare with later.
   std::vector<uint8_t> payload() const;
+  void set_payload(const std::vector<uint8_t> &payload);
 
   // Whether nothing but payload was written, wherever the record points by now.
   [[nodiscard]] bool intact() const;

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+// Frames and blobs drawn from an input. Their memory is as large as they first say, between pages
+// that nobody may touch; afterwards they may be spoiled, so that they say less or what no record
+// says.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "choices.h"
+#include "support/guarded_blob.h"
+#include "support/guarded_frame.h"
+
+namespace tavix::fuzz {
+
+// Memory of a record: what is watched, and put back before each call.
+class Record {
+ public:
+  virtual ~Record() = default;
+  virtual std::vector<uint8_t> contents() const = 0;
+  virtual void restore(const std::vector<uint8_t> &contents) = 0;
+  // Whether nothing outside the contents was written.
+  virtual bool intact() const = 0;
+};
+
+class FrameRecord final : public Record {
+ public:
+  FrameRecord(Choices &c, const test::FrameShape &shape) : FrameRecord(c, shape, any_layout(c)) {}
+  FrameRecord(Choices &c, const test::FrameShape &shape, const test::FrameLayout &layout);
+
+  std::vector<uint8_t> contents() const override { return frame.payload(); }
+  void restore(const std::vector<uint8_t> &contents) override { frame.set_payload(contents); }
+  bool intact() const override { return frame.intact(); }
+
+  // Sometimes makes the record say something else than its memory.
+  void maybe_spoil(Choices &c);
+
+  TavixFrameV2 *operator->() { return &*frame; }
+  TavixFrameV2 &operator*() { return *frame; }
+
+  static test::FrameLayout any_layout(Choices &c);
+
+  test::FrameLayout layout;
+  test::GuardedFrame frame;
+  bool spoiled = false;
+};
+
+class BlobRecord final : public Record {
+ public:
+  // Of a type without a name the storage is 64 bytes.
+  BlobRecord(Choices &c, uint32_t data_type, uint32_t data_format,
+             const std::vector<int32_t> &dims);
+
+  std::vector<uint8_t> contents() const override;
+  void restore(const std::vector<uint8_t> &contents) override;
+  bool intact() const override { return blob.intact(); }
+
+  void maybe_spoil(Choices &c);
+
+  test::GuardedBlob blob;
+  bool spoiled = false;
+};
+
+// Mostly a format that has packed pixels.
+inline constexpr int32_t kPackedFormats[] = {0, 1, 2, 4, 5, 11, 12, 13, 14, 15};
+inline constexpr int32_t kColorFormats[] = {0, 1, 2, 4, 5, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+
+test::FrameShape any_shape(Choices &c);
+
+// The payload of a frame that a call made, by plane 0 of its record, and the frame is freed. Null
+// gives nothing and becomes null again.
+std::vector<uint8_t> take_frame(TavixFrameV2 *&frame);
+
+// Codes and numbers that operations may be asked for.
+inline constexpr int32_t kIntegers[] = {0, 1,  2,  3,  4,  5,  6,         7,        8,
+                                        9, 10, 16, 31, -1, -2, INT32_MIN, INT32_MAX};
+
+// Ordinary numbers, halves, limits, and what is no number.
+double any_number(Choices &c);
+
+}  // namespace tavix::fuzz

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+// One valid call of each exported function, of each service and of each function for applications,
+// on records that are ready beforehand.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tavix::proof {
+
+// What may leave a call when resources run out.
+enum class Leaves {
+  nothing,  // a status says it all
+  arena,    // what makes an arena and its threads, with more than one worker
+  opencv,   // OpenCV's exceptions and std::bad_alloc
+  memory    // std::bad_alloc: of what OpenCV allocates outside its own exceptions
+};
+
+// The memory that a call writes, and what it made.
+struct Result {
+  std::vector<uint8_t> bytes;
+  bool made_something = false;
+};
+
+struct Subject {
+  std::string name;
+  Leaves leaves;
+  // At most so many error lines come with a refusal.
+  int lines;
+  // Calls it; the status, or TAVIX_ERROR_MEMORY for a null result.
+  std::function<int32_t()> call;
+  // The bytes that a successful call leaves; frees what it made.
+  std::function<Result()> take;
+};
+
+// Made once, before anything fails.
+std::vector<Subject> subjects();
+
+}  // namespace tavix::proof
