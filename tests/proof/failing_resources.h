@@ -18,7 +18,7 @@ int64_t stop_failing();
 // Whether a request has failed since fail_request.
 bool has_failed();
 
-// Blocks of memory that are in use.
+// Blocks of memory that are in use, the data of OpenCV's matrices aside.
 int64_t live_blocks();
 
 }  // namespace tavix::proof

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "calls.h"
+
+#include <cstring>
+#include <memory>
+
+#include "support/guarded_frame.h"
+#include "tavix/core.h"
+#include "tavix/video_common_cpu.h"
+
+namespace tavix::proof {
+
+namespace {
+
+using test::GuardedFrame;
+
+// What every call works on: made before anything fails, and never freed.
+struct Records {
+  static constexpr int32_t kWidth = 37, kHeight = 19;
+
+  GuardedFrame a{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}}, b{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}},
+      dst{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}}, floats{{TAVIX_PIX_FMT_BGRF32, kWidth, kHeight}},
+      mask{{TAVIX_PIX_FMT_GRAY8, kWidth, kHeight}}, nv12{{TAVIX_PIX_FMT_NV12, kWidth, kHeight}},
+      larger{{TAVIX_PIX_FMT_BGR24, kWidth + 4, kHeight + 4}};
+  TavixBlob *tensor = make_blob({1, 3, kHeight, kWidth}),
+            *other = make_blob({1, 3, kHeight, kWidth});
+  TavixFrameV2 *a_list[1] = {a}, *dst_list[1] = {dst};
+  TavixFrames a_frames = {a_list, 1}, dst_frames = {dst_list, 1};
+  double ones[4] = {1, 1, 1, 1}, parts[4] = {0.5, 0.25, 0.125, 2};
+  float norm_vals[8] = {1, 2, 3, 4, 0.5f, 0.25f, 2, 1};
+  float affine[6] = {0.9f, 0.1f, 1, -0.1f, 1.1f, 2},
+        perspective[9] = {0.9f, 0.1f, 1, -0.1f, 1.1f, 2, 0.001f, 0, 1};
+  float weights[9] = {0, 1, 0, 1, -4, 1, 0, 1, 0};
+  uint8_t shape[9] = {0, 1, 0, 1, 1, 1, 0, 1, 0};
+  TavixKernel filter = {3, 3, TAVIX_DATA_TYPE_FLOAT32, weights},
+              element = {3, 3, TAVIX_DATA_TYPE_UINT8, shape};
+
+  // What a call makes.
+  TavixFrameV2 *frame = nullptr;
+  TavixArray *array = nullptr;
+  TavixBlob *blob = nullptr;
+  TavixChannelFrames channels = {};
+
+  static TavixBlob *make_blob(std::vector<int32_t> dims) {
+    return TavixBlobAlloc(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, 4, dims.data());
+  }
+
+  Records() {
+    a.fill(test::Fill::noise, 1), b.fill(test::Fill::noise, 2), floats.fill(test::Fill::noise, 3);
+    mask.fill(test::Fill::noise, 4), nv12.fill(test::Fill::noise, 5);
+    auto *scores = static_cast<float *>(TavixBlobBufferGet(tensor));
+    for (int i = 0; i < 3 * kHeight * kWidth; ++i) scores[i] = float(i % 97) / 9 - 5;
+  }
+};
+
+// The bytes of what calls write and make.
+class Collector {
+ public:
+  void add(const void *data, size_t size) {
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    result_.bytes.insert(result_.bytes.end(), bytes, bytes + size);
+  }
+  void add(const GuardedFrame &frame) {
+    const auto payload = frame.payload();
+    add(payload.data(), payload.size());
+  }
+  void take(TavixFrameV2 *&frame) {
+    if (frame == nullptr) return;
+    result_.made_something = true;
+    const int32_t element = test::is_float_format(frame->video.format) ? 4 : 1;
+    for (int32_t y = 0; y < frame->video.height; ++y)
+      add(frame->data[0] + int64_t(y) * frame->linesize[0],
+          size_t(frame->video.width * frame->video.channels * element));
+    TavixFrameFreeV2(frame);
+    frame = nullptr;
+  }
+  void take(TavixArray *&array) {
+    if (array == nullptr) return;
+    result_.made_something = true;
+    for (int32_t i = 0; i < array->count; ++i) add(&array->elements[i].value, sizeof(double));
+    TavixArrayFree(array);
+    array = nullptr;
+  }
+  void take(TavixBlob *&blob) {
+    if (blob == nullptr) return;
+    result_.made_something = true;
+    add(TavixBlobBufferGet(blob), 16);
+    TavixBlobFree(blob);
+    blob = nullptr;
+  }
+  const Result &result() const { return result_; }
+
+ private:
+  Result result_;
+};
+
+}  // namespace
+
+std::vector<Subject> subjects() {
+  static Records &r = *new Records;
+  const auto take = [] {
+    Collector all;
+    for (const GuardedFrame *frame : {&r.dst, &r.larger, &r.nv12}) all.add(*frame);
+    all.add(TavixBlobBufferGet(r.other), sizeof(float) * 3 * Records::kHeight * Records::kWidth);
+    for (TavixFrameV2 **slot : {&r.frame, &r.channels.red, &r.channels.green, &r.channels.blue})
+      all.take(*slot);
+    all.take(r.array);
+    all.take(r.blob);
+    return all.result();
+  };
+
+  std::vector<Subject> all;
+  const auto add = [&](const char *name, Leaves leaves, int lines, std::function<int32_t()> call) {
+    all.push_back({name, leaves, lines, std::move(call), take});
+  };
+
+  // Arithmetic, statistics, softmax: each of the four layers.
+#define TAVIX_ADD_BINARY(layer)                                                              \
+  add("TavixFrameBinaryArithmetic" #layer, Leaves::arena, 1, [] {                            \
+    return TavixFrameBinaryArithmetic##layer(r.a, r.b, TAVIX_BINARY_OP_ADD, r.ones, r.parts, \
+                                             r.parts, r.dst);                                \
+  })
+#define TAVIX_ADD_UNARY(layer)                                                                  \
+  add("TavixFrameUnaryArithmetic" #layer, Leaves::arena, 1, [] {                                \
+    return TavixFrameUnaryArithmetic##layer(r.a, TAVIX_UNARY_OP_SQRT, r.parts, r.parts, r.dst); \
+  })
+#define TAVIX_ADD_STATISTICS(layer)                             \
+  add("TavixFrameStatisticalFunction" #layer, Leaves::arena, 2, \
+      [] { return TavixFrameStatisticalFunction##layer(r.a, TAVIX_STAT_OP_STDDEV, &r.array); })
+#define TAVIX_ADD_SOFTMAX(layer)                   \
+  add("TavixBlobSoftmax" #layer, Leaves::arena, 1, \
+      [] { return TavixBlobSoftmax##layer(r.tensor, 1, r.other); })
+#define TAVIX_ADD_LAYERS(add_layer) \
+  add_layer(ByCPU);                 \
+  add_layer(Forward);               \
+  add_layer(CommonC);               \
+  add_layer(AVX)
+  TAVIX_ADD_LAYERS(TAVIX_ADD_BINARY);
+  TAVIX_ADD_LAYERS(TAVIX_ADD_UNARY);
+  TAVIX_ADD_LAYERS(TAVIX_ADD_STATISTICS);
+  TAVIX_ADD_LAYERS(TAVIX_ADD_SOFTMAX);
+#undef TAVIX_ADD_BINARY
+#undef TAVIX_ADD_UNARY
+#undef TAVIX_ADD_STATISTICS
+#undef TAVIX_ADD_SOFTMAX
+#undef TAVIX_ADD_LAYERS
+
+  // Colour and blobs.
+  add("TavixFrameConvertColorByCPU", Leaves::arena, 1,
+      [] { return TavixFrameConvertColorByCPU(r.a, r.nv12); });
+  add("TavixFrameToBlobByCPU", Leaves::nothing, 1,
+      [] { return TavixFrameToBlobByCPU(r.a, r.other); });
+  add("TavixFramesToBlobByCPU", Leaves::nothing, 1,
+      [] { return TavixFramesToBlobByCPU(&r.a_frames, r.other); });
+  add("TavixBlobToFrameByCPU", Leaves::nothing, 1,
+      [] { return TavixBlobToFrameByCPU(r.tensor, r.dst); });
+  add("TavixBlobToFramesByCPU", Leaves::nothing, 1,
+      [] { return TavixBlobToFramesByCPU(r.tensor, &r.dst_frames); });
+  add("TavixFrameDataTypeConvertNormalizationFuseByCPU", Leaves::nothing, 2, [] {
+    return TavixFrameDataTypeConvertNormalizationFuseByCPU(r.a, &r.frame, TAVIX_DATA_TYPE_FLOAT32,
+                                                           r.norm_vals);
+  });
+
+  // Geometry.
+  add("TavixFrameResizeByCPU", Leaves::opencv, 0, [] {
+    return TavixFrameResizeByCPU(r.a, r.larger, Records::kWidth + 4, Records::kHeight + 4, 1);
+  });
+  add("TavixFrameResizeByScaleByCPU", Leaves::opencv, 2,
+      [] { return TavixFrameResizeByScaleByCPU(r.a, &r.frame, 0.5, 2, 1); });
+  add("TavixFrameWarpAffineByCPU", Leaves::opencv, 0,
+      [] { return TavixFrameWarpAffineByCPU(r.larger, r.a, r.affine, 1, 0, 7); });
+  add("TavixFrameWarpPerspectiveByCPU", Leaves::opencv, 0,
+      [] { return TavixFrameWarpPerspectiveByCPU(r.larger, r.a, r.perspective, 1, 0, 7); });
+  add("TavixFrameRoiByCPU", Leaves::opencv, 0, [] {
+    return TavixFrameRoiByCPU(r.a, r.larger, {1, 2, 10, 9}, {3, 4, 10, 9});
+  });
+  add("TavixFrameCopyMakeBorderByCPU", Leaves::opencv, 0,
+      [] { return TavixFrameCopyMakeBorderByCPU(r.a, r.larger, 1, 3, 2, 2, 4, 0); });
+
+  // Filters.
+  add("TavixFrameBlurByCPU", Leaves::memory, 1, [] {
+    return TavixFrameBlurByCPU(r.a, r.dst, {5, 3});
+  });
+  add("TavixFrameBoxFilterByCPU", Leaves::memory, 1, [] {
+    const TavixSize size = {3, 5};
+    return TavixFrameBoxFilterByCPU(r.a, r.dst, &size);
+  });
+  add("TavixFrameFilter2DByCPU", Leaves::memory, 1,
+      [] { return TavixFrameFilter2DByCPU(r.a, r.dst, &r.filter); });
+  add("TavixFrameDilateBorderByCPU", Leaves::memory, 1,
+      [] { return TavixFrameDilateBorderByCPU(r.a, r.dst, &r.element); });
+  add("TavixFrameErodeBorderByCPU", Leaves::memory, 1,
+      [] { return TavixFrameErodeBorderByCPU(r.a, r.dst, &r.element); });
+  add("TavixFrameThresholdBinaryByCPU", Leaves::memory, 1,
+      [] { return TavixFrameThresholdBinaryByCPU(r.a, r.dst, 100, 200, 0); });
+  add("TavixFrameMinMaxNormByCPU", Leaves::memory, 1,
+      [] { return TavixFrameMinMaxNormByCPU(r.a, r.dst, 10, 200); });
+
+  // Channels, masks and fills.
+  add("TavixFrameChannelSplitByCPU", Leaves::opencv, 2,
+      [] { return TavixFrameChannelSplitByCPU(r.a, &r.channels, 7); });
+  add("TavixFrameAddMaskByCPU", Leaves::opencv, 2, [] {
+    const int32_t status = TavixFrameAddMaskByCPU(r.a, r.mask, &r.frame);
+    if (status != TAVIX_OK) r.frame = nullptr;  // must not be used
+    return status;
+  });
+  add("TavixFrameMultiFrameByCPU", Leaves::memory, 2,
+      [] { return TavixFrameMultiFrameByCPU(r.a, r.b, &r.frame); });
+  add("TavixFrameMemfillByCPU", Leaves::nothing, 0,
+      [] { return TavixFrameMemfillByCPU(r.dst, r.dst, 77); });
+
+  // The core's services and what applications call.
+  const auto made = [](const void *result) {
+    return result == nullptr ? TAVIX_ERROR_MEMORY : TAVIX_OK;
+  };
+  add("TavixVideoFrameAllocV2", Leaves::nothing, 1, [made] {
+    return made(r.frame = TavixVideoFrameAllocV2(TAVIX_PIX_FMT_BGR24, 0, 20, 10, 0, 64));
+  });
+  add("TavixFrameFreeV2", Leaves::nothing, 0, [] {
+    TavixFrameFreeV2(nullptr);
+    return TAVIX_OK;
+  });
+  add("TavixFrameCopyV2", Leaves::nothing, 0, [] { return TavixFrameCopyV2(r.dst, r.a, 0, 0); });
+  add("TavixArrayAlloc", Leaves::nothing, 1,
+      [made] { return made(r.array = TavixArrayAlloc(TAVIX_ARRAY_TYPE_DOUBLE, 3)); });
+  add("TavixLoggerLogV2", Leaves::nothing, 1, [] {
+    TavixLoggerLogV2(TAVIX_LOG_ERROR, "file", "function", 1, "%0600d", 7);
+    return TAVIX_OK;
+  });
+  add("TavixAtDeinitializeRegister", Leaves::memory, 0, [] {
+    TavixAtDeinitializeRegister([] {});
+    return TAVIX_OK;
+  });
+  add("TavixBlobBufferGet", Leaves::nothing, 0,
+      [made] { return made(TavixBlobBufferGet(r.tensor)); });
+  add("TavixBufferDataGetV2", Leaves::nothing, 0,
+      [made] { return made(TavixBufferDataGetV2(r.tensor->buffer)); });
+  add("TavixBlobAlloc", Leaves::nothing, 1, [made] {
+    constexpr int32_t kDims[] = {4, 5};
+    return made(r.blob = TavixBlobAlloc(TAVIX_DATA_TYPE_FLOAT32, 0, 2, kDims));
+  });
+  add("TavixBufferRetain", Leaves::nothing, 0, [] {
+    TavixBufferRelease(TavixBufferRetain(r.tensor->buffer));
+    return TAVIX_OK;
+  });
+  add("TavixDeinitialize", Leaves::nothing, 0, [] {
+    TavixDeinitialize();
+    return TAVIX_OK;
+  });
+  return all;
+}
+
+}  // namespace tavix::proof
