@@ -18,6 +18,7 @@ set(documentation_summary "CPU image and tensor operations on video frames - doc
 set(documentation_section doc)
 set(documentation_multi_arch foreign)
 set(documentation_architecture all)
+set(documentation_needs libjs-sphinxdoc)
 set(tools_summary "CPU image and tensor operations on video frames - command-line tool")
 set(tools_section video)
 set(tools_multi_arch foreign)
@@ -48,13 +49,33 @@ execute_process(COMMAND ${GZIP} -9 --no-name --stdout ${CMAKE_CURRENT_LIST_DIR}/
                 OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
 file(READ ${CMAKE_CURRENT_LIST_DIR}/description description)
 
-# What scripts/docs left.
+# What scripts/docs left. Scripts of Sphinx that Debian has stand in a package of their own.
 set(documentation ${PROJECT_SOURCE_DIR}/build/docs/html)
+set(documentation_folder ${CMAKE_INSTALL_DATADIR}/doc/${documentation_package})
+set(sphinx_scripts /usr/share/javascript/sphinxdoc/1.0)
 if(EXISTS ${documentation}/index.html)
+  file(
+    GLOB shared_scripts
+    RELATIVE ${sphinx_scripts}
+    ${sphinx_scripts}/*.js)
+  list(TRANSFORM shared_scripts REPLACE "(.+)" "/_static/\\1$" OUTPUT_VARIABLE not_installed)
+  list(JOIN not_installed "|" not_installed)
   install(
     DIRECTORY ${documentation}
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${documentation_package}
-    COMPONENT documentation)
+    DESTINATION ${documentation_folder}
+    COMPONENT documentation
+    REGEX "${not_installed}" EXCLUDE)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/links)
+  foreach(script IN LISTS shared_scripts)
+    if(EXISTS ${documentation}/_static/${script})
+      file(CREATE_LINK ../../../../javascript/sphinxdoc/1.0/${script}
+           ${PROJECT_BINARY_DIR}/links/${script} SYMBOLIC)
+      install(
+        FILES ${PROJECT_BINARY_DIR}/links/${script}
+        DESTINATION ${documentation_folder}/html/_static
+        COMPONENT documentation)
+    endif()
+  endforeach()
 endif()
 
 get_cmake_property(components COMPONENTS)
@@ -67,6 +88,7 @@ foreach(component IN LISTS components)
   set(CPACK_DEBIAN_${upper}_PACKAGE_MULTIARCH ${${component}_multi_arch})
   set(CPACK_DEBIAN_${upper}_PACKAGE_ARCHITECTURE ${${component}_architecture})
   set(CPACK_DEBIAN_${upper}_DESCRIPTION "${${component}_summary}\n${description}")
+  set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS ${${component}_needs})
   set(CPACK_COMPONENT_${upper}_DEPENDS ${${component}_depends})
   install(
     FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${PROJECT_BINARY_DIR}/changelog.gz
