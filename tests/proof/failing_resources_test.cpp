@@ -106,7 +106,7 @@ void run_case(const Subject &subject, const Case &c) {
   Report &r = report();
   TavixLoggerSetSink(count_line, nullptr);
   module::worker_count = uint8_t(c.workers);
-  // The process-wide start of oneTBB is its own affair: it never returns when memory runs out.
+  // The process-wide start of oneTBB is its own affair: where it fails, it loses memory ever after.
   if (c.workers > 1) tbb::task_arena(2).initialize();
   if (c.warm) {
     COMPLAIN_UNLESS(subject.call() == TAVIX_OK, "refused without a failure");
