@@ -113,18 +113,15 @@ void expect_reference(const Implementation &implementation, uint32_t op, const S
   EXPECT_TRUE(src1.payload() == before1 && src2.payload() == before2);
 }
 
-// Each of the ten operations of each implementation, on the caller's thread and on eight workers.
+// Each of the ten operations on every level of processor, on the caller's thread and on eight workers.
 void for_each_op(
     const std::function<void(const Implementation &implementation, uint32_t op)> &run) {
-  for (const Implementation &implementation : implementations())
-    for (const int workers : {1, 8}) {
-      const ScopedWorkers count(workers);
-      for (uint32_t op = 0; op < 10 && !::testing::Test::HasFailure(); ++op) {
-        SCOPED_TRACE(::testing::Message() << implementation.name << ", operation " << op << ", "
-                                          << workers << " workers");
-        run(implementation, op);
-      }
+  for_each_path([&run](const Path &path) {
+    for (uint32_t op = 0; op < 10 && !::testing::Test::HasFailure(); ++op) {
+      SCOPED_TRACE(::testing::Message() << "operation " << op);
+      run(path.vector ? kAvx : kCommonC, op);
     }
+  });
 }
 
 TEST(BinaryArithmetic, BytesOfEveryShape) {

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "cpu/x86/arithmetic/library_math_avx2.h"
-#include "cpu_dispatch/cpu_features.h"
+#include "cpu/x86/arithmetic/library_math.h"
+#include "cpu_dispatch/cpu_level.h"
 #include "support/compare.h"
 #include "support/guarded_bytes.h"
 #include "support/sweep.h"
@@ -18,19 +18,26 @@
 namespace tavix::test {
 namespace {
 
-using RowFunction = void (*)(const float *x, float *y, int32_t n);
-void expf_row(const float *x, float *y, int32_t n) {
-  module::expf_row_avx2(x, y, n);
+// The rows of one instruction set.
+template <int lanes>
+struct Rows {
+  module::CpuLevel level;
+  module::LibraryRows<lanes>::Row *expf, *logf;
+  module::LibraryRows<lanes>::ScaledRow *scaled_logf;
+};
+constexpr Rows<8> kAvx2 = {module::CpuLevel::kAvx2, module::avx2::expf_row, module::avx2::logf_row,
+                           module::avx2::scaled_logf_row};
+constexpr Rows<16> kAvx512 = {module::CpuLevel::kAvx512, module::avx512::expf_row,
+                              module::avx512::logf_row, module::avx512::scaled_logf_row};
+
+// Those that this processor can run.
+template <class Run>
+void for_each_width(const Run &run) {
+  if (module::cpu_level() >= kAvx2.level) run(kAvx2);
+  if (module::cpu_level() >= kAvx512.level) run(kAvx512);
 }
-void logf_row(const float *x, float *y, int32_t n) {
-  module::logf_row_avx2(x, y, n);
-}
-void expf_row_of_any_library(const float *x, float *y, int32_t n) {
-  module::expf_row_avx2(x, y, n, {expf, false});
-}
-void logf_row_of_any_library(const float *x, float *y, int32_t n) {
-  module::logf_row_avx2(x, y, n, {logf, false});
-}
+
+using Row = void(const float *x, float *y, int32_t n, const module::LibraryFunction &function);
 using LibraryFunction = float (*)(float);
 
 struct Mismatches {
@@ -40,7 +47,7 @@ struct Mismatches {
 
 // Floats of every exponent and both signs, on two threads. The bits of NaN results, too, are the
 // library's.
-void expect_library_bits(RowFunction row, LibraryFunction library) {
+void expect_library_bits(Row *row, const module::LibraryFunction &library) {
   constexpr uint64_t kAll = uint64_t(1) << 32;
   constexpr int32_t kRow = 4096;
   const uint64_t step = effort() == Effort::exhaustive ? 1 : uint64_t(by_effort(61, 4099));
@@ -50,9 +57,9 @@ void expect_library_bits(RowFunction row, LibraryFunction library) {
       size_t n = 0;
       for (; n < kRow && bits < kAll; ++n, bits += 2 * step)
         x[n] = std::bit_cast<float>(uint32_t(bits));
-      row(x.data(), y.data(), int32_t(n));
+      row(x.data(), y.data(), int32_t(n), library);
       for (size_t i = 0; i < n; ++i)
-        if (std::bit_cast<uint32_t>(library(x[i])) != std::bit_cast<uint32_t>(y[i]))
+        if (std::bit_cast<uint32_t>(library.call(x[i])) != std::bit_cast<uint32_t>(y[i]))
           ++mismatches.count, mismatches.x = x[i];
       mismatches.compared += n;
     }
@@ -69,16 +76,16 @@ void expect_library_bits(RowFunction row, LibraryFunction library) {
 class LibraryMath : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
+    if (!module::has_vector_path()) GTEST_SKIP() << "no AVX2";
   }
 };
 
 TEST_F(LibraryMath, ExpfBitForBit) {
-  expect_library_bits(expf_row, expf);
+  for_each_width([](const auto &rows) { expect_library_bits(rows.expf, module::library_expf()); });
 }
 
 TEST_F(LibraryMath, LogfBitForBit) {
-  expect_library_bits(logf_row, logf);
+  for_each_width([](const auto &rows) { expect_library_bits(rows.logf, module::library_logf()); });
 }
 
 // Those of another library: rounded once, which the one at hand does not always do, and one unit up.
@@ -97,54 +104,58 @@ TEST_F(LibraryMath, LibrariesAreToldApart) {
 }
 
 // Rows stay right with a library that is not known, and every element keeps its own parameters.
-TEST_F(LibraryMath, RowsOfAnotherLibrary) {
+template <int lanes>
+void expect_parameters_of_each_element(const Rows<lanes> &rows, LibraryFunction library) {
   constexpr float kLeast = 0.25f;
-  const module::LibraryFunction other_log = module::examined_logf(rounded_log);
+  constexpr int32_t kPeriod = 3 * lanes;
   for (const int32_t channels : {1, 2, 3, 4}) {
-    float scale[24], offset[24];
-    for (int32_t k = 0; k < 24; ++k)
+    float scale[kPeriod], offset[kPeriod];
+    for (int32_t k = 0; k < kPeriod; ++k)
       scale[k] = 1.0f + 0.5f * float(k % channels), offset[k] = float(k % channels);
     for (const int32_t n : numbers(0, 130)) {
       std::vector<float> x(size_t(n) + 1), y(size_t(n) + 1), expected(size_t(n) + 1);
       for (int32_t i = 0; i < n; ++i) {
         x[size_t(i)] = i % 17 == 5 ? NAN : 0.01f * float(i * i);
-        const float v = x[size_t(i)] * scale[i % 24];
-        expected[size_t(i)] = rounded_log(v <= kLeast ? kLeast : v) + offset[i % 24];
+        const float v = x[size_t(i)] * scale[i % kPeriod];
+        expected[size_t(i)] = library(v <= kLeast ? kLeast : v) + offset[i % kPeriod];
       }
-      module::scaled_logf_row_avx2(reinterpret_cast<const uint8_t *>(x.data()),
-                                   reinterpret_cast<uint8_t *>(y.data()), n, kLeast, scale, offset,
-                                   other_log);
+      rows.scaled_logf(reinterpret_cast<const uint8_t *>(x.data()),
+                       reinterpret_cast<uint8_t *>(y.data()), n, kLeast, scale, offset,
+                       module::examined_logf(library));
       ASSERT_TRUE(same_values<float>(expected, y)) << n << " elements, " << channels << " channels";
     }
   }
+}
 
-  std::vector<float> x, y(100), expected;
-  for (int32_t i = 0; i < 100; ++i) {
-    x.push_back(0.3f * float(i - 50));
-    expected.push_back(upper_exp(x.back()));
-  }
-  module::expf_row_avx2(x.data(), y.data(), 100, module::examined_expf(upper_exp));
-  EXPECT_TRUE(same_values<float>(expected, y));
+TEST_F(LibraryMath, ScaledRows) {
+  for_each_width([](const auto &rows) {
+    expect_parameters_of_each_element(rows, logf);
+    expect_parameters_of_each_element(rows, rounded_log);
+  });
 }
 
 // Every length of a row, ending at a page nobody may touch.
 TEST_F(LibraryMath, RowsOfEveryLength) {
-  for (const auto &[row, library] : {std::pair<RowFunction, LibraryFunction>{expf_row, expf},
-                                     {expf_row_of_any_library, expf},
-                                     {logf_row, logf},
-                                     {logf_row_of_any_library, logf}})
-    for (int32_t n : numbers(0, 1100)) {
-      const GuardedBytes in(size_t(n) * 4), out(size_t(n) * 4);
-      auto *x = reinterpret_cast<float *>(in.data()), *y = reinterpret_cast<float *>(out.data());
-      std::vector<float> expected;
-      for (int32_t i = 0; i < n; ++i) {
-        x[i] = 0.9f + 0.0003f * float(i);
-        expected.push_back(library(x[i]));
-      }
-      row(x, y, n);
-      ASSERT_TRUE(same_values<float>(expected, {y, size_t(n)})) << n;
-      ASSERT_TRUE(in.intact() && out.intact());
+  const auto expect_row = [](Row *row, const module::LibraryFunction &library, int32_t n) {
+    const GuardedBytes in(size_t(n) * 4), out(size_t(n) * 4);
+    auto *x = reinterpret_cast<float *>(in.data()), *y = reinterpret_cast<float *>(out.data());
+    std::vector<float> expected;
+    for (int32_t i = 0; i < n; ++i) {
+      x[i] = 0.9f + 0.0003f * float(i);
+      expected.push_back(library.call(x[i]));
     }
+    row(x, y, n, library);
+    ASSERT_TRUE(same_values<float>(expected, {y, size_t(n)})) << n;
+    ASSERT_TRUE(in.intact() && out.intact());
+  };
+  for_each_width([&](const auto &rows) {
+    for (const int32_t n : numbers(0, 1100)) {
+      expect_row(rows.expf, module::library_expf(), n);
+      expect_row(rows.expf, module::examined_expf(upper_exp), n);
+      expect_row(rows.logf, module::library_logf(), n);
+      expect_row(rows.logf, module::examined_logf(rounded_log), n);
+    }
+  });
 }
 
 }  // namespace

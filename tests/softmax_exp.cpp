@@ -3,8 +3,7 @@
 
 #if defined(__x86_64__)
 
-#include "cpu/x86/arithmetic/softmax_exp_avx2.h"
-#include "cpu/x86/avx2.h"
+#include "cpu/x86/arithmetic/kernels_avx2.h"
 
 TAVIX_AVX2_BEGIN
 namespace tavix::test {
@@ -19,12 +18,12 @@ TAVIX_INLINE __m256 floats_from(uint32_t first) {
 
 TAVIX_INLINE __m256 exp_any(__m256 x) {
   __m256 e[1] = {x};
-  module::softmax_exp_avx2(e);
+  module::avx2::softmax_exp(e);
   return e[0];
 }
 TAVIX_INLINE __m256 exp_normal(__m256 x) {
   __m256 e[1] = {x};
-  module::softmax_exp_normal_avx2(e);
+  module::avx2::softmax_exp_normal(e);
   return e[0];
 }
 

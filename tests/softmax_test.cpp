@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "common/units.h"
-#include "cpu/x86/arithmetic/library_math_avx2.h"
+#include "cpu/x86/arithmetic/library_math.h"
 #include "softmax_exp.h"
 #include "softmax_reference.h"
 #include "support/compare.h"

@@ -114,17 +114,14 @@ void expect_case(const Implementation &implementation, int32_t op, const SweepCa
   EXPECT_TRUE(src.intact());
 }
 
-// Each of the four operations of each implementation, on the caller's thread and on eight workers.
+// Each of the four operations on every level of processor, on the caller's thread and on eight workers.
 void for_each_op(const std::function<void(const Implementation &implementation, int32_t op)> &run) {
-  for (const Implementation &implementation : implementations())
-    for (const int workers : {1, 8}) {
-      const ScopedWorkers count(workers);
-      for (int32_t op = 0; op < 4 && !::testing::Test::HasFailure(); ++op) {
-        SCOPED_TRACE(::testing::Message() << implementation.name << ", operation " << op << ", "
-                                          << workers << " workers");
-        run(implementation, op);
-      }
+  for_each_path([&run](const Path &path) {
+    for (int32_t op = 0; op < 4 && !::testing::Test::HasFailure(); ++op) {
+      SCOPED_TRACE(::testing::Message() << "operation " << op);
+      run(path.vector ? kAvx : kCommonC, op);
     }
+  });
 }
 
 // --- sweeps --------------------------------------------------------------------------------------
@@ -182,12 +179,31 @@ TEST(UnaryArithmetic, EveryByteEverywhere) {
       for (int32_t i = 0; i < 301 * src->video.channels; ++i) src.set(i, y, uint8_t(i * 37 + y));
     const auto before = src.payload();
     Parameters p = {{0.017, 0.013, 0.02, 0.006}, {1, -3, 70.5, 5}};
-    for (const Implementation &implementation : implementations())
-      for (int32_t op = 0; op < 4; ++op) {
-        ASSERT_EQ(implementation.entry(src, op, p.scale, p.offset, dst), TAVIX_OK);
-        expect_reference(implementation, op, before, p, dst);
-      }
+    for_each_op([&](const Implementation &implementation, int32_t op) {
+      ASSERT_EQ(implementation.entry(src, op, p.scale, p.offset, dst), TAVIX_OK);
+      expect_reference(implementation, op, before, p, dst);
+    });
   }
+}
+
+// Where the reference leaves a choice, too, wider vectors choose as AVX2 does.
+TEST(UnaryArithmetic, WiderLevelsGiveTheBitsOfAvx2) {
+  if (!module::has_vector_path()) GTEST_SKIP() << "no AVX2";
+  sweep({.formats = kFloatFormats, .heights = {1, 3}}, 300, [](const SweepCase &c) {
+    GuardedFrame src(c.shape, c.layout), expected(c.shape), actual(c.shape);
+    src.fill(c.fill, c.seed);
+    const Parameters p = parameters(TAVIX_UNARY_OP_EXP, c.seed);
+    for (const module::CpuLevel level : levels()) {
+      if (level == module::CpuLevel::kPortable) continue;
+      const ScopedLevel scoped(level);
+      GuardedFrame &dst = level == module::CpuLevel::kAvx2 ? expected : actual;
+      ASSERT_EQ(TavixFrameUnaryArithmeticAVX(src, TAVIX_UNARY_OP_EXP, p.scale, p.offset, dst),
+                TAVIX_OK);
+      if (level != module::CpuLevel::kAvx2) {
+        ASSERT_TRUE(same_pixels(*expected, *actual));
+      }
+    }
+  });
 }
 
 // --- pinned values -------------------------------------------------------------------------------

@@ -2,8 +2,8 @@
 #include "support/sleef_avx2.h"
 
 #include "cpu/common_c/arithmetic/channel_parameters.h"
-#include "cpu/x86/arithmetic/row_blocks_avx2.h"
-#include "cpu/x86/avx2.h"
+
+#include "cpu/x86/arithmetic/kernels_avx2.h"
 
 TAVIX_AVX2_BEGIN
 
@@ -17,26 +17,27 @@ namespace tavix::benchmarks {
 
 namespace {
 
-using Pattern = module::ParameterPattern<float, module::kBlockFloats>;
+namespace avx2 = module::avx2;
+
+using Pattern = module::ParameterPattern<float, avx2::kBlockFloats>;
 
 template <auto function>
 struct SleefBlock {
-  module::BlockPattern scale, offset;
+  avx2::BlockPattern scale, offset;
 
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
     for (int j = 0; j < 3; ++j)
-      module::store_8_floats(
-          dst + 32 * j,
-          function(module::load_8_floats(src + 32 * j) * scale.lanes[j]) + offset.lanes[j]);
+      avx2::store(dst + 32 * j,
+                  function(avx2::load(src + 32 * j) * scale.lanes[j]) + offset.lanes[j]);
   }
 };
 
 template <auto function>
 void run_row(const uint8_t *src, uint8_t *dst, int64_t n, const Pattern &scale,
              const Pattern &offset) {
-  const SleefBlock<function> step = {module::load_pattern_avx2(scale.lanes),
-                                     module::load_pattern_avx2(offset.lanes)};
-  module::run_blocks_avx2<module::kBlockBytes>(step, 4 * n, dst, src);
+  const SleefBlock<function> step = {avx2::load_pattern(scale.lanes),
+                                     avx2::load_pattern(offset.lanes)};
+  avx2::run_blocks<avx2::kBlockBytes>(step, 4 * n, dst, src);
 }
 
 }  // namespace

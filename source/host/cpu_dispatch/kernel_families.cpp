@@ -11,7 +11,8 @@
 
 namespace tavix::module {
 
-constinit KernelFamily<BinaryRows> binary_family = {{&kBinaryRowsC TAVIX_X86(&kBinaryRowsAvx2)}};
+constinit KernelFamily<BinaryRows> binary_family = {
+    {&kBinaryRowsC TAVIX_X86(&kBinaryRowsAvx2, &kBinaryRowsAvx512)}};
 constinit KernelFamily<FloatYuvRows> float_yuv_family = {
     {&kFloatYuvRowsC TAVIX_X86(&kFloatYuvRowsAvx2, &kFloatYuvRowsAvx512)}};
 constinit KernelFamily<NormalizeRows> normalize_family = {
@@ -23,13 +24,14 @@ constinit KernelFamily<RgbRows> rgb_family = {
 constinit KernelFamily<RgbToYuvRows> rgb_to_yuv_family = {
     {&kRgbToYuvRowsC TAVIX_X86(&kRgbToYuvRowsAvx2, nullptr, &kRgbToYuvRowsAvx512Vbmi)}};
 constinit KernelFamily<SoftmaxRows> softmax_family = {
-    {&kSoftmaxRowsC TAVIX_X86(&kSoftmaxRowsAvx2)}};
+    {&kSoftmaxRowsC TAVIX_X86(&kSoftmaxRowsAvx2, &kSoftmaxRowsAvx512)}};
 constinit KernelFamily<StatisticsRows> statistics_family = {
     {&kStatisticsRowsC TAVIX_X86(&kStatisticsRowsAvx2)}};
 constinit KernelFamily<TensorRows> tensor_family = {{&kTensorRowsC TAVIX_X86(&kTensorRowsAvx2)}};
-constinit KernelFamily<UnaryRows> unary_family = {{&kUnaryRowsC TAVIX_X86(&kUnaryRowsAvx2)}};
 constinit KernelFamily<YuvToRgbRows> yuv_to_rgb_family = {
     {&kYuvToRgbRowsC TAVIX_X86(&kYuvToRgbRowsAvx2, nullptr, &kYuvToRgbRowsAvx512Vbmi)}};
+constinit KernelFamily<UnaryRows> unary_family = {
+    {&kUnaryRowsC TAVIX_X86(&kUnaryRowsAvx2, &kUnaryRowsAvx512, &kUnaryRowsAvx512Vbmi)}};
 
 const BinaryRows &binary_rows() {
   return binary_family.best();

@@ -26,7 +26,7 @@ struct BinaryJob {
 };
 
 using BinaryRows = OperationRows<BinaryJob, kBinaryOps>;
-extern const BinaryRows kBinaryRowsC, kBinaryRowsAvx2;
+extern const BinaryRows kBinaryRowsC, kBinaryRowsAvx2, kBinaryRowsAvx512;
 const BinaryRows &binary_rows();
 
 }  // namespace tavix::module

@@ -32,13 +32,17 @@ void for_each_element(int32_t n, const Step &step) {
   for (int32_t k = 0; i < n; ++i, ++k) step(i, k);
 }
 
-// The parameters of so many elements in a row: whole pixels of 1, 2, 3 or 4 channels if the period
-// is a multiple of 12.
+// The parameters of so many elements in a row, whole pixels of 1, 2, 3 or 4 channels.
 template <class T, int32_t period>
 struct ParameterPattern {
   ParameterPattern(const ChannelParameters &values, int32_t channels) {
-    const int32_t used = std::clamp(channels, 1, kMaxChannels);
-    for (int32_t k = 0; k < period; ++k) lanes[k] = k < used ? T(values[k]) : lanes[k - used];
+    constexpr int32_t kUnit = 12;
+    static_assert(period % kUnit == 0);
+    T narrowed[kMaxChannels];
+    for (int32_t c = 0; c < kMaxChannels; ++c) narrowed[c] = T(values[c]);
+    for (int32_t k = 0, c = 0; k < kUnit; ++k, c = c + 1 < channels ? c + 1 : 0)
+      lanes[k] = narrowed[c];
+    for (int32_t k = kUnit; k < period; k += kUnit) std::copy_n(lanes, kUnit, lanes + k);
   }
   T lanes[period];
 };

@@ -23,7 +23,7 @@ struct SoftmaxRows {
   SoftmaxPanel *panel;
   SoftmaxLines *lines;
 };
-extern const SoftmaxRows kSoftmaxRowsC, kSoftmaxRowsAvx2;
+extern const SoftmaxRows kSoftmaxRowsC, kSoftmaxRowsAvx2, kSoftmaxRowsAvx512;
 const SoftmaxRows &softmax_rows();
 
 // Lines of a shape that is not empty, through the rows of one implementation.

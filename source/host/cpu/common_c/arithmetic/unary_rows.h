@@ -26,7 +26,7 @@ struct UnaryJob {
 };
 
 using UnaryRows = OperationRows<UnaryJob, kUnaryOps>;
-extern const UnaryRows kUnaryRowsC, kUnaryRowsAvx2;
+extern const UnaryRows kUnaryRowsC, kUnaryRowsAvx2, kUnaryRowsAvx512, kUnaryRowsAvx512Vbmi;
 const UnaryRows &unary_rows();
 
 }  // namespace tavix::module
