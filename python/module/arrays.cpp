@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "arrays.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "tavix/core/codes.h"
+
+namespace tavix::python {
+
+namespace {
+
+using Api = py::detail::npy_api;
+
+constexpr ElementType kElementTypes[] = {
+    {"float32", TAVIX_DATA_TYPE_FLOAT32, Api::NPY_FLOAT_, 4},
+    {"uint8", TAVIX_DATA_TYPE_UINT8, Api::NPY_UBYTE_, 1},
+    {"int8", TAVIX_DATA_TYPE_INT8, Api::NPY_BYTE_, 1},
+    {"int16", TAVIX_DATA_TYPE_INT16, Api::NPY_SHORT_, 2},
+    {"uint16", TAVIX_DATA_TYPE_UINT16, Api::NPY_USHORT_, 2},
+    {"int32", TAVIX_DATA_TYPE_INT32, Api::NPY_INT_, 4},
+    {"uint32", TAVIX_DATA_TYPE_UINT32, Api::NPY_UINT_, 4},
+    {"int64", TAVIX_DATA_TYPE_INT64, Api::NPY_LONG_, 8},
+};
+constexpr ElementType kFloat64 = {"float64", -1, Api::NPY_DOUBLE_, 8};
+
+bool is_native(const py::dtype &dtype) {
+  return dtype.byteorder() == '=' || dtype.byteorder() == '|';
+}
+
+// The shape, the strides and the memory of an array in one call of NumPy.
+py::array make_array(const ElementType &type, std::span<const py::ssize_t> shape,
+                     const py::ssize_t *strides, void *data, int flags) {
+  const Api &api = Api::get();
+  PyObject *dtype = api.PyArray_DescrFromType_(type.type_number);
+  PyObject *array = api.PyArray_NewFromDescr_(api.PyArray_Type_, dtype, int(shape.size()),
+                                              reinterpret_cast<const Py_intptr_t *>(shape.data()),
+                                              reinterpret_cast<const Py_intptr_t *>(strides), data,
+                                              flags, nullptr);
+  if (array == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::array>(array);
+}
+
+}  // namespace
+
+const ElementType *element_type(const py::dtype &dtype) {
+  const auto found = std::ranges::find(kElementTypes, dtype.num(), &ElementType::type_number);
+  return found == std::end(kElementTypes) || !is_native(dtype) ? nullptr : found;
+}
+
+const ElementType &required_element_type(py::handle dtype_like) {
+  const py::dtype dtype = py::dtype::from_args(py::reinterpret_borrow<py::object>(dtype_like));
+  const ElementType *type = element_type(dtype);
+  if (type == nullptr) {
+    throw py::type_error("elements of type " + text_of(dtype) + " are not supported");
+  }
+  return *type;
+}
+
+const ElementType &float32_type() {
+  return kElementTypes[0];
+}
+const ElementType &uint8_type() {
+  return kElementTypes[1];
+}
+const ElementType &float64_type() {
+  return kFloat64;
+}
+
+py::array new_array(const ElementType &type, std::span<const py::ssize_t> shape) {
+  return make_array(type, shape, nullptr, nullptr, 0);
+}
+
+py::array view_array(const ElementType &type, std::span<const py::ssize_t> shape,
+                     std::span<const py::ssize_t> strides, void *data, py::handle owner) {
+  py::array array = make_array(type, shape, strides.data(), data, Api::NPY_ARRAY_WRITEABLE_);
+  if (Api::get().PyArray_SetBaseObject_(array.ptr(), owner.inc_ref().ptr()) != 0) {
+    throw py::error_already_set();
+  }
+  return array;
+}
+
+std::string text_of(py::handle object) {
+  return py::str(object).cast<std::string>();
+}
+
+std::string describe_array(const py::array &array) {
+  std::string text = text_of(array.dtype()) + ' ' + text_of(array.attr("shape"));
+  if ((array.flags() & py::array::c_style) == 0) {
+    text += " strides " + text_of(array.attr("strides"));
+  }
+  return text;
+}
+
+py::array as_array(py::handle object, const char *name) {
+  if (is_array(object)) return py::reinterpret_borrow<py::array>(object);
+  return py::module_::import("tavix._interop").attr("as_array")(object, name).cast<py::array>();
+}
+
+void require_writeable(const py::array &array, const char *name) {
+  if (!array.writeable()) throw py::value_error(std::string(name) + " is read-only");
+}
+
+ChannelValues channel_values(py::handle object, int32_t channels, const char *name) {
+  ChannelValues result = {};
+  if (PyFloat_CheckExact(object.ptr()) || PyLong_CheckExact(object.ptr())) {
+    std::ranges::fill(result.values, object.cast<double>());
+    return result;
+  }
+  if (!PySequence_Check(object.ptr())) {
+    // Scalars of NumPy, for example.
+    const double value = PyFloat_AsDouble(object.ptr());
+    if (value == -1.0 && PyErr_Occurred() != nullptr) throw py::error_already_set();
+    std::ranges::fill(result.values, value);
+    return result;
+  }
+  const auto items = py::reinterpret_steal<py::object>(
+      PySequence_Fast(object.ptr(), "a number or a sequence of numbers is needed"));
+  if (!items) throw py::error_already_set();
+  const py::ssize_t count = PySequence_Fast_GET_SIZE(items.ptr());
+  if (count != channels) {
+    throw py::value_error(std::string(name) + " has " + std::to_string(count) + " values for " +
+                          std::to_string(channels) + " channels");
+  }
+  for (py::ssize_t i = 0; i < count; ++i) {
+    const double value = PyFloat_AsDouble(PySequence_Fast_GET_ITEM(items.ptr(), i));
+    if (value == -1.0 && PyErr_Occurred() != nullptr) throw py::error_already_set();
+    result.values[i] = value;
+  }
+  return result;
+}
+
+}  // namespace tavix::python

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+// NumPy arrays: what they hold, and new ones, with as little between as possible.
+#pragma once
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <span>
+#include <string>
+
+#include "call.h"
+
+namespace tavix::python {
+
+namespace py = pybind11;
+
+// Element types of the library with their dtypes.
+struct ElementType {
+  const char *name;  // as NumPy says it
+  int32_t code;      // TavixDataType
+  int type_number;   // NPY_TYPES
+  py::ssize_t bytes;
+};
+
+// The row of the dtype, or null: other types, and foreign byte orders.
+const ElementType *element_type(const py::dtype &dtype);
+
+// The row of anything that NumPy takes for a dtype. Raises TypeError for types without a row.
+const ElementType &required_element_type(py::handle dtype_like);
+
+inline bool is_array(py::handle object) {
+  return py::detail::npy_api::get().PyArray_Check_(object.ptr());
+}
+
+// A new array, uninitialised, C-contiguous.
+py::array new_array(const ElementType &type, std::span<const py::ssize_t> shape);
+const ElementType &uint8_type();
+const ElementType &float32_type();
+const ElementType &float64_type();
+
+// An array over memory that owner keeps alive.
+py::array view_array(const ElementType &type, std::span<const py::ssize_t> shape,
+                     std::span<const py::ssize_t> strides, void *data, py::handle owner);
+
+// str(object)
+std::string text_of(py::handle object);
+
+// "float32 (3, 4)", with the strides where rows are not packed.
+std::string describe_array(const py::array &array);
+
+// An array as it is, or anything that exports its memory as one: buffers, __array_interface__ and
+// DLPack. Raises TypeError for anything else: nothing is ever copied.
+py::array as_array(py::handle object, const char *name);
+
+void require_writeable(const py::array &array, const char *name);
+
+// Numbers of a scalar or a sequence: one for each channel.
+struct ChannelValues {
+  double values[4];
+};
+ChannelValues channel_values(py::handle object, int32_t channels, const char *name);
+
+}  // namespace tavix::python
