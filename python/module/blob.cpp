@@ -149,8 +149,8 @@ blob: a C-contiguous array of shape (1, channels, height, width), or as layout s
 dtype: uint8 or float32; without it float32 from float32, uint8 from other types.
 out: a picture to write into; it may be larger, the rest keeps its pixels.
 
-Integers keep their lowest byte in 8-bit pictures, floats are truncated towards zero first. Raises
-TavixError where the image is larger than out.
+Integers keep their lowest byte in 8-bit pictures, floats are truncated towards zero first.
+Raises TavixError where the image is larger than out.
 
 >>> import numpy, tavix
 >>> tavix.from_blob(numpy.array([[[[1, 4]], [[2, 5]], [[3, 6]]]], numpy.int32))

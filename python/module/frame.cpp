@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "frame.h"
 
+#include <cstdlib>
 #include <new>
 #include <vector>
 
@@ -221,13 +222,9 @@ std::string repr(const Frame &frame) {
 
 // The buffer protocol is that of the pixels' own array, which keeps the memory alive.
 int get_buffer(PyObject *self, Py_buffer *view, int flags) {
-  try {
-    const Frame *frame = frame_of(self);
-    if (frame != nullptr && frame->plane_count == 1) {
-      return PyObject_GetBuffer(frame->planes[0].ptr(), view, flags);
-    }
-  } catch (const std::exception &) {
-    // An object that was never initialised.
+  const Frame *frame = frame_of(self);
+  if (frame != nullptr && frame->plane_count == 1) {
+    return PyObject_GetBuffer(frame->planes[0].ptr(), view, flags);
   }
   view->obj = nullptr;
   PyErr_SetString(PyExc_BufferError, "4:2:0 frames have planes, not one buffer");
@@ -244,6 +241,16 @@ py::object member_of(const Codes &codes, int32_t value) {
 }
 
 }  // namespace
+
+void *Frame::operator new(size_t bytes) {
+  void *frame = std::calloc(1, bytes);
+  if (frame == nullptr) throw std::bad_alloc();
+  return frame;
+}
+
+void Frame::operator delete(void *frame) {
+  std::free(frame);
+}
 
 bool Frame::is_writeable() const {
   for (int p = 0; p < plane_count; ++p) {
@@ -265,6 +272,7 @@ void define_frame(py::module_ &module) {
   py::class_<Frame> type(
       module, "Frame", py::custom_type_setup([](PyHeapTypeObject *heap_type) {
         heap_type->as_buffer.bf_getbuffer = get_buffer;
+        heap_type->ht_type.tp_as_buffer = &heap_type->as_buffer;
       }),
       R"(Frame(data, format, *, width=None, height=None, color_space='unspecified', color_range='unspecified')
 --
@@ -338,7 +346,7 @@ of two.
   type.def_property_readonly("writeable", &Frame::is_writeable,
                              "Whether operations may write into the frame.");
   type.def("region", &region, py::arg("x"), py::arg("y"), py::arg("width"), py::arg("height"),
-           R"(region(x, y, width, height)
+           R"(region(self, x, y, width, height)
 --
 
 A part of the frame over the same memory. x and y are even in 4:2:0 formats.
@@ -354,7 +362,7 @@ A part of the frame over the same memory. x and y are even in 4:2:0 formats.
         const py::array &array = pixels(f);
         return dtype.is_none() ? py::object(array) : py::object(array.attr("astype")(dtype));
       },
-      py::arg("dtype") = py::none(), "__array__(dtype=None)\n--\n\nThe pixels, for NumPy.");
+      py::arg("dtype") = py::none(), "__array__(self, dtype=None)\n--\n\nThe pixels, for NumPy.");
   type.def_property_readonly(
       "__array_interface__", [](const Frame &f) { return pixels(f).attr("__array_interface__"); },
       "The pixels, for programs that read NumPy's interface.");
@@ -364,14 +372,14 @@ A part of the frame over the same memory. x and y are even in 4:2:0 formats.
         return pixels(f).attr("__dlpack__")(py::arg("stream") = stream);
       },
       py::kw_only(), py::arg("stream") = py::none(),
-      "__dlpack__(*, stream=None)\n--\n\nThe pixels, for torch.from_dlpack and the like.");
+      "__dlpack__(self, *, stream=None)\n--\n\nThe pixels, for torch.from_dlpack and the like.");
   type.def(
       "__dlpack_device__", [](const Frame &f) { return pixels(f).attr("__dlpack_device__")(); },
-      "__dlpack_device__()\n--\n\nThe processor: (1, 0).");
+      "__dlpack_device__(self)\n--\n\nThe processor: (1, 0).");
   type.def(
       "_repr_png_",
       [](py::handle self) { return py::module_::import("tavix._display").attr("png")(self); },
-      "_repr_png_()\n--\n\nThe frame as a PNG, which IPython and notebooks show.");
+      "_repr_png_(self)\n--\n\nThe frame as a PNG, which IPython and notebooks show.");
 }
 
 }  // namespace tavix::python

@@ -12,6 +12,11 @@ struct Frame {
   int plane_count = 0;
 
   bool is_writeable() const;
+
+  // Zero-filled: an object that Python made without calling __init__ is an empty frame.
+  static void *operator new(size_t bytes);
+  static void *operator new(size_t, void *place) { return place; }
+  static void operator delete(void *frame);
 };
 
 // Null for other objects.

@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <limits>
-#include <new>
 
 #include "frame.h"
 
@@ -47,8 +46,11 @@ py::array new_pixels(int32_t format, int32_t width, int32_t height, bool flat) {
 }
 
 TavixFrameV2 *allocated(int32_t format, int32_t width, int32_t height) {
-  TavixFrameV2 *frame = TavixVideoFrameAllocV2(format, TAVIX_MEMORY_HOST, width, height, 0, 1);
-  if (frame == nullptr) throw std::bad_alloc();
+  TavixFrameV2 *frame = nullptr;
+  call("TavixVideoFrameAllocV2", {}, [&] {
+    frame = TavixVideoFrameAllocV2(format, TAVIX_MEMORY_HOST, width, height, 0, 1);
+    return frame == nullptr ? TAVIX_ERROR_MEMORY : TAVIX_OK;
+  });
   return frame;
 }
 
@@ -195,7 +197,7 @@ Picture Picture::adopt(const Picture &like, TavixFrameV2 *frame) {
   const py::ssize_t channels = layout.channels;
   const py::ssize_t shape[] = {frame->video.height, frame->video.width, channels};
   const py::ssize_t strides[] = {frame->linesize[0], channels * type.bytes, type.bytes};
-  const size_t dimensions = channels == 1 ? 2 : 3;
+  const size_t dimensions = channels == 1 && (like.is_flat_ || like.channels() > 1) ? 2 : 3;
   const int32_t format = frame->video.format;
   void *data = frame->data[0];
   Picture picture =

@@ -59,7 +59,9 @@ void require_same_or_apart(const Tensor &src, const Tensor &dst) {
 
 void require_apart(const Picture &picture, const Tensor &tensor) {
   const TavixFrameV2 &record = picture.record();
-  const int64_t bytes = int64_t(record.linesize[0]) * record.video.height;
+  const core::Plane &plane = required_layout(record.video.format).planes[0];
+  const int64_t bytes = int64_t(record.linesize[0]) * (record.video.height - 1) +
+                        core::plane_row_bytes(plane, record.video.width);
   if (bytes_meet({record.data[0], bytes}, bytes_of(tensor))) {
     throw py::value_error("the picture and the tensor share memory");
   }
