@@ -1,0 +1,170 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Plans and segments as tasks of a cluster.
+
+All progress is in the store: a run asks what is missing, and so does the same run after it lost its
+scheduler. Tasks are handed out a few for each thread at a time, so that neither the scheduler nor
+the memory grows with the number of videos.
+"""
+
+from __future__ import annotations
+
+import errno
+import time
+from collections.abc import Callable, Iterator
+from concurrent.futures import CancelledError
+from typing import Any
+
+from distributed import Client, Future, KilledWorker, as_completed
+from distributed.comm.core import CommClosedError
+
+from tavix.corpus.plan import BadVideo, Plan, Segment, plan_video, video_key
+from tavix.corpus.settings import Settings
+from tavix.corpus.store import Store
+
+TASKS_PER_THREAD = 4
+_SCHEDULER_LOST = (CancelledError, CommClosedError, OSError, TimeoutError)
+
+
+class FullDisk(Exception):
+    """There is no room for the store."""
+
+
+class SchedulerLost(Exception):
+    """The scheduler went away; what is missing is still known from the store."""
+
+
+def _write_segment(store: str, plan: Plan, segment: Segment, settings: Settings) -> None:
+    # Workers import the decoder when they get their first task.
+    from tavix.corpus.segment import write_segment
+
+    write_segment(store, plan, segment, settings)
+
+
+class Run:
+    """One run over some videos; plans and errors say what became of them."""
+
+    def __init__(
+        self,
+        store: Store,
+        settings: Settings,
+        videos: list[tuple[str, str]],
+        progress: Callable[[Run], None] = lambda run: None,
+    ) -> None:
+        self.store, self.settings, self.videos = store, settings, videos
+        self.progress = progress
+        self.plans: dict[str, Plan] = {}
+        self.errors: dict[str, str] = {}
+        self.segments_done = self.segments_failed = 0
+
+    @property
+    def segments(self) -> int:
+        return sum(len(plan.segments) for plan in self.plans.values())
+
+    def with_client(self, client: Client) -> None:
+        """Does all that is missing. Raises SchedulerLost or FullDisk."""
+        self.segments_done = self.segments_failed = 0
+        threads = max(1, sum(client.nthreads().values()))
+        try:
+            self._complete(client, self._plan_tasks(client), TASKS_PER_THREAD * threads)
+            self._complete(client, self._segment_tasks(client), TASKS_PER_THREAD * threads)
+        except _SCHEDULER_LOST as error:
+            if isinstance(error, OSError) and error.errno == errno.ENOSPC:
+                raise FullDisk(str(error)) from None
+            raise SchedulerLost(str(error)) from None
+
+    def _plan_tasks(self, client: Client) -> Iterator[tuple[str, Future | None]]:
+        for name, path in self.videos:
+            if name in self.plans or name in self.errors:
+                continue
+            known = self.store.plan(video_key(name, path))
+            if known is not None:
+                self._keep_plan(known)
+                yield name, None
+            else:
+                yield name, client.submit(
+                    plan_video, name, path, self.settings, key=f"plan-{name}-{time.time_ns()}",
+                    pure=False,
+                )  # fmt: skip
+
+    def _segment_tasks(self, client: Client) -> Iterator[tuple[str, Future | None]]:
+        for name, plan in sorted(self.plans.items()):
+            for segment in plan.segments:
+                if self.store.has_shard(plan, segment):
+                    self.segments_done += 1
+                    yield name, None
+                elif name in self.errors:
+                    self.segments_failed += 1
+                    yield name, None
+                else:
+                    yield name, client.submit(
+                        _write_segment, str(self.store.path), plan, segment, self.settings,
+                        key=f"segment-{name}-{segment.number}-{time.time_ns()}", pure=False,
+                    )  # fmt: skip
+
+    def _keep_plan(self, plan: Plan) -> None:
+        self.store.remove_other_versions(plan)
+        if self.store.plan(plan.key) is None:
+            self.store.write(f"videos/{plan.key}.json", plan.to_json())
+        self.plans[plan.name] = plan
+
+    def _complete(
+        self, client: Client, tasks: Iterator[tuple[str, Future | None]], most: int
+    ) -> None:
+        """Keeps at most so many tasks with the scheduler until all are done."""
+        running: dict[Future, str] = {}
+        completed = as_completed()
+        try:
+            while True:
+                while len(running) < most and (task := next(tasks, None)) is not None:
+                    name, future = task
+                    if future is not None:
+                        running[future] = name
+                        completed.add(future)
+                    self.progress(self)
+                if not running:
+                    return
+                future = self._next(client, completed)
+                self._take(running.pop(future), future)
+                self.progress(self)
+        except BaseException:
+            for future in running:
+                future.cancel()
+            raise
+
+    def _next(self, client: Client, completed: Any) -> Future:
+        """The next task that ends, while there is a scheduler."""
+        while completed.queue.empty():
+            if client.status != "running" or client.scheduler_comm is None:
+                raise SchedulerLost("the scheduler is gone")
+            time.sleep(0.01)
+        future: Future = next(completed)
+        return future
+
+    def _take(self, name: str, future: Future) -> None:
+        if future.status == "cancelled":
+            raise SchedulerLost("the scheduler forgot a task")
+        try:
+            result = future.result()
+        except (BadVideo, KilledWorker) as error:
+            self._failed(name, error)
+        except OSError as error:
+            if error.errno == errno.ENOSPC:
+                raise
+            if isinstance(error, CommClosedError):
+                raise
+            self._failed(name, error)
+        except Exception as error:
+            self._failed(name, error)
+        else:
+            if isinstance(result, Plan):
+                self._keep_plan(result)
+            else:
+                self.segments_done += 1
+
+    def _failed(self, name: str, error: BaseException) -> None:
+        if isinstance(error, KilledWorker):
+            reason = "it ends every worker that takes it"
+        else:
+            reason = f"{type(error).__name__}: {error}".splitlines()[0]
+        self.errors.setdefault(name, reason)
+        self.segments_failed += 1
