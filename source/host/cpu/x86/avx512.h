@@ -20,7 +20,8 @@
 // What g++ 12's own headers leave undefined on purpose, it warns of where they are inlined.
 #define TAVIX_AVX512_REGION(target)                                          \
   _Pragma("GCC push_options") _Pragma(target) _Pragma("GCC diagnostic push") \
-      _Pragma("GCC diagnostic ignored \"-Wmaybe-uninitialized\"")
+      _Pragma("GCC diagnostic ignored \"-Wuninitialized\"")                  \
+          _Pragma("GCC diagnostic ignored \"-Wmaybe-uninitialized\"")
 #define TAVIX_AVX512_BEGIN TAVIX_AVX512_REGION("GCC target(\"avx512f,avx512bw,avx512dq,avx512vl\")")
 #define TAVIX_AVX512VBMI_BEGIN \
   TAVIX_AVX512_REGION("GCC target(\"avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi\")")
