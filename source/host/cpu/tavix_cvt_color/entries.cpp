@@ -4,9 +4,9 @@
 // purpose.
 #include "cpu/tavix_cvt_color/entries.h"
 
-#include <cstring>
 #include <utility>
 
+#include "common/copy_bytes.h"
 #include "common/log.h"
 #include "common/pixel_format.h"
 #include "cpu/tavix_cvt_color/entry_guard.h"
@@ -264,10 +264,10 @@ int32_t TavixYUV2Gray(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
                     TAVIX_ERROR_INVALID_PARAM,
                     "src_frame->data[0](%p) and dst_frame->data[0](%p) must not be nullptr",
                     src_frame->data[0], dst_frame->data[0]);
-    if (bytes > 0) std::memcpy(dst_frame->data[0], src_frame->data[0], size_t(bytes));
+    copy_bytes(src_frame->data[0], dst_frame->data[0], bytes);
   } else {
     for (int32_t y = 0; y < height && width > 0; ++y)
-      std::memcpy(row(*dst_frame, y), row(*src_frame, y), size_t(width));
+      copy_bytes(row(*src_frame, y), row(*dst_frame, y), width);
   }
   return TAVIX_OK;
 }

@@ -23,14 +23,15 @@ struct GrayToYuvJob {
   int32_t width, height;
 };
 
-using CopyRow = void(const uint8_t *src, uint8_t *dst, int64_t bytes);
 using MoveChromaRow = void(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs);
 
 struct RepackRows {
-  CopyRow *copy;
   MoveChromaRow *move_chroma[2][2];  // from a layout to a layout
   bool on_all_workers;               // or in the calling thread
 };
+
+// From planes to planes, at every level.
+MoveChromaRow copy_chroma_row;
 
 extern const RepackRows kRepackRowsC, kRepackRowsAvx2, kRepackRowsAvx512Vbmi;
 

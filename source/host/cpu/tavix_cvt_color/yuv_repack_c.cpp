@@ -2,7 +2,7 @@
 // Portable rows that move samples.
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
-#include <cstring>
+#include "common/copy_bytes.h"
 
 #include "common/independent_iterations.h"
 
@@ -12,10 +12,6 @@ namespace {
 
 constexpr auto kInterleaved = ChromaLayout::kInterleaved;
 constexpr auto kPlanar = ChromaLayout::kPlanar;
-
-void copy_row_c(const uint8_t *src, uint8_t *dst, int64_t bytes) {
-  std::memcpy(dst, src, size_t(bytes));
-}
 
 template <ChromaLayout from, ChromaLayout to>
 void move_chroma_row_c(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
@@ -29,17 +25,16 @@ void move_chroma_row_c(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
   }
 }
 
-void copy_chroma_row_c(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
-  for (int k = 0; k < 2; ++k) copy_row_c(src[k], dst[k], pairs);
-}
-
 }  // namespace
 
+void copy_chroma_row(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
+  for (int k = 0; k < 2; ++k) copy_bytes(src[k], dst[k], pairs);
+}
+
 constinit const RepackRows kRepackRowsC = {
-    .copy = copy_row_c,
     .move_chroma = {{move_chroma_row_c<kInterleaved, kInterleaved>,
                      move_chroma_row_c<kInterleaved, kPlanar>},
-                    {move_chroma_row_c<kPlanar, kInterleaved>, copy_chroma_row_c}},
+                    {move_chroma_row_c<kPlanar, kInterleaved>, copy_chroma_row}},
     .on_all_workers = false,
 };
 

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <array>
 
+#include "common/copy_bytes.h"
 #include "common/independent_iterations.h"
 #include "cpu/common_c/blob/element_conversion.h"
 #include "cpu/common_c/blob/tensor_rows.h"
 #include "cpu/x86/blob/lanes_avx2.h"
-#include "cpu/x86/copy_avx2.h"
 
 namespace tavix::module {
 
@@ -271,7 +271,7 @@ struct TensorRowsFamilyAvx2 {
   template <class From, class To>
   static void convert(const uint8_t *src, uint8_t *dst, int64_t n) {
     if constexpr (kSameBits<From, To>) {
-      copy_avx2(dst, src, n * int64_t(sizeof(To)));
+      copy_bytes(src, dst, n * int64_t(sizeof(To)));
     } else {
       int64_t i = 0;
       for (; i <= n - kBlock; i += kBlock) {

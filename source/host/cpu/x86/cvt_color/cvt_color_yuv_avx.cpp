@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "common/copy_bytes.h"
 #include "common/log.h"
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "cpu/tavix_cvt_color/run_rows.h"
@@ -60,11 +61,11 @@ void convert_frame(const RgbToYuvJob &job) {
 }
 
 // The luma rows of some chroma rows.
-void copy_luma(CopyRow *copy, const uint8_t *src, int32_t src_linesize,
-               const YuvPlanes<uint8_t> &dst, int32_t width, const Range &rows) {
+void copy_luma(const uint8_t *src, int32_t src_linesize, const YuvPlanes<uint8_t> &dst,
+               int32_t width, const Range &rows) {
   const bool gapless = src_linesize == width && dst.y_linesize == width;
   for_each_joined(2 * rows.start, 2 * rows.end, width, width, gapless, [&](int32_t y, int32_t n) {
-    copy(row(src, src_linesize, y), row(dst.y, dst.y_linesize, y), n);
+    copy_bytes(row(src, src_linesize, y), row(dst.y, dst.y_linesize, y), n);
   });
 }
 
@@ -74,7 +75,7 @@ class RepackBody final : public ParallelLoopBody {
   RepackBody(const YuvRepackJob &job, const RepackRows &kernels) : job_(job), kernels_(kernels) {}
 
   void operator()(const Range &rows) const override {
-    copy_luma(kernels_.copy, job_.src.y, job_.src.y_linesize, job_.dst, job_.width, rows);
+    copy_luma(job_.src.y, job_.src.y_linesize, job_.dst, job_.width, rows);
     if (job_.width > 1) move_chroma(rows);
   }
 
@@ -112,11 +113,11 @@ using ParallelConvertYVU122YVU12 = RepackBody;
 // Two rows of grey become two of luma; the chroma row they share is filled to its stride.
 class GrayToYuvBody final : public ParallelLoopBody {
  public:
-  GrayToYuvBody(const GrayToYuvJob &job, CopyRow *copy) : job_(job), copy_(copy) {}
+  explicit GrayToYuvBody(const GrayToYuvJob &job) : job_(job) {}
 
   void operator()(const Range &rows) const override {
     const auto &dst = job_.dst;
-    if (job_.width > 0) copy_luma(copy_, job_.src, job_.src_linesize, dst, job_.width, rows);
+    if (job_.width > 0) copy_luma(job_.src, job_.src_linesize, dst, job_.width, rows);
     if (dst.chroma_linesize <= 0) return;  // the planes may be missing then
     const int planes = dst.layout == ChromaLayout::kPlanar ? 2 : 1;
     for (int32_t c = rows.start; c < rows.end; ++c)
@@ -126,14 +127,9 @@ class GrayToYuvBody final : public ParallelLoopBody {
 
  private:
   const GrayToYuvJob &job_;
-  CopyRow *copy_;
 };
 
 using ParallelConvertGray2NV12 = GrayToYuvBody;
-
-void run_gray(const GrayToYuvJob &job, const RepackRows &kernels, bool on_all_workers) {
-  run_rows({0, row_pairs(job.height), 1}, GrayToYuvBody(job, kernels.copy), on_all_workers);
-}
 
 }  // namespace
 
@@ -182,10 +178,10 @@ void repack_yuv(const YuvRepackJob &job) {
 }
 
 void Gray2NV12(const GrayToYuvJob &job) {
-  run_gray(job, repack_rows(), repack_rows().on_all_workers);
+  run_rows({0, row_pairs(job.height), 1}, GrayToYuvBody(job), repack_rows().on_all_workers);
 }
 void Gray2YV12(const GrayToYuvJob &job) {
-  run_gray(job, repack_rows(), false);
+  run_rows({0, row_pairs(job.height), 1}, GrayToYuvBody(job), false);
 }
 
 }  // namespace tavix::module

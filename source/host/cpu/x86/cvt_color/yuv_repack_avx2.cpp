@@ -2,7 +2,9 @@
 // Vector rows that move samples among the 4:2:0 formats, and from grey.
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
-#include "cpu/x86/copy_avx2.h"
+#include "cpu/x86/prefetch.h"
+
+#include "cpu/x86/lanes_avx2.h"
 
 TAVIX_AVX2_BEGIN
 namespace tavix::module {
@@ -81,14 +83,6 @@ void move_chroma_row_avx2(const uint8_t *const (&src)[2], uint8_t *const (&dst)[
                                                pairs - i);
 }
 
-void copy_row_avx2(const uint8_t *src, uint8_t *dst, int64_t n) {
-  copy_avx2(dst, src, n);
-}
-
-void copy_chroma_row_avx2(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
-  for (int k = 0; k < 2; ++k) copy_row_avx2(src[k], dst[k], pairs);
-}
-
 }  // namespace
 
 }  // namespace tavix::module
@@ -97,10 +91,9 @@ TAVIX_AVX2_END
 namespace tavix::module {
 
 constinit const RepackRows kRepackRowsAvx2 = {
-    .copy = copy_row_avx2,
     .move_chroma = {{move_chroma_row_avx2<kInterleaved, kInterleaved>,
                      move_chroma_row_avx2<kInterleaved, kPlanar>},
-                    {move_chroma_row_avx2<kPlanar, kInterleaved>, copy_chroma_row_avx2}},
+                    {move_chroma_row_avx2<kPlanar, kInterleaved>, copy_chroma_row}},
     .on_all_workers = true,
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Rows that move chroma samples in blocks of 64 pairs; what is left of a row is left to the AVX2
-// rows, and so are copies.
+// rows.
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
 #include "cpu/x86/lanes_avx512.h"
@@ -68,15 +68,6 @@ void move_chroma_row_avx512(const uint8_t *const (&src)[2], uint8_t *const (&dst
                                                   {dst[0] + d, dst[1] + d}, pairs - i);
 }
 
-void copy_row_avx512(const uint8_t *src, uint8_t *dst, int64_t bytes) {
-  kRepackRowsAvx2.copy(src, dst, bytes);
-}
-
-void copy_chroma_row_avx512(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
-                            int32_t pairs) {
-  for (int k = 0; k < 2; ++k) copy_row_avx512(src[k], dst[k], pairs);
-}
-
 }  // namespace
 
 }  // namespace tavix::module
@@ -85,10 +76,9 @@ TAVIX_AVX512_END
 namespace tavix::module {
 
 constinit const RepackRows kRepackRowsAvx512Vbmi = {
-    .copy = copy_row_avx512,
     .move_chroma = {{move_chroma_row_avx512<kInterleaved, kInterleaved>,
                      move_chroma_row_avx512<kInterleaved, kPlanar>},
-                    {move_chroma_row_avx512<kPlanar, kInterleaved>, copy_chroma_row_avx512}},
+                    {move_chroma_row_avx512<kPlanar, kInterleaved>, copy_chroma_row}},
     .on_all_workers = true,
 };
 
