@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the operations on OpenCV add to the plain OpenCV call: checks, views and, where an operation
 // makes a frame, its allocation and the copy into it. "opencv" is the same call on the same memory.
+#include <libyuv/convert_argb.h>
+#include <libyuv/planar_functions.h>
+
 #include <opencv2/imgproc.hpp>
 
 #include <vector>
@@ -142,6 +145,35 @@ void compare_channels() {
             red(TAVIX_PIX_FMT_GRAY8, size);
         std::vector<cv::Mat> channels = {blue.mat(), green.mat(), red.mat()};
         cv::split(f.src[0].mat(), channels);
+      });
+  compare("channel_split_one", same_size)
+      .ours([](Frames &f) {
+        TavixChannelFrames channels = {};
+        TavixFrameChannelSplitByCPU(f.src[0], &channels, 2);
+        TavixFrameFreeV2(channels.green);
+      })
+      .peer("opencv", kUnequalWork, [](Frames &f) {
+        const Frame green(TAVIX_PIX_FMT_GRAY8, {f.dst->video.width, f.dst->video.height});
+        cv::Mat dst = green.mat();
+        cv::extractChannel(f.src[0].mat(), dst, 1);
+      });
+  const auto with_mask = [](const Size &size) {
+    return Frames({noise(kFormat, size, 1), noise(TAVIX_PIX_FMT_GRAY8, size, 2)},
+                  Frame(TAVIX_PIX_FMT_BGRA32, size));
+  };
+  compare("add_mask", with_mask)
+      .ours([](Frames &f) {
+        TavixFrameV2 *frame = nullptr;
+        TavixFrameAddMaskByCPU(f.src[0], f.src[1], &frame);
+        TavixFrameFreeV2(frame);
+      })
+      .peer("libyuv", kUnequalWork, [](Frames &f) {
+        const int width = f.dst->video.width, height = f.dst->video.height;
+        const Frame frame(TAVIX_PIX_FMT_BGRA32, {width, height});
+        libyuv::RGB24ToARGB(f.src[0]->data[0], f.src[0]->linesize[0], frame->data[0],
+                            frame->linesize[0], width, height);
+        libyuv::ARGBCopyYToAlpha(f.src[1]->data[0], f.src[1]->linesize[0], frame->data[0],
+                                 frame->linesize[0], width, height);
       });
   compare("multi_frame", same_size)
       .ours([](Frames &f) {

@@ -12,6 +12,7 @@
 
 #include "support/core_double.h"
 #include "support/opencv_reference.h"
+#include "support/seams.h"
 #include "support/sweep.h"
 
 namespace tavix::test {
@@ -214,19 +215,60 @@ TEST(AddMask, MergesMaskAsAlpha) {
   });
 }
 
+// Masks of the other element type are converted as OpenCV does it, on every path, in long rows too.
+TEST(AddMask, EveryPathConvertsAlike) {
+  for_each_path([](const Path &) {
+    for (const int32_t format : {0, 1, 2, 11, 12, 15}) {
+      for (const int32_t mask_format : {TAVIX_PIX_FMT_GRAY8, TAVIX_PIX_FMT_GRAYF32}) {
+        for (const int32_t width : {1, 31, 33, 511, 513, 1100}) {
+          SCOPED_TRACE(::testing::Message()
+                       << "format " << format << ", mask " << mask_format << ", width " << width);
+          GuardedFrame src({format, width, 2}, {.pad = 4});
+          GuardedFrame mask({mask_format, width, 2}, {.pad = 8});
+          src.fill(is_float_format(format) ? Fill::specials : Fill::noise, 1);
+          mask.fill(mask_format == TAVIX_PIX_FMT_GRAYF32 ? Fill::specials : Fill::noise, 2);
+          cv::Mat expected, converted;
+          std::vector<cv::Mat> planes;
+          cv::split(matrix_of(*src), planes);
+          if (planes.size() == 1) planes.resize(3, planes[0]);
+          matrix_of(*mask).convertTo(converted, planes[0].depth());
+          planes.push_back(converted);
+          cv::merge(planes, expected);
+          TavixFrameV2 *dst = nullptr;
+          ASSERT_EQ(TavixFrameAddMaskByCPU(src, mask, &dst), TAVIX_OK);
+          EXPECT_TRUE(same_pixels_as(expected, *dst));
+          TavixFrameFreeV2(dst);
+          EXPECT_TRUE(src.intact() && mask.intact() && logged_nothing());
+        }
+      }
+    }
+  });
+}
+
 // Five channels are merged, and each row cut to the four the output holds.
 TEST(AddMask, SourceWithAlphaIsCut) {
-  GuardedFrame src({TAVIX_PIX_FMT_RGBA32, 7, 3}), mask({TAVIX_PIX_FMT_GRAY8, 7, 3});
-  src.fill(Fill::noise, 1);
-  mask.fill(Fill::noise, 2);
-  TavixFrameV2 *dst = nullptr;
-  ASSERT_EQ(TavixFrameAddMaskByCPU(src, mask, &dst), TAVIX_OK);
-  EXPECT_EQ(dst->video.format, TAVIX_PIX_FMT_RGBA32);
-  for (int y = 0; y < 3; ++y)
-    for (int i = 0; i < 28; ++i)
-      EXPECT_EQ(dst->data[0][y * 28 + i],
-                i % 5 == 4 ? mask.get<uint8_t>(i / 5, y) : src.get<uint8_t>(i / 5 * 4 + i % 5, y));
-  TavixFrameFreeV2(dst);
+  for (const int32_t format : {4, 5, 13, 14}) {
+    SCOPED_TRACE(::testing::Message() << "format " << format);
+    GuardedFrame src({format, 7, 3});
+    GuardedFrame mask(
+        {is_float_format(format) ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8, 7, 3});
+    src.fill(Fill::noise, 1);
+    mask.fill(Fill::noise, 2);
+    cv::Mat merged;
+    std::vector<cv::Mat> planes;
+    cv::split(matrix_of(*src), planes);
+    planes.push_back(matrix_of(*mask));
+    cv::merge(planes, merged);
+    TavixFrameV2 *dst = nullptr;
+    ASSERT_EQ(TavixFrameAddMaskByCPU(src, mask, &dst), TAVIX_OK);
+    EXPECT_EQ(dst->video.format, format);
+    for (int y = 0; y < 3; ++y)
+      EXPECT_EQ(
+          std::memcmp(dst->data[0] + y * dst->linesize[0], merged.ptr(y), size_t(dst->linesize[0])),
+          0);
+    TavixFrameFreeV2(dst);
+    EXPECT_TRUE(src.intact() && mask.intact() && logged_nothing());
+  }
 }
 
 TEST(AddMask, RefusalsInOrder) {

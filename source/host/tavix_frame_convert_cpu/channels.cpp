@@ -4,12 +4,15 @@
 #include "tavix/video_common_cpu/channels.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <opencv2/core/hal/hal.hpp>
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
 #include "common/frame_checks.h"
 #include "common/pixel_format.h"
+#include "cpu/common_c/channels/mask_row.h"
 #include "tavix_frame_convert_cpu/opencv_bridge.h"
 
 namespace {
@@ -38,25 +41,23 @@ constexpr bool is_bgr_ordered(int32_t format) {
 static_assert(is_bgr_ordered(1) && is_bgr_ordered(4) && is_bgr_ordered(12) && is_bgr_ordered(14));
 static_assert(!is_bgr_ordered(0) && !is_bgr_ordered(2) && !is_bgr_ordered(15));
 
-// Rows go out with a packed pitch, whatever stride the new frame has, on purpose.
-void copy_rows_packed(const cv::Mat &src, uint8_t *dst, size_t row_bytes) {
-  for (int y = 0; y < src.rows; ++y) std::memcpy(dst + y * row_bytes, src.ptr(y), row_bytes);
-}
-
 // A new frame of the given format in the image of another one.
 TavixFrameV2 *alloc_like(const TavixFrameV2 &frame, int32_t format) {
   return TavixVideoFrameAllocV2(format, frame.memory, frame.video.width, frame.video.height,
                                 frame.device, 1);
 }
 
+// Where the rows of each channel of a source go; null for those that nobody asked for.
+using Planes = std::array<uint8_t *, kMaxChannels>;
+
 // Allocates the frames of a split in the order of the channels, stores them, and points planes at
 // their memory. Stops at the first channel that cannot be had.
-int32_t make_channel_frames(const TavixFrameV2 &src_frame, const cv::Mat &src, uint32_t mask,
-                            TavixChannelFrames &dst_frames, std::vector<cv::Mat> &planes) {
+int32_t make_channel_frames(const TavixFrameV2 &src_frame, uint32_t mask,
+                            TavixChannelFrames &dst_frames, Planes &planes) {
   constexpr char kFunction[] = "TavixFrameChannelSplitByCPU";
   const int32_t format = src_frame.video.format;
   // A record may claim more channels than its format has.
-  const int32_t channels = std::min(src_frame.video.channels, src.channels());
+  const int32_t channels = std::min<int32_t>(src_frame.video.channels, traits(format).channels);
   for (const ChannelDescriptor &channel : kChannels) {
     if ((mask & channel.bit) == 0) continue;
     const int32_t index = is_bgr_ordered(format) ? channel.bgr_index : channel.index;
@@ -68,10 +69,36 @@ int32_t make_channel_frames(const TavixFrameV2 &src_frame, const cv::Mat &src, u
     dst_frames.*channel.slot = frame;
     TAVIX_REFUSE_AS_IF(kUnit, kFunction, frame == nullptr || any_plane_null(frame),
                        TAVIX_ERROR_MEMORY, "%s channel alloc failed", channel.name);
-    // Packed rows, whatever stride the new frame has, on purpose.
-    planes[size_t(index)] = cv::Mat(src.rows, src.cols, src.depth(), frame->data[0]);
+    planes[size_t(index)] = frame->data[0];
   }
   return TAVIX_OK;
+}
+
+// Rows go out with a packed pitch, whatever stride the new frames have, on purpose.
+void split_rows(const cv::Mat &picture, const Planes &planes) {
+  const auto channels = size_t(picture.channels());
+  const auto asked = size_t(std::ranges::count_if(planes, [](auto *plane) { return plane; }));
+  if (asked == 0) return;
+  // Rows without gaps are one long row, unless some of it goes nowhere.
+  const bool joined =
+      asked == channels && picture.isContinuous() && picture.total() * channels <= INT32_MAX;
+  const cv::Mat src = joined ? picture.reshape(0, 1) : picture;
+  const size_t row_bytes = size_t(src.cols) * src.elemSize1();
+  // Of another alignment than the planes have: where all agree, OpenCV writes past the cache.
+  std::vector<uint8_t> nowhere(src.elemSize1() + row_bytes);
+  for (int y = 0; y < src.rows; ++y) {
+    uint8_t *rows[kMaxChannels];
+    for (size_t c = 0; c < channels; ++c)
+      rows[c] = planes[c] == nullptr ? nowhere.data() + src.elemSize1()
+                                     : planes[c] + size_t(y) * row_bytes;
+    if (channels == 1) {
+      std::memcpy(rows[0], src.ptr(y), row_bytes);
+    } else if (src.depth() == CV_8U) {
+      cv::hal::split8u(src.ptr(y), rows, src.cols, src.channels());
+    } else {
+      cv::hal::split32s(src.ptr<int>(y), reinterpret_cast<int **>(rows), src.cols, src.channels());
+    }
+  }
 }
 
 // Every element of the frame's rows; the element type is the caller's choice.
@@ -99,11 +126,10 @@ int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelF
   TAVIX_REFUSE_IF(kUnit, !all_host(src_frame), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->memory:%d is not host memory", src_frame->memory);
 
-  // Channels asked for are split straight into their frames' memory, the others into the void.
   const cv::Mat src = source_view(*src_frame, type);
-  std::vector<cv::Mat> planes(size_t(src.channels()));
-  const int32_t status = make_channel_frames(*src_frame, src, mask, *dst_frames, planes);
-  if (!src.empty()) cv::split(src, planes);
+  Planes planes = {};
+  const int32_t status = make_channel_frames(*src_frame, mask, *dst_frames, planes);
+  split_rows(src, planes);
   return status;
 }
 
@@ -148,24 +174,27 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
     cv::resize(alpha, resized, colour.size(), 0, 0, cv::INTER_LINEAR);
     alpha = resized;
   }
-  // An 8-bit mask keeps its values 0 to 255 in a float frame.
-  cv::Mat converted;
-  alpha.convertTo(converted, colour.depth(), 1.0, 0.0);
-  if (colour.channels() == 1) {
-    cv::Mat expanded;
-    cv::cvtColor(colour, expanded, cv::COLOR_GRAY2BGR);
-    colour = expanded;
+  // Rows without gaps are one long row, unless each is cut or converted.
+  const bool same_depth = alpha.depth() == colour.depth();
+  if (colour.channels() < 4 && same_depth && colour.isContinuous() && alpha.isContinuous() &&
+      colour.total() * size_t(colour.channels()) <= INT32_MAX) {
+    colour = colour.reshape(0, 1);
+    alpha = alpha.reshape(0, 1);
   }
-
-  std::vector<cv::Mat> planes;
-  cv::split(colour, planes);
-  planes.push_back(converted);
-  cv::Mat merged;
-  cv::merge(planes, merged);
-  // A source with alpha merges to five channels; its rows are cut to the output's four.
-  copy_rows_packed(
-      merged, frame->data[0],
-      size_t(merged.cols) * traits(format).channels * size_t(traits(format).element_size));
+  // Rows go out with a packed pitch, whatever stride the new frame has, on purpose.
+  const size_t row_bytes = size_t(colour.cols) * traits(format).channels * colour.elemSize1();
+  const RgbRows &kernels = rgb_rows();
+  cv::Mat converted;  // a row
+  for (int y = 0; y < colour.rows; ++y) {
+    const uint8_t *mask_values = alpha.ptr(y);
+    if (!same_depth) {
+      // An 8-bit mask keeps its values 0 to 255 in a float frame.
+      alpha.row(y).convertTo(converted, colour.depth());
+      mask_values = converted.ptr();
+    }
+    mask_row(kernels, is_float(src.format), colour.channels(), colour.ptr(y), mask_values,
+             frame->data[0] + size_t(y) * row_bytes, colour.cols);
+  }
   return TAVIX_OK;
 }
 
