@@ -21,6 +21,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 HEADERS = ROOT / "include" / "tavix"
 FUNCTION = re.compile(r"^TAVIX_API\s[^;]*?\b(Tavix\w+)\(", re.MULTILINE)
 RECORD = re.compile(r"^typedef struct (\w+) \{", re.MULTILINE)
+FILE_COMMENT = re.compile(r"\A/\*[^\n]*\*/\n/\*+(.*?)\*/", re.DOTALL)
+STATUS = r"(?:<ref [^>]*>)?TAVIX_ERROR_\w+(?:</ref>)?"
 ENUMERATION = re.compile(r"^enum (\w+) \{", re.MULTILINE)
 
 OPERATIONS = {
@@ -36,19 +38,27 @@ OPERATIONS = {
 CORE = {"records": "Records", "codes": "Codes", "services": "Services", "host": "The application's side"}
 
 
-def split_parameters(folder):
-    """Gives each parameter an entry of its own where Doxygen has one entry for several."""
+def prepare(folder):
+    """Arranges what Doxygen read for the pages."""
     for file in folder.glob("*_8h*.xml"):
         tree = xml.etree.ElementTree.parse(file)
         for entries in tree.iter("parameterlist"):
-            for place, item in reversed(list(enumerate(entries))):
-                names = item.findall("parameternamelist/parametername")
-                for kept in range(len(names) - 1, 0, -1):
-                    one = copy.deepcopy(item)
-                    keep_name(one, kept)
-                    entries.insert(place + 1, one)
-                keep_name(item, 0)
+            split_parameters(entries)
+        for section in tree.iter("simplesect"):
+            if section.get("kind") == "return":
+                list_statuses(section)
         tree.write(file, encoding="utf-8", xml_declaration=True)
+
+
+def split_parameters(entries):
+    """Gives each parameter an entry of its own where Doxygen has one entry for several."""
+    for place, item in reversed(list(enumerate(entries))):
+        names = item.findall("parameternamelist/parametername")
+        for kept in range(len(names) - 1, 0, -1):
+            one = copy.deepcopy(item)
+            keep_name(one, kept)
+            entries.insert(place + 1, one)
+        keep_name(item, 0)
 
 
 def keep_name(item, kept):
@@ -56,6 +66,19 @@ def keep_name(item, kept):
     for number, name in enumerate(names.findall("parametername")):
         if number != kept:
             names.remove(name)
+
+
+def list_statuses(section):
+    """Makes a list of the errors of a function where there are several."""
+    text = xml.etree.ElementTree.tostring(section.find("para"), encoding="unicode").strip()
+    first, *errors = re.split(f"\\s+(?={STATUS})", re.fullmatch("<para>(.*)</para>", text, re.DOTALL)[1])
+    if len(errors) < 2:
+        return
+    items = [re.sub(f"^({STATUS}):?\\s+", r"\1: ", error.rstrip(";, ")) for error in errors]
+    section[:] = xml.etree.ElementTree.fromstring(
+        f"<simplesect><para>{first}</para><para><itemizedlist>"
+        + "".join(f"<listitem><para>{item}</para></listitem>" for item in items)
+        + "</itemizedlist></para></simplesect>")
 
 
 def directive(kind, name, *options):
@@ -75,7 +98,8 @@ def example(function, work):
 def page(title, header, with_examples=None):
     """The page of a header: its enumerations, records and functions, in the order of the header."""
     text = header.read_text()
-    lines = [f"# {title}", "", f"`#include <tavix/{header.relative_to(HEADERS)}>`", ""]
+    about = re.sub(r"^ ?\*(?: |$)|@file$", "", FILE_COMMENT.search(text)[1], flags=re.MULTILINE).strip()
+    lines = [f"# {title}", "", about, "", f"`#include <tavix/{header.relative_to(HEADERS)}>`", ""]
     for name in ENUMERATION.findall(text):
         lines += [f"## {name}", "", directive("doxygenenum", name)]
     for name in RECORD.findall(text):
@@ -141,7 +165,7 @@ def main():
                  for name in FUNCTION.findall((HEADERS / "video_common_cpu" / f"{stem}.h").read_text())]
     work = target / "examples"
     examples.run_all(functions, prefix, work)
-    split_parameters(ROOT / "build" / "docs" / "doxygen" / "xml")
+    prepare(ROOT / "build" / "docs" / "doxygen" / "xml")
     reference(target, work)
     benchmark_plots(target)
     print(f"{len(functions)} functions with an example that runs")

@@ -69,7 +69,11 @@ TAVIX_API int32_t TavixFrameBinaryArithmeticByCPU(const TavixFrameV2 *src1_frame
                                                   const double *alpha, const double *beta,
                                                   const double *gamma, TavixFrameV2 *dst_frame);
 
-/** Hands the call to the implementation for this processor, without a check of its own. */
+/**
+ * Hands the call to the implementation for this processor, without a check of its own.
+ *
+ * @return the status of the implementation that runs
+ */
 TAVIX_API int32_t TavixFrameBinaryArithmeticForward(const TavixFrameV2 *src1_frame,
                                                     const TavixFrameV2 *src2_frame, uint32_t op,
                                                     const double *alpha, const double *beta,
@@ -170,7 +174,11 @@ TAVIX_API int32_t TavixFrameUnaryArithmeticByCPU(const TavixFrameV2 *src, int32_
                                                  const double *scale, const double *offset,
                                                  TavixFrameV2 *dst);
 
-/** Hands the call to the implementation for this processor, without a check of its own. */
+/**
+ * Hands the call to the implementation for this processor, without a check of its own.
+ *
+ * @return the status of the implementation that runs
+ */
 TAVIX_API int32_t TavixFrameUnaryArithmeticForward(const TavixFrameV2 *src, int32_t op,
                                                    const double *scale, const double *offset,
                                                    TavixFrameV2 *dst);

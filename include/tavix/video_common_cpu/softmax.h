@@ -53,7 +53,11 @@
 TAVIX_API int32_t TavixBlobSoftmaxByCPU(const TavixBlob *src_blob, int32_t axis,
                                         TavixBlob *dst_blob);
 
-/** Hands the call to the implementation for this processor, without a check of its own. */
+/**
+ * Hands the call to the implementation for this processor, without a check of its own.
+ *
+ * @return the status of the implementation that runs
+ */
 TAVIX_API int32_t TavixBlobSoftmaxForward(const TavixBlob *src_blob, int32_t axis,
                                           TavixBlob *dst_blob);
 

@@ -63,7 +63,11 @@ enum TavixStatisticalFunctionOp {
 TAVIX_API int32_t TavixFrameStatisticalFunctionByCPU(const TavixFrameV2 *src, int32_t op,
                                                      TavixArray **dst_array);
 
-/** Hands the call to the entry for this processor, without a check of its own. */
+/**
+ * Hands the call to the entry for this processor, without a check of its own.
+ *
+ * @return the status of the implementation that runs
+ */
 TAVIX_API int32_t TavixFrameStatisticalFunctionForward(const TavixFrameV2 *src, int32_t op,
                                                        TavixArray **dst_array);
 
