@@ -534,5 +534,23 @@ TEST(ColorYuv, EmptySizes) {
   });
 }
 
+// Of a frame without pixels no other field need make sense.
+TEST(ColorYuv, AnyNumberOfChannelsWithoutPixels) {
+  for_each_path([](const Path &) {
+    for (const int32_t code : yuv_pairs())
+      for (const int32_t channels : {INT32_MIN, -5, -1, 0, 1, 2, 5, 1 << 20, INT32_MAX})
+        for (const bool wide : {false, true}) {
+          GuardedFrame src({from_of(code), 4, 2}), dst({to_of(code), 4, 2});
+          dst.fill(Fill::noise, 1);
+          const auto before = dst.payload();
+          src->video.channels = dst->video.channels = channels;
+          (wide ? src->video.height : src->video.width) = 0;
+          if (has_gray(code)) src->video.height = 0;  // its padding is filled whatever the width
+          EXPECT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK);
+          EXPECT_TRUE(dst.payload() == before) << code << ", " << channels << " channels";
+        }
+  });
+}
+
 }  // namespace
 }  // namespace tavix::test

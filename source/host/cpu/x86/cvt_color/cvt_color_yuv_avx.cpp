@@ -49,8 +49,8 @@ using ParallelConvertYUV2BGRF32Avx = ParallelConvertNV2BGRF32Avx;
 
 template <class Job, class Row>
 void run_row_pairs(const Job &job, const PackedYuvRows<Row> &rows) {
-  const int32_t pairs = has_blocks(job.width, job.height) ? row_pairs(job.height) : 0;
-  parallel_for_({0, pairs, 1},
+  if (!has_blocks(job.width, job.height)) return;  // nothing is known of the channels then
+  parallel_for_({0, row_pairs(job.height), 1},
                 PackedYuvBody<Job, Row>(job, rows(job.packed.channels, job.yuv.layout)), -1.0);
 }
 
