@@ -349,10 +349,17 @@ TEST(CopyMakeBorder, RefusesWhatOpencvDoesNotSurvive) {
   };
   refuse(kMost, kMost, 0, 0);
   refuse(0, 0, kMost, kMost);
+  for (int32_t side = 0; side < 4; ++side)
+    refuse(side == 0 ? kMost : 0, side == 1 ? kMost : 0, side == 2 ? kMost : 0,
+           side == 3 ? kMost : 0);
   src->video.width = 0;
   refuse(0, 0, 3, 3);
+  refuse(0, 0, 3, 0);
+  refuse(0, 0, 0, 3);
   src->video.width = 8, src->video.height = 0;
   refuse(3, 3, 0, 0);
+  refuse(3, 0, 0, 0);
+  refuse(0, 3, 0, 0);
   for (const int32_t border : {1, 2, 4})
     EXPECT_EQ(TavixFrameCopyMakeBorderByCPU(src, dst, 3, 3, 0, 0, border, 0), 7) << border;
   EXPECT_EQ(core_double().take_logs().size(), 3u);

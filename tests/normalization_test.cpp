@@ -343,6 +343,17 @@ TEST_F(NormalizationRefusals, MoreChannelsThanTheFormat) {
                  {line("src_frame channels(4) must not exceed those of format(12)")}, Output::null);
 }
 
+// Refused before anything is made, even where the new frame's rows would be long enough.
+TEST(Normalization, FiveChannelsAreRefusedBeforeTheAllocation) {
+  GuardedFrame src({TAVIX_PIX_FMT_BGRA32, 10, 3, 4});
+  src->video.width = 8, src->video.channels = 5;
+  Frame dst;
+  EXPECT_REFUSED(convert(src, dst, TAVIX_DATA_TYPE_FLOAT32, kNeutral.data()),
+                 TAVIX_ERROR_INVALID_PARAM, kUnit, kFunction,
+                 "src_frame channels(5) must not exceed those of format(14)");
+  EXPECT_TRUE(core_double().frame_requests().empty());
+}
+
 TEST_F(NormalizationRefusals, NewFrameWithoutPlane) {
   core_double().alter_frames([](TavixFrameV2 &frame) { frame.data[0] = nullptr; });
   expect_refused(TAVIX_ERROR_MEMORY, {line("TavixVideoFrameAllocV2 error")}, Output::null);

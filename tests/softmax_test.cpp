@@ -141,6 +141,26 @@ TEST(Softmax, LargeShapes) {
   });
 }
 
+// Lines whose least value is some way below the greatest: where exponentials end to be normal
+// numbers, at 87.3, and to be anything, at 103.9.
+TEST(Softmax, SpreadsUpToWhereExponentialsEnd) {
+  for_each_path([](const Path &path) {
+    if (path.workers > 1) return;
+    for (const int32_t n : {8, 13, 40})
+      for (int32_t quarters = 4 * 76; quarters < 4 * 106; ++quarters) {
+        const Dims dims = {2, n};
+        GuardedBlob src = float_blob(dims);
+        fill_scores(src, uint64_t(n));
+        const auto scores = src.elements<float>();
+        for (int32_t line = 0; line < 2; ++line) {
+          scores[size_t(line * n + 1)] = 12.5f;
+          scores[size_t(line * n + n - 1 - line * 6)] = 12.5f - float(quarters) / 4;
+        }
+        expect_softmax(path.vector ? kAVX : kCommonC, path.vector, src, dims, 1);
+      }
+  });
+}
+
 // What is known without a reference, on both kinds of path.
 TEST(Softmax, KnownValues) {
   for_each_path([](const Path &) {

@@ -124,7 +124,8 @@ TEST(FrameAlloc, RefusesPlanesWhoseRowsA32BitOffsetCannotReach) {
                        printed("frame of format %d, size %dx%d, row alignment %d is too large",
                                format, width, height, alignment)));
   }
-  EXPECT_TRUE(allocate(TAVIX_PIX_FMT_GRAY8, 1, 1, 1 << 30)) << "the largest that fits";
+  EXPECT_TRUE(allocate(TAVIX_PIX_FMT_GRAY8, 1, 1, 1 << 30)) << "the largest alignment";
+  EXPECT_TRUE(allocate(TAVIX_PIX_FMT_GRAY8, INT_MAX, 1, 1)) << "the largest plane";
 }
 
 TEST(FrameAlloc, ReportsMissingMemory) {
