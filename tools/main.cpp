@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// The program "tavix": operations on videos and pictures, each a sub-command.
+#include "commands/commands.h"
+#include "program/command.h"
+#include "program/describe.h"
+
+int main(int argc, char **argv) {
+  using namespace tavix::tool;
+  CLI::App program("CPU image and tensor operations on videos and pictures.", "tavix");
+  program.require_subcommand(1);
+  program.set_version_flag("--version", "tavix " TAVIX_VERSION, "print the version");
+  program.get_formatter()->column_width(34);
+  add_motion(program);
+  add_gallery(program);
+  add_convert(program);
+  add_tensors(program);
+  add_stats(program);
+  add_diff(program);
+  add_info(program);
+  add_descriptions(program);
+  return run_program(program, argc, argv);
+}

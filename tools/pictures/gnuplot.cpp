@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pictures/gnuplot.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace tavix::tool {
+
+void require_gnuplot() {
+  if (std::system("command -v gnuplot > /dev/null 2>&1") != 0) {
+    throw std::runtime_error("cannot draw the plot: gnuplot is not installed");
+  }
+}
+
+std::string quoted(const std::string &text) {
+  std::string result = "'";
+  for (const char c : text) result += c == '\'' ? std::string("''") : std::string(1, c);
+  return result + "'";
+}
+
+void run_gnuplot(const std::string &script, const OutputFile &file) {
+  std::FILE *gnuplot = popen("gnuplot > /dev/null 2>&1", "w");
+  if (gnuplot == nullptr) throw std::runtime_error("cannot start gnuplot");
+  std::fputs(script.c_str(), gnuplot);
+  if (pclose(gnuplot) != 0 || !std::filesystem::exists(file.partial())) {
+    throw std::runtime_error(fmt::format("cannot write '{}'", file.target().string()));
+  }
+}
+
+}  // namespace tavix::tool
