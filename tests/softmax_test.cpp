@@ -112,6 +112,7 @@ TEST(Softmax, NarrowNeighbourhoods) {
   });
 }
 
+#if defined(__x86_64__)
 // An exponential of the C library that vectors do not know is called for every value.
 TEST(Softmax, OfAnUnknownLibrary) {
   if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
@@ -123,6 +124,7 @@ TEST(Softmax, OfAnUnknownLibrary) {
     expect_softmax(kAVX, true, src, dims, size_t(axis));
   }
 }
+#endif
 
 // Panels, strips and stripes of the implementations end in the middle of these.
 TEST(Softmax, LargeShapes) {

@@ -7,14 +7,11 @@
 #include "cpu/x86/avx2.h"
 
 #if defined(__clang__)
-#define TAVIX_AVX512_BEGIN                                                                     \
-  _Pragma(                                                                                     \
-      "clang attribute push(__attribute__((target(\"avx512f,avx512bw,avx512dq,avx512vl\"))), " \
-      "apply_to = function)")
-#define TAVIX_AVX512VBMI_BEGIN                                                  \
-  _Pragma(                                                                      \
-      "clang attribute push(__attribute__((target(\"avx512f,avx512bw,avx512dq," \
-      "avx512vl,avx512vbmi\"))), apply_to = function)")
+#define TAVIX_PRAGMA(...) _Pragma(#__VA_ARGS__)
+#define TAVIX_AVX512_REGION(features) \
+  TAVIX_PRAGMA(clang attribute push(__attribute__((target(features))), apply_to = function))
+#define TAVIX_AVX512_BEGIN TAVIX_AVX512_REGION("avx512f,avx512bw,avx512dq,avx512vl")
+#define TAVIX_AVX512VBMI_BEGIN TAVIX_AVX512_REGION("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi")
 #define TAVIX_AVX512_END _Pragma("clang attribute pop")
 #else
 // What g++ 12's own headers leave undefined on purpose, it warns of where they are inlined.
