@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every triple of samples through the decoders and every colour through the encoders, with every
-// matrix, on both paths. A quick run takes a part of them.
+// matrix, at every level. A quick run takes a part of them.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -43,12 +43,13 @@ bool interleaved(int32_t format) {
   return format == 7 || format == 8;
 }
 
-// Runs on the portable and, where there is one, the vector path.
-void both_paths(const std::function<void()> &run) {
+void every_level(const std::function<void()> &run) {
   const ScopedWorkers one(1);
-  if (module::use_avx2()) run();
-  const WithoutAvx2 portable;
-  run();
+  for (const module::CpuLevel level : levels()) {
+    SCOPED_TRACE(name_of(level));
+    const ScopedLevel scoped(level);
+    run();
+  }
 }
 
 // The address of a colour channel: 0, 1, 2 for R, G, B, and 3 for alpha.
@@ -117,13 +118,13 @@ void encode(const Case &c, int matrix) {
            weights});
 }
 
-// Converts on both paths into a frame that shows what is not written, and compares.
+// Converts at every level into a frame that shows what is not written, and compares.
 void check(const Case &c, const TavixFrameV2 &dst, int matrix, int outer,
            void (*convert)(const Case &c, int matrix)) {
   SCOPED_TRACE(::testing::Message()
                << "matrix " << matrix << ", " << format_name(c.pair.packed) << " and "
                << format_name(c.pair.yuv) << ", outer value " << outer);
-  both_paths([&] {
+  every_level([&] {
     std::memset(dst.data[0], 7, size_t(dst.linesize[0]) * size_t(dst.video.height));
     convert(c, matrix);
     expect_same(*c.expected, dst);

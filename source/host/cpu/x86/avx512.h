@@ -6,21 +6,22 @@
 
 #include "cpu/x86/avx2.h"
 
-#if defined(__clang__)
 #define TAVIX_PRAGMA(...) _Pragma(#__VA_ARGS__)
-#define TAVIX_AVX512_REGION(features) \
+
+#if defined(__clang__)
+#define TAVIX_REGION_BEGIN(features) \
   TAVIX_PRAGMA(clang attribute push(__attribute__((target(features))), apply_to = function))
-#define TAVIX_AVX512_BEGIN TAVIX_AVX512_REGION("avx512f,avx512bw,avx512dq,avx512vl")
-#define TAVIX_AVX512VBMI_BEGIN TAVIX_AVX512_REGION("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi")
-#define TAVIX_AVX512_END _Pragma("clang attribute pop")
+#define TAVIX_AVX512_END TAVIX_PRAGMA(clang attribute pop)
 #else
 // What g++ 12's own headers leave undefined on purpose, it warns of where they are inlined.
-#define TAVIX_AVX512_REGION(target)                                          \
-  _Pragma("GCC push_options") _Pragma(target) _Pragma("GCC diagnostic push") \
-      _Pragma("GCC diagnostic ignored \"-Wuninitialized\"")                  \
-          _Pragma("GCC diagnostic ignored \"-Wmaybe-uninitialized\"")
-#define TAVIX_AVX512_BEGIN TAVIX_AVX512_REGION("GCC target(\"avx512f,avx512bw,avx512dq,avx512vl\")")
-#define TAVIX_AVX512VBMI_BEGIN \
-  TAVIX_AVX512_REGION("GCC target(\"avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi\")")
-#define TAVIX_AVX512_END _Pragma("GCC diagnostic pop") _Pragma("GCC pop_options")
+#define TAVIX_REGION_BEGIN(features)                     \
+  TAVIX_PRAGMA(GCC push_options)                         \
+  TAVIX_PRAGMA(GCC target(features))                     \
+  TAVIX_PRAGMA(GCC diagnostic push)                      \
+  TAVIX_PRAGMA(GCC diagnostic ignored "-Wuninitialized") \
+  TAVIX_PRAGMA(GCC diagnostic ignored "-Wmaybe-uninitialized")
+#define TAVIX_AVX512_END TAVIX_PRAGMA(GCC diagnostic pop) TAVIX_PRAGMA(GCC pop_options)
 #endif
+
+#define TAVIX_AVX512_BEGIN TAVIX_REGION_BEGIN("avx512f,avx512bw,avx512dq,avx512vl")
+#define TAVIX_AVX512VBMI_BEGIN TAVIX_REGION_BEGIN("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi")
