@@ -16,7 +16,7 @@ constinit KernelFamily<BinaryRows> binary_family = {
 constinit KernelFamily<FloatYuvRows> float_yuv_family = {
     {&kFloatYuvRowsC TAVIX_X86(&kFloatYuvRowsAvx2, &kFloatYuvRowsAvx512)}};
 constinit KernelFamily<NormalizeRows> normalize_family = {
-    {&kNormalizeRowsC TAVIX_X86(&kNormalizeRowsAvx2)}};
+    {&kNormalizeRowsC TAVIX_X86(&kNormalizeRowsAvx2, &kNormalizeRowsAvx512)}};
 constinit KernelFamily<RepackRows> repack_family = {
     {&kRepackRowsC TAVIX_X86(&kRepackRowsAvx2, nullptr, &kRepackRowsAvx512Vbmi)}};
 constinit KernelFamily<RgbRows> rgb_family = {

@@ -4,6 +4,7 @@
 // rounded, halves up. NaN becomes byte 0.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
 #include "common/frame_access.h"
@@ -11,20 +12,21 @@
 namespace tavix::module {
 
 // The parameters of the elements of a row, repeated over a whole number of pixels of 1, 2, 3 or 4
-// channels and a whole number of vectors.
+// channels and of vectors of 16 floats.
 struct NormalizeParameters {
-  static constexpr int kPeriod = 24;
-  static_assert(kPeriod % 12 == 0 && kPeriod % 8 == 0);
+  static constexpr int kPeriod = 48;
+  static_assert(kPeriod % 12 == 0 && kPeriod % 16 == 0);
 
   float mean[kPeriod], scale[kPeriod];
+  bool centred = false;  // some mean is not +0
 
   // norm_vals: a mean for each of four channels, then a scale for each. channels: 1 to 4.
   NormalizeParameters(const float *norm_vals, int32_t channels) {
-    for (int k = 0; k < kPeriod; ++k) {
-      const int32_t c = k % channels;
+    for (int k = 0, c = 0; k < kPeriod; ++k, c = c + 1 < channels ? c + 1 : 0) {
       mean[k] = norm_vals[c];
       scale[k] = norm_vals[kMaxChannels + c];
     }
+    for (int32_t c = 0; c < channels; ++c) centred |= std::bit_cast<uint32_t>(norm_vals[c]) != 0;
   }
 };
 
@@ -36,7 +38,7 @@ using NormalizeRow = void(const uint8_t *src, uint8_t *dst, int64_t n,
 struct NormalizeRows {
   NormalizeRow *by_type[2][2];
 };
-extern const NormalizeRows kNormalizeRowsC, kNormalizeRowsAvx2;
+extern const NormalizeRows kNormalizeRowsC, kNormalizeRowsAvx2, kNormalizeRowsAvx512;
 
 // The best for this processor.
 const NormalizeRows &normalize_rows();

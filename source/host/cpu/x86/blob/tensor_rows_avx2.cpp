@@ -8,7 +8,7 @@
 #include "common/independent_iterations.h"
 #include "cpu/common_c/blob/element_conversion.h"
 #include "cpu/common_c/blob/tensor_rows.h"
-#include "cpu/x86/blob/lanes_avx2.h"
+#include "cpu/x86/blob/element_lanes_avx2.h"
 
 namespace tavix::module {
 
