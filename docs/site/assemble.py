@@ -35,12 +35,13 @@ OPERATIONS = {
     "filters": "Filters",
     "channels": "Channels, masks and fill",
 }
+CPP = ["frame.hpp", "interop/opencv.h", "interop/ffmpeg.h"]
 CORE = {"records": "Records", "codes": "Codes", "services": "Services", "host": "The application's side"}
 
 
 def prepare(folder):
     """Arranges what Doxygen read for the pages."""
-    for file in folder.glob("*_8h*.xml"):
+    for file in folder.glob("*.xml"):
         tree = xml.etree.ElementTree.parse(file)
         for entries in tree.iter("parameterlist"):
             split_parameters(entries)
@@ -111,6 +112,20 @@ def page(title, header, with_examples=None):
     return "\n".join(lines)
 
 
+def cpp_page():
+    """One page for the headers of the C++ layer: what each says about itself, then all members."""
+    lines = ["# C++ layer and bridges", ""]
+    for name in CPP:
+        comment = (HEADERS / name).read_text().split("\n", 1)[1].split("#ifndef", 1)[0]
+        about = re.sub(r"^(?:// ?|/\* ?| \*/?(?: |$))", "", comment, flags=re.MULTILINE)
+        lines += [f"## tavix/{name}", "", "```text", about.strip("\n"), "```", ""]
+    return "\n".join(lines + [
+        "## Namespace tavix", "",
+        directive("doxygennamespace", "tavix", ":project: cpp", ":members:", ":undoc-members:", ":content-only:"),
+        "## FFmpeg in C", "",
+        directive("doxygenfile", "tavix/interop/ffmpeg.h", ":project: cpp", ":sections: innerclass public-attrib func")])
+
+
 def contents(names):
     return "\n".join(["```{toctree}", ":maxdepth: 1", "", *names, "```", ""])
 
@@ -122,6 +137,7 @@ def reference(target, work):
         (folder / f"{stem}.md").write_text(page(title, HEADERS / "video_common_cpu" / f"{stem}.h", work))
     for stem, title in CORE.items():
         (folder / f"{stem}.md").write_text(page(title, HEADERS / "core" / f"{stem}.h"))
+    (folder / "cpp.md").write_text(cpp_page())
     (folder / "examples.md").write_text("\n".join([
         "# How the examples work", "",
         "Each example is a whole program. It is compiled and run when these pages are written, and what it",
@@ -131,6 +147,8 @@ def reference(target, work):
         "# Reference", "",
         "## Operations", "", "One page for each header of `tavix/video_common_cpu.h`:", "", contents(OPERATIONS),
         "## Records and services", "", "What the operations work on, `tavix/core.h`:", "", contents(CORE),
+        "## C++", "", "The C++ layer and views of the pictures of other libraries, headers alone:", "",
+        contents(["cpp"]),
         "## Examples", "", contents(["examples"])]))
 
 
@@ -165,7 +183,8 @@ def main():
                  for name in FUNCTION.findall((HEADERS / "video_common_cpu" / f"{stem}.h").read_text())]
     work = target / "examples"
     examples.run_all(functions, prefix, work)
-    prepare(ROOT / "build" / "docs" / "doxygen" / "xml")
+    for language in ("c", "cpp"):
+        prepare(ROOT / "build" / "docs" / "doxygen" / language)
     reference(target, work)
     benchmark_plots(target)
     print(f"{len(functions)} functions with an example that runs")

@@ -13,9 +13,11 @@ release = re.search(r"VERSION (\d+\.\d+\.\d+)", (ROOT / "CMakeLists.txt").read_t
 extensions = ["myst_parser", "breathe", "sphinx_copybutton"]
 myst_enable_extensions = ["colon_fence"]
 myst_heading_anchors = 3
-breathe_projects = {project: str(ROOT / "build" / "docs" / "doxygen" / "xml")}
-breathe_default_project = project
+breathe_projects = {language: str(ROOT / "build" / "docs" / "doxygen" / language) for language in ("c", "cpp")}
+breathe_default_project = "c"
 breathe_domain_by_extension = {"h": "c", "hpp": "cpp"}
+breathe_domain_by_file_pattern = {"*/interop/*.h": "cpp"}
+breathe_implementation_filename_extensions = []
 breathe_show_include = False
 
 html_theme = "furo"
