@@ -17,6 +17,8 @@ int main(int argc, char **argv) {
   add_stats(program);
   add_diff(program);
   add_info(program);
+  add_bench(program);
+  add_selfcheck(program);
   add_descriptions(program);
   return run_program(program, argc, argv);
 }

@@ -36,6 +36,9 @@ class Command {
   // A sentence on stderr, after "tavix NAME: ".
   void warn(const std::string &sentence) const;
 
+  // Whether the user wishes the result as JSON.
+  bool json() const { return json_; }
+
   // The result on stdout: as JSON where the user wishes it so, else as text.
   void print(const Json &result, const std::string &text) const;
 

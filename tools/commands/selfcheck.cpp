@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+// Hands over to the program tavix-selfcheck. The library chooses its implementation by itself and
+// exports no way to choose another one for all operations; that program is linked from the library's
+// own object files, where the choice can be made, and would stand in front of the shared library if
+// it were a part of this one.
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <stdexcept>
+
+#include "commands/commands.h"
+#include "program/command.h"
+
+namespace tavix::tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Where it is installed, or beside this program where both were built.
+fs::path helper() {
+  const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
+  const fs::path installed = folder / TAVIX_LIBEXEC_FROM_BIN / "tavix-selfcheck";
+  return fs::exists(installed) ? installed : folder / "tavix-selfcheck";
+}
+
+int hand_over(bool json, bool fault) {
+  const std::string path = helper().string();
+  std::vector<const char *> arguments = {path.c_str()};
+  if (json) arguments.push_back("--json");
+  if (fault) arguments.push_back("--fault");
+  arguments.push_back(nullptr);
+  execv(path.c_str(), const_cast<char *const *>(arguments.data()));
+  throw std::runtime_error(fmt::format("cannot run '{}': {}", path, std::strerror(errno)));
+}
+
+}  // namespace
+
+void add_selfcheck(CLI::App &program) {
+  static Command command(
+      program, "selfcheck",
+      "Runs every operation that has several implementations in each one that this machine can "
+      "run, and compares their results: all vector implementations give the same bits, which "
+      "differ "
+      "from the portable ones in documented places alone. Tells the first difference.");
+  static bool fault = false;
+  command.app().add_flag("--fault", fault, "plant a wrong bit, which must be found");
+  command.does([] { return hand_over(command.json(), fault); });
+}
+
+}  // namespace tavix::tool
