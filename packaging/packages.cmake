@@ -23,6 +23,7 @@ set(tools_summary "CPU image and tensor operations on video frames - command-lin
 set(tools_section video)
 set(tools_multi_arch foreign)
 set(tools_depends library)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS gnuplot-nox)
 set(python_summary "CPU image and tensor operations on video frames - Python module")
 set(python_section python)
 set(python_depends library)

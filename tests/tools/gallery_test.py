@@ -25,6 +25,13 @@ class Gallery(tool.ToolTest):
                         for dy in range(-90, 90, 9) for dx in range(-90, 90, 9)}
                 self.assertNotEqual(tile, {bytes([250] * 3)}, (row, column))
 
+    def test_too_small(self):
+        video = make_video(self.folder / "clip.mkv", *tool.LOSSLESS, size="7x90")
+        self.refuses("frames of 7 x 90 pixels are too small: 8 x 8 are needed", "gallery", video,
+                     "--output", self.output)
+        self.works("gallery", make_video(self.folder / "clip.mkv", *tool.LOSSLESS, size="8x8"),
+                   "--output", self.output)
+
     def test_no_video(self):
         words = self.file("text.mp4", b"no video\n" * 100)
         self.refuses("'.*text.mp4' .*", "gallery", words, "--output", self.output)

@@ -1,10 +1,14 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
 """The program tavix as a whole: help, version, info, manual page, completion."""
+import contextlib
+import os
+import pty
 import re
 import subprocess
 
 import tool
+from tool import make_video
 
 
 class Program(tool.ToolTest):
@@ -37,6 +41,23 @@ class Program(tool.ToolTest):
         for library in "tavix_video_common_cpu", "OpenCV", "oneTBB", "FFmpeg":
             self.assertRegex(shown["versions"][library], r"\d+\.\d+")
             self.assertIn(shown["versions"][library], self.works("info"))
+
+    def test_progress_on_a_terminal(self):
+        """A bar with rate and time left, which leaves an empty line behind."""
+        video = make_video(self.folder / "clip.avi", "-c:v", "mjpeg", size="1280x720", frames=60)
+        master, slave = pty.openpty()
+        run = subprocess.Popen([tool.TAVIX, "stats", video, "--output", self.output], stderr=slave,
+                               stdout=subprocess.DEVNULL)
+        os.close(slave)
+        shown = b""
+        with contextlib.suppress(OSError):  # the end of a terminal
+            while part := os.read(master, 4096):
+                shown += part
+        os.close(master)
+        self.assertEqual(run.wait(), 0)
+        self.assertRegex(shown.decode(), r"\r\x1b\[K\[=* *\] +\d+ %  \d+ of 60 frames, \d+ frames/s, "
+                                         r"\d+:\d\d left")
+        self.assertTrue(shown.endswith(b"\r\x1b[K"))
 
     def test_manual_page(self):
         """Every sub-command and option, and nothing that man complains about."""

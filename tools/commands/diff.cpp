@@ -116,74 +116,113 @@ class Comparison {
   std::optional<Pixel> first_;
 };
 
-int compare(const Command &command, const Options &options) {
-  VideoReader readers[2] = {VideoReader(options.first), VideoReader(options.second)};
-  const AVFrame *pictures[2] = {readers[0].next(), readers[1].next()};
-  const int width = pictures[0]->width, height = pictures[0]->height;
-  if (pictures[1]->width != width || pictures[1]->height != height) {
-    throw std::runtime_error(fmt::format("'{}' has {} x {} pixels, '{}' has {} x {}", options.first,
-                                         width, height, options.second, pictures[1]->width,
-                                         pictures[1]->height));
+// The two files, frame by frame.
+class Pair {
+ public:
+  explicit Pair(const Options &options)
+      : names_{options.first, options.second},
+        readers_{VideoReader(names_[0]), VideoReader(names_[1])} {
+    next();
+    const AVFrame &a = *pictures_[0], &b = *pictures_[1];
+    if (a.width != b.width || a.height != b.height) {
+      throw std::runtime_error(fmt::format("'{}' has {} x {} pixels, '{}' has {} x {}", names_[0],
+                                           a.width, a.height, names_[1], b.width, b.height));
+    }
+    width_ = a.width;
+    height_ = a.height;
+    for (PicturePtr &bgr : bgr_) bgr = make_picture(AV_PIX_FMT_BGR24, width_, height_);
   }
-  std::optional<OutputFile> map_file;
-  if (!options.heat_map.empty()) map_file.emplace(options.heat_map);
 
-  PictureConverter converter;
-  const PicturePtr bgr[2] = {make_picture(AV_PIX_FMT_BGR24, width, height),
-                             make_picture(AV_PIX_FMT_BGR24, width, height)};
-  Comparison comparison(width, height);
-  Progress progress(readers[0].expected_pictures());
-  while (pictures[0] != nullptr && pictures[1] != nullptr) {
-    check_interrupted();
-    for (int i = 0; i < 2; ++i) converter.convert(*pictures[i], *bgr[i]);
-    comparison.add(frame_view(*bgr[0]), frame_view(*bgr[1]));
-    progress.show(comparison.frames());
-    for (int i = 0; i < 2; ++i) pictures[i] = readers[i].next();
+  void compare_all(Comparison &comparison) {
+    Progress progress(readers_[0].expected_pictures());
+    for (; both(); next()) {
+      check_interrupted();
+      for (int i = 0; i < 2; ++i) converter_.convert(*pictures_[i], *bgr_[i]);
+      comparison.add(frame_view(*bgr_[0]), frame_view(*bgr_[1]));
+      progress.show(comparison.frames());
+    }
   }
-  progress.clear();
 
-  const bool same = !comparison.first();
-  Json result = {{"frames", comparison.frames()}, {"width", width}, {"height", height}};
-  result["psnr"] = same ? Json() : Json(comparison.ratio());
+  // Says of each file what it has not got, once one has ended. Returns the exit status.
+  int conclude(const Command &command) const {
+    int status = kSuccess;
+    const auto warn = [&](const std::string &sentence) {
+      command.warn(sentence);
+      status = kFailure;
+    };
+    for (int i = 0; i < 2; ++i) {
+      if (pictures_[i] != nullptr) {
+        warn(fmt::format("'{}' has more frames than the other", names_[i]));
+      }
+      if (const int64_t lost = readers_[i].lost(); lost > 0) {
+        warn(fmt::format("'{}' is damaged or cut: {} of its frames are lost", names_[i], lost));
+      }
+    }
+    return status;
+  }
+
+  bool same_length() const { return pictures_[0] == nullptr && pictures_[1] == nullptr; }
+  int width() const { return width_; }
+  int height() const { return height_; }
+
+ private:
+  bool both() const { return pictures_[0] != nullptr && pictures_[1] != nullptr; }
+  void next() {
+    for (int i = 0; i < 2; ++i) pictures_[i] = readers_[i].next();
+  }
+
+  std::string names_[2];
+  VideoReader readers_[2];
+  const AVFrame *pictures_[2] = {};
+  PictureConverter converter_;
+  PicturePtr bgr_[2];
+  int width_ = 0, height_ = 0;
+};
+
+Json json_of(const Comparison &comparison) {
+  const std::optional<Pixel> &first = comparison.first();
+  Json result = {{"frames", comparison.frames()},
+                 {"width", comparison.largest().cols},
+                 {"height", comparison.largest().rows}};
+  result["psnr"] = first ? Json(comparison.ratio()) : Json();
   result["ssim"] = comparison.similarity();
   result["maximum"] = comparison.maximum();
-  result["first"] = Json();
-  std::string text =
-      fmt::format("{} frames of {} x {} pixels\n", comparison.frames(), width, height);
-  if (same) {
-    text += "no pixel differs\n";
-  } else {
-    const Pixel &first = *comparison.first();
-    result["first"] = {{"frame", first.frame}, {"x", first.x}, {"y", first.y}};
-    text += fmt::format(
-        "PSNR           {:.2f} dB\n"
-        "SSIM           {:.4f}\n"
-        "largest        {:.0f} of 255\n"
-        "first          frame {}, column {}, row {}\n",
-        comparison.ratio(), comparison.similarity(), comparison.maximum(), first.frame, first.x,
-        first.y);
-  }
+  result["first"] =
+      first ? Json{{"frame", first->frame}, {"x", first->x}, {"y", first->y}} : Json();
+  return result;
+}
+
+std::string text_of(const Comparison &comparison) {
+  const std::string text = fmt::format("{} frames of {} x {} pixels\n", comparison.frames(),
+                                       comparison.largest().cols, comparison.largest().rows);
+  if (!comparison.first()) return text + "no pixel differs\n";
+  const Pixel &first = *comparison.first();
+  return text + fmt::format(
+                    "PSNR           {:.2f} dB\n"
+                    "SSIM           {:.4f}\n"
+                    "largest        {:.0f} of 255\n"
+                    "first          frame {}, column {}, row {}\n",
+                    comparison.ratio(), comparison.similarity(), comparison.maximum(), first.frame,
+                    first.x, first.y);
+}
+
+int compare(const Command &command, const Options &options) {
+  Pair pair(options);
+  std::optional<OutputFile> map_file;
+  if (!options.heat_map.empty()) map_file.emplace(options.heat_map);
+  Comparison comparison(pair.width(), pair.height());
+  pair.compare_all(comparison);
+
+  Json result = json_of(comparison);
+  std::string text = text_of(comparison);
   if (map_file) {
     write_heat_map(comparison.largest(), *map_file);
     map_file->publish();
     result["heat_map"] = options.heat_map;
     text += fmt::format("heat map       {}\n", options.heat_map);
   }
-
-  int status = kSuccess;
-  for (int i = 0; i < 2; ++i) {
-    const std::string &name = i == 0 ? options.first : options.second;
-    if (pictures[i] != nullptr) {
-      command.warn(fmt::format("'{}' has more frames than the other", name));
-      status = kFailure;
-    }
-    if (readers[i].lost() > 0) {
-      command.warn(fmt::format("'{}' is damaged or cut: {} of its frames are lost", name,
-                               readers[i].lost()));
-      status = kFailure;
-    }
-  }
-  result["same_length"] = pictures[0] == nullptr && pictures[1] == nullptr;
+  result["same_length"] = pair.same_length();
+  const int status = pair.conclude(command);
   command.print(result, text);
   return status;
 }

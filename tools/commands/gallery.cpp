@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <numbers>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,6 +23,7 @@ namespace tavix::tool {
 namespace {
 
 constexpr int32_t kFormat = TAVIX_PIX_FMT_BGR24;
+constexpr int kLeast = 8;  // pixels a side: an eighth of it is a picture
 constexpr double kOne[4] = {1, 1, 1, 1}, kNone[4] = {};
 constexpr int32_t kLinear = 1, kArea = 3;       // interpolation
 constexpr int32_t kConstant = 0, kReflect = 4;  // borders
@@ -185,6 +187,11 @@ int make_gallery(const Command &command, const VideoOptions &options) {
 
   // The middle of the video, as far as the file says where that is.
   const AVFrame *picture = reader.next();
+  if (std::min(picture->width, picture->height) < kLeast) {
+    throw std::runtime_error(
+        fmt::format("frames of {} x {} pixels are too small: {} x {} are needed", picture->width,
+                    picture->height, kLeast, kLeast));
+  }
   PicturePtr source = make_picture(AV_PIX_FMT_BGR24, picture->width, picture->height);
   PictureConverter converter;
   const int64_t middle = reader.expected_pictures() / 2;
