@@ -94,25 +94,22 @@ namespace tavix::module {
 
 namespace {
 
-// What is written is asked for too; narrow pixels are no faster for it.
-constexpr int64_t kStoresAhead = 512;
-
 // 32-bit elements in this order; -1 stands for any.
 template <int a, int b, int c, int d, int e, int f, int g, int h>
 TAVIX_INLINE __m256i reorder(__m256i v) {
   return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(a, b, c, d, e, f, g, h));
 }
 
-// Blocks first, then the pixels that fill no block.
+// Blocks first, then the pixels that fill no block. Rows of floats are asked for ahead; rows of bytes,
+// and what is written, come in faster unasked.
 template <class Block, class Value, int src_step, int dst_step, bool swap>
 TAVIX_INLINE void convert_row(const uint8_t *src, uint8_t *dst, int32_t width) {
   constexpr int64_t kSrcPixel = src_step * sizeof(typename Value::From),
                     kDstPixel = dst_step * sizeof(typename Value::To);
   int32_t x = 0;
   for (; x <= width - Block::kPixels; x += Block::kPixels) {
-    prefetch<Block::kPixels * kSrcPixel>(src + x * kSrcPixel);
-    if constexpr (kDstPixel >= 4)
-      prefetch<Block::kPixels * kDstPixel>(dst + x * kDstPixel, kStoresAhead);
+    if constexpr (sizeof(typename Value::From) > 1)
+      prefetch<Block::kPixels * kSrcPixel>(src + x * kSrcPixel);
     Block::run(src + x * kSrcPixel, dst + x * kDstPixel);
   }
   for (; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);

@@ -12,23 +12,21 @@ namespace tavix::module {
 
 namespace {
 
-// The plan of a block with what a permutation of two vectors takes: one index for both windows, and
-// which elements it gives. The others are opaque.
-template <class Index, int src_step, int dst_step, bool swap, int pixels, int lane, int window>
-struct Permutations {
-  static constexpr GatherPlan<src_step, dst_step, swap, pixels, lane, window> kPlan{};
-  static constexpr int kVectors = kPlan.kLanes;
-  static constexpr int kElements = 64 / int(sizeof(Index));  // of a vector
+// The plan of a block of bytes with what a permutation of two vectors takes: one index for both
+// windows, and which bytes it gives. The others are opaque.
+template <int src_step, int dst_step, bool swap>
+struct BytePermutations {
+  static constexpr GatherPlan<src_step, dst_step, swap, 64, 64, 64> kPlan{};
 
-  alignas(64) Index index[kVectors][kElements] = {};
-  uint64_t given[kVectors] = {};
+  alignas(64) uint8_t index[dst_step][64] = {};
+  uint64_t given[dst_step] = {};
 
-  constexpr Permutations() {
-    for (int v = 0; v < kVectors; ++v)
-      for (int i = 0; i < lane; ++i) {
+  constexpr BytePermutations() {
+    for (int v = 0; v < dst_step; ++v)
+      for (int i = 0; i < 64; ++i) {
         const int first = kPlan.index[0][v][i], second = kPlan.index[1][v][i];
         if (kPlan.opaque[v][i]) continue;
-        index[v][i] = Index(first >= 0 ? first : kElements + second);
+        index[v][i] = uint8_t(first >= 0 ? first : 64 + second);
         given[v] |= uint64_t(1) << i;
       }
   }
@@ -109,7 +107,7 @@ struct ShuffleBytesRowAvx512 {
 
   template <int src_step, int dst_step, bool swap>
   struct Block {
-    using Plan = Permutations<uint8_t, src_step, dst_step, swap, 64, 64, 64>;
+    using Plan = BytePermutations<src_step, dst_step, swap>;
     static constexpr Plan kPermutations{};
 
     static TAVIX_INLINE __m512i gather(const uint8_t *src, int v) {
@@ -145,48 +143,13 @@ struct ShuffleBytesRowAvx512 {
   }
 };
 
-// 16 pixels; all are read before the first is written.
+// Memory bounds these, and wider loads are split by more lines of it.
 struct ShuffleFloatsRowAvx512 {
   static constexpr bool kFromGray = false;
 
   template <int src_step, int dst_step, bool swap>
-  struct Block {
-    using Plan = Permutations<int32_t, src_step, dst_step, swap, 16, 16, 16>;
-    static constexpr Plan kPermutations{};
-
-    static TAVIX_INLINE __m512 gather(const uint8_t *src, int v) {
-      const auto &offset = Plan::kPlan.offset;
-      const __m512i index = load_512(kPermutations.index[v]);
-      const __m512 first = load_16_floats(src + 4 * offset[0][v]);
-      if constexpr (Plan::kPlan.windows == 2)
-        return _mm512_permutex2var_ps(first, index, load_16_floats(src + 4 * offset[1][v]));
-      if constexpr (Plan::kPlan.adds_alpha)
-        return _mm512_mask_permutexvar_ps(_mm512_set1_ps(1.0f), __mmask16(kPermutations.given[v]),
-                                          index, first);
-      return _mm512_permutexvar_ps(index, first);
-    }
-
-    static TAVIX_INLINE void run(const uint8_t *src, uint8_t *dst) {
-      __m512 out[dst_step];
-#pragma GCC unroll 4
-      for (int v = 0; v < dst_step; ++v) out[v] = gather(src, v);
-#pragma GCC unroll 4
-      for (int v = 0; v < dst_step; ++v) store_16_floats(dst + 64 * v, out[v]);
-    }
-  };
-
-  template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-    constexpr int64_t kSrcPixel = 4 * src_step, kDstPixel = 4 * dst_step;
-    int32_t x = 0;
-    for (; x <= width - 16; x += 16) {
-      prefetch<16 * kSrcPixel>(src + x * kSrcPixel);
-      prefetch<16 * kDstPixel>(dst + x * kDstPixel);
-      Block<src_step, dst_step, swap>::run(src + x * kSrcPixel, dst + x * kDstPixel);
-    }
-    if (x < width)
-      kRgbRowsAvx2.shuffle_floats(src_step, dst_step, swap)(src + x * kSrcPixel,
-                                                            dst + x * kDstPixel, width - x);
+    kRgbRowsAvx2.shuffle_floats(src_step, dst_step, swap)(src, dst, width);
   }
 };
 
@@ -228,7 +191,6 @@ struct BytesToFloatsRowAvx512 {
     constexpr int64_t kDstPixel = 4 * dst_step;
     int32_t x = 0;
     for (; x <= width - 16; x += 16) {
-      prefetch<16 * kDstPixel>(dst + x * kDstPixel);
       Block<src_step, dst_step, swap>::run(src + int64_t(x) * src_step, dst + x * kDstPixel);
     }
     if (x < width)
