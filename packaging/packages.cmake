@@ -27,6 +27,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS gnuplot-nox)
 set(python_summary "CPU image and tensor operations on video frames - Python module")
 set(python_section python)
 set(python_depends library)
+set(python_needs "python3 (>= 3.11), python3 (<< 3.12), python3-numpy (>= 1:1.24)")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME}-video-common-cpu)
