@@ -187,6 +187,27 @@ TEST(Statistics, OfNoPixels) {
   });
 }
 
+// Sums of floats, too: lanes are added in one order, whatever the width.
+TEST(Statistics, WiderLevelsGiveTheBitsOfAvx2) {
+  if (!module::has_vector_path()) GTEST_SKIP() << "no AVX2";
+  const ScopedWorkers one(1);
+  sweep({.formats = kRgbFormats}, 300, [](const SweepCase &c) {
+    GuardedFrame frame(c.shape, c.layout);
+    frame.fill(Fill::noise, c.seed);
+    for (int32_t op = 0; op < kOps; ++op) {
+      std::vector<double> expected;
+      for (const module::CpuLevel level : levels()) {
+        if (level == module::CpuLevel::kPortable) continue;
+        const ScopedLevel scoped(level);
+        if (level == module::CpuLevel::kAvx2) expected = statistic(kAVX, frame, op);
+        const std::vector<double> actual = statistic(kAVX, frame, op);
+        for (size_t i = 0; i < actual.size(); ++i)
+          EXPECT_TRUE(same_double(actual[i], expected[i])) << name_of(level) << ", op " << op;
+      }
+    }
+  });
+}
+
 // Any record gets an answer.
 TEST(Statistics, AbsurdSizes) {
   for (const Entry entry : {kCommonC, kAVX}) {

@@ -77,7 +77,7 @@ using StatisticsRows =
                Accumulate<SquareLanes<uint8_t>> *, Accumulate<SquareLanes<float>> *,
                Accumulate<MaxLanes<uint8_t>> *, Accumulate<MaxLanes<float>> *,
                Accumulate<MinLanes<uint8_t>> *, Accumulate<MinLanes<float>> *>;
-extern const StatisticsRows kStatisticsRowsC, kStatisticsRowsAvx2;
+extern const StatisticsRows kStatisticsRowsC, kStatisticsRowsAvx2, kStatisticsRowsAvx512;
 const StatisticsRows &statistics_rows();
 
 }  // namespace tavix::module

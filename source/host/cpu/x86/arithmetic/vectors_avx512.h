@@ -136,6 +136,47 @@ TAVIX_INLINE Ints shift_right(Ints v) {  // keeps the sign
   return _mm512_srai_epi32(v, n);
 }
 
+// 16-bit lanes.
+TAVIX_INLINE Ints add_16(Ints a, Ints b) {
+  return _mm512_add_epi16(a, b);
+}
+TAVIX_INLINE Ints sub_16(Ints a, Ints b) {
+  return _mm512_sub_epi16(a, b);
+}
+template <int n>
+TAVIX_INLINE Ints shift_left_16(Ints v) {
+  return _mm512_slli_epi16(v, n);
+}
+template <int n>
+TAVIX_INLINE Ints shift_right_16(Ints v) {
+  return _mm512_srli_epi16(v, n);
+}
+template <int n>
+TAVIX_INLINE Ints shift_right_32(Ints v) {
+  return _mm512_srli_epi32(v, n);
+}
+TAVIX_INLINE Ints unpack_low_16(Ints a, Ints b) {
+  return _mm512_unpacklo_epi16(a, b);
+}
+TAVIX_INLINE Ints unpack_high_16(Ints a, Ints b) {
+  return _mm512_unpackhi_epi16(a, b);
+}
+// Of neighbours, as 32 bits.
+TAVIX_INLINE Ints squares_added(Ints v) {
+  return _mm512_madd_epi16(v, v);
+}
+// The even or odd 32-bit words of each 128 bits of two vectors.
+template <int odd>
+TAVIX_INLINE Ints every_other_word(Ints a, Ints b) {
+  return bits_of(_mm512_shuffle_ps(from_bits(a), from_bits(b), odd ? 0xDD : 0x88));
+}
+// Adds words 8 i to 8 i + 7 of a vector to eight others.
+TAVIX_INLINE void add_eight_words(uint32_t *to, Ints v, int i) {
+  const __m256i words = i == 0 ? _mm512_castsi512_si256(v) : _mm512_extracti64x4_epi64(v, 1);
+  _mm256_storeu_si256(reinterpret_cast<__m256i *>(to),
+                      _mm256_add_epi32(words, _mm256_loadu_si256(reinterpret_cast<__m256i *>(to))));
+}
+
 TAVIX_INLINE Mask less_equal(Floats a, Floats b) {
   return _mm512_cmp_ps_mask(a, b, _CMP_LE_OQ);
 }
@@ -182,29 +223,58 @@ TAVIX_INLINE __m256 upper(Floats v) {
   return _mm512_extractf32x8_ps(v, 1);
 }
 
-TAVIX_INLINE float greatest_lane(Floats v) {
-  const __m256 o = _mm256_max_ps(lower(v), upper(v));
-  const __m128 h = _mm_max_ps(_mm256_castps256_ps128(o), _mm256_extractf128_ps(o, 1));
+// Blocks of eight, whatever the width.
+using Eights = __m256;
+TAVIX_INLINE Eights eight_of(float x) {
+  return _mm256_set1_ps(x);
+}
+TAVIX_INLINE Eights load_eight(const float *p) {
+  return _mm256_loadu_ps(p);
+}
+TAVIX_INLINE void store_eight(float *p, Eights v) {
+  _mm256_storeu_ps(p, v);
+}
+// The first count of them, and other values in place of the rest.
+TAVIX_INLINE Eights load_eight(const float *p, int32_t count, Eights other) {
+  return _mm256_mask_loadu_ps(other, __mmask8((1u << count) - 1), p);
+}
+TAVIX_INLINE void store_eight(float *p, int32_t count, Eights v) {
+  _mm256_mask_storeu_ps(p, __mmask8((1u << count) - 1), v);
+}
+TAVIX_INLINE Eights greatest_in_eights(Floats v) {
+  return _mm256_max_ps(lower(v), upper(v));
+}
+TAVIX_INLINE Eights least_in_eights(Floats v) {
+  return _mm256_min_ps(lower(v), upper(v));
+}
+TAVIX_INLINE Eights max_of_eights(Eights a, Eights b) {
+  return _mm256_max_ps(a, b);
+}
+TAVIX_INLINE Eights min_of_eights(Eights a, Eights b) {
+  return _mm256_min_ps(a, b);
+}
+// Whether no lane is below x; NaN is not.
+TAVIX_INLINE bool none_below(Eights v, float x) {
+  return _mm256_cmp_ps_mask(v, _mm256_set1_ps(x), _CMP_LT_OQ) == 0;
+}
+TAVIX_INLINE float greatest_of_eight(Eights v) {
+  const __m128 h = _mm_max_ps(_mm256_castps256_ps128(v), _mm256_extractf128_ps(v, 1));
   const __m128 q = _mm_max_ps(h, _mm_movehl_ps(h, h));
   return _mm_cvtss_f32(_mm_max_ss(q, _mm_movehdup_ps(q)));
 }
-
-// Sums in eight lanes, whatever the width: blocks of eight are added one after the other.
-using EightSums = __m256;
-TAVIX_INLINE EightSums no_sums() {
-  return _mm256_setzero_ps();
+TAVIX_INLINE float greatest_lane(Floats v) {
+  return greatest_of_eight(greatest_in_eights(v));
 }
-TAVIX_INLINE EightSums add_in_eights(EightSums sums, Floats v) {
+
+// Sums in eight lanes: blocks of eight are added one after the other.
+TAVIX_INLINE Eights add_in_eights(Eights sums, Floats v) {
   return (sums + lower(v)) + upper(v);
 }
-TAVIX_INLINE EightSums add_first_eight(EightSums sums, Floats v) {
-  return sums + lower(v);
-}
 // Upper half plus lower half, then neighbours twice.
-TAVIX_INLINE float total(EightSums v) {
+TAVIX_INLINE float total(Eights v) {
   const __m128 h = _mm_add_ps(_mm256_castps256_ps128(v), _mm256_extractf128_ps(v, 1));
-  const __m128 q = _mm_hadd_ps(h, h);
-  return _mm_cvtss_f32(_mm_hadd_ps(q, q));
+  const __m128 q = _mm_add_ps(h, _mm_movehdup_ps(h));
+  return _mm_cvtss_f32(_mm_add_ss(q, _mm_movehl_ps(q, q)));
 }
 
 // As many doubles as there are lanes, in their order.
@@ -213,6 +283,19 @@ struct DoublePair {
 };
 TAVIX_INLINE Doubles all_of(double x) {
   return _mm512_set1_pd(x);
+}
+// Rounded once here and twice in AVX2: only for results that are compared with a margin.
+TAVIX_INLINE Doubles multiply_add(Doubles a, Doubles b, Doubles c) {
+  return _mm512_fmadd_pd(a, b, c);
+}
+TAVIX_INLINE Doubles load_doubles(const double *p) {
+  return _mm512_loadu_pd(p);
+}
+TAVIX_INLINE void store_doubles(double *p, Doubles v) {
+  _mm512_storeu_pd(p, v);
+}
+TAVIX_INLINE Doubles floats_as_doubles(const void *p) {
+  return _mm512_cvtps_pd(_mm256_loadu_ps(static_cast<const float *>(p)));
 }
 TAVIX_INLINE DoublePair widened(Floats x) {
   return {_mm512_cvtps_pd(lower(x)), _mm512_cvtps_pd(upper(x))};
