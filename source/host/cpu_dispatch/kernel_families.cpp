@@ -27,7 +27,8 @@ constinit KernelFamily<SoftmaxRows> softmax_family = {
     {&kSoftmaxRowsC TAVIX_X86(&kSoftmaxRowsAvx2, &kSoftmaxRowsAvx512)}};
 constinit KernelFamily<StatisticsRows> statistics_family = {
     {&kStatisticsRowsC TAVIX_X86(&kStatisticsRowsAvx2, &kStatisticsRowsAvx512)}};
-constinit KernelFamily<TensorRows> tensor_family = {{&kTensorRowsC TAVIX_X86(&kTensorRowsAvx2)}};
+constinit KernelFamily<TensorRows> tensor_family = {
+    {&kTensorRowsC TAVIX_X86(&kTensorRowsAvx2, nullptr, &kTensorRowsAvx512Vbmi)}};
 constinit KernelFamily<YuvToRgbRows> yuv_to_rgb_family = {
     {&kYuvToRgbRowsC TAVIX_X86(&kYuvToRgbRowsAvx2, nullptr, &kYuvToRgbRowsAvx512Vbmi)}};
 constinit KernelFamily<UnaryRows> unary_family = {

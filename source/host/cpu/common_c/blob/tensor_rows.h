@@ -40,7 +40,7 @@ struct TensorRows {
   PixelRowsByChannels u8, f32;  // by frame element
 };
 
-extern const TensorRows kTensorRowsC, kTensorRowsAvx2;
+extern const TensorRows kTensorRowsC, kTensorRowsAvx2, kTensorRowsAvx512Vbmi;
 
 // The best for this processor.
 const TensorRows &tensor_rows();

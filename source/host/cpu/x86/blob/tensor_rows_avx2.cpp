@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-// Conversions go by blocks of 32 elements and then one by one; moves go by vectors of pixels, the
-// last of which takes pixels of the one before again. Nothing outside the rows is touched.
 #include <algorithm>
 #include <array>
 
@@ -68,6 +66,8 @@ alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
 }  // namespace tavix::module
 
 TAVIX_AVX2_BEGIN
+
+#include "cpu/x86/blob/tensor_blocks.h"
 
 namespace tavix::module {
 
@@ -143,21 +143,6 @@ TAVIX_INLINE void convert_float_block(const uint8_t *src, uint8_t *dst) {
   } else {
     for (int k = 0; k < 8; ++k)
       store_256(dst + 32 * k, truncate_to_int64(_mm_castsi128_ps(load_128(src + k * kBytes / 2))));
-  }
-}
-
-template <class From, class To>
-TAVIX_INLINE void convert_block(const uint8_t *src, uint8_t *dst) {
-  if constexpr (std::is_same_v<To, float>) {
-    for (int k = 0; k < 4; ++k)
-      _mm256_storeu_ps(reinterpret_cast<float *>(dst) + k * kLanes,
-                       load_floats<From>(src + k * kLanes * sizeof(From)));
-  } else if constexpr (std::is_same_v<From, float>) {
-    convert_float_block<To>(src, dst);
-  } else {
-    // Between integers the compiler's own vectors are as good.
-    TAVIX_INDEPENDENT_ITERATIONS
-    for (int i = 0; i < kBlock; ++i) store(dst, i, convert_element<To>(load<From>(src, i)));
   }
 }
 
@@ -258,86 +243,44 @@ TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_
   if constexpr (channels == 4) widen_channel<T, channels, 3>(pixels, planes[3] + at);
 }
 
-// Addresses that no store can change, so that they stay in registers.
-template <class Byte, int channels>
-struct Planes {
-  explicit Planes(Byte *const *from) {
-    for (int c = 0; c < channels; ++c) planes[c] = from[c];
-  }
-  Byte *planes[channels];
-};
+struct TensorBlocksAvx2 {
+  static constexpr int kElements = kBlock, kVector = 32, kWidened = kBlock;
+  static constexpr bool kPrefetchesResults = true;
 
-struct TensorRowsFamilyAvx2 {
   template <class From, class To>
-  static void convert(const uint8_t *src, uint8_t *dst, int64_t n) {
-    if constexpr (kSameBits<From, To>) {
-      copy_bytes(src, dst, n * int64_t(sizeof(To)));
+  static TAVIX_INLINE void convert(const uint8_t *src, uint8_t *dst) {
+    if constexpr (std::is_same_v<To, float>) {
+      for (int k = 0; k < 4; ++k)
+        store_8_floats(dst + k * 32, load_floats<From>(src + k * kLanes * int(sizeof(From))));
     } else {
-      int64_t i = 0;
-      for (; i <= n - kBlock; i += kBlock) {
-        const uint8_t *from = src + i * int64_t(sizeof(From));
-        uint8_t *to = dst + i * int64_t(sizeof(To));
-        prefetch_elements<From, kBlock>(from);
-        prefetch_elements<To, kBlock>(to);
-        convert_block<From, To>(from, to);
-      }
-      for (; i < n; ++i) store(dst, i, convert_element<To>(load<From>(src, i)));
+      convert_float_block<To>(src, dst);
     }
   }
-
-  // Bytes of each plane in a block.
-  static constexpr int kVector = 32;
-
   template <class T, int channels>
-  static void split(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-    if (n * int64_t(sizeof(T)) < kVector) return split_pixels<T, channels>(src, planes, n);
-    const Planes<uint8_t, channels> to(planes);
-    const int64_t last = n * int64_t(sizeof(T)) - kVector;
-    for (int64_t at = 0; at < last; at += kVector) {
-      prefetch<kVector * channels>(src + at * channels);
-      for (int c = 0; c < channels; ++c) prefetch<kVector>(to.planes[c] + at);
-      split_block<T, channels>(src + at * channels, to.planes, at);
-    }
-    split_block<T, channels>(src + last * channels, to.planes, last);
-  }
-
-  template <class T, int channels>
-  static void merge(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-    if (n * int64_t(sizeof(T)) < kVector) return merge_pixels<T, channels>(planes, dst, n);
-    const Planes<const uint8_t, channels> from(planes);
-    const int64_t last = n * int64_t(sizeof(T)) - kVector;
-    for (int64_t at = 0; at < last; at += kVector) {
-      for (int c = 0; c < channels; ++c) prefetch<kVector>(from.planes[c] + at);
-      prefetch<kVector * channels>(dst + at * channels);
-      merge_block<T, channels>(from.planes, at, dst + at * channels);
-    }
-    merge_block<T, channels>(from.planes, last, dst + last * channels);
-  }
-
-  template <class T, int channels>
-  static void widen(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-    constexpr int kBytes = sizeof(T);
-    if (n < kBlock) return split_pixels<uint8_t, channels, T>(src, planes, n);
-    const Planes<uint8_t, channels> to(planes);
-    for (int64_t x = 0; x < n - kBlock; x += kBlock) {
-      for (int c = 0; c < channels; ++c) prefetch<kBlock * kBytes>(to.planes[c] + x * kBytes);
-      widen_block<T, channels>(src + x * channels, to.planes, x * kBytes);
-    }
-    widen_block<T, channels>(src + (n - kBlock) * channels, to.planes, (n - kBlock) * kBytes);
+  static TAVIX_INLINE void split(const uint8_t *src, uint8_t *const *planes, int64_t at) {
+    split_block<T, channels>(src, planes, at);
   }
   template <class T, int channels>
-  static consteval SplitRow *widening_split() {
-    if constexpr (sizeof(T) == 4) {
-      return widen<T, channels>;
-    } else {
-      return nullptr;
-    }
+  static void split_short(const uint8_t *src, uint8_t *const *planes, int64_t n) {
+    split_pixels<T, channels>(src, planes, n);
+  }
+  template <class T, int channels>
+  static TAVIX_INLINE void merge(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
+    merge_block<T, channels>(planes, at, dst);
+  }
+  template <class T, int channels>
+  static void merge_short(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
+    merge_pixels<T, channels>(planes, dst, n);
+  }
+  template <class T, int channels>
+  static TAVIX_INLINE void widen(const uint8_t *src, uint8_t *const *planes, int64_t at) {
+    widen_block<T, channels>(src, planes, at);
   }
 };
 
 }  // namespace
 
-constinit const TensorRows kTensorRowsAvx2 = tensor_rows_of<TensorRowsFamilyAvx2>();
+constinit const TensorRows kTensorRowsAvx2 = tensor_rows_of<TensorVectors<TensorBlocksAvx2>>();
 
 }  // namespace tavix::module
 
