@@ -5,11 +5,11 @@
 
 TAVIX_AVX2_BEGIN
 
-#include "cpu/x86/blob/normalize_blocks.h"
-
 namespace tavix::module {
 
 namespace {
+
+#include "cpu/x86/blob/normalize_blocks.inc"
 
 struct NormalizeLanesAvx2 {
   using Floats = __m256;

@@ -5,11 +5,11 @@
 
 TAVIX_AVX512_BEGIN
 
-#include "cpu/x86/blob/normalize_blocks.h"
-
 namespace tavix::module {
 
 namespace {
+
+#include "cpu/x86/blob/normalize_blocks.inc"
 
 struct NormalizeLanesAvx512 {
   using Floats = __m512;

@@ -67,11 +67,11 @@ alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
 
 TAVIX_AVX2_BEGIN
 
-#include "cpu/x86/blob/tensor_blocks.h"
-
 namespace tavix::module {
 
 namespace {
+
+#include "cpu/x86/blob/tensor_blocks.inc"
 
 // ---- Converting. ----
 

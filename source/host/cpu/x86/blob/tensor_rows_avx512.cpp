@@ -85,11 +85,11 @@ alignas(64) constexpr Order<uint8_t> kWidenedChannel = widened_channel<channels,
 
 TAVIX_AVX512VBMI_BEGIN
 
-#include "cpu/x86/blob/tensor_blocks.h"
-
 namespace tavix::module {
 
 namespace {
+
+#include "cpu/x86/blob/tensor_blocks.inc"
 
 // ---- Converting. ----
 
