@@ -130,6 +130,8 @@ std::vector<Fault> to_blob_faults() {
        "src_frame memory(1) must be in host memory"},
       {[](Call &c) { c.blob->dims[0] = INT32_MAX; }, TAVIX_ERROR_INVALID_DATA,
        "dst_blob of 2147483647 x 3 x 40 x 80 elements exceeds memory"},
+      {[](Call &c) { c.frame->linesize[0] = 1 << 26; }, TAVIX_ERROR_INVALID_PARAM,
+       "src_frame->linesize[0]:67108864 is too large for 40 rows"},
   };
 }
 
@@ -157,6 +159,8 @@ std::vector<Fault> to_frame_faults() {
        "dst_frame memory(1) must be in host memory"},
       {[](Call &c) { c.blob->dims[0] = INT32_MAX; }, TAVIX_ERROR_INVALID_PARAM,
        "src_blob of 2147483647 x 3 x 40 x 80 elements exceeds memory"},
+      {[](Call &c) { c.frame->linesize[0] = 1 << 26; }, TAVIX_ERROR_INVALID_PARAM,
+       "dst_frame->linesize[0]:67108864 is too large for 40 rows"},
   };
 }
 

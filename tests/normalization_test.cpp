@@ -336,6 +336,18 @@ TEST_F(NormalizationRefusals, MoreThanFourChannels) {
   }
 }
 
+// Rows that lie 2^31 bytes apart: the offset of a row has 32 bits.
+TEST_F(NormalizationRefusals, RowsOutOfReach) {
+  src_->linesize[0] = 1 << 30;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                 {line("src_frame->linesize[0]:1073741824 is too large for 4 rows")},
+                 Output::untouched);
+  src_->linesize[0] = 12;
+  core_double().alter_frames([](TavixFrameV2 &frame) { frame.linesize[0] = 1 << 30; });
+  expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                 {line("dst_frame->linesize[0]:1073741824 is too large for 4 rows")}, Output::null);
+}
+
 // More than the format has would leave the new frame.
 TEST_F(NormalizationRefusals, MoreChannelsThanTheFormat) {
   src_->video.channels = 4;

@@ -163,6 +163,9 @@ int32_t blob_to_frame(const char *function, const TavixBlob *src_blob,
   TAVIX_REFUSE_AS_IF(
       kUnit, function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_PARAM,
       "src_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c, shape.h, shape.w);
+  TAVIX_REFUSE_AS_IF(
+      kUnit, function, !reaches_rows(dst->linesize[0], shape.h), TAVIX_ERROR_INVALID_PARAM,
+      "dst_frame->linesize[0]:%d is too large for %d rows", dst->linesize[0], shape.h);
 
   if (float_frame) {
     TensorReader<float>(*dst, shape, rows, *element).read(src, planar);

@@ -168,6 +168,9 @@ int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const Tavix
   TAVIX_REFUSE_AS_IF(kUnit, function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_DATA,
                      "dst_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c,
                      shape.h, shape.w);
+  TAVIX_REFUSE_AS_IF(
+      kUnit, function, !reaches_rows(src.linesize[0], shape.h), TAVIX_ERROR_INVALID_PARAM,
+      "src_frame->linesize[0]:%d is too large for %d rows", src.linesize[0], shape.h);
 
   if (float_frame) {
     TensorWriter<float>(src, shape, rows, *element).write(dst, planar);

@@ -69,6 +69,9 @@ int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_
   TAVIX_REFUSE_IF(kUnit, n > 0 && video.channels > kMaxChannels, TAVIX_ERROR_INVALID_PARAM,
                   "src_frame channels(%d) must not exceed those of format(%d)", video.channels,
                   dst_format);
+  TAVIX_REFUSE_IF(kUnit, n > 0 && !reaches_rows(src_frame->linesize[0], video.height),
+                  TAVIX_ERROR_INVALID_PARAM, "src_frame->linesize[0]:%d is too large for %d rows",
+                  src_frame->linesize[0], video.height);
 
   TavixFrameV2 *dst = TavixVideoFrameAllocV2(dst_format, src_frame->memory, video.width,
                                              video.height, src_frame->device, 1);
@@ -87,6 +90,10 @@ int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_
   TAVIX_REFUSE_IF(
       kUnit, dst_bytes > dst->linesize[0], withdraw(dst_frame, TAVIX_ERROR_INVALID_PARAM),
       "src_frame channels(%d) must not exceed those of format(%d)", video.channels, dst_format);
+  TAVIX_REFUSE_IF(kUnit, !reaches_rows(dst->linesize[0], video.height),
+                  withdraw(dst_frame, TAVIX_ERROR_INVALID_PARAM),
+                  "dst_frame->linesize[0]:%d is too large for %d rows", dst->linesize[0],
+                  video.height);
 
   const NormalizeParameters parameters(norm_vals, video.channels);
   NormalizeRow *normalize = normalize_rows().by_type[from_float][to_float];
