@@ -10,14 +10,13 @@
 #include "common/rounding.h"
 #include "tavix/core/records.h"
 
-// Closes the try block of a guarded operation: what() is the last argument of the format. Every
-// other exception leaves the call.
-#define TAVIX_CATCH_OPENCV_AS(function, status, ...)                                           \
-  catch (const cv::Exception &exception) {                                                     \
-    TAVIX_LOG_AS(kFrameConvertUnit, function, TAVIX_LOG_ERROR, __VA_ARGS__, exception.what()); \
-    return status;                                                                             \
+// Closes the try block of a guarded operation: the format takes what(). Every other exception leaves
+// the call.
+#define TAVIX_CATCH_OPENCV(status, format)                                   \
+  catch (const cv::Exception &exception) {                                   \
+    TAVIX_LOG(kFrameConvertUnit, TAVIX_LOG_ERROR, format, exception.what()); \
+    return status;                                                           \
   }
-#define TAVIX_CATCH_OPENCV(status, ...) TAVIX_CATCH_OPENCV_AS(__func__, status, __VA_ARGS__)
 
 // The checks that several operations share. Null records come first; memory comes after the checks
 // that an operation lists, and before what it allocates or reads.
@@ -38,11 +37,11 @@
                      src->memory, dst->memory)
 #define TAVIX_REFUSE_FOREIGN_MEMORY(src, dst) TAVIX_REFUSE_FOREIGN_MEMORY_AS(__func__, src, dst)
 
-// A result whose bytes OpenCV would miscount; cols and rows may exceed 32 bits.
-#define TAVIX_REFUSE_UNCOUNTABLE_AS(function, cols, rows, type)                              \
-  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable(cols, rows, type),              \
-                     TAVIX_ERROR_INVALID_PARAM, "a result of %lldx%lld pixels is too large", \
-                     static_cast<long long>(cols), static_cast<long long>(rows))
+// A result whose bytes OpenCV would miscount.
+#define TAVIX_REFUSE_UNCOUNTABLE_AS(function, cols, rows, type)                                \
+  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable(cols, rows, type),                \
+                     TAVIX_ERROR_INVALID_PARAM, "a result of %dx%d pixels is too large", cols, \
+                     rows)
 #define TAVIX_REFUSE_UNCOUNTABLE(cols, rows, type) \
   TAVIX_REFUSE_UNCOUNTABLE_AS(__func__, cols, rows, type)
 
@@ -74,7 +73,8 @@ cv::Mat plane_view(const TavixFrameV2 &frame, int type);
 // calls that would go on with it; a destination of that size is never written.
 cv::Mat source_view(const TavixFrameV2 &frame, int type);
 
-// Whether OpenCV can count a result of so many columns and rows: it would let the bytes wrap.
+// Whether OpenCV can count a result of so many columns and rows, which may exceed 32 bits here: it
+// would let the bytes wrap.
 bool countable(int64_t cols, int64_t rows, int type);
 
 // A kernel's size, fractions dropped.
