@@ -84,6 +84,33 @@ TEST(ChannelSplit, TakesTheChannelsAskedFor) {
   });
 }
 
+// Rows longer than a strip, with and without gaps, and some channels that nobody asked for.
+TEST(ChannelSplit, LongRows) {
+  for (const int32_t format : kRgbFormats) {
+    for (const int32_t pad : {0, 4}) {
+      for (const int32_t width : {4095, 4097, 8200}) {
+        GuardedFrame src({format, width, 2}, {.pad = pad});
+        src.fill(Fill::noise, 7);
+        std::vector<cv::Mat> expected;
+        cv::split(matrix_of(*src), expected);
+        for (uint32_t mask = 1; mask < 1u << expected.size(); ++mask) {
+          SCOPED_TRACE(::testing::Message() << "format " << format << ", padding " << pad
+                                            << ", width " << width << ", mask " << mask);
+          TavixChannelFrames frames = {};
+          ASSERT_EQ(TavixFrameChannelSplitByCPU(src, &frames, mask), TAVIX_OK);
+          for (const Slot &slot : kSlots) {
+            const int32_t index = blue_first(format) ? slot.index_bgr : slot.index_rgb;
+            if (frames.*slot.frame == nullptr) continue;
+            EXPECT_TRUE(same_pixels_as(expected[size_t(index)], *(frames.*slot.frame)));
+          }
+          free_slots(frames);
+          EXPECT_TRUE(src.intact() && logged_nothing());
+        }
+      }
+    }
+  }
+}
+
 // Rows go out packed even where the core hands over padded ones.
 TEST(NewFrames, StrideIsIgnored) {
   GuardedFrame src({TAVIX_PIX_FMT_RGB24, 5, 3}), mask({TAVIX_PIX_FMT_GRAY8, 5, 3});

@@ -8,7 +8,6 @@
 #include <cstring>
 #include <opencv2/core/hal/hal.hpp>
 #include <opencv2/imgproc.hpp>
-#include <vector>
 
 #include "common/frame_checks.h"
 #include "common/pixel_format.h"
@@ -74,29 +73,37 @@ int32_t make_channel_frames(const TavixFrameV2 &src_frame, uint32_t mask,
   return TAVIX_OK;
 }
 
+// Bytes or floats of so many pixels, each channel to its place.
+void split_pixels(const uint8_t *src, uint8_t **dst, int pixels, int channels, size_t element) {
+  if (channels == 1)
+    std::memcpy(dst[0], src, size_t(pixels) * element);
+  else if (element == 1)
+    cv::hal::split8u(src, dst, pixels, channels);
+  else
+    cv::hal::split32s(reinterpret_cast<const int *>(src), reinterpret_cast<int **>(dst), pixels,
+                      channels);
+}
+
 // Rows go out with a packed pitch, whatever stride the new frames have, on purpose.
 void split_rows(const cv::Mat &picture, const Planes &planes) {
-  const auto channels = size_t(picture.channels());
-  const auto asked = size_t(std::ranges::count_if(planes, [](auto *plane) { return plane; }));
-  if (asked == 0) return;
-  // Rows without gaps are one long row, unless some of it goes nowhere.
+  if (planes == Planes{}) return;
+  // Rows without gaps are one long row.
   const bool joined =
-      asked == channels && picture.isContinuous() && picture.total() * channels <= INT32_MAX;
+      picture.isContinuous() && picture.total() * size_t(picture.channels()) <= INT32_MAX;
   const cv::Mat src = joined ? picture.reshape(0, 1) : picture;
-  const size_t row_bytes = size_t(src.cols) * src.elemSize1();
-  // Of another alignment than the planes have: where all agree, OpenCV writes past the cache.
-  std::vector<uint8_t> nowhere(src.elemSize1() + row_bytes);
+  const size_t element = src.elemSize1();
+  constexpr int kStripPixels = 4096;
+  alignas(64) uint8_t nowhere[(kStripPixels + 1) * sizeof(float)];
   for (int y = 0; y < src.rows; ++y) {
-    uint8_t *rows[kMaxChannels];
-    for (size_t c = 0; c < channels; ++c)
-      rows[c] = planes[c] == nullptr ? nowhere.data() + src.elemSize1()
-                                     : planes[c] + size_t(y) * row_bytes;
-    if (channels == 1) {
-      std::memcpy(rows[0], src.ptr(y), row_bytes);
-    } else if (src.depth() == CV_8U) {
-      cv::hal::split8u(src.ptr(y), rows, src.cols, src.channels());
-    } else {
-      cv::hal::split32s(src.ptr<int>(y), reinterpret_cast<int **>(rows), src.cols, src.channels());
+    for (int x = 0; x < src.cols; x += std::min(kStripPixels, src.cols - x)) {
+      // Nowhere has another alignment than planes: where all agree, OpenCV writes past the cache.
+      Planes strip;
+      for (size_t c = 0; c < planes.size(); ++c)
+        strip[c] = planes[c] == nullptr
+                       ? nowhere + element
+                       : planes[c] + (size_t(y) * size_t(src.cols) + size_t(x)) * element;
+      split_pixels(src.ptr(y, x), strip.data(), std::min(kStripPixels, src.cols - x),
+                   src.channels(), element);
     }
   }
 }
