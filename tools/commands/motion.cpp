@@ -73,7 +73,8 @@ int make_motion(const Command &command, const VideoOptions &options) {
                 {&source, difference.get(), blend.get()});
     // Afterwards, because scaled samples of the two frames would saturate before they are compared.
     times.run("amplify", [&] {
-      combine(*difference, kGain, TAVIX_BINARY_OP_ADD, *difference, kNone, *difference);
+      call<TavixFrameUnaryArithmeticByCPU>(difference, int32_t(TAVIX_UNARY_OP_MUL_ADD), kGain,
+                                           kNone, difference);
     });
 
     difference->pts = source.pts;
