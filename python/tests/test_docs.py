@@ -88,3 +88,24 @@ def test_types(tmp_path):
         "python/tavix", "python/examples",
     )  # fmt: skip
     assert done.returncode == 0, done.stdout + done.stderr
+
+
+def test_guide():
+    failed, run = doctest.testfile(str(ROOT / "docs/guides/python.md"), module_relative=False)
+    assert run > 5 and failed == 0
+
+
+def test_the_clock_of_the_simulation():
+    from tavix.corpus.simulate import Site, simulate, with_fewer_tasks
+
+    fast = Site(dispatch=0, store=1e18)
+    one, many = simulate(fast, 1, 200), simulate(fast, 10, 200)
+    assert 0.98 < one.seconds / (200 * fast.segment_seconds) < 1.02
+    assert one.efficiency == pytest.approx(1) and many.efficiency > 0.9
+    assert one.seconds / many.seconds == pytest.approx(10, rel=0.1)
+    slow_store = Site(store=1e6)
+    made = simulate(slow_store, 50, 100)
+    assert made.bytes_per_second == pytest.approx(1e6, rel=0.05)
+    slow_scheduler = simulate(Site(dispatch=1, store=1e18), 1000, 500)
+    assert slow_scheduler.tasks_per_second == pytest.approx(1, rel=0.05)
+    assert 16000 / with_fewer_tasks(Site(), 16000).segment_seconds < 1000
