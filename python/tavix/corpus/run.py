@@ -33,11 +33,24 @@ class SchedulerLost(Exception):
     """The scheduler went away; what is missing is still known from the store."""
 
 
+class SegmentFailed(Exception):
+    """What went wrong in a worker, as text: not every exception can be sent."""
+
+
 def _write_segment(store: str, plan: Plan, segment: Segment, settings: Settings) -> None:
     # Workers import the decoder when they get their first task.
     from tavix.corpus.segment import write_segment
 
-    write_segment(store, plan, segment, settings)
+    failure: Exception | None = None
+    try:
+        write_segment(store, plan, segment, settings)
+    except Exception as error:
+        if isinstance(error, OSError) and error.errno == errno.ENOSPC:
+            failure = OSError(error.errno, str(error))
+        else:
+            failure = SegmentFailed(f"{type(error).__name__}: {error}")
+    if failure is not None:
+        raise failure
 
 
 class Run:
@@ -164,6 +177,8 @@ class Run:
     def _failed(self, name: str, error: BaseException) -> None:
         if isinstance(error, KilledWorker):
             reason = "it ends every worker that takes it"
+        elif isinstance(error, SegmentFailed):
+            reason = str(error).splitlines()[0]
         else:
             reason = f"{type(error).__name__}: {error}".splitlines()[0]
         self.errors.setdefault(name, reason)
