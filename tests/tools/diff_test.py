@@ -66,6 +66,12 @@ class Diff(tool.ToolTest):
         brightness[100:200, 100:300] = brightness[0, 0]
         self.assertEqual(len(set(brightness.flat)), 1)
 
+    def test_inputs_are_kept(self):
+        rgb = numpy.zeros((4, 4, 3), numpy.uint8)
+        a, b = self.picture("a.png", rgb), self.picture("b.png", rgb)
+        for target in a, b:
+            self.refuses(f"'{target}' would be overwritten", "diff", a, b, "--heat-map", target)
+
     def test_unlike(self):
         small, large = make_video(self.folder / "a.mp4"), make_video(self.folder / "b.mp4",
                                                                      size="96x48")

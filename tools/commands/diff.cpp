@@ -208,6 +208,12 @@ std::string text_of(const Comparison &comparison) {
 
 int compare(const Command &command, const Options &options) {
   Pair pair(options);
+  for (const std::string &input : {options.first, options.second}) {
+    std::error_code ignored;  // no such map yet
+    if (std::filesystem::equivalent(input, options.heat_map, ignored)) {
+      throw std::runtime_error(fmt::format("'{}' would be overwritten", input));
+    }
+  }
   std::optional<OutputFile> map_file;
   if (!options.heat_map.empty()) map_file.emplace(options.heat_map);
   Comparison comparison(pair.width(), pair.height());
