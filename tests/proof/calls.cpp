@@ -227,7 +227,7 @@ std::vector<Subject> subjects() {
     TavixLoggerLogV2(TAVIX_LOG_ERROR, "file", "function", 1, "%0600d", 7);
     return TAVIX_OK;
   });
-  add("TavixAtDeinitializeRegister", Leaves::memory, 0, [] {
+  add("TavixAtDeinitializeRegister", Leaves::nothing, 0, [] {
     TavixAtDeinitializeRegister([] {});
     return TAVIX_OK;
   });
