@@ -23,11 +23,13 @@ set(tools_summary "CPU image and tensor operations on video frames - command-lin
 set(tools_section video)
 set(tools_multi_arch foreign)
 set(tools_depends library)
+set(tools_needs gnuplot-nox)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS gnuplot-nox)
 set(python_summary "CPU image and tensor operations on video frames - Python module")
 set(python_section python)
 set(python_depends library)
 set(python_needs "python3 (>= 3.11), python3 (<< 3.12), python3-numpy (>= 1:1.24)")
+set(python_suggests "python3-av, python3-dask, python3-distributed, python3-zarr")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME}-video-common-cpu)
@@ -91,6 +93,7 @@ foreach(component IN LISTS components)
   set(CPACK_DEBIAN_${upper}_PACKAGE_ARCHITECTURE ${${component}_architecture})
   set(CPACK_DEBIAN_${upper}_DESCRIPTION "${${component}_summary}\n${description}")
   set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS ${${component}_needs})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SUGGESTS ${${component}_suggests})
   set(CPACK_COMPONENT_${upper}_DEPENDS ${${component}_depends})
   install(
     FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${PROJECT_BINARY_DIR}/changelog.gz
