@@ -67,6 +67,7 @@ class Run:
         self.progress = progress
         self.plans: dict[str, Plan] = {}
         self.errors: dict[str, str] = {}
+        self.versions = store.versions()
         self.segments_done = self.segments_failed = 0
 
     @property
@@ -115,7 +116,9 @@ class Run:
                     )  # fmt: skip
 
     def _keep_plan(self, plan: Plan) -> None:
-        self.store.remove_other_versions(plan)
+        # Of an earlier file of the same name.
+        for key in self.versions.pop(plan.name, set()) - {plan.key}:
+            self.store.remove_version(key)
         if self.store.plan(plan.key) is None:
             self.store.write(f"videos/{plan.key}.json", plan.to_json())
         self.plans[plan.name] = plan

@@ -104,12 +104,18 @@ class Store:
         written = self.path / "videos" / f"{key}.json"
         return Plan.from_json(written.read_text()) if written.exists() else None
 
-    def remove_other_versions(self, plan: Plan) -> None:
-        """Removes what the store holds of an earlier file of the same name."""
+    def versions(self) -> dict[str, set[str]]:
+        """The keys that the store holds for each name."""
+        found: dict[str, set[str]] = {}
         for written in (self.path / "videos").glob("*.json"):
-            if written.stem != plan.key and Plan.from_json(written.read_text()).name == plan.name:
-                shutil.rmtree(self.path / "shards" / written.stem, ignore_errors=True)
-                written.unlink()
+            name = Plan.from_json(written.read_text()).name
+            found.setdefault(name, set()).add(written.stem)
+        return found
+
+    def remove_version(self, key: str) -> None:
+        """Removes a plan and its shards."""
+        shutil.rmtree(self.path / "shards" / key, ignore_errors=True)
+        (self.path / "videos" / f"{key}.json").unlink(missing_ok=True)
 
     def samples_in(self, plan: Plan, segment: Segment) -> int:
         """Pictures in the shard of a segment."""
