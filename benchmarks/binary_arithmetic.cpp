@@ -11,6 +11,7 @@
 #include "common/frame_access.h"
 #include "common/rounding.h"
 #include "cpu/common_c/arithmetic/binary_ops.h"
+#include "cpu/common_c/arithmetic/binary_rows.h"
 #include "support/harness.h"
 #include "tavix/video_common_cpu.h"
 
@@ -213,7 +214,8 @@ void register_benchmarks() {
                                          TavixFrameBinaryArithmeticByCPU, true);
         add_peers(comparison, operation, *layout, *parameters);
       }
-      compare_all_portable(*layout, *parameters, module::BinaryOps{});
+      compare_all_portable(*layout, *parameters,
+                           std::make_integer_sequence<int, module::kBinaryOps>{});
     }
 }
 

@@ -10,7 +10,7 @@
 #include <oneapi/dnnl/dnnl.hpp>
 #include <vector>
 
-#include "cpu_dispatch/cpu_features.h"
+#include "cpu_dispatch/cpu_level.h"
 #include "support/harness.h"
 #include "support/sleef_softmax_avx2.h"
 #include "tavix/video_common_cpu.h"
@@ -141,7 +141,7 @@ Comparison<Softmax> compare_softmax(const std::string &name, int32_t axis, const
   comparison.ours([axis](Softmax &s) { TavixBlobSoftmaxByCPU(s.src.get(), axis, s.dst.get()); })
       .peer("onednn", kFewUnits, run_onednn)
       .peer("eigen", kFewUnits, run_eigen);
-  if (module::use_avx2())
+  if (module::has_vector_path())
     comparison.peer("sleef", kFewUnits,
                     [sleef](Softmax &s) { sleef(s.x, s.y, s.length, s.lines); });
   return comparison;
@@ -151,7 +151,7 @@ Comparison<Softmax> compare_softmax(const std::string &name, int32_t axis, const
 
 void register_benchmarks() {
   omp_set_num_threads(1);
-  compare_softmax("softmax_last_axis", 1, {{1000, 100}, {1000, 1000}, {64, 10000}},
+  compare_softmax("softmax_last_axis", 1, {{1000, 100}, {1000, 1000}, {64, 10000}, {21, 1000}},
                   sleef_softmax_lines_avx2)
       .peer("xnnpack", kFewUnits, run_xnnpack);
   compare_softmax("softmax_first_axis", 0, {{21, 4096}, {21, 513 * 513}},
