@@ -58,6 +58,12 @@ constexpr const FormatTraits &traits(int32_t format) {
   return uint32_t(format) < kFormatCount ? kFormats[format] : kNoFormat;
 }
 
+// NONE stays no format when codes go beyond it.
+static_assert(traits(TAVIX_PIX_FMT_NONE).layout == PixelLayout::kNone);
+
+constexpr bool is_beyond_formats(int32_t code) {
+  return code >= int32_t(kFormatCount) || code == TAVIX_PIX_FMT_NONE;
+}
 constexpr bool is_rgb_family(int32_t format) {
   return traits(format).layout == PixelLayout::kPacked;
 }

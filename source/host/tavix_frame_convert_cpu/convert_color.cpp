@@ -14,8 +14,7 @@ int32_t TavixFrameConvertColorByCPU(const TavixFrameV2 *src_frame, TavixFrameV2 
   TAVIX_REFUSE_IF(kUnit, any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame(%p) and dst_frame(%p) must not be nullptr", src_frame, dst_frame);
   const int32_t src = src_frame->video.format, dst = dst_frame->video.format;
-  constexpr int32_t kCodes = kFormatCount;
-  TAVIX_REFUSE_IF(kUnit, src >= kCodes || dst >= kCodes, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, is_beyond_formats(src) || is_beyond_formats(dst), TAVIX_ERROR_UNSUPPORTED,
                   "Video format src fmt:%d dst fmt:%d not supported yet", src, dst);
   // Negative codes pass the check above, on purpose, and have no conversion.
   ConvertEntry *entry = src < 0 || dst < 0 ? nullptr : convert_entry(src, dst);
