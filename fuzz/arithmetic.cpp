@@ -84,6 +84,7 @@ void binary(Choices &c, std::span<const Path> paths) {
       for (double &value : p.values[set])
         if (std::isnan(value)) value = 0.75;
   a.maybe_spoil(c), b.maybe_spoil(c), dst.maybe_spoil(c);
+  FrameRecord::maybe_spoil_alike(c, a, b, dst);
   const bool null = c.rarely();
   TavixFrameV2 *src1 = null ? c.maybe(&*a) : &*a, *src2 = null ? c.maybe(&*b) : &*b,
                *out = null ? c.maybe(&*dst) : &*dst;
@@ -146,6 +147,7 @@ void unary(Choices &c, std::span<const Path> paths) {
   FrameRecord src(c, shape), dst(c, c.rarely() ? any_shape(c) : shape);
   const Parameters p(c);
   src.maybe_spoil(c), dst.maybe_spoil(c);
+  FrameRecord::maybe_spoil_alike(c, src, dst);
   const bool null = c.rarely();
   TavixFrameV2 *in = null ? c.maybe(&*src) : &*src, *out = null ? c.maybe(&*dst) : &*dst;
   const double *scale = null ? c.maybe(p.values[0]) : p.values[0];

@@ -48,13 +48,15 @@ struct Tensor {
         extents(any_extents(c, frame->video)),
         blob(c, type, layout, extents.dims(layout != 1)) {
     frame.maybe_spoil(c), blob.maybe_spoil(c);
-    if (c.rarely() && c.rarely()) {
+    if (c.byte() > 250) {  // as large as no memory is
       std::fill_n(blob.blob->dims, 4, INT32_MAX);
       blob.spoiled = true;
+      TavixVideoInfo &video = frame->video;
+      if (c.byte() % 2 == 0) video.width = video.height = video.channels = INT32_MAX;
     }
     null = c.rarely(), scarce = c.rarely();
     in_list[0] = null ? c.maybe(&*frame) : &*frame;
-    list = {null ? c.maybe(in_list) : in_list, null ? c.of({1, 1, 0, 2, -1}) : 1};
+    list = {null && c.byte() % 4 == 0 ? nullptr : in_list, null ? c.of({1, 1, 0, 2, -1}) : 1};
     tensor = null ? c.maybe(&*blob.blob) : &*blob.blob;
   }
 

@@ -49,7 +49,7 @@ void split(Choices &c, std::span<const Path> paths) {
       if (frame == nullptr) continue;
       cv::Mat plane;
       cv::extractChannel(matrix_of(*src), plane, int(names.find("RGBA"[k])));
-      EXPECT_TRUE(test::same_pixels_as(plane, *frame));
+      EXPECT_TRUE(same_as(plane, *frame));
     }
   };
   check({.function = "TavixFrameChannelSplitByCPU",
@@ -112,7 +112,7 @@ void add_mask(Choices &c, std::span<const Path> paths) {
     cv::split(colour, planes);
     planes.push_back(float_mask == floats ? matrix_of(*mask) : coverage);
     cv::merge(planes, expected);
-    EXPECT_TRUE(test::same_pixels_as(expected, *made));
+    EXPECT_TRUE(same_as(expected, *made));
   };
   check({.function = "TavixFrameAddMaskByCPU",
          .run =
@@ -170,7 +170,7 @@ void multiply(Choices &c, std::span<const Path> paths) {
              [&](const Path &) {
                if (!expected) return;
                ASSERT_NE(made, nullptr);
-               EXPECT_TRUE(test::same_pixels_as(*expected, *made));
+               EXPECT_TRUE(same_as(*expected, *made));
              },
          .take_made = take,
          .must_succeed = expected.has_value()},

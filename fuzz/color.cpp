@@ -51,6 +51,28 @@ void expect_reference(const FrameRecord &src, const FrameRecord &dst,
   EXPECT_TRUE(test::same_pixels(*expected, *dst.frame)) << from << " -> " << to;
 }
 
+// Sizes and strides that are refused before any memory is looked at.
+void maybe_spoil_sizes(Choices &c, FrameRecord &src, FrameRecord &dst) {
+  if (c.byte() < 240 || src.spoiled || dst.spoiled) return;
+  const int32_t from = src->video.format, to = dst->video.format;
+  if (from != to && (test::channels_of(from) > 2 || test::channels_of(to) > 2)) {
+    src.spoiled = true;
+    src->video.width = INT32_MAX;
+  } else if (from == TAVIX_PIX_FMT_GRAY8 && test::is_yuv(to)) {
+    dst.spoiled = true;
+    if (c.byte() % 2 == 0)
+      dst->linesize[1] = -dst->linesize[1];
+    else
+      dst->data[1] = nullptr;
+  } else if (to == TAVIX_PIX_FMT_GRAY8 && test::is_yuv(from)) {
+    src.spoiled = true;
+    if (c.byte() % 2 == 0)
+      src->linesize[0] = dst->linesize[0] = -7;
+    else
+      dst->data[0] = nullptr;
+  }
+}
+
 // What the copy hands on besides pixels.
 bool same_color(const TavixVideoInfo &a, const TavixVideoInfo &b) {
   return a.color_space == b.color_space && a.color_range == b.color_range;
@@ -71,6 +93,7 @@ void color(Choices &c, std::span<const Path> paths) {
   bring_to_one(src.frame, c);
   const std::vector<uint8_t> before = dst.contents();
   src.maybe_spoil(c), dst.maybe_spoil(c);
+  maybe_spoil_sizes(c, src, dst);
   const bool null = c.rarely(), spoiled = src.spoiled || dst.spoiled || null;
   TavixFrameV2 *in = null ? c.maybe(&*src) : &*src, *out = null ? c.maybe(&*dst) : &*dst;
   const TavixVideoInfo dst_video = dst->video;

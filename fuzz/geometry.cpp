@@ -64,7 +64,7 @@ void resize_by_scale(Choices &c, std::span<const Path> paths) {
                if (!plain) return;
                ASSERT_TRUE(expected.has_value()) << "succeeded where OpenCV raises";
                ASSERT_NE(made, nullptr);
-               EXPECT_TRUE(test::same_pixels_as(*expected, *made));
+               EXPECT_TRUE(same_as(*expected, *made));
              },
          .take_made = [&] { return take_frame(made); },
          .must_succeed = expected.has_value(),

@@ -16,6 +16,10 @@ namespace tavix::fuzz {
 // What a function of OpenCV makes of copies; nothing when it raises.
 std::optional<cv::Mat> opencv_result(const std::function<void(cv::Mat &result)> &run);
 
+// Bit for bit, but any NaN is any other.
+[[nodiscard]] ::testing::AssertionResult same_as(const cv::Mat &expected,
+                                                 const TavixFrameV2 &actual);
+
 // Whether OpenCV takes the strides as they are.
 bool has_opencv_strides(const FrameRecord &frame);
 

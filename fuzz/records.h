@@ -10,6 +10,7 @@
 #include "choices.h"
 #include "support/guarded_blob.h"
 #include "support/guarded_frame.h"
+#include "tavix/core/codes.h"
 
 namespace tavix::fuzz {
 
@@ -34,6 +35,23 @@ class FrameRecord final : public Record {
 
   // Sometimes makes the record say something else than its memory.
   void maybe_spoil(Choices &c);
+
+  // Where a spoiled record says what no two records of a call would say alike by chance, all of them
+  // say it. Of packed frames.
+  template <class... Others>
+  static void maybe_spoil_alike(Choices &c, FrameRecord &first, Others &...others) {
+    const uint8_t how = c.byte();
+    if (how < 240) return;
+    const auto spoil = [&](FrameRecord &record) {
+      record.spoiled = true;
+      TavixVideoInfo &video = record->video;
+      if (how < 248)
+        video.format = how % 8 < 4 ? TAVIX_PIX_FMT_NV12 : TAVIX_PIX_FMT_NONE;
+      else  // more channels in fewer pixels
+        video.width /= 8, video.channels *= 8;
+    };
+    spoil(first), (spoil(others), ...);
+  }
 
   TavixFrameV2 *operator->() { return &*frame; }
   TavixFrameV2 &operator*() { return *frame; }

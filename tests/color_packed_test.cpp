@@ -74,6 +74,23 @@ TEST(PackedConversion, EveryPairOverSizesLayoutsAndFills) {
   core_double().take_logs();
 }
 
+// Of a frame without pixels no other field need make sense.
+TEST(PackedConversion, AnyNumberOfChannelsWithoutPixels) {
+  for_each_path([](const Path &path) {
+    if (path.workers > 1) return;
+    for (const int32_t from : kPacked)
+      for (const int32_t to : kPacked)
+        for (const int32_t channels : {INT32_MIN, -5, -1, 0, 1, 2, 5, 1 << 20, INT32_MAX}) {
+          if (from == to || refuses_empty(from, to)) continue;
+          GuardedFrame src({from, 4, 2}), dst({to, 4, 2});
+          src->video.channels = dst->video.channels = channels;
+          src->video.height = 0;
+          EXPECT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK) << from << " -> " << to;
+          EXPECT_TRUE(src.intact() && dst.intact());
+        }
+  });
+}
+
 TEST(PackedConversion, EveryPairAtEveryWidth) {
   for_each_path([](const Path &path) {
     if (path.workers > 1) return;

@@ -22,6 +22,11 @@ bool is_r_first(const TavixFrameV2 &frame) {
   return traits(frame.video.format).r_first;
 }
 
+// Without pixels a record may say any number of channels, which no driver has kernels for.
+int32_t step_of(const TavixVideoInfo &video, bool has_pixels) {
+  return has_pixels ? pixel_step(video) : traits(video.format).channels;
+}
+
 // Each kind of conversion says what it touches and makes a driver's job of two frames.
 
 struct Packed {
@@ -29,13 +34,13 @@ struct Packed {
     return {src.video.width > 0 ? src.video.height : 0, 0};
   }
   static PackedJob job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-    const bool r_first = is_r_first(src);
+    const bool r_first = is_r_first(src), any = src.video.width > 0 && src.video.height > 0;
     return {src.data[0],
             src.linesize[0],
-            pixel_step(src.video),
+            step_of(src.video, any),
             dst.data[0],
             dst.linesize[0],
-            pixel_step(dst.video),
+            step_of(dst.video, any),
             src.video.width,
             src.video.height,
             r_first,
