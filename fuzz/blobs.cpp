@@ -36,7 +36,7 @@ struct Tensor {
   uint32_t layout, type;
   Extents extents;
   BlobRecord blob;
-  bool null, scarce;
+  bool null, no_list, scarce;
   TavixFrameV2 *in_list[1];
   TavixFrames list;
   TavixBlob *tensor;
@@ -55,6 +55,7 @@ struct Tensor {
       if (c.byte() % 2 == 0) video.width = video.height = video.channels = INT32_MAX;
     }
     null = c.rarely(), scarce = c.rarely();
+    no_list = null && c.byte() % 4 == 0;
     in_list[0] = null ? c.maybe(&*frame) : &*frame;
     list = {null && c.byte() % 4 == 0 ? nullptr : in_list, null ? c.of({1, 1, 0, 2, -1}) : 1};
     tensor = null ? c.maybe(&*blob.blob) : &*blob.blob;
@@ -74,7 +75,7 @@ void frame_to_blob(Choices &c, std::span<const Path> paths) {
   const int nth = 1 + c.below(2);
   const auto run = [&] {
     if (t.scarce) test::fail_nothrow_new(nth);
-    return listed ? TavixFramesToBlobByCPU(t.null ? nullptr : &t.list, t.tensor)
+    return listed ? TavixFramesToBlobByCPU(t.no_list ? nullptr : &t.list, t.tensor)
                   : TavixFrameToBlobByCPU(t.in_list[0], t.tensor);
   };
   check({.function = listed ? "TavixFramesToBlobByCPU" : "TavixFrameToBlobByCPU",
@@ -102,7 +103,7 @@ void blob_to_frame(Choices &c, std::span<const Path> paths) {
   const int nth = 1 + c.below(2);
   const auto run = [&] {
     if (t.scarce) test::fail_nothrow_new(nth);
-    return listed ? TavixBlobToFramesByCPU(t.tensor, t.null ? nullptr : &t.list)
+    return listed ? TavixBlobToFramesByCPU(t.tensor, t.no_list ? nullptr : &t.list)
                   : TavixBlobToFrameByCPU(t.tensor, t.in_list[0]);
   };
   const auto expect_result = [&](const Path &) {

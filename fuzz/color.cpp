@@ -63,13 +63,13 @@ void maybe_spoil_sizes(Choices &c, FrameRecord &src, FrameRecord &dst) {
     if (c.byte() % 2 == 0)
       dst->linesize[1] = -dst->linesize[1];
     else
-      dst->data[1] = nullptr;
+      src->video.width = 0, dst->data[1] = nullptr;  // padding is filled all the same
   } else if (to == TAVIX_PIX_FMT_GRAY8 && test::is_yuv(from)) {
     src.spoiled = true;
     if (c.byte() % 2 == 0)
       src->linesize[0] = dst->linesize[0] = -7;
     else
-      dst->data[0] = nullptr;
+      src->video.width = 0, dst->data[0] = nullptr;
   }
 }
 

@@ -213,8 +213,6 @@ constexpr DocumentedLine kLines[] = {
     {kNormalize, kMemory, "TavixVideoFrameAllocV2 error"},
     {kNormalize, kParam, "DataTypeConvertCPU src_frame:%p des_frame:%p or norm_vals:%p is nullptr"},
     {kNormalize, kParam, "DataTypeConvertCPU failed:%d", true},
-    {kNormalize, kParam, "src_frame data[0] is nullptr"},
-    {kNormalize, kParam, "src_frame memory(%d) must be in host memory"},
     {kNormalize, kParam, "src_frame channels(%d) must not exceed those of format(%d)"},
     // Geometry.
     {kResize, kParam, "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr"},
