@@ -303,8 +303,10 @@ TEST(ColorSizes, WithoutPixelsNothingIsWritten) {
         EXPECT_QUIET_OK(TavixFrameConvertColorByCPU(pair.src, pair.dst));
         EXPECT_EQ(pair.dst.payload(), before) << function;
         pair.src->data[0] = pair.dst->data[0] = nullptr;
-        pair.src->video.channels = 9;
-        EXPECT_QUIET_OK(TavixFrameConvertColorByCPU(pair.src, pair.dst));
+        for (const int32_t channels : {9, 1 << 20, INT_MIN, INT_MAX}) {
+          pair.src->video.channels = pair.dst->video.channels = channels;
+          EXPECT_QUIET_OK(TavixFrameConvertColorByCPU(pair.src, pair.dst));
+        }
       }
     }
   });

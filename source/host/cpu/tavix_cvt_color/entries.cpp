@@ -30,6 +30,8 @@ int32_t step_of(const TavixVideoInfo &video, bool has_pixels) {
 // Each kind of conversion says what it touches and makes a driver's job of two frames.
 
 struct Packed {
+  static constexpr bool kWarns = false;
+
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &) {
     return {src.video.width > 0 ? src.video.height : 0, 0};
   }
@@ -58,6 +60,8 @@ struct PackedToChannels : Packed {
 
 // Conversions between packed and 4:2:0 pictures work on whole blocks.
 struct Blocks {
+  static constexpr bool kWarns = false;
+
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &) {
     const bool any = has_blocks(src.video.width, src.video.height);
     const int32_t pairs = any ? src.video.height / 2 : 0;
@@ -81,6 +85,8 @@ using EncodeFloats = Encode<RgbF32ToYuvJob>;
 
 // Of bytes, an odd last row is converted too.
 struct EncodeBytes : Encode<RgbToYuvJob> {
+  static constexpr bool kWarns = true;  // of odd sizes, even where nothing is converted
+
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t height = src.video.height;
     const bool has_last_row = src.video.width > 0 && height > 0 && height % 2 == 1;
@@ -104,6 +110,8 @@ using DecodeToBytes = Decode<YuvToRgbJob>;
 using DecodeToFloats = Decode<YuvToRgbF32Job>;
 
 struct Repack {
+  static constexpr bool kWarns = false;
+
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t luma = src.video.width > 0 ? 2 * row_pairs(src.video.height) : 0;
     return {luma, Blocks::reach(src, dst).chroma_rows};
@@ -134,7 +142,8 @@ template <class Kind, class Driver>
 int32_t convert(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst,
                 Driver &driver) {
   const int32_t status = refuse_unusable(entry, src, dst, Kind::reach);
-  if (status == TAVIX_OK) driver(Kind::job(*src, *dst));
+  if (status == TAVIX_OK && (Kind::kWarns || Kind::reach(*src, *dst).rows > 0))
+    driver(Kind::job(*src, *dst));
   return status;
 }
 
