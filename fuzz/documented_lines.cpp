@@ -175,6 +175,7 @@ constexpr DocumentedLine kLines[] = {
     {"TavixFrame", kUnsupported, "ConvertUChar dst_blob data_type:%d is not support"},
     {"TavixFrame", kParam, "src_frame memory(%d) must be in host memory"},
     {"TavixFrame", kData, "dst_blob of %d x %d x %d x %d elements exceeds memory"},
+    {"TavixFrame", kParam, "src_frame->linesize[0]:%d is too large for %d rows", false, true},
     {"TavixFrame", kUnsupported, "FrameHWCToBlob%s is not support"},
     {"TavixFrame", kOk,
      "src_frame_width:%d src_frame_height:%d src_frame_channel:%d is different from "
@@ -202,6 +203,7 @@ constexpr DocumentedLine kLines[] = {
     {"TavixBlobToFrame", kUnsupported, "ConvertUChar dst_blob data_type:%d is not support"},
     {"TavixBlobToFrame", kParam, "dst_frame memory(%d) must be in host memory"},
     {"TavixBlobToFrame", kParam, "src_blob of %d x %d x %d x %d elements exceeds memory"},
+    {"TavixBlobToFrame", kParam, "dst_frame->linesize[0]:%d is too large for %d rows", false, true},
     {"TavixBlobToFrame", kUnsupported, "Blob%sToFrameHWC is not support"},
     {"TavixBlobToFrame", kOk,
      "dst_frame_width:%d dst_frame_height:%d dst_frame_channel:%d is different from "
@@ -214,6 +216,8 @@ constexpr DocumentedLine kLines[] = {
     {kNormalize, kParam, "DataTypeConvertCPU src_frame:%p des_frame:%p or norm_vals:%p is nullptr"},
     {kNormalize, kParam, "DataTypeConvertCPU failed:%d", true},
     {kNormalize, kParam, "src_frame channels(%d) must not exceed those of format(%d)"},
+    {kNormalize, kParam, "src_frame->linesize[0]:%d is too large for %d rows", false, true},
+    {kNormalize, kParam, "dst_frame->linesize[0]:%d is too large for %d rows", false, true},
     // Geometry.
     {kResize, kParam, "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr"},
     {kResize, kParam, "TavixFrameResizeByCPU not suppoted src frame data format:%d"},

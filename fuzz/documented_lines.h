@@ -13,6 +13,7 @@ struct DocumentedLine {
   int32_t status;              // what the call returns; TAVIX_OK for warnings and notes
   std::string_view format;     // empty: the status comes without a line
   bool follows = false;        // a second line, after the reason
+  bool unreached = false;      // no kept input reaches it yet
 };
 
 std::span<const DocumentedLine> documented_lines();

@@ -57,7 +57,7 @@ TEST(Corpus, KeepsEveryExpectationAndReachesEveryFunctionAndLine) {
     EXPECT_TRUE(reached().refused.contains(name)) << name << " never refused a call";
   }
   for (const DocumentedLine &line : documented_lines())
-    EXPECT_TRUE(reached().lines.contains(&line))
+    EXPECT_TRUE(line.unreached || reached().lines.contains(&line))
         << line.functions << ", status " << line.status << ": \"" << line.format << '"';
 }
 
