@@ -46,7 +46,7 @@ enum TavixBinaryArithmeticOp {
  * Any number of threads may call; the frames must not change during a call.
  *
  * @par Exceptions
- * std::bad_alloc or std::system_error where the workers' arena cannot be made.
+ * std::bad_alloc or std::runtime_error where the workers' arena cannot be made.
  *
  * @par Precision
  * That of the implementation that runs: TavixFrameBinaryArithmeticAVX on a processor with AVX2,
@@ -152,7 +152,7 @@ enum TavixUnaryArithmeticOp {
  * Any number of threads may call; the frames must not change during a call.
  *
  * @par Exceptions
- * std::bad_alloc or std::system_error where the workers' arena cannot be made.
+ * std::bad_alloc or std::runtime_error where the workers' arena cannot be made.
  *
  * @par Precision
  * That of the implementation that runs: TavixFrameUnaryArithmeticAVX on a processor with AVX2,

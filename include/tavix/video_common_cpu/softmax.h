@@ -34,7 +34,7 @@
  * Any number of threads may call; the blobs must not change during a call.
  *
  * @par Exceptions
- * std::bad_alloc or std::system_error where the workers' arena cannot be made.
+ * std::bad_alloc or std::runtime_error where the workers' arena cannot be made.
  *
  * @par Precision
  * That of the implementation that runs: TavixBlobSoftmaxAVX on a processor with AVX2,

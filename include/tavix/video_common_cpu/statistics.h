@@ -41,7 +41,7 @@ enum TavixStatisticalFunctionOp {
  * Any number of threads may call; the frame must not change during a call.
  *
  * @par Exceptions
- * std::bad_alloc or std::system_error where the workers' arena cannot be made.
+ * std::bad_alloc or std::runtime_error where the workers' arena cannot be made.
  *
  * @par Precision
  * 8-bit frames: sums, sums of squares, maxima and minima are exact below 2^53. Float frames: sums
