@@ -37,6 +37,10 @@ function(tavix_compile_options target)
   if(TAVIX_DEVELOPER)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wformat=2 -Wconversion
                                              -Wno-sign-conversion -Werror)
+    # g++ 12 takes what the sanitizers add to the standard library for uninitialised.
+    if(TAVIX_SANITIZE)
+      target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized)
+    endif()
   endif()
 endfunction()
 
