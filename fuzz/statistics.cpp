@@ -27,6 +27,12 @@ void expect_channel(const test::GuardedFrame &frame, int32_t c, int32_t op, doub
   test::expect_statistic(test::statistics_reference<T, Sum>(frame, c), pixels, op, actual);
 }
 
+template <class T>
+void append(std::vector<uint8_t> &bytes, const T &value) {
+  const auto *first = reinterpret_cast<const uint8_t *>(&value);
+  bytes.insert(bytes.end(), first, first + sizeof value);
+}
+
 }  // namespace
 
 void statistics(Choices &c, std::span<const Path> paths) {
@@ -76,8 +82,11 @@ void statistics(Choices &c, std::span<const Path> paths) {
   const auto take_made = [&] {
     std::vector<uint8_t> bytes;
     if (array != nullptr && array != &own) {
-      const auto *first = reinterpret_cast<const uint8_t *>(array->elements);
-      bytes.assign(first, first + sizeof(TavixArrayElement) * size_t(std::max(array->count, 0)));
+      // The padding between the two fields may be anything.
+      for (int32_t k = 0; k < array->count; ++k) {
+        append(bytes, array->elements[k].type);
+        append(bytes, array->elements[k].value);
+      }
       TavixArrayFree(array);
     }
     array = nullptr;

@@ -35,7 +35,7 @@ class Program(tool.ToolTest):
 
     def test_info(self):
         shown = self.json("info")
-        self.assertIn(shown["implementation"], ("vector (AVX2)", "portable"))
+        self.assertIn(shown["implementation"], ("vector (AVX2 or wider)", "portable"))
         self.assertEqual(shown["implementation"] != "portable", "avx2" in shown["features"])
         self.assertTrue(1 <= shown["workers"] <= 8)
         for library in "tavix_video_common_cpu", "OpenCV", "oneTBB", "FFmpeg":

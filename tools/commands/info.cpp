@@ -51,7 +51,7 @@ std::string implementation() {
   constexpr double kOne[4] = {1, 1, 1, 1}, kNone[4] = {};
   const int32_t status = TavixFrameBinaryArithmeticAVX(
       pixel.get(), pixel.get(), TAVIX_BINARY_OP_ADD, kOne, kOne, kNone, pixel.get());
-  return status == TAVIX_OK ? "vector (AVX2)" : "portable";
+  return status == TAVIX_OK ? "vector (AVX2 or wider)" : "portable";
 }
 
 // The rule of the library, which does not tell its count.
