@@ -22,8 +22,8 @@ namespace {
 template <int lanes>
 struct Rows {
   module::CpuLevel level;
-  module::LibraryRows<lanes>::Row *expf, *logf;
-  module::LibraryRows<lanes>::ScaledRow *scaled_logf;
+  typename module::LibraryRows<lanes>::Row *expf, *logf;
+  typename module::LibraryRows<lanes>::ScaledRow *scaled_logf;
 };
 constexpr Rows<8> kAvx2 = {module::CpuLevel::kAvx2, module::avx2::expf_row, module::avx2::logf_row,
                            module::avx2::scaled_logf_row};
