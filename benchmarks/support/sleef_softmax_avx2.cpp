@@ -28,19 +28,25 @@ TAVIX_INLINE float reduce(__m256 v, bool max) {
 }  // namespace
 
 void sleef_softmax_lines_avx2(const float *x, float *y, int32_t length, int32_t lines) {
+  const int32_t whole = length / kLanes * kLanes;
   for (; lines > 0; --lines, x += length, y += length) {
-    __m256 max = _mm256_loadu_ps(x), sum = _mm256_setzero_ps();
-    for (int32_t k = kLanes; k < length; k += kLanes)
-      max = _mm256_max_ps(max, _mm256_loadu_ps(x + k));
-    const __m256 m = _mm256_set1_ps(reduce(max, true));
-    for (int32_t k = 0; k < length; k += kLanes) {
+    __m256 maxima = _mm256_set1_ps(-INFINITY), sums = _mm256_setzero_ps();
+    for (int32_t k = 0; k < whole; k += kLanes)
+      maxima = _mm256_max_ps(maxima, _mm256_loadu_ps(x + k));
+    float max = reduce(maxima, true);
+    for (int32_t k = whole; k < length; ++k) max = x[k] > max ? x[k] : max;
+    const __m256 m = _mm256_set1_ps(max);
+    for (int32_t k = 0; k < whole; k += kLanes) {
       const __m256 e = Sleef_expf8_u10avx2(_mm256_sub_ps(_mm256_loadu_ps(x + k), m));
       _mm256_storeu_ps(y + k, e);
-      sum = _mm256_add_ps(sum, e);
+      sums = _mm256_add_ps(sums, e);
     }
-    const __m256 s = _mm256_set1_ps(reduce(sum, false));
-    for (int32_t k = 0; k < length; k += kLanes)
+    float sum = reduce(sums, false);
+    for (int32_t k = whole; k < length; ++k) sum += y[k] = std::exp(x[k] - max);
+    const __m256 s = _mm256_set1_ps(sum);
+    for (int32_t k = 0; k < whole; k += kLanes)
       _mm256_storeu_ps(y + k, _mm256_div_ps(_mm256_loadu_ps(y + k), s));
+    for (int32_t k = whole; k < length; ++k) y[k] /= sum;
   }
 }
 
