@@ -44,8 +44,9 @@ struct Filter {
     return {frame->video.format, frame->video.width, frame->video.height};
   }
   static float side(Choices &c) {
-    if (!c.rarely()) return float(c.below(10)) + 0.5f * float(c.byte() % 2);
-    return std::min(float(any_number(c)), 9.0f);
+    if (c.rarely()) return std::min(float(any_number(c)), 9.0f);
+    const int32_t whole = c.below(10);  // drawn first, whatever the compiler
+    return float(whole) + 0.5f * float(c.byte() % 2);
   }
   bool plain() const {
     return !null && !src.spoiled && has_opencv_strides(src) &&
