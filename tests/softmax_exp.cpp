@@ -3,7 +3,9 @@
 
 #if defined(__x86_64__)
 
-#include "cpu/x86/arithmetic/kernels_avx2.h"
+#include "cpu/x86/vectors_avx2.h"
+
+#include "cpu/x86/arithmetic/softmax_exp.inc"
 
 TAVIX_AVX2_BEGIN
 namespace tavix::test {

@@ -3,7 +3,9 @@
 
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 
-#include "cpu/x86/arithmetic/kernels_avx2.h"
+#include "cpu/x86/vectors_avx2.h"
+
+#include "cpu/x86/arithmetic/row_blocks.inc"
 
 TAVIX_AVX2_BEGIN
 

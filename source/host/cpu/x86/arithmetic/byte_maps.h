@@ -28,6 +28,8 @@ inline int32_t channels_apart(const ByteMaps &maps, int32_t channels) {
 // Sixteen shuffles, each of them for one value of a byte's upper half.
 class ByteMapsAvx2 {
  public:
+  static constexpr bool kBeatMultiplying = false;  // a product and a sum of floats
+
   ByteMapsAvx2(const ByteMaps &maps, int32_t channels);
   void map_row(const uint8_t *src, uint8_t *dst, int64_t n) const;
 
@@ -45,6 +47,8 @@ class ByteMapsAvx2 {
 // The map itself in four registers.
 class ByteMapsAvx512Vbmi {
  public:
+  static constexpr bool kBeatMultiplying = true;
+
   ByteMapsAvx512Vbmi(const ByteMaps &maps, int32_t channels);
   void map_row(const uint8_t *src, uint8_t *dst, int64_t n) const;
 

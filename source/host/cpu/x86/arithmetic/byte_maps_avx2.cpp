@@ -2,7 +2,9 @@
 // Looks up 32 bytes at once: sixteen shuffles, each of them for one value of the bytes' upper half.
 #include "cpu/x86/arithmetic/byte_maps.h"
 
-#include "cpu/x86/arithmetic/kernels_avx2.h"
+#include "cpu/x86/vectors_avx2.h"
+
+#include "cpu/x86/arithmetic/row_blocks.inc"
 
 TAVIX_AVX2_BEGIN
 

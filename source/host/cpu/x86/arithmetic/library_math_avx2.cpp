@@ -1,33 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Rows of the C library's functions with AVX2, and the library itself.
+// Which library is at hand: whether its functions are those that the rows compute, as AVX2 has them.
 #include "cpu/x86/arithmetic/library_math.h"
 
 #include <bit>
-
-#include "common/frame_access.h"
-#include "cpu/x86/arithmetic/kernels_avx2.h"
-
-TAVIX_AVX2_BEGIN
-
-namespace tavix::module::avx2 {
-
-namespace {
-
-#include "cpu/x86/arithmetic/library_math.inc"
-
-// The functions that the vectors know, whatever library is at hand.
-void known_expf_row(const float *x, float *y, int32_t n) {
-  run_row<Exp>(PlainRow{x, y}, n);
-}
-void known_logf_row(const float *x, float *y, int32_t n) {
-  run_row<Log>(PlainRow{x, y}, n);
-}
-
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_END
+#include <cmath>
 
 namespace tavix::module {
 
@@ -44,14 +20,14 @@ namespace {
 // most.
 constexpr int32_t kProbes = 1024;
 
-LibraryFunction examined(float (*call)(float), void (*known_row)(const float *, float *, int32_t),
-                         float centre, float reach) {
+LibraryFunction examined(float (*call)(float), LibraryRows<8>::Row *row, float centre,
+                         float reach) {
   float x[kProbes], y[kProbes];
   for (int32_t i = 0; i < kProbes; ++i) {
     const float t = float(i - kProbes / 2) / (kProbes / 2);
     x[i] = centre + reach * t * t * t;
   }
-  known_row(x, y, kProbes);
+  row(x, y, kProbes, {call, true});
   for (int32_t i = 0; i < kProbes; ++i)
     if (std::bit_cast<uint32_t>(call(x[i])) != std::bit_cast<uint32_t>(y[i])) return {call, false};
   return {call, true};
@@ -60,10 +36,10 @@ LibraryFunction examined(float (*call)(float), void (*known_row)(const float *, 
 }  // namespace
 
 LibraryFunction examined_expf(float (*call)(float)) {
-  return examined(call, avx2::known_expf_row, 0.0f, 80.0f);
+  return examined(call, avx2::expf_row, 0.0f, 80.0f);
 }
 LibraryFunction examined_logf(float (*call)(float)) {
-  return examined(call, avx2::known_logf_row, 1.0f, 0.4f);
+  return examined(call, avx2::logf_row, 1.0f, 0.4f);
 }
 
 const LibraryFunction &library_expf() {

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// The records of arithmetic, statistics and softmax with AVX-512. Byte permutations make maps of 8-bit
+// samples; without them those are the maps of AVX2.
+#include "cpu/x86/vectors_avx512.h"
+
+#include "cpu/x86/arithmetic/binary_rows.inc"
+#include "cpu/x86/arithmetic/library_rows.inc"
+#include "cpu/x86/arithmetic/softmax_rows.inc"
+#include "cpu/x86/arithmetic/statistics_rows.inc"
+#include "cpu/x86/arithmetic/unary_rows.inc"
+
+namespace tavix::module {
+
+constinit const BinaryRows kBinaryRowsAvx512 = BinaryRows::of<BinaryAvx<avx512::BinaryKernels>>();
+constinit const SoftmaxRows kSoftmaxRowsAvx512 = {avx512::softmax_panel, avx512::softmax_lines};
+constinit const StatisticsRows kStatisticsRowsAvx512 = avx512::kStatisticsRows;
+constinit const UnaryRows kUnaryRowsAvx512 =
+    UnaryRows::of<UnaryAvx<avx512::UnaryKernels<ByteMapsAvx2>>>();
+constinit const UnaryRows kUnaryRowsAvx512Vbmi =
+    UnaryRows::of<UnaryAvx<avx512::UnaryKernels<ByteMapsAvx512Vbmi>>>();
+
+}  // namespace tavix::module
