@@ -112,6 +112,12 @@ void color(Choices &c, std::span<const Path> paths) {
                expect_reference(src, dst, before, path.vector);
                EXPECT_TRUE(from == to ? same_color(src->video, dst->video)
                                       : same_color(dst_video, dst->video));
+             },
+         .take_made =
+             [&] {
+               std::vector<uint8_t> bytes;
+               append_bytes(bytes, dst->video);
+               return bytes;
              }},
         paths);
 }

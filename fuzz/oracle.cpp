@@ -119,8 +119,8 @@ void check(const Call &call, std::span<const Path> paths) {
 
   std::optional<Outcome> first[2];  // on the portable path, on a vector path
   for (const Path &path : paths) {
-    SCOPED_TRACE(::testing::Message()
-                 << test::name_of(path.level) << ", " << path.workers << " workers");
+    SCOPED_TRACE(path.workers == 1 ? "1 worker" : "several workers");
+    SCOPED_TRACE(test::name_of(path.level));
     const test::ScopedLevel level(path.level);
     const test::Scoped<uint8_t> workers(module::worker_count, uint8_t(path.workers));
     for (size_t i = 0; i < destinations.size(); ++i) call.destinations[i]->restore(destinations[i]);
@@ -140,7 +140,9 @@ void check(const Call &call, std::span<const Path> paths) {
       }
       expect_documented(call, status, outcome.lines);
       ++(status == TAVIX_OK ? reached_so_far.succeeded : reached_so_far.refused)[call.function];
-      if (status == TAVIX_OK && call.expect_result) call.expect_result(path);
+      // Equal bits are expected below, so that the reference is asked once of each kind of path.
+      const bool compared = first[path.vector] && call.same_bits;
+      if (status == TAVIX_OK && call.expect_result && !compared) call.expect_result(path);
     } else {
       EXPECT_TRUE(outcome.lines.empty()) << outcome.lines[0];
     }

@@ -25,7 +25,8 @@ struct Call {
 
   // After TAVIX_OK: expects the reference's results. May be empty.
   std::function<void(const Path &)> expect_result = {};
-  // The bytes of frames and arrays that the call made, which it frees. May be empty.
+  // The bytes of frames and arrays that the call made, which it frees, and of what else it changed.
+  // May be empty.
   std::function<std::vector<uint8_t>()> take_made = {};
 
   // Nothing is wrong with the records: refusals are.

@@ -51,6 +51,7 @@ std::vector<uint8_t> take_frame(TavixFrameV2 *&frame) {
     const uint8_t *row = frame->data[0] + int64_t(frame->linesize[0]) * y;
     bytes.insert(bytes.end(), row, row + plane.row_bytes);
   }
+  append_bytes(bytes, frame->video);
   TavixFrameFreeV2(frame);
   frame = nullptr;
   return bytes;

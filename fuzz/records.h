@@ -85,8 +85,15 @@ inline constexpr int32_t kColorFormats[] = {0, 1, 2, 4, 5, 7, 8, 9, 10, 11, 12, 
 
 test::FrameShape any_shape(Choices &c);
 
-// The payload of a frame that a call made, by plane 0 of its record, and the frame is freed. Null
-// gives nothing and becomes null again.
+// Of records without padding.
+template <class T>
+void append_bytes(std::vector<uint8_t> &bytes, const T &value) {
+  const auto *first = reinterpret_cast<const uint8_t *>(&value);
+  bytes.insert(bytes.end(), first, first + sizeof value);
+}
+
+// The payload of a frame that a call made, by plane 0 of its record, and what it says of itself; the
+// frame is freed. Null gives nothing and becomes null again.
 std::vector<uint8_t> take_frame(TavixFrameV2 *&frame);
 
 // Codes and numbers that operations may be asked for.

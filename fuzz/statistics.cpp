@@ -27,12 +27,6 @@ void expect_channel(const test::GuardedFrame &frame, int32_t c, int32_t op, doub
   test::expect_statistic(test::statistics_reference<T, Sum>(frame, c), pixels, op, actual);
 }
 
-template <class T>
-void append(std::vector<uint8_t> &bytes, const T &value) {
-  const auto *first = reinterpret_cast<const uint8_t *>(&value);
-  bytes.insert(bytes.end(), first, first + sizeof value);
-}
-
 }  // namespace
 
 void statistics(Choices &c, std::span<const Path> paths) {
@@ -81,12 +75,17 @@ void statistics(Choices &c, std::span<const Path> paths) {
   };
   const auto take_made = [&] {
     std::vector<uint8_t> bytes;
-    if (array != nullptr && array != &own) {
-      // The padding between the two fields may be anything.
-      for (int32_t k = 0; k < array->count; ++k) {
-        append(bytes, array->elements[k].type);
-        append(bytes, array->elements[k].value);
+    // The padding between the two fields may be anything.
+    const auto take = [&](const TavixArrayElement *list, int32_t count) {
+      for (int32_t k = 0; k < count; ++k) {
+        append_bytes(bytes, list[k].type);
+        append_bytes(bytes, list[k].value);
       }
+    };
+    append_bytes(bytes, own.count);
+    take(elements.data(), int32_t(elements.size()));
+    if (array != nullptr && array != &own) {
+      take(array->elements, array->count);
       TavixArrayFree(array);
     }
     array = nullptr;

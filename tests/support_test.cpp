@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include "common/units.h"
@@ -93,6 +94,16 @@ TEST(GuardedFrameDeathTest, OnePastAnyPlaneCrashes) {
   GuardedFrame empty({TAVIX_PIX_FMT_BGR24, 5, 0});
   ASSERT_NE(empty->data[0], nullptr);
   EXPECT_DEATH(*static_cast<volatile uint8_t *>(empty->data[0]) = 1, "");
+}
+
+TEST(GuardedBytes, FindWhatWasWrittenAfterTheirEnd) {
+  uint8_t *late;
+  {
+    const GuardedBytes bytes(100);
+    late = bytes.data();
+  }
+  *late = 7;
+  EXPECT_THROW(GuardedBytes(50), std::logic_error);
 }
 
 TEST(GuardedFrame, KnowsPaddingFromPayload) {

@@ -17,8 +17,8 @@ class GuardedBytes {
   explicit GuardedBytes(size_t size);
   ~GuardedBytes();
   GuardedBytes(GuardedBytes &&other) noexcept
-      : mapping_(std::exchange(other.mapping_, nullptr)),
-        mapped_(other.mapped_),
+      : pages_(other.pages_),
+        mapping_(std::exchange(other.mapping_, nullptr)),
         data_(other.data_),
         size_(other.size_) {}
   GuardedBytes &operator=(GuardedBytes &&) = delete;
@@ -28,10 +28,12 @@ class GuardedBytes {
 
   // Whether the bytes before data() still hold the sentinel.
   [[nodiscard]] bool intact() const;
+  // Whether bytes [begin, end) do.
+  [[nodiscard]] bool intact(size_t begin, size_t end) const;
 
  private:
+  size_t pages_;  // between the two
   uint8_t *mapping_;
-  size_t mapped_;
   uint8_t *data_;
   size_t size_;
 };

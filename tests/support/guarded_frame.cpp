@@ -2,6 +2,7 @@
 #include "support/guarded_frame.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "tavix/core/host.h"
 
@@ -105,17 +106,15 @@ void GuardedFrame::set_payload(const std::vector<uint8_t> &payload) {
 }
 
 bool GuardedFrame::intact() const {
-  for (size_t p = 0; p < planes_.size(); ++p) {
-    const Plane &plane = planes_[p];
-    if (!plane.bytes.intact()) return false;
-    std::vector<uint8_t> outside(plane.bytes.data(), plane.bytes.data() + plane.bytes.size());
-    for (int32_t y = 0; y < plane.shape.rows; ++y)
-      std::fill_n(outside.begin() + (row(y, int(p)) - plane.bytes.data()), plane.shape.row_bytes,
-                  kSentinel);
-    if (std::any_of(outside.begin(), outside.end(), [](uint8_t b) { return b != kSentinel; }))
-      return false;
-  }
-  return true;
+  return std::ranges::all_of(planes_, [](const Plane &plane) {
+    const size_t stride = size_t(std::abs(plane.linesize)), row = size_t(plane.shape.row_bytes);
+    size_t gap = 0;  // where the bytes after a row start, in the order of addresses
+    for (int32_t y = 0; y < plane.shape.rows; ++y) {
+      if (!plane.bytes.intact(gap, size_t(y) * stride)) return false;
+      gap = size_t(y) * stride + row;
+    }
+    return plane.bytes.intact() && plane.bytes.intact(gap, plane.bytes.size());
+  });
 }
 
 }  // namespace tavix::test

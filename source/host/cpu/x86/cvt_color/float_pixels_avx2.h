@@ -19,7 +19,7 @@ constexpr int owner(int vector, int lane) {
 }
 
 // The lanes of a vector that belong to a channel.
-constexpr int lanes_of(int vector, int channel) {
+consteval int lanes_of(int vector, int channel) {
   int mask = 0;
   for (int lane = 0; lane < 8; ++lane) mask |= (owner(vector, lane) == channel) << lane;
   return mask;
