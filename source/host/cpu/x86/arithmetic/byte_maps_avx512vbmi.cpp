@@ -7,7 +7,7 @@
 
 TAVIX_AVX512VBMI_BEGIN
 
-namespace tavix::module::avx512vbmi {
+namespace tavix::module::avx512::vbmi {
 
 namespace {
 
@@ -128,7 +128,7 @@ void map_row(const ByteMaps &maps, const uint8_t *src, uint8_t *dst, int64_t n) 
 
 }  // namespace
 
-}  // namespace tavix::module::avx512vbmi
+}  // namespace tavix::module::avx512::vbmi
 
 TAVIX_AVX512_END
 
@@ -140,9 +140,9 @@ ByteMapsAvx512Vbmi::ByteMapsAvx512Vbmi(const ByteMaps &maps, int32_t channels)
 }
 
 void ByteMapsAvx512Vbmi::map_row(const uint8_t *src, uint8_t *dst, int64_t n) const {
-  const auto map = channels_ == 1   ? avx512vbmi::map_row<1>
-                   : channels_ == 3 ? avx512vbmi::map_row<3>
-                                    : avx512vbmi::map_row<4>;
+  const auto map = channels_ == 1   ? avx512::vbmi::map_row<1>
+                   : channels_ == 3 ? avx512::vbmi::map_row<3>
+                                    : avx512::vbmi::map_row<4>;
   map(maps_, src, dst, n);
 }
 

@@ -1,41 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vectors of sixteen elements, as element_lanes_avx2.h has eight. Include this header last.
+// Vectors of sixteen elements. Include this header last.
 #pragma once
 
-#include "cpu/x86/blob/element_lanes_avx2.h"
-#include "cpu/x86/lanes_avx512.h"
+#include <cstdint>
+#include <type_traits>
 
-TAVIX_AVX512_BEGIN
+#include "cpu/x86/prefetch.h"
+#include "cpu/x86/vectors_avx512.h"
 
-namespace tavix::module {
+TAVIX_VECTORS_BEGIN
+
+namespace tavix::module::avx512 {
 
 namespace {
 
-// Sixteen elements as floats.
-template <class From>
-TAVIX_INLINE __m512 load_floats_16(const uint8_t *p) {
-  if constexpr (std::is_same_v<From, uint8_t>) {
-    return _mm512_cvtepi32_ps(_mm512_cvtepu8_epi32(load_128(p)));
-  } else if constexpr (std::is_same_v<From, int8_t>) {
-    return _mm512_cvtepi32_ps(_mm512_cvtepi8_epi32(load_128(p)));
-  } else if constexpr (std::is_same_v<From, uint16_t>) {
-    return _mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(load_256(p)));
-  } else if constexpr (std::is_same_v<From, int16_t>) {
-    return _mm512_cvtepi32_ps(_mm512_cvtepi16_epi32(load_256(p)));
-  } else if constexpr (std::is_same_v<From, int32_t>) {
-    return _mm512_cvtepi32_ps(load_512(p));
-  } else if constexpr (std::is_same_v<From, uint32_t>) {
-    return _mm512_cvtepu32_ps(load_512(p));
-  } else if constexpr (std::is_same_v<From, int64_t>) {
-    const __m256 low = _mm512_cvtepi64_ps(load_512(p)), high = _mm512_cvtepi64_ps(load_512(p + 64));
-    return _mm512_insertf32x8(_mm512_castps256_ps512(low), high, 1);
-  } else {
-    return load_16_floats(p);
-  }
+TAVIX_INLINE __m256i load_half_ints(const void *p) {
+  return load_256(p);
 }
+TAVIX_INLINE __m512 unsigned_as_floats(__m512i v) {
+  return _mm512_cvtepu32_ps(v);
+}
+TAVIX_INLINE __m256 int64_as_floats(__m512i v) {
+  return _mm512_cvtepi64_ps(v);
+}
+
+#include "cpu/x86/blob/element_lanes.inc"
 
 }  // namespace
 
-}  // namespace tavix::module
+}  // namespace tavix::module::avx512
 
-TAVIX_AVX512_END
+TAVIX_VECTORS_END

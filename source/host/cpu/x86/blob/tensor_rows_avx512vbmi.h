@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Moves permute bytes and floats across a whole register; what fills no block is left to AVX2.
+// The rows of tensors with AVX-512 and VBMI. Moves permute bytes and floats across a whole register;
+// what fills no block is left to AVX2. Include this header last.
+#pragma once
+
 #include <array>
 
 #include "common/copy_bytes.h"
@@ -9,7 +12,7 @@
 
 #include "cpu/x86/blob/element_lanes_avx512.h"
 
-namespace tavix::module {
+namespace tavix::module::avx512::vbmi {
 
 namespace {
 
@@ -81,40 +84,44 @@ alignas(64) constexpr Order<uint8_t> kWidenedChannel = widened_channel<channels,
 
 }  // namespace
 
-}  // namespace tavix::module
+}  // namespace tavix::module::avx512::vbmi
 
 TAVIX_AVX512VBMI_BEGIN
 
-namespace tavix::module {
+namespace tavix::module::avx512::vbmi {
 
 namespace {
 
-#include "cpu/x86/blob/tensor_blocks.inc"
+constexpr int kElements = 2 * kLanes;
+constexpr int kWidenedVectors = 4;  // one plane after the other gets so many at a time
+constexpr int kWidened = kLanes * kWidenedVectors;
 
 // ---- Converting. ----
 
-// The low bits of sixteen floats truncated to 32 or 64 bits, as the element keeps them.
+// The low bits of floats truncated to 32 or 64 bits, as the element keeps them.
 template <class To>
 TAVIX_INLINE void store_truncated(uint8_t *p, const uint8_t *floats) {
   if constexpr (sizeof(To) == 8 || std::is_same_v<To, uint32_t>) {
     for (int k = 0; k < 2; ++k) {
-      const __m512i v = _mm512_cvttps_epi64(load_8_floats(floats + 32 * k));
+      const __m512i v = _mm512_cvttps_epi64(load_half(floats + 32 * k));
       if constexpr (sizeof(To) == 8) {
         store_512(p + 64 * k, v);
       } else {
         store_256(p + 32 * k, _mm512_cvtepi64_epi32(v));
       }
     }
+  } else if constexpr (sizeof(To) == 4) {
+    store_512(p, truncated(load(floats)));
+  } else if constexpr (sizeof(To) == 2) {
+    store_256(p, _mm512_cvtepi32_epi16(truncated(load(floats))));
   } else {
-    const __m512i v = _mm512_cvttps_epi32(load_16_floats(floats));
-    if constexpr (sizeof(To) == 4) {
-      store_512(p, v);
-    } else if constexpr (sizeof(To) == 2) {
-      store_256(p, _mm512_cvtepi32_epi16(v));
-    } else {
-      store_128(p, _mm512_cvtepi32_epi8(v));
-    }
+    store_128(p, _mm512_cvtepi32_epi8(truncated(load(floats))));
   }
+}
+template <class To>
+TAVIX_INLINE void convert_from_floats(const uint8_t *src, uint8_t *dst) {
+  store_truncated<To>(dst, src);
+  store_truncated<To>(dst + kLanes * int(sizeof(To)), src + kBytes);
 }
 
 // ---- Moving channels. ----
@@ -149,8 +156,6 @@ TAVIX_INLINE void transpose_quarters(__m512i (&v)[4]) {
   v[2] = _mm512_shuffle_i32x4(b, d, 0x88), v[3] = _mm512_shuffle_i32x4(b, d, 0xdd);
 }
 
-constexpr int kWidenedVectors = 4;  // one plane after the other gets so many at a time
-
 template <class T, int channels, int c>
 TAVIX_INLINE void widen_channel(const __m512i (&pixels)[kWidenedVectors], uint8_t *plane) {
   constexpr __mmask64 kLowBytes = 0x1111111111111111;
@@ -181,73 +186,58 @@ const PixelRows &narrower_rows(int channels) {
   return (sizeof(T) == 1 ? kTensorRowsAvx2.u8 : kTensorRowsAvx2.f32)[size_t(channels)];
 }
 
-struct TensorBlocksAvx512 {
-  static constexpr int kElements = 32, kVector = 64, kWidened = 16 * kWidenedVectors;
-  static constexpr bool kPrefetchesResults = false;
+template <class T, int channels>
+TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
+  __m512i v[channels];
+  for (int j = 0; j < channels; ++j) v[j] = load_512(src + 64 * j);
+  if constexpr (channels == 3) {
+    store_512(planes[0] + at, permute<T>(kChannelOfThree<T, 0>, v));
+    store_512(planes[1] + at, permute<T>(kChannelOfThree<T, 1>, v));
+    store_512(planes[2] + at, permute<T>(kChannelOfThree<T, 2>, v));
+  } else {
+    for (int j = 0; j < 4; ++j) v[j] = permute<T>(kQuarters<T, true>, v[j]);
+    transpose_quarters(v);
+    for (int c = 0; c < 4; ++c) store_512(planes[c] + at, v[c]);
+  }
+}
 
-  template <class From, class To>
-  static TAVIX_INLINE void convert(const uint8_t *src, uint8_t *dst) {
-    if constexpr (std::is_same_v<To, float>) {
-      for (int k = 0; k < 2; ++k)
-        store_16_floats(dst + 64 * k, load_floats_16<From>(src + 16 * k * int(sizeof(From))));
-    } else if constexpr (std::is_same_v<From, float>) {
-      for (int k = 0; k < 2; ++k) store_truncated<To>(dst + 16 * k * int(sizeof(To)), src + 64 * k);
-    }
+template <class T, int channels>
+TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
+  __m512i v[channels];
+  for (int c = 0; c < channels; ++c) v[c] = load_512(planes[c] + at);
+  if constexpr (channels == 3) {
+    store_512(dst, permute<T>(kPixelsOfThree<T, 0>, v));
+    store_512(dst + 64, permute<T>(kPixelsOfThree<T, 1>, v));
+    store_512(dst + 128, permute<T>(kPixelsOfThree<T, 2>, v));
+  } else {
+    transpose_quarters(v);
+    for (int j = 0; j < 4; ++j) store_512(dst + 64 * j, permute<T>(kQuarters<T, false>, v[j]));
   }
+}
 
-  template <class T, int channels>
-  static TAVIX_INLINE void split(const uint8_t *src, uint8_t *const *planes, int64_t at) {
-    __m512i v[channels];
-    for (int j = 0; j < channels; ++j) v[j] = load_512(src + 64 * j);
-    if constexpr (channels == 3) {
-      store_512(planes[0] + at, permute<T>(kChannelOfThree<T, 0>, v));
-      store_512(planes[1] + at, permute<T>(kChannelOfThree<T, 1>, v));
-      store_512(planes[2] + at, permute<T>(kChannelOfThree<T, 2>, v));
-    } else {
-      for (int j = 0; j < 4; ++j) v[j] = permute<T>(kQuarters<T, true>, v[j]);
-      transpose_quarters(v);
-      for (int c = 0; c < 4; ++c) store_512(planes[c] + at, v[c]);
-    }
-  }
-  template <class T, int channels>
-  static void split_short(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-    narrower_rows<T>(channels).split(src, planes, n);
-  }
+template <class T, int channels>
+TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
+  __m512i pixels[kWidenedVectors];
+  for (int k = 0; k < kWidenedVectors; ++k) pixels[k] = load_pixels<channels>(src, k);
+  widen_channel<T, channels, 0>(pixels, planes[0] + at);
+  widen_channel<T, channels, 1>(pixels, planes[1] + at);
+  widen_channel<T, channels, 2>(pixels, planes[2] + at);
+  if constexpr (channels == 4) widen_channel<T, channels, 3>(pixels, planes[3] + at);
+}
 
-  template <class T, int channels>
-  static TAVIX_INLINE void merge(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
-    __m512i v[channels];
-    for (int c = 0; c < channels; ++c) v[c] = load_512(planes[c] + at);
-    if constexpr (channels == 3) {
-      store_512(dst, permute<T>(kPixelsOfThree<T, 0>, v));
-      store_512(dst + 64, permute<T>(kPixelsOfThree<T, 1>, v));
-      store_512(dst + 128, permute<T>(kPixelsOfThree<T, 2>, v));
-    } else {
-      transpose_quarters(v);
-      for (int j = 0; j < 4; ++j) store_512(dst + 64 * j, permute<T>(kQuarters<T, false>, v[j]));
-    }
-  }
-  template <class T, int channels>
-  static void merge_short(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-    narrower_rows<T>(channels).merge(planes, dst, n);
-  }
+template <class T, int channels>
+void split_short(const uint8_t *src, uint8_t *const *planes, int64_t n) {
+  narrower_rows<T>(channels).split(src, planes, n);
+}
+template <class T, int channels>
+void merge_short(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
+  narrower_rows<T>(channels).merge(planes, dst, n);
+}
 
-  template <class T, int channels>
-  static TAVIX_INLINE void widen(const uint8_t *src, uint8_t *const *planes, int64_t at) {
-    __m512i pixels[kWidenedVectors];
-    for (int k = 0; k < kWidenedVectors; ++k) pixels[k] = load_pixels<channels>(src, k);
-    widen_channel<T, channels, 0>(pixels, planes[0] + at);
-    widen_channel<T, channels, 1>(pixels, planes[1] + at);
-    widen_channel<T, channels, 2>(pixels, planes[2] + at);
-    if constexpr (channels == 4) widen_channel<T, channels, 3>(pixels, planes[3] + at);
-  }
-};
+#include "cpu/x86/blob/tensor_rows.inc"
 
 }  // namespace
 
-constinit const TensorRows kTensorRowsAvx512Vbmi =
-    tensor_rows_of<TensorVectors<TensorBlocksAvx512>>();
-
-}  // namespace tavix::module
+}  // namespace tavix::module::avx512::vbmi
 
 TAVIX_AVX512_END

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
+// The rows of tensors with AVX2. Include this header last.
+#pragma once
+
 #include <array>
 
 #include "common/copy_bytes.h"
 #include "common/independent_iterations.h"
 #include "cpu/common_c/blob/element_conversion.h"
 #include "cpu/common_c/blob/tensor_rows.h"
+
 #include "cpu/x86/blob/element_lanes_avx2.h"
 
-namespace tavix::module {
+namespace tavix::module::avx2 {
 
 namespace {
 
@@ -24,10 +27,10 @@ static_assert(kSlots<uint8_t> % 3 == 1 && kSlots<float> % 3 == 1);
 
 template <class T, int c>
 constexpr ByteOrder plane_from_slots() {
-  constexpr int kBytes = sizeof(T);
+  constexpr int kElement = sizeof(T);
   ByteOrder order{};
   for (int i = 0; i < 16; ++i)
-    order[i] = uint8_t((3 * (i / kBytes) + c) % kSlots<T> * kBytes + i % kBytes);
+    order[i] = uint8_t((3 * (i / kElement) + c) % kSlots<T> * kElement + i % kElement);
   return order;
 }
 
@@ -63,19 +66,17 @@ alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
 
 }  // namespace
 
-}  // namespace tavix::module
+}  // namespace tavix::module::avx2
 
-TAVIX_AVX2_BEGIN
+TAVIX_VECTORS_BEGIN
 
-namespace tavix::module {
+namespace tavix::module::avx2 {
 
 namespace {
 
-#include "cpu/x86/blob/tensor_blocks.inc"
+constexpr int kElements = 4 * kLanes, kWidened = 4 * kLanes;
 
 // ---- Converting. ----
-
-constexpr int kBlock = 4 * kLanes;
 
 constexpr int32_t kMantissaBits = 23;
 constexpr int32_t kPointBias =
@@ -114,35 +115,35 @@ TAVIX_INLINE __m256i truncate_to_int64(__m128 floats) {
                             _mm256_set1_epi64x(INT64_MIN), too_large);
 }
 
-TAVIX_INLINE __m256i truncate_at(const uint8_t *p) {
-  return _mm256_cvttps_epi32(load_floats<float>(p));
+// The low bytes of 32 integers, and the low halves of 16, in order; the masks keep the packs from
+// saturating.
+TAVIX_INLINE __m256i pack_low_8(__m256i a, __m256i b, __m256i c, __m256i d) {
+  const __m256i mask = all_of(0xff);
+  return pack_clamped(a & mask, b & mask, c & mask, d & mask);
 }
-
-// Low halves of 16 integers in order; the masks keep the packs from saturating.
 TAVIX_INLINE __m256i pack_low_16(__m256i a, __m256i b) {
-  const __m256i mask = _mm256_set1_epi32(0xffff);
-  const __m256i packed = _mm256_packus_epi32(_mm256_and_si256(a, mask), _mm256_and_si256(b, mask));
-  return _mm256_permute4x64_epi64(packed, 0xd8);
+  const __m256i mask = all_of(0xffff);
+  return _mm256_permute4x64_epi64(_mm256_packus_epi32(a & mask, b & mask), 0xd8);
 }
 
 template <class To>
-TAVIX_INLINE void convert_float_block(const uint8_t *src, uint8_t *dst) {
-  constexpr int kBytes = kLanes * sizeof(float);
-  if constexpr (sizeof(To) == 1) {
-    store_256(dst, pack_low_8(truncate_at(src), truncate_at(src + kBytes),
-                              truncate_at(src + 2 * kBytes), truncate_at(src + 3 * kBytes)));
-  } else if constexpr (sizeof(To) == 2) {
-    for (int k = 0; k < 2; ++k, src += 2 * kBytes)
-      store_256(dst + 32 * k, pack_low_16(truncate_at(src), truncate_at(src + kBytes)));
-  } else if constexpr (sizeof(To) == 4) {
-    for (int k = 0; k < 4; ++k) {
-      const __m256 floats = load_floats<float>(src + k * kBytes);
-      store_256(dst + 32 * k, std::is_same_v<To, uint32_t> ? truncate_to_uint32(floats)
-                                                           : _mm256_cvttps_epi32(floats));
-    }
-  } else {
+TAVIX_INLINE void convert_from_floats(const uint8_t *src, uint8_t *dst) {
+  if constexpr (sizeof(To) == 8) {
     for (int k = 0; k < 8; ++k)
-      store_256(dst + 32 * k, truncate_to_int64(_mm_castsi128_ps(load_128(src + k * kBytes / 2))));
+      store_256(dst + kBytes * k, truncate_to_int64(load_half(src + kBytes / 2 * k)));
+    return;
+  }
+  const Floats v[4] = {load(src), load(src + kBytes), load(src + 2 * kBytes),
+                       load(src + 3 * kBytes)};
+  if constexpr (sizeof(To) == 1) {
+    store_256(dst, pack_low_8(truncated(v[0]), truncated(v[1]), truncated(v[2]), truncated(v[3])));
+  } else if constexpr (sizeof(To) == 2) {
+    store_256(dst, pack_low_16(truncated(v[0]), truncated(v[1])));
+    store_256(dst + kBytes, pack_low_16(truncated(v[2]), truncated(v[3])));
+  } else {
+    for (int k = 0; k < 4; ++k)
+      store_256(dst + kBytes * k,
+                std::is_same_v<To, uint32_t> ? truncate_to_uint32(v[k]) : truncated(v[k]));
   }
 }
 
@@ -243,45 +244,19 @@ TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_
   if constexpr (channels == 4) widen_channel<T, channels, 3>(pixels, planes[3] + at);
 }
 
-struct TensorBlocksAvx2 {
-  static constexpr int kElements = kBlock, kVector = 32, kWidened = kBlock;
-  static constexpr bool kPrefetchesResults = true;
+template <class T, int channels>
+void split_short(const uint8_t *src, uint8_t *const *planes, int64_t n) {
+  split_pixels<T, channels>(src, planes, n);
+}
+template <class T, int channels>
+void merge_short(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
+  merge_pixels<T, channels>(planes, dst, n);
+}
 
-  template <class From, class To>
-  static TAVIX_INLINE void convert(const uint8_t *src, uint8_t *dst) {
-    if constexpr (std::is_same_v<To, float>) {
-      for (int k = 0; k < 4; ++k)
-        store_8_floats(dst + k * 32, load_floats<From>(src + k * kLanes * int(sizeof(From))));
-    } else {
-      convert_float_block<To>(src, dst);
-    }
-  }
-  template <class T, int channels>
-  static TAVIX_INLINE void split(const uint8_t *src, uint8_t *const *planes, int64_t at) {
-    split_block<T, channels>(src, planes, at);
-  }
-  template <class T, int channels>
-  static void split_short(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-    split_pixels<T, channels>(src, planes, n);
-  }
-  template <class T, int channels>
-  static TAVIX_INLINE void merge(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
-    merge_block<T, channels>(planes, at, dst);
-  }
-  template <class T, int channels>
-  static void merge_short(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-    merge_pixels<T, channels>(planes, dst, n);
-  }
-  template <class T, int channels>
-  static TAVIX_INLINE void widen(const uint8_t *src, uint8_t *const *planes, int64_t at) {
-    widen_block<T, channels>(src, planes, at);
-  }
-};
+#include "cpu/x86/blob/tensor_rows.inc"
 
 }  // namespace
 
-constinit const TensorRows kTensorRowsAvx2 = tensor_rows_of<TensorVectors<TensorBlocksAvx2>>();
+}  // namespace tavix::module::avx2
 
-}  // namespace tavix::module
-
-TAVIX_AVX2_END
+TAVIX_VECTORS_END
