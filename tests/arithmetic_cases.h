@@ -51,6 +51,8 @@ inline double uniform(double low, double high, Random &random) {
   return low + (high - low) * (double(random.below(1 << 20)) / (1 << 20));
 }
 
+// --- records -------------------------------------------------------------------------------------
+
 // Runs a call on 8-bit and float records without pixels, with and without a plane, on one and on
 // eight workers. Any access to the plane crashes.
 inline void for_each_record_without_pixels(const std::function<void(TavixFrameV2 *frame)> &run) {
@@ -64,7 +66,8 @@ inline void for_each_record_without_pixels(const std::function<void(TavixFrameV2
     const ScopedWorkers count(workers);
     for (const auto &[width, height, channels] : kSizes)
       for (const int32_t format : {TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_BGRF32}) {
-        SCOPED_TRACE(::testing::Message() << width << 'x' << height << 'x' << channels);
+        SCOPED_TRACE(::testing::Message()
+                     << format_name(format) << ' ' << width << 'x' << height << 'x' << channels);
         GuardedFrame frame({format, 4, 0});
         frame->video.width = width, frame->video.height = height;
         frame->video.channels = channels;

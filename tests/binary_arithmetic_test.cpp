@@ -10,12 +10,11 @@
 #include <limits>
 #include <span>
 
-#include "arithmetic_cases.h"
+#include "arithmetic_sweeps.h"
 #include "binary_reference.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/seams.h"
-#include "support/sweep.h"
 #include "tavix/video_common_cpu.h"
 
 namespace tavix::test {
@@ -28,25 +27,16 @@ struct Parameters {
 };
 
 using Entry = decltype(TavixFrameBinaryArithmeticCommonC);
-
-struct Implementation {
-  const char *name;
-  Entry *entry;
-  uint8_t (*byte)(uint32_t op, uint8_t a, uint8_t b, double alpha, double beta, double gamma);
-  float (*real)(uint32_t op, float a, float b, double alpha, double beta, double gamma);
-
-  Implementation with_entry(Entry *other) const { return {name, other, byte, real}; }
-};
-constexpr Implementation kCommonC = {"CommonC", TavixFrameBinaryArithmeticCommonC, binary_double,
-                                     binary_double};
-constexpr Implementation kAvx = {"AVX", TavixFrameBinaryArithmeticAVX, binary_single,
-                                 binary_single};
-
-// Those that this processor can run.
-std::vector<Implementation> implementations() {
-  if (!module::use_avx2()) return {kCommonC};
-  return {kCommonC, kAvx};
-}
+using Implementation =
+    ArithmeticImplementation<Entry, uint8_t(uint32_t, uint8_t, uint8_t, double, double, double),
+                             float(uint32_t, float, float, double, double, double)>;
+constexpr ArithmeticFamily<Implementation, uint32_t> kFamily = {
+    {"CommonC", TavixFrameBinaryArithmeticCommonC, binary_double, binary_double},
+    {"AVX", TavixFrameBinaryArithmeticAVX, binary_single, binary_single},
+    TavixFrameBinaryArithmeticByCPU,
+    TavixFrameBinaryArithmeticForward,
+    10,
+    binary_op_name};
 
 template <class T>
 void set_reference(T (*element)(uint32_t, T, T, double, double, double), uint32_t op,
@@ -108,73 +98,16 @@ void expect_reference(const Implementation &implementation, uint32_t op, const S
 
   EXPECT_SILENT(
       ASSERT_EQ(implementation.entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK));
-  EXPECT_TRUE(same_pixels(*expected, *dst)) << "operation " << op;
+  EXPECT_TRUE(same_pixels(*expected, *dst)) << binary_op_name(op);
   EXPECT_TRUE(src1.intact() && src2.intact() && dst.intact());
   EXPECT_TRUE(src1.payload() == before1 && src2.payload() == before2);
 }
 
-// Each of the ten operations on every level of processor, on the caller's thread and on eight workers.
-void for_each_op(
-    const std::function<void(const Implementation &implementation, uint32_t op)> &run) {
-  for_each_path([&run](const Path &path) {
-    for (uint32_t op = 0; op < 10 && !::testing::Test::HasFailure(); ++op) {
-      SCOPED_TRACE(::testing::Message() << "operation " << op);
-      run(path.vector ? kAvx : kCommonC, op);
-    }
-  });
+class BinaryArithmeticSweeps : public ArithmeticSweeps {};
+TEST_P(BinaryArithmeticSweeps, EqualTheReference) {
+  kFamily.run(GetParam(), expect_reference);
 }
-
-TEST(BinaryArithmetic, BytesOfEveryShape) {
-  for_each_op([](const Implementation &implementation, uint32_t op) {
-    sweep({.formats = kByteFormats}, 400,
-          [&](const SweepCase &c) { expect_reference(implementation, op, c); });
-  });
-}
-
-TEST(BinaryArithmetic, FloatsOfEveryShape) {
-  for_each_op([](const Implementation &implementation, uint32_t op) {
-    sweep({.formats = kFloatFormats}, 400,
-          [&](const SweepCase &c) { expect_reference(implementation, op, c); });
-  });
-}
-
-TEST(BinaryArithmetic, AnyChannelCountInAnyFormat) {
-  for_each_op([](const Implementation &implementation, uint32_t op) {
-    sweep({.formats = kRgbFormats, .widths = numbers(1, 40), .heights = {2}}, 100,
-          [&](SweepCase c) {
-            for (c.shape.channels = 1; c.shape.channels <= 4; ++c.shape.channels)
-              expect_reference(implementation, op, c);
-          });
-  });
-}
-
-TEST(BinaryArithmetic, WideFrames) {
-  for_each_op([](const Implementation &implementation, uint32_t op) {
-    sweep({.formats = kRgbFormats,
-           .widths = {767, 768, 769, 1023, 1024, 1025, 3071, 3072, 3073, 6145},
-           .heights = {1, 3}},
-          60, [&](const SweepCase &c) { expect_reference(implementation, op, c); });
-  });
-}
-
-// Rows that no second cache holds.
-TEST(BinaryArithmetic, LongRows) {
-  for_each_op([](const Implementation &implementation, uint32_t op) {
-    sweep({.formats = {TAVIX_PIX_FMT_GRAY8}, .widths = {300001}, .heights = {1}}, 2,
-          [&](const SweepCase &c) { expect_reference(implementation, op, c); });
-  });
-}
-
-TEST(BinaryArithmetic, EntryAndDispatcherTakeTheBestImplementation) {
-  for_each_path([](const Path &path) {
-    for (uint32_t op = 0; op < 10; ++op)
-      sweep({.formats = kRgbFormats}, 60, [&](const SweepCase &c) {
-        const Implementation &best = path.vector ? kAvx : kCommonC;
-        expect_reference(best.with_entry(TavixFrameBinaryArithmeticByCPU), op, c);
-        expect_reference(best.with_entry(TavixFrameBinaryArithmeticForward), op, c);
-      });
-  });
-}
+INSTANTIATE_TEST_SUITE_P(, BinaryArithmeticSweeps, kEverySweep, sweep_name);
 
 TEST(BinaryArithmetic, EveryPairOfBytes) {
   const FrameShape shape{TAVIX_PIX_FMT_GRAY8, 256, 256};
@@ -184,7 +117,7 @@ TEST(BinaryArithmetic, EveryPairOfBytes) {
   constexpr struct {
     double alpha, beta, gamma;
   } kSets[] = {{1, 1, 0}, {1, 1, 10}, {0.5, 1, 0}, {1, 0.5, -3}, {1.5, 0.1, 0.5}, {-1, 1, 1.5}};
-  for_each_op([&](const Implementation &implementation, uint32_t op) {
+  kFamily.for_each_op([&](const Implementation &implementation, uint32_t op) {
     for (const auto &set : std::span(kSets).first(size_t(by_effort(6, 1)))) {
       Parameters p;
       p.alpha[0] = set.alpha, p.beta[0] = set.beta, p.gamma[0] = set.gamma;
@@ -261,7 +194,7 @@ TEST(BinaryArithmetic, PinnedFloats) {
 // --- frames that alias, and frames that are hardly frames ----------------------------------------
 
 TEST(BinaryArithmetic, DestinationMayBeASource) {
-  for_each_op([](const Implementation &implementation, uint32_t op) {
+  kFamily.for_each_op([](const Implementation &implementation, uint32_t op) {
     sweep({.formats = kRgbFormats, .widths = {1, 5, 12, 31, 1100}, .heights = {1, 9}}, 50,
           [&](const SweepCase &c) {
             Parameters p = parameters(c.seed);
@@ -296,22 +229,17 @@ TEST(BinaryArithmetic, RecordsWithoutPixelsTouchNothing) {
   const Parameters p;
   for_each_record_without_pixels([&p](TavixFrameV2 *frame) {
     for (Entry *entry : {TavixFrameBinaryArithmeticCommonC, TavixFrameBinaryArithmeticAVX})
-      for (uint32_t op = 0; op < 10; ++op)
+      for (uint32_t op = 0; op < kFamily.operations; ++op)
         EXPECT_SILENT(
             EXPECT_EQ(entry(frame, frame, op, p.alpha, p.beta, p.gamma, frame), TAVIX_OK));
   });
 }
 
 TEST(BinaryArithmetic, TheLongestRowEnds) {
-  if (effort() == Effort::quick) GTEST_SKIP() << "two gigabytes of addresses";
-  LongestRow row;
   const Parameters p;
-  for (const Implementation &implementation : implementations()) {
-    row.last() = 77;
-    EXPECT_EQ(implementation.entry(row, row, TAVIX_BINARY_OP_AND, p.alpha, p.beta, p.gamma, row),
-              TAVIX_OK);
-    EXPECT_EQ(row.last(), 77);
-  }
+  kFamily.expect_longest_row_ends([&p](const Implementation &implementation, TavixFrameV2 *row) {
+    return implementation.entry(row, row, TAVIX_BINARY_OP_AND, p.alpha, p.beta, p.gamma, row);
+  });
 }
 
 }  // namespace

@@ -6,11 +6,10 @@
 #include <cfloat>
 #include <cmath>
 
-#include "arithmetic_cases.h"
+#include "arithmetic_sweeps.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/seams.h"
-#include "support/sweep.h"
 #include "tavix/video_common_cpu.h"
 #include "unary_reference.h"
 
@@ -23,24 +22,16 @@ struct Parameters {
 };
 
 using Entry = decltype(TavixFrameUnaryArithmeticCommonC);
-
-struct Implementation {
-  const char *name;
-  Entry *entry;
-  uint8_t (*byte)(int32_t op, uint8_t x, double scale, double offset, Place place);
-  float (*real)(int32_t op, float x, double scale, double offset, Place place);
-
-  Implementation with_entry(Entry *other) const { return {name, other, byte, real}; }
-};
-constexpr Implementation kCommonC = {"CommonC", TavixFrameUnaryArithmeticCommonC, unary_double,
-                                     unary_double};
-constexpr Implementation kAvx = {"AVX", TavixFrameUnaryArithmeticAVX, unary_single, unary_single};
-
-// Those that this processor can run.
-std::vector<Implementation> implementations() {
-  if (!module::use_avx2()) return {kCommonC};
-  return {kCommonC, kAvx};
-}
+using Implementation =
+    ArithmeticImplementation<Entry, uint8_t(int32_t, uint8_t, double, double, Place),
+                             float(int32_t, float, double, double, Place)>;
+constexpr ArithmeticFamily<Implementation, int32_t> kFamily = {
+    {"CommonC", TavixFrameUnaryArithmeticCommonC, unary_double, unary_double},
+    {"AVX", TavixFrameUnaryArithmeticAVX, unary_single, unary_single},
+    TavixFrameUnaryArithmeticByCPU,
+    TavixFrameUnaryArithmeticForward,
+    4,
+    unary_op_name};
 
 // --- comparison ----------------------------------------------------------------------------------
 
@@ -51,8 +42,8 @@ void expect_elements(const Implementation &implementation,
                      const GuardedFrame &dst) {
   const TavixVideoInfo &video = dst->video;
   const int32_t n = video.width * video.channels;
-  const bool near_only =
-      std::is_same_v<T, float> && op == TAVIX_UNARY_OP_EXP && implementation.real == kAvx.real;
+  const bool near_only = std::is_same_v<T, float> && op == TAVIX_UNARY_OP_EXP &&
+                         implementation.real == kFamily.vector.real;
   for (int32_t y = 0; y < video.height; ++y)
     for (int32_t i = 0; i < n; ++i) {
       T x;
@@ -114,61 +105,13 @@ void expect_case(const Implementation &implementation, int32_t op, const SweepCa
   EXPECT_TRUE(src.intact());
 }
 
-// Each of the four operations on every level of processor, on the caller's thread and on eight workers.
-void for_each_op(const std::function<void(const Implementation &implementation, int32_t op)> &run) {
-  for_each_path([&run](const Path &path) {
-    for (int32_t op = 0; op < 4 && !::testing::Test::HasFailure(); ++op) {
-      SCOPED_TRACE(::testing::Message() << "operation " << op);
-      run(path.vector ? kAvx : kCommonC, op);
-    }
-  });
-}
-
 // --- sweeps --------------------------------------------------------------------------------------
 
-TEST(UnaryArithmetic, BytesOfEveryShape) {
-  for_each_op([](const Implementation &implementation, int32_t op) {
-    sweep({.formats = kByteFormats}, 500,
-          [&](const SweepCase &c) { expect_case(implementation, op, c); });
-  });
+class UnaryArithmeticSweeps : public ArithmeticSweeps {};
+TEST_P(UnaryArithmeticSweeps, EqualTheReference) {
+  kFamily.run(GetParam(), expect_case);
 }
-
-TEST(UnaryArithmetic, FloatsOfEveryShape) {
-  for_each_op([](const Implementation &implementation, int32_t op) {
-    sweep({.formats = kFloatFormats}, 500,
-          [&](const SweepCase &c) { expect_case(implementation, op, c); });
-  });
-}
-
-TEST(UnaryArithmetic, AnyChannelCountInAnyFormat) {
-  for_each_op([](const Implementation &implementation, int32_t op) {
-    sweep({.formats = kRgbFormats, .widths = numbers(1, 40), .heights = {2}}, 150,
-          [&](SweepCase c) {
-            for (c.shape.channels = 1; c.shape.channels <= 4; ++c.shape.channels)
-              expect_case(implementation, op, c);
-          });
-  });
-}
-
-TEST(UnaryArithmetic, WideFrames) {
-  for_each_op([](const Implementation &implementation, int32_t op) {
-    sweep({.formats = kRgbFormats,
-           .widths = {319, 320, 321, 767, 768, 769, 959, 960, 961, 1025, 3073},
-           .heights = {1, 3}},
-          60, [&](const SweepCase &c) { expect_case(implementation, op, c); });
-  });
-}
-
-TEST(UnaryArithmetic, EntryAndDispatcherTakeTheBestImplementation) {
-  for_each_path([](const Path &path) {
-    for (int32_t op = 0; op < 4; ++op)
-      sweep({.formats = kRgbFormats}, 60, [&](const SweepCase &c) {
-        const Implementation &best = path.vector ? kAvx : kCommonC;
-        expect_case(best.with_entry(TavixFrameUnaryArithmeticByCPU), op, c);
-        expect_case(best.with_entry(TavixFrameUnaryArithmeticForward), op, c);
-      });
-  });
-}
+INSTANTIATE_TEST_SUITE_P(, UnaryArithmeticSweeps, kEverySweep, sweep_name);
 
 // Every byte in every lane of the lookups, in blocks and after them, for channels that differ.
 TEST(UnaryArithmetic, EveryByteEverywhere) {
@@ -179,7 +122,7 @@ TEST(UnaryArithmetic, EveryByteEverywhere) {
       for (int32_t i = 0; i < 301 * src->video.channels; ++i) src.set(i, y, uint8_t(i * 37 + y));
     const auto before = src.payload();
     Parameters p = {{0.017, 0.013, 0.02, 0.006}, {1, -3, 70.5, 5}};
-    for_each_op([&](const Implementation &implementation, int32_t op) {
+    kFamily.for_each_op([&](const Implementation &implementation, int32_t op) {
       ASSERT_EQ(implementation.entry(src, op, p.scale, p.offset, dst), TAVIX_OK);
       expect_reference(implementation, op, before, p, dst);
     });
@@ -223,7 +166,7 @@ T value_of(Entry *entry, int32_t op, T x, double scale, double offset) {
 }
 
 TEST(UnaryArithmetic, PinnedBytesOfBothImplementations) {
-  for (const Implementation &implementation : implementations()) {
+  for (const Implementation &implementation : kFamily.implementations()) {
     SCOPED_TRACE(implementation.name);
     const auto byte = [&](int32_t op, int x, double scale, double offset) {
       return int(value_of(implementation.entry, op, uint8_t(x), scale, offset));
@@ -248,7 +191,7 @@ TEST(UnaryArithmetic, PinnedBytesOfBothImplementations) {
 }
 
 TEST(UnaryArithmetic, PinnedFloatsOfBothImplementations) {
-  for (const Implementation &implementation : implementations()) {
+  for (const Implementation &implementation : kFamily.implementations()) {
     SCOPED_TRACE(implementation.name);
     const auto real = [&](int32_t op, float x, double scale, double offset) {
       return value_of(implementation.entry, op, x, scale, offset);
@@ -273,7 +216,7 @@ TEST(UnaryArithmetic, PinnedFloatsOfBothImplementations) {
 TEST(UnaryArithmetic, RecordsWithoutPixelsTouchNothing) {
   const Parameters p;
   for_each_record_without_pixels([&p](TavixFrameV2 *frame) {
-    for (int32_t op = 0; op < 4; ++op) {
+    for (int32_t op = 0; op < kFamily.operations; ++op) {
       EXPECT_SILENT(
           EXPECT_EQ(TavixFrameUnaryArithmeticAVX(frame, op, p.scale, p.offset, frame), TAVIX_OK));
       if (frame->data[0] == nullptr) continue;
@@ -284,14 +227,10 @@ TEST(UnaryArithmetic, RecordsWithoutPixelsTouchNothing) {
 }
 
 TEST(UnaryArithmetic, TheLongestRowEnds) {
-  if (effort() == Effort::quick) GTEST_SKIP() << "two gigabytes of addresses";
-  LongestRow row;
   const Parameters p;
-  for (const Implementation &implementation : implementations()) {
-    row.last() = 1;
-    EXPECT_EQ(implementation.entry(row, TAVIX_UNARY_OP_SQRT, p.scale, p.offset, row), TAVIX_OK);
-    EXPECT_EQ(row.last(), 1);
-  }
+  kFamily.expect_longest_row_ends([&p](const Implementation &implementation, TavixFrameV2 *row) {
+    return implementation.entry(row, TAVIX_UNARY_OP_SQRT, p.scale, p.offset, row);
+  });
 }
 
 }  // namespace

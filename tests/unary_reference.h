@@ -20,18 +20,14 @@ inline Place place_of(int32_t i, int32_t n, int32_t channels) {
   return block != 0 && i < n / block * block ? Place::block : Place::single;
 }
 
-inline double double_function(int32_t op, double v) {
-  switch (op) {
-    case TAVIX_UNARY_OP_SQRT:
-      return v < 0 ? 0 : std::sqrt(v);
-    case TAVIX_UNARY_OP_EXP:
-      return std::exp(v);
-    case TAVIX_UNARY_OP_LOG:
-      return std::log(v > 2.220446049250313e-16 ? v : 2.220446049250313e-16);
-    default:
-      return v;
-  }
-}
+// What happens to a scaled sample, in the order of TavixUnaryArithmeticOp.
+constexpr double kLeastLogarithmArgument = 2.220446049250313e-16;
+constexpr double (*kDoubleFunctions[])(double) = {
+    [](double v) { return v; },
+    [](double v) { return v < 0 ? 0 : std::sqrt(v); },
+    [](double v) { return std::exp(v); },
+    [](double v) { return std::log(v > kLeastLogarithmArgument ? v : kLeastLogarithmArgument); },
+};
 
 inline float single_function(int32_t op, float v, Place place) {
   constexpr float kEpsilon = 1.1920928955078125e-07f;
@@ -56,10 +52,10 @@ inline int64_t stepwise_rounded(float value) {
 }
 
 inline uint8_t unary_double(int32_t op, uint8_t x, double scale, double offset, Place) {
-  return uint8_t(clamped(rounded(double_function(op, x * scale) + offset)));
+  return uint8_t(clamped(rounded(kDoubleFunctions[op](x * scale) + offset)));
 }
 inline float unary_double(int32_t op, float x, double scale, double offset, Place) {
-  return float(double_function(op, x * scale) + offset);
+  return float(kDoubleFunctions[op](x * scale) + offset);
 }
 inline uint8_t unary_single(int32_t op, uint8_t x, double scale, double offset, Place place) {
   const float sum = single_function(op, float(x) * float(scale), place) + float(offset);

@@ -1,59 +1,61 @@
 // SPDX-License-Identifier: Apache-2.0
-// The checks of one entry as a table: what is wrong, the status, and the whole log line. Each fault
-// is tried alone, then together with every later one, which it must win over.
+// The checks of one function as a table: what is wrong, the status, and the whole log line. Each
+// fault is tried alone, then together with every later one, which it must win over.
 //
-//   struct Call { ...; int32_t run(); bool untouched() const; };   // valid until a fault changes
-//   it const Check<Call> kChecks[] = {{"null src", [](Call &c) { c.src = nullptr; },
-//                                   TAVIX_ERROR_INVALID_PARAM, [](const Call &c) { ... }}, ...};
-//   expect_checks(kChecks, kUnit, "TavixFrame...ByCPU");
+//   struct Call {  // valid until a fault changes it
+//     static constexpr auto *kUnit = ..., *kFunction = "TavixFrame...ByCPU";
+//     int32_t run();
+//     bool untouched() const;
+//   };
+//   expect_checks<Call>({{"null src", [](Call &c) { c.src = nullptr; }, TAVIX_ERROR_INVALID_PARAM,
+//                         [](const Call &c) { ... }}, ...});
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <iterator>
+#include <functional>
 #include <string>
-#include <type_traits>
+#include <vector>
 
 #include "support/core_double.h"
 
 namespace tavix::test {
 
-template <class Subject>
+template <class Call>
 struct Check {
-  using Call = Subject;
-  const char *name;
-  void (*fault)(Call &call);
+  std::string name;
+  std::function<void(Call &call)> fault;
   int32_t status;
-  std::string (*text)(const Call &call);  // after the faults; null: nothing is logged
+  std::function<std::string(const Call &call)> text;  // after the faults; null: nothing is logged
 };
 
 template <class Call>
-void expect_refusal(Call &call, const Check<Call> &check, const std::string &unit,
-                    const std::string &function) {
+using Checks = std::vector<Check<Call>>;
+
+template <class Call>
+void expect_refusal(Call &call, const Check<Call> &check) {
   EXPECT_EQ(call.run(), check.status);
   if (check.text == nullptr)
     EXPECT_TRUE(logged_nothing());
   else
-    EXPECT_LOGGED(TAVIX_LOG_ERROR, unit, function, check.text(call));
+    EXPECT_LOGGED(TAVIX_LOG_ERROR, Call::kUnit, Call::kFunction, check.text(call));
   EXPECT_TRUE(call.untouched()) << "something was written";
 }
 
-// checks: an array, or a vector where tables share rows.
-template <class Checks>
-void expect_checks(const Checks &checks, const std::string &unit, const std::string &function) {
-  using Call = typename std::remove_cvref_t<decltype(*std::begin(checks))>::Call;
-  for (size_t i = 0; i < std::size(checks); ++i) {
+template <class Call>
+void expect_checks(const Checks<Call> &checks) {
+  for (size_t i = 0; i < checks.size(); ++i) {
     SCOPED_TRACE(checks[i].name);
     Call alone;
     checks[i].fault(alone);
-    expect_refusal(alone, checks[i], unit, function);
-    for (size_t later = i + 1; later < std::size(checks); ++later) {
-      SCOPED_TRACE(::testing::Message() << "together with " << checks[later].name);
+    expect_refusal(alone, checks[i]);
+    for (size_t later = i + 1; later < checks.size(); ++later) {
+      SCOPED_TRACE("together with " + checks[later].name);
       Call both;
       checks[later].fault(both);
       checks[i].fault(both);
-      expect_refusal(both, checks[i], unit, function);
+      expect_refusal(both, checks[i]);
     }
   }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/guarded_blob.h"
 
+#include <map>
 #include <numeric>
 
 namespace tavix::test {
@@ -15,22 +16,12 @@ size_t needed_bytes(uint32_t data_type, const std::vector<int32_t> &dims) {
 }  // namespace
 
 size_t blob_element_bytes(uint32_t data_type) {
-  switch (data_type) {
-    case TAVIX_DATA_TYPE_INT8:
-    case TAVIX_DATA_TYPE_UINT8:
-      return 1;
-    case TAVIX_DATA_TYPE_INT16:
-    case TAVIX_DATA_TYPE_UINT16:
-      return 2;
-    case TAVIX_DATA_TYPE_FLOAT32:
-    case TAVIX_DATA_TYPE_INT32:
-    case TAVIX_DATA_TYPE_UINT32:
-      return 4;
-    case TAVIX_DATA_TYPE_INT64:
-      return 8;
-    default:
-      return 0;
-  }
+  static const std::map<uint32_t, size_t> kBytes = {
+      {TAVIX_DATA_TYPE_INT8, 1},   {TAVIX_DATA_TYPE_UINT8, 1},  {TAVIX_DATA_TYPE_INT16, 2},
+      {TAVIX_DATA_TYPE_UINT16, 2}, {TAVIX_DATA_TYPE_INT32, 4},  {TAVIX_DATA_TYPE_UINT32, 4},
+      {TAVIX_DATA_TYPE_INT64, 8},  {TAVIX_DATA_TYPE_FLOAT32, 4}};
+  const auto found = kBytes.find(data_type);
+  return found == kBytes.end() ? 0 : found->second;
 }
 
 GuardedBlob::GuardedBlob(uint32_t data_type, uint32_t data_format, const std::vector<int32_t> &dims,

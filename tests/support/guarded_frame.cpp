@@ -4,22 +4,11 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "tavix/core/host.h"
-
 namespace tavix::test {
 
 std::ostream &operator<<(std::ostream &out, const FrameLayout &layout) {
   return out << "pad " << layout.pad << ", shift " << layout.shift
              << (layout.bottom_up ? ", bottom up" : "");
-}
-
-std::string format_name(int32_t format) {
-  const std::string name = TavixPixelFormatName(format), prefix = "TAVIX_PIX_FMT_";
-  return name.starts_with(prefix) ? name.substr(prefix.size()) : "code " + std::to_string(format);
-}
-
-std::string conversion_name(int32_t from, int32_t to) {
-  return format_name(from) + " -> " + format_name(to);
 }
 
 int32_t channels_of(int32_t format) {

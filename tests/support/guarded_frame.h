@@ -13,11 +13,11 @@
 #include <cstdint>
 #include <cstring>
 #include <ostream>
-#include <string>
 #include <vector>
 
 #include "support/fill.h"
 #include "support/guarded_bytes.h"
+#include "support/names.h"
 #include "tavix/core/records.h"
 
 namespace tavix::test {
@@ -44,13 +44,9 @@ struct PlaneShape {
 };
 std::vector<PlaneShape> plane_shapes(const TavixVideoInfo &video);
 
-// "NV12" of TAVIX_PIX_FMT_NV12, and "NV12 -> RGB24".
-std::string format_name(int32_t format);
-std::string conversion_name(int32_t from, int32_t to);
-
 int32_t channels_of(int32_t format);
 inline bool is_float_format(int32_t format) {
-  return format >= 11 && format <= 15;
+  return format >= TAVIX_PIX_FMT_RGBF32 && format <= TAVIX_PIX_FMT_GRAYF32;
 }
 
 class GuardedFrame {

@@ -42,7 +42,7 @@ std::vector<int32_t> numbers(int32_t first, int32_t last) {
 }
 
 std::ostream &operator<<(std::ostream &out, const SweepCase &c) {
-  return out << "format " << c.shape.format << ", " << c.shape.width << 'x' << c.shape.height
+  return out << format_name(c.shape.format) << ", " << c.shape.width << 'x' << c.shape.height
              << ", " << c.layout << ", fill " << c.fill << ", seed " << c.seed;
 }
 

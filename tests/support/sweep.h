@@ -28,10 +28,32 @@ inline int by_effort(int full, int quick) {
   return effort() == Effort::quick ? quick : full;
 }
 
-inline const std::vector<int32_t> kByteFormats = {0, 1, 2, 4, 5};
-inline const std::vector<int32_t> kFloatFormats = {11, 12, 13, 14, 15};
-inline const std::vector<int32_t> kRgbFormats = {0, 1, 2, 4, 5, 11, 12, 13, 14, 15};
-inline const std::vector<int32_t> kYuvFormats = {7, 8, 9, 10};
+inline const std::vector<int32_t> kByteFormats = {TAVIX_PIX_FMT_RGB24, TAVIX_PIX_FMT_BGR24,
+                                                  TAVIX_PIX_FMT_GRAY8, TAVIX_PIX_FMT_BGRA32,
+                                                  TAVIX_PIX_FMT_RGBA32};
+inline const std::vector<int32_t> kFloatFormats = {TAVIX_PIX_FMT_RGBF32, TAVIX_PIX_FMT_BGRF32,
+                                                   TAVIX_PIX_FMT_RGBAF32, TAVIX_PIX_FMT_BGRAF32,
+                                                   TAVIX_PIX_FMT_GRAYF32};
+inline const std::vector<int32_t> kYuvFormats = {TAVIX_PIX_FMT_NV12, TAVIX_PIX_FMT_NV21,
+                                                 TAVIX_PIX_FMT_YV12, TAVIX_PIX_FMT_I420};
+// kByteFormats, then kFloatFormats.
+inline const std::vector<int32_t> kRgbFormats = [] {
+  std::vector<int32_t> formats = kByteFormats;
+  formats.insert(formats.end(), kFloatFormats.begin(), kFloatFormats.end());
+  return formats;
+}();
+// Outside both: 4:2:0, reserved, none, and beyond every code.
+inline const std::vector<int32_t> kOtherFormats = {3,
+                                                   6,
+                                                   TAVIX_PIX_FMT_NV12,
+                                                   TAVIX_PIX_FMT_NV21,
+                                                   TAVIX_PIX_FMT_YV12,
+                                                   TAVIX_PIX_FMT_I420,
+                                                   TAVIX_PIX_FMT_NONE,
+                                                   17,
+                                                   -1,
+                                                   INT32_MIN,
+                                                   INT32_MAX};
 
 // first, first + 1, ..., last
 std::vector<int32_t> numbers(int32_t first, int32_t last);
