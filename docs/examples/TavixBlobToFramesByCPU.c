@@ -1,28 +1,25 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Turns a tensor into the picture of a list of one. */
-#include <string.h>
+/* Turns a tensor of one channel into the grey picture of a list of one. */
 #include <tavix/video_common_cpu.h>
 
 #include "picture.h"
 
 int main(void) {
-  TavixFrameV2 *frame = new_frame(TAVIX_PIX_FMT_RGB24, 2, 1);
-  TavixBlob *blob =
-      TavixBlobAlloc(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, 4, (int32_t[4]){1, 3, 1, 2});
+  TavixBlob *blob = TavixBlobAlloc(TAVIX_DATA_TYPE_INT32, TAVIX_DATA_FORMAT_NHWC, 4,
+                                   (int32_t[4]){1, 200, 320, 1});
   if (blob == NULL) return 1;
-  memcpy(TavixBlobBufferGet(blob), (float[6]){10, 11, 20, 21, 30, 31}, 6 * sizeof(float));
-  TavixFrameV2 *entries[1] = {frame};
-  TavixFrames frames = {entries, 1};
+  int32_t *values = TavixBlobBufferGet(blob);
+  for (int i = 0; i < 200 * 320; ++i) values[i] = i % 320 * 255 / 319;
 
+  TavixFrameV2 *frame = new_frame(TAVIX_PIX_FMT_GRAY8, 320, 200);
+  TavixFrames frames = {&frame, 1};
   check(TavixBlobToFramesByCPU(blob, &frames));
-  for (int i = 0; i < 6; ++i) printf("%d ", frame->data[0][i]);
-  printf("\n");
-
-  TavixBlobFree(blob);
+  write_picture("TavixBlobToFramesByCPU.ppm", frame);
   TavixFrameFreeV2(frame);
+  TavixBlobFree(blob);
   return 0;
 }
 
 /* Prints:
-10 20 30 11 21 31
+TavixBlobToFramesByCPU.ppm: 320 x 200
 */

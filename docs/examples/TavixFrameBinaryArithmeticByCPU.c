@@ -6,15 +6,14 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
   const TavixSize size = {31, 31};
   check(TavixFrameBlurByCPU(src, dst, size));
 
   const double half[4] = {0.5, 0.5, 0.5}, zero[4] = {0};
   check(TavixFrameBinaryArithmeticByCPU(src, dst, TAVIX_BINARY_OP_ADD, half, half, zero, dst));
   write_picture("TavixFrameBinaryArithmeticByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

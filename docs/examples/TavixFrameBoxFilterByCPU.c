@@ -6,13 +6,12 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
 
   const TavixSize size = {2, 1};
   check(TavixFrameBoxFilterByCPU(src, dst, &size));
   write_picture("TavixFrameBoxFilterByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

@@ -10,8 +10,7 @@ int main(void) {
 
   check(TavixFrameChannelSplitByCPU(src, &channels, 1));
   write_picture("TavixFrameChannelSplitByCPU.ppm", channels.red);
-  TavixFrameFreeV2(channels.red);
-  TavixFrameFreeV2(src);
+  free_frames(src, channels.red);
   return 0;
 }
 

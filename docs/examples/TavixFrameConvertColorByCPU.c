@@ -10,8 +10,7 @@ int main(void) {
 
   check(TavixFrameConvertColorByCPU(src, dst));
   write_picture("TavixFrameConvertColorByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

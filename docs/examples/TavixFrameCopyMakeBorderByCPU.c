@@ -10,8 +10,7 @@ int main(void) {
 
   check(TavixFrameCopyMakeBorderByCPU(src, dst, 20, 20, 20, 20, 4, 0));
   write_picture("TavixFrameCopyMakeBorderByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

@@ -20,8 +20,7 @@ int main(void) {
   for (int i = 0; i < 6; ++i) printf(" %.2f", pixels[i]);
   printf("\n");
 
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

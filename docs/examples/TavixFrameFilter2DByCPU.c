@@ -6,14 +6,13 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
 
-  float weights[9] = {0, -1, 0, -1, 5, -1, 0, -1, 0};
-  const TavixKernel kernel = {3, 3, TAVIX_DATA_TYPE_FLOAT32, weights};
+  const TavixKernel kernel = {3, 3, TAVIX_DATA_TYPE_FLOAT32,
+                              (float[9]){0, -1, 0, -1, 5, -1, 0, -1, 0}};
   check(TavixFrameFilter2DByCPU(src, dst, &kernel));
   write_picture("TavixFrameFilter2DByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

@@ -6,12 +6,11 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
 
   check(TavixFrameMemfillByCPU(src, dst, 200));
   write_picture("TavixFrameMemfillByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

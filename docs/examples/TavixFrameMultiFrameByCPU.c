@@ -6,7 +6,7 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
   for (int y = 0; y < 200; ++y)
     for (int x = 0; x < 960; ++x) {
       const int dx = x / 3 - 160, dy = y - 100;
@@ -16,8 +16,7 @@ int main(void) {
   /* The product replaces the second factor. */
   check(TavixFrameMultiFrameByCPU(src, dst, &dst));
   write_picture("TavixFrameMultiFrameByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

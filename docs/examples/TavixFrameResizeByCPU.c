@@ -10,8 +10,7 @@ int main(void) {
 
   check(TavixFrameResizeByCPU(src, dst, 160, 100, 3));
   write_picture("TavixFrameResizeByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

@@ -10,8 +10,7 @@ int main(void) {
 
   check(TavixFrameResizeByScaleByCPU(src, &dst, 0.5, 0.25, 1));
   write_picture("TavixFrameResizeByScaleByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

@@ -6,13 +6,12 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
 
   const TavixRect left = {0, 0, 160, 200}, right = {160, 0, 160, 200};
   check(TavixFrameRoiByCPU(src, dst, left, right));
   write_picture("TavixFrameRoiByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

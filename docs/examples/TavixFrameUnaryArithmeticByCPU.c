@@ -6,13 +6,12 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
 
   const double scale[4] = {1.4, 1.4, 1.4}, offset[4] = {10, 10, 10};
   check(TavixFrameUnaryArithmeticByCPU(src, TAVIX_UNARY_OP_MUL_ADD, scale, offset, dst));
   write_picture("TavixFrameUnaryArithmeticByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

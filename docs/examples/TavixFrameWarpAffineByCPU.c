@@ -6,14 +6,13 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
 
   const float c = 0.93969262f, s = 0.34202014f, x = 160, y = 100;
   const float matrix[6] = {c, s, x - c * x - s * y, -s, c, y + s * x - c * y};
   check(TavixFrameWarpAffineByCPU(dst, src, matrix, 1, 0, 128));
   write_picture("TavixFrameWarpAffineByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

@@ -6,13 +6,12 @@
 
 int main(void) {
   TavixFrameV2 *src = read_picture("picture.ppm");
-  TavixFrameV2 *dst = new_frame(src->video.format, src->video.width, src->video.height);
+  TavixFrameV2 *dst = new_frame_like(src);
 
   const float matrix[9] = {1, 0.3f, 0, 0, 1, 0, 0, 0.0025f, 1};
   check(TavixFrameWarpPerspectiveByCPU(dst, src, matrix, 1, 0, 128));
   write_picture("TavixFrameWarpPerspectiveByCPU.ppm", dst);
-  TavixFrameFreeV2(dst);
-  TavixFrameFreeV2(src);
+  free_frames(src, dst);
   return 0;
 }
 

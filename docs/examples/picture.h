@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Pictures of the examples: portable pixmaps (P6, P5) as RGB24 and GRAY8 frames. */
+/* What the examples share: frames, and pictures (portable pixmaps: P6 as RGB24, P5 as GRAY8). */
 #ifndef PICTURE_H
 #define PICTURE_H
 
@@ -7,10 +7,20 @@
 #include <stdlib.h>
 #include <tavix/core.h>
 
-static TavixFrameV2 *new_frame(int32_t format, int32_t width, int32_t height) {
+static inline TavixFrameV2 *new_frame(int32_t format, int32_t width, int32_t height) {
   TavixFrameV2 *frame = TavixVideoFrameAllocV2(format, TAVIX_MEMORY_HOST, width, height, 0, 1);
   if (frame == NULL) exit(1);
   return frame;
+}
+
+/* A frame of the same format and size; its pixels are 0. */
+static inline TavixFrameV2 *new_frame_like(const TavixFrameV2 *frame) {
+  return new_frame(frame->video.format, frame->video.width, frame->video.height);
+}
+
+static inline void free_frames(TavixFrameV2 *src, TavixFrameV2 *dst) {
+  TavixFrameFreeV2(dst);
+  TavixFrameFreeV2(src);
 }
 
 static inline TavixFrameV2 *read_picture(const char *name) {
