@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "aligned_block.h"
 #include "log.h"
 #include "tavix/core/host.h"
 #include "tavix/core/services.h"
@@ -70,4 +71,5 @@ void TavixDeinitialize(void) {
     current.callback();
     next = current.older;
   }
+  tavix::core::free_kept_blocks();
 }

@@ -2,10 +2,16 @@
 // Frames of the core: layout, refusals, copies.
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
 #include <climits>
 #include <memory>
 #include <numeric>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "core/recorded_log.h"
 #include "support/compare.h"
@@ -137,6 +143,73 @@ TEST(FrameAlloc, ReportsMissingMemory) {
         log.only_error("TavixVideoFrameAllocV2", "no memory for a frame of format 7, size 6x5"));
   }
 }
+
+// Bytes of a packed GRAY8 frame that differ from value.
+int64_t bytes_other_than(const Frame &frame, uint8_t value) {
+  return frame->video.width * int64_t(frame->video.height) -
+         std::count(frame->data[0], frame->data[0] + frame->video.width * frame->video.height,
+                    value);
+}
+
+TEST(FrameAlloc, MemoryOfFreedFramesIsZeroAgain) {
+  // Sizes around those of the blocks that the core keeps, smaller after larger and the reverse.
+  for (const int32_t height : {2047, 2048, 2600, 2300, 2048, 16383, 16384, 14000, 16390, 2048}) {
+    const Frame frame = allocate(TAVIX_PIX_FMT_GRAY8, 2048, height, 1);
+    ASSERT_TRUE(frame);
+    ASSERT_EQ(bytes_other_than(frame, 0), 0) << height;
+    std::memset(frame->data[0], 0xA5, 2048 * size_t(height));
+  }
+}
+
+TEST(FrameAlloc, LiveFramesShareNoMemory) {
+  for (int round = 0; round < 3; ++round) {
+    std::vector<Frame> frames;
+    for (int n = 0; n < 7; ++n) {  // more than the core keeps
+      frames.push_back(allocate(TAVIX_PIX_FMT_GRAY8, 2048, 2048 + 64 * n, 1));
+      ASSERT_TRUE(frames.back());
+      std::memset(frames.back()->data[0], n, 2048 * size_t(frames.back()->video.height));
+    }
+    for (int n = 0; n < 7; ++n) EXPECT_EQ(bytes_other_than(frames[size_t(n)], uint8_t(n)), 0);
+  }
+}
+
+TEST(FrameAlloc, ThreadsTakeKeptMemoryOneAtATime) {
+  std::atomic<int64_t> wrong = 0;
+  std::vector<std::thread> threads;
+  for (int t = 1; t <= 4; ++t)
+    threads.emplace_back([t, &wrong] {
+      for (int n = 0; n < 40; ++n) {
+        const Frame frame = allocate(TAVIX_PIX_FMT_GRAY8, 2048, 2048 + 100 * (n % 3), 1);
+        wrong += bytes_other_than(frame, 0);
+        std::memset(frame->data[0], t, 2048 * size_t(frame->video.height));
+        wrong += bytes_other_than(frame, uint8_t(t));
+      }
+    });
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+int64_t page_faults() {
+  rusage usage = {};
+  getrusage(RUSAGE_THREAD, &usage);
+  return usage.ru_minflt;
+}
+
+TEST(FrameAlloc, FreedMemoryServesTheNextFrameUntilTheEnd) {
+  const auto faults_of_a_frame = [] {
+    const int64_t before = page_faults();
+    const Frame frame = allocate(TAVIX_PIX_FMT_BGRF32, 1920, 1080, 1);
+    std::memset(frame->data[0], 1, size_t(frame->linesize[0]) * 1080);
+    return page_faults() - before;
+  };
+  TavixDeinitialize();
+  EXPECT_GT(faults_of_a_frame(), 0);
+  EXPECT_EQ(faults_of_a_frame(), 0);
+  TavixDeinitialize();
+  EXPECT_GT(faults_of_a_frame(), 0);
+}
+#endif
 
 TEST(FrameFree, IgnoresNull) {
   TavixFrameFreeV2(nullptr);
