@@ -2,13 +2,73 @@
 // Portable rows of the packed conversions: plain loops that a compiler can vectorise.
 #include <algorithm>
 
+#include "common/frame_access.h"
 #include "common/independent_iterations.h"
-#include "cpu/tavix_cvt_color/rgb_pixels.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"
+#include "cpu/tavix_cvt_color/sample_values.h"
 
 namespace tavix::module {
 
 namespace {
+
+// How one channel value becomes another, and what an opaque alpha of values that stay is.
+struct ByteToByte {
+  using From = uint8_t;
+  using To = uint8_t;
+  static constexpr To kOpaque = 255;
+  static constexpr To convert(From v) { return v; }
+};
+struct FloatToFloat {
+  using From = float;
+  using To = float;
+  static constexpr To kOpaque = 1.0f;
+  static constexpr To convert(From v) { return v; }
+};
+struct ByteToFloat {
+  using From = uint8_t;
+  using To = float;
+  static constexpr To convert(From v) { return float(v) / 255.0f; }
+};
+struct ScaledByteToFloat : ByteToFloat {
+  static constexpr To convert(From v) { return float(v) * kByteToUnit; }
+};
+struct FloatToByte {
+  using From = float;
+  using To = uint8_t;
+  static constexpr To convert(From v) { return round_half_up_u8(v * 255.0f); }
+};
+
+// Pixel x of a row. All channels are read before the first is written: dst may be src when pixels
+// keep their size.
+//
+// A step is the distance of two pixels in elements: 3 or 4, and 1 for grey. Swapping exchanges the
+// first and the third colour channel; green and alpha never move.
+template <class Value, int src_step, int dst_step, bool swap>
+inline void convert_pixel_c(const uint8_t *src, uint8_t *dst, int64_t x) {
+  constexpr bool is_gray = src_step == 1;
+  constexpr int first = !is_gray && swap ? 2 : 0, second = is_gray ? 0 : 1,
+                third = !is_gray && !swap ? 2 : 0;
+  const auto channel = [src, x](int c) {
+    return Value::convert(load<typename Value::From>(src, x * src_step + c));
+  };
+  const typename Value::To c0 = channel(first), c1 = channel(second), c2 = channel(third);
+  typename Value::To alpha = Value::kOpaque;
+  if constexpr (src_step == 4 && dst_step == 4) alpha = channel(3);
+  store(dst, x * dst_step, c0);
+  store(dst, x * dst_step + 1, c1);
+  store(dst, x * dst_step + 2, c2);
+  if constexpr (dst_step == 4) store(dst, x * dst_step + 3, alpha);
+}
+
+// Red, green and blue of pixel x.
+template <class T, int src_step, bool r_first>
+struct ColourAt {
+  T red, green, blue;
+  ColourAt(const uint8_t *src, int64_t x)
+      : red(load<T>(src, x * src_step + (r_first ? 0 : 2))),
+        green(load<T>(src, x * src_step + 1)),
+        blue(load<T>(src, x * src_step + (r_first ? 2 : 0))) {}
+};
 
 // Channels change places or come and go, values stay.
 template <class Value, bool from_gray>
@@ -18,7 +78,8 @@ struct ShuffleRowC {
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     TAVIX_INDEPENDENT_ITERATIONS
-    for (int32_t x = 0; x < width; ++x) convert_pixel<Value, src_step, dst_step, swap>(src, dst, x);
+    for (int32_t x = 0; x < width; ++x)
+      convert_pixel_c<Value, src_step, dst_step, swap>(src, dst, x);
   }
 };
 using ShuffleBytesRowC = ShuffleRowC<ByteToByte, true>;
@@ -42,6 +103,7 @@ void for_each_strip(const uint8_t *src, uint8_t *dst, int32_t width, const Conve
 }
 
 // Channels are shuffled while they are bytes; an opaque 255 becomes 1.
+template <class Value>
 struct BytesToFloatsRowC {
   static constexpr bool kFromGray = true;
 
@@ -50,7 +112,7 @@ struct BytesToFloatsRowC {
     const auto convert = [](const uint8_t *from, uint8_t *to, int32_t pixels) {
       uint8_t bytes[kStripPixels * dst_step];
       ShuffleBytesRowC::row<src_step, dst_step, swap>(from, bytes, pixels);
-      convert_elements_c<ByteToFloat>(bytes, to, pixels * dst_step);
+      convert_elements_c<Value>(bytes, to, pixels * dst_step);
     };
     for_each_strip<src_step, 4 * dst_step>(src, dst, width, convert);
   }
@@ -83,25 +145,49 @@ struct BytesToGrayRowC {
   }
 };
 
+struct RoundedBytesToGrayRowC {
+  template <int src_step, bool r_first>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    const auto &w = kBt601Gray;
+    TAVIX_INDEPENDENT_ITERATIONS
+    for (int32_t x = 0; x < width; ++x) {
+      const ColourAt<uint8_t, src_step, r_first> p(src, x);
+      dst[x] = uint8_t(
+          (p.red * w.fixed_red + p.green * w.fixed_green + p.blue * w.fixed_blue + 128) >> 8);
+    }
+  }
+};
+
+// In single precision and in this order.
 struct FloatsToGrayRowC {
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width, const GrayWeights &weights) {
     const GrayWeights w = weights;
     TAVIX_INDEPENDENT_ITERATIONS
-    for (int32_t x = 0; x < width; ++x) dst[x] = float_gray<src_step, r_first>(src, x, w);
+    for (int32_t x = 0; x < width; ++x) {
+      const ColourAt<float, src_step, r_first> p(src, x);
+      dst[x] = round_half_up_u8((p.red * w.red + p.green * w.green + p.blue * w.blue) * 255.0f);
+    }
   }
 };
 
+template <class ToFloats, class ToGray>
+constexpr RgbRows rows_of(bool bytes_on_all_workers) {
+  return {
+      .shuffle_bytes = PackedRows::of<ShuffleBytesRowC>(),
+      .shuffle_floats = PackedRows::of<ShuffleFloatsRowC>(),
+      .bytes_to_floats = PackedRows::of<ToFloats>(),
+      .floats_to_bytes = PackedRows::of<FloatsToBytesRowC>(),
+      .bytes_to_gray = GrayRows<PackedRow>::of<ToGray>(),
+      .floats_to_gray = GrayRows<WeightedRow>::of<FloatsToGrayRowC>(),
+      .bytes_on_all_workers = bytes_on_all_workers,
+  };
+}
+
 }  // namespace
 
-constinit const RgbRows kRgbRowsC = {
-    .shuffle_bytes = PackedRows::of<ShuffleBytesRowC>(),
-    .shuffle_floats = PackedRows::of<ShuffleFloatsRowC>(),
-    .bytes_to_floats = PackedRows::of<BytesToFloatsRowC>(),
-    .floats_to_bytes = PackedRows::of<FloatsToBytesRowC>(),
-    .bytes_to_gray = GrayRows<PackedRow>::of<BytesToGrayRowC>(),
-    .floats_to_gray = GrayRows<WeightedRow>::of<FloatsToGrayRowC>(),
-    .bytes_on_all_workers = false,
-};
+constinit const RgbRows kRgbRowsC = rows_of<BytesToFloatsRowC<ByteToFloat>, BytesToGrayRowC>(false);
+constinit const RgbRows kRgbRowsTails =
+    rows_of<BytesToFloatsRowC<ScaledByteToFloat>, RoundedBytesToGrayRowC>(true);
 
 }  // namespace tavix::module

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vector rows of 8-bit RGB to 4:2:0. Blocks of 32 columns; what is left of a row pair is left to the
-// portable rows.
+// 8-bit RGB to 4:2:0 in blocks of 32 columns, computed pixel by pixel. Include this header last.
+#pragma once
+
 #include "cpu/x86/cvt_color/rgb_to_yuv_lanes.h"
-#include "cpu/x86/prefetch.h"
 
-#include "cpu/x86/lanes_avx2.h"
+#include "cpu/x86/cvt_color/vectors_avx2.h"
 
-namespace tavix::module {
+namespace tavix::module::avx2 {
 
 namespace {
 
@@ -50,10 +50,10 @@ constexpr ChromaOrders kChromaOrders;
 
 }  // namespace
 
-}  // namespace tavix::module
+}  // namespace tavix::module::avx2
 
 TAVIX_AVX2_BEGIN
-namespace tavix::module {
+namespace tavix::module::avx2 {
 
 namespace {
 
@@ -138,8 +138,6 @@ TAVIX_INLINE void store_chroma(uint8_t *const (&rows)[2], int32_t x, __m256i fir
   }
 }
 
-constexpr int64_t kPairAhead = 1024;  // bytes, which is soon enough for two rows at a time
-
 // One row pair's 16 columns: words of luma, and the means of 8 blocks.
 template <int channels, bool last>
 TAVIX_INLINE __m256i convert_16(const uint8_t *top, const uint8_t *bottom, __m256i weights,
@@ -160,37 +158,33 @@ TAVIX_INLINE void store_luma(uint8_t *at, __m256i low, __m256i high, __m256i off
   store_256(at, _mm256_add_epi8(zip_halves(_mm256_packs_epi16(low, high)), offset));
 }
 
-struct RgbToYuvRowAvx2 {
-  template <int channels, ChromaLayout layout>
-  static void row(const RgbToYuvRowPair &rows, int32_t width, const RgbToYuvWeights &w) {
-    const RgbToYuvLanes &lanes = kRgbToYuvLanes.of(w);
-    const __m256i weights = lanes32(lanes.luma.weights);
-    const __m256i offset = _mm256_set1_epi8(int8_t(lanes.luma.offset));
-    int32_t x = 0;
-    for (; x <= width - 32; x += 32) {
-      const uint8_t *top = rows.packed[0] + int64_t(x) * channels;
-      const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels;
-      prefetch<32 * channels>(top, kPairAhead);
-      prefetch<32 * channels>(bottom, kPairAhead);
-      __m256i left[2], right[2];
-      const __m256i means[2] = {
-          convert_16<channels, false>(top, bottom, weights, left),
-          convert_16<channels, true>(top + 16 * channels, bottom + 16 * channels, weights, right)};
-      for (int i = 0; i < 2; ++i) store_luma(rows.y[i] + x, left[i], right[i], offset);
-      store_chroma<layout>(rows.chroma, x, chroma_16(means, lanes.chroma[0]),
-                           chroma_16(means, lanes.chroma[1]));
-    }
-    kRgbToYuvRowsC(channels, layout)(rows.from<layout>(x, channels), width - x, w);
+template <int channels, ChromaLayout layout>
+struct RgbToYuvBlock {
+  static constexpr int kColumns = 32;
+
+  const RgbToYuvLanes &lanes;
+  __m256i weights, offset;
+
+  explicit TAVIX_INLINE RgbToYuvBlock(const RgbToYuvLanes &lanes_)
+      : lanes(lanes_), weights(lanes32(lanes.luma.weights)), offset(all_bytes(lanes.luma.offset)) {}
+
+  TAVIX_INLINE void run(const RgbToYuvRowPair &rows, int32_t x) const {
+    const uint8_t *top = rows.packed[0] + int64_t(x) * channels;
+    const uint8_t *bottom = rows.packed[1] + int64_t(x) * channels;
+    prefetch<32 * channels>(top, kPairAhead);
+    prefetch<32 * channels>(bottom, kPairAhead);
+    __m256i left[2], right[2];
+    const __m256i means[2] = {
+        convert_16<channels, false>(top, bottom, weights, left),
+        convert_16<channels, true>(top + 16 * channels, bottom + 16 * channels, weights, right)};
+    for (int i = 0; i < 2; ++i) store_luma(rows.y[i] + x, left[i], right[i], offset);
+    store_chroma<layout>(rows.chroma, x, chroma_16(means, lanes.chroma[0]),
+                         chroma_16(means, lanes.chroma[1]));
   }
 };
 
 }  // namespace
 
-}  // namespace tavix::module
+}  // namespace tavix::module::avx2
+
 TAVIX_AVX2_END
-
-namespace tavix::module {
-
-constinit const RgbToYuvRows kRgbToYuvRowsAvx2 = RgbToYuvRows::of<RgbToYuvRowAvx2>();
-
-}  // namespace tavix::module

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Eight pixels of floats, one vector for each channel, and how their samples become bytes. Include
-// this header last.
+// Pixels and the vectors of their channels: eight pixels of floats, 32 of bytes. Include this header
+// last.
 #pragma once
 
 #include <cstdint>
 
-#include "cpu/x86/lanes_avx2.h"
+#include "cpu/x86/cvt_color/vectors_avx2.h"
 
-namespace tavix::module {
+namespace tavix::module::avx2 {
 
 namespace {
 
@@ -39,22 +39,34 @@ struct Permutations3 {
 };
 constexpr Permutations3 kPermutations3;
 
+// Of three channels, each of 16 pixels with even columns before odd ones: where byte 3 x + k of the
+// pixels comes from. Modulo 16, 3 x + k takes every value once, so that one shuffle brings each
+// channel into place for all three vectors of pixels; vector j takes the bytes of channel k from
+// the positions congruent to k - j.
+struct Interleave3 {
+  alignas(32) uint8_t order[3][32];
+  alignas(32) uint8_t congruent[3][32];  // 0xff where a position is 0, 1, 2 modulo 3
+
+  constexpr Interleave3() : order(), congruent() {
+    for (int half = 0; half < 32; half += 16)
+      for (int k = 0; k < 3; ++k)
+        for (int x = 0; x < 16; ++x) {
+          order[k][half + (3 * x + k) % 16] = uint8_t(x % 2 * 8 + x / 2);
+          congruent[k][half + x] = x % 3 == k ? 0xff : 0;
+        }
+  }
+};
+constexpr Interleave3 kInterleave3;
+
 }  // namespace
 
-}  // namespace tavix::module
+}  // namespace tavix::module::avx2
 
 TAVIX_AVX2_BEGIN
 
-namespace tavix::module {
+namespace tavix::module::avx2 {
 
 namespace {
-
-// Integers of which the saturating packs to bytes make v clamped to 0..255 and rounded half to
-// even, and 0 of NaN: min answers with its second operand then, and NaN and values below int32
-// convert to the least integer.
-TAVIX_INLINE __m256i round_for_packs(__m256 v) {
-  return _mm256_cvtps_epi32(_mm256_min_ps(_mm256_set1_ps(255.0f), v));
-}
 
 TAVIX_INLINE __m256i lane_order(const int32_t (&order)[8]) {
   return _mm256_load_si256(reinterpret_cast<const __m256i *>(order));
@@ -62,7 +74,7 @@ TAVIX_INLINE __m256i lane_order(const int32_t (&order)[8]) {
 
 // The first three channels of eight float pixels.
 template <int channels>
-TAVIX_INLINE void load_pixels_8(const uint8_t *p, __m256 (&c)[3]) {
+TAVIX_INLINE void load_planes(const uint8_t *p, __m256 (&c)[3]) {
   if constexpr (channels == 3) {
     const __m256 v0 = load_8_floats(p), v1 = load_8_floats(p + 32), v2 = load_8_floats(p + 64);
     const __m256 blended[3] = {
@@ -87,7 +99,7 @@ TAVIX_INLINE void load_pixels_8(const uint8_t *p, __m256 (&c)[3]) {
 
 // Eight float pixels, with a fourth channel of 1.
 template <int channels>
-TAVIX_INLINE void store_pixels_8(uint8_t *p, const __m256 (&c)[3]) {
+TAVIX_INLINE void store_pixels(uint8_t *p, const __m256 (&c)[3]) {
   if constexpr (channels == 3) {
     __m256 placed[3];
     for (int k = 0; k < 3; ++k)
@@ -111,8 +123,40 @@ TAVIX_INLINE void store_pixels_8(uint8_t *p, const __m256 (&c)[3]) {
   }
 }
 
+// 32 pixels of bytes, with a fourth channel of 255. Each half of a channel has its even columns
+// before its odd ones.
+template <int channels>
+TAVIX_INLINE void store_pixels(uint8_t *at, const __m256i (&c)[3]) {
+  if constexpr (channels == 3) {
+    __m256i placed[3];
+    for (int k = 0; k < 3; ++k)
+      placed[k] = _mm256_shuffle_epi8(c[k], load_256(kInterleave3.order[k]));
+    for (int j = 0; j < 3; ++j) {
+      const __m256i two =
+          _mm256_blendv_epi8(placed[0], placed[1], load_256(kInterleave3.congruent[(4 - j) % 3]));
+      const __m256i three =
+          _mm256_blendv_epi8(two, placed[2], load_256(kInterleave3.congruent[(5 - j) % 3]));
+      store_halves(at + 16 * j, at + 48 + 16 * j, three);
+    }
+  } else {
+    const __m256i alpha = all_bytes(255);
+    const __m256i even01 = _mm256_unpacklo_epi8(c[0], c[1]),
+                  odd01 = _mm256_unpackhi_epi8(c[0], c[1]),
+                  even23 = _mm256_unpacklo_epi8(c[2], alpha),
+                  odd23 = _mm256_unpackhi_epi8(c[2], alpha);
+    const __m256i even[2] = {_mm256_unpacklo_epi16(even01, even23),
+                             _mm256_unpackhi_epi16(even01, even23)};
+    const __m256i odd[2] = {_mm256_unpacklo_epi16(odd01, odd23),
+                            _mm256_unpackhi_epi16(odd01, odd23)};
+    for (int j = 0; j < 2; ++j) {
+      store_halves(at + 32 * j, at + 64 + 32 * j, _mm256_unpacklo_epi32(even[j], odd[j]));
+      store_halves(at + 32 * j + 16, at + 80 + 32 * j, _mm256_unpackhi_epi32(even[j], odd[j]));
+    }
+  }
+}
+
 }  // namespace
 
-}  // namespace tavix::module
+}  // namespace tavix::module::avx2
 
 TAVIX_AVX2_END

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+// How the packed rows bring elements into place: byte shuffles reach 16 bytes. Include this header
+// last.
+#pragma once
+
+#include "cpu/tavix_cvt_color/rgb_rows.h"
+#include "cpu/x86/cvt_color/gather_plan.h"
+
+#include "cpu/x86/cvt_color/vectors_avx2.h"
+
+namespace tavix::module::avx2 {
+
+namespace {
+
+// Byte shuffles take 0x80 where they shall give 0.
+constexpr uint8_t shuffle_byte(int index) {
+  return index < 0 ? 0x80 : uint8_t(index);
+}
+
+// Bytes to bytes: dst_step vectors of two 16-byte lanes each.
+template <int src_step, int dst_step, bool swap>
+struct BytesPlan {
+  static constexpr GatherPlan<src_step, dst_step, swap, 32, 16, 16> kPlan{};
+
+  alignas(32) uint8_t mask[2][dst_step][32] = {};
+  alignas(32) uint8_t opaque[dst_step][32] = {};
+
+  constexpr BytesPlan() {
+    for (int v = 0; v < dst_step; ++v)
+      for (int i = 0; i < 32; ++i) {
+        for (int w = 0; w < 2; ++w)
+          mask[w][v][i] = shuffle_byte(kPlan.index[w][2 * v + i / 16][i % 16]);
+        opaque[v][i] = kPlan.opaque[2 * v + i / 16][i % 16] ? 255 : 0;
+      }
+  }
+};
+
+// Bytes to 32-bit integers: vectors of 8 elements, each from one 16-byte window.
+template <int src_step, int dst_step, bool swap>
+struct WidenPlan {
+  static constexpr GatherPlan<src_step, dst_step, swap, 16, 8, 16> kPlan{};
+  static_assert(kPlan.windows == 1);
+
+  alignas(32) uint8_t mask[kPlan.kLanes][32] = {};
+  alignas(32) int32_t opaque[kPlan.kLanes][8] = {};
+
+  constexpr WidenPlan() {
+    for (int v = 0; v < kPlan.kLanes; ++v)
+      for (int i = 0; i < 8; ++i) {
+        for (int byte = 0; byte < 4; ++byte)
+          mask[v][4 * i + byte] = shuffle_byte(byte == 0 ? kPlan.index[0][v][i] : -1);
+        opaque[v][i] = kPlan.opaque[v][i] ? 255 : 0;
+      }
+  }
+};
+
+// Bytes of 4 pixels in each 16-byte lane to 4 pixels at the start of each lane.
+template <int src_step, int dst_step, bool swap>
+struct LanePlan {
+  static constexpr GatherPlan<src_step, dst_step, swap, 4, 4 * dst_step, 4 * src_step> kPlan{};
+  static_assert(kPlan.windows == 1);
+
+  alignas(32) uint8_t mask[32] = {};
+  alignas(32) uint8_t opaque[32] = {};
+
+  constexpr LanePlan() {
+    for (int i = 0; i < 32; ++i) {
+      const bool used = i % 16 < 4 * dst_step;
+      mask[i] = shuffle_byte(used ? kPlan.index[0][0][i % 16] : -1);
+      opaque[i] = used && kPlan.opaque[0][i % 16] ? 255 : 0;
+    }
+  }
+};
+
+}  // namespace
+
+}  // namespace tavix::module::avx2
+
+TAVIX_AVX2_BEGIN
+
+namespace tavix::module::avx2 {
+
+namespace {
+
+constexpr const RgbRows &kNarrowerRgb = kRgbRowsTails;
+
+// 32-bit elements in this order; -1 stands for any.
+template <int a, int b, int c, int d, int e, int f, int g, int h>
+TAVIX_INLINE __m256i reorder(__m256i v) {
+  return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(a, b, c, d, e, f, g, h));
+}
+
+// Vectors of 32 pixels.
+template <int src_step, int dst_step, bool swap>
+struct BytesOf {
+  using Plan = BytesPlan<src_step, dst_step, swap>;
+  static constexpr Plan kMasks{};
+
+  static TAVIX_INLINE __m256i window(const uint8_t *src, int w, int v) {
+    const auto &offset = Plan::kPlan.offset[w];
+    return _mm256_shuffle_epi8(load_halves(src + offset[2 * v], src + offset[2 * v + 1]),
+                               load_256(kMasks.mask[w][v]));
+  }
+
+  static TAVIX_INLINE __m256i gather(const uint8_t *src, int v) {
+    const __m256i first = window(src, 0, v);
+    if constexpr (Plan::kPlan.windows == 2) return first | window(src, 1, v);
+    if constexpr (Plan::kPlan.adds_alpha) return first | load_256(kMasks.opaque[v]);
+    return first;
+  }
+};
+
+// Vectors of 16 pixels as 32-bit integers.
+template <int src_step, int dst_step, bool swap>
+struct WidenedBytesOf {
+  using Plan = WidenPlan<src_step, dst_step, swap>;
+  static constexpr Plan kMasks{};
+
+  static TAVIX_INLINE __m256i gather(const uint8_t *src, int v) {
+    const __m256i bytes = _mm256_broadcastsi128_si256(load_128(src + Plan::kPlan.offset[0][v]));
+    const __m256i wide = _mm256_shuffle_epi8(bytes, load_256(kMasks.mask[v]));
+    if constexpr (Plan::kPlan.adds_alpha) return wide | load_256(kMasks.opaque[v]);
+    return wide;
+  }
+};
+
+// Stores 8 pixels, packed from vectors of 32-bit integers half by half.
+template <int src_step, int dst_step, bool swap>
+TAVIX_INLINE void store_packed(uint8_t *dst, __m256i packed) {
+  using Plan = LanePlan<src_step, dst_step, swap>;
+  static constexpr Plan kMasks{};
+  __m256i out = zip_halves(packed);
+  if constexpr (src_step != dst_step || swap) {
+    // Pixels 0 to 3 into the low lane, pixels 4 to 7 into the high one.
+    if constexpr (src_step == 3) out = reorder<0, 4, 1, -1, 5, 2, 6, -1>(packed);
+    out = _mm256_shuffle_epi8(out, load_256(kMasks.mask));
+    if constexpr (Plan::kPlan.adds_alpha) out = out | load_256(kMasks.opaque);
+    if constexpr (dst_step == 3) out = reorder<0, 1, 2, 4, 5, 6, -1, -1>(out);
+  }
+  if constexpr (dst_step == 4) {
+    store_256(dst, out);
+  } else {
+    store_128(dst, _mm256_castsi256_si128(out));
+    store_64(dst + 16, _mm256_extracti128_si256(out, 1));
+  }
+}
+
+// Sums of three products, as words of 16 pixels. Samples are taken less 128, in [-128, 127]: pairs
+// lie in [-29056, 28829] or less, and sums of all three, less 32768, in [-32768, 32512].
+template <int src_step, bool r_first>
+struct GrayWords {
+  static TAVIX_INLINE __m256i pair_sums(const uint8_t *src) {
+    __m256i pixels;
+    if constexpr (src_step == 4) {
+      pixels = load_256(src);
+    } else {
+      const __m256i low_first =
+          _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 4, 5, 6, -1, 7, 8,
+                           9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
+      pixels = _mm256_shuffle_epi8(load_halves(src, src + 8), low_first);
+    }
+    constexpr int kFirst = r_first ? kBt601Gray.fixed_red : kBt601Gray.fixed_blue,
+                  kThird = r_first ? kBt601Gray.fixed_blue : kBt601Gray.fixed_red;
+    const __m256i weights = _mm256_set1_epi32(kFirst | kBt601Gray.fixed_green << 8 | kThird << 16);
+    return _mm256_maddubs_epi16(weights, pixels ^ all_bytes(128));
+  }
+
+  // (sum + 128) >> 8 less 128, in [-128, 127]. Rounding by a multiplication is
+  // (128 sum + 2^14) >> 15.
+  static TAVIX_INLINE __m256i of(const uint8_t *src) {
+    const __m256i sums = _mm256_hadd_epi16(pair_sums(src), pair_sums(src + 8 * src_step));
+    return _mm256_mulhrs_epi16(sums, all_words(128));
+  }
+};
+TAVIX_INLINE __m256i pack_gray(__m256i low, __m256i high) {
+  return zip_halves(_mm256_packs_epi16(low, high));
+}
+
+// Vectors of 8 pixels of floats. Negative indices of the first window select the second one, or
+// alpha.
+template <int src_step, int dst_step, bool swap>
+struct FloatsOf {
+  static constexpr GatherPlan<src_step, dst_step, swap, 8, 8, 8> kPlan{};
+
+  static TAVIX_INLINE __m256 window(const uint8_t *src, int w, int v) {
+    return _mm256_permutevar8x32_ps(load_8_floats(src + 4 * kPlan.offset[w][v]),
+                                    load_256(kPlan.index[w][v]));
+  }
+
+  static TAVIX_INLINE __m256i gather(const uint8_t *src, int v) {
+    const __m256 select = _mm256_castsi256_ps(load_256(kPlan.index[0][v]));
+    __m256 out = window(src, 0, v);
+    if constexpr (kPlan.windows == 2) out = _mm256_blendv_ps(out, window(src, 1, v), select);
+    if constexpr (kPlan.adds_alpha) out = _mm256_blendv_ps(out, all_of(1.0f), select);
+    return _mm256_castps_si256(out);
+  }
+};
+
+struct ShuffleFloatsVectorRow {
+  static constexpr bool kFromGray = false;
+
+  template <int src_step, int dst_step, bool swap>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    using Vectors = FloatsOf<src_step, dst_step, swap>;
+    convert_row(GatherBlock<Vectors, 8, 4 * src_step, 4 * dst_step, true>(),
+                *kNarrowerRgb.shuffle_floats(src_step, dst_step, swap), src, dst, 0, width);
+  }
+};
+
+}  // namespace
+
+}  // namespace tavix::module::avx2
+
+TAVIX_AVX2_END

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the row texts of this folder (*.inc) are written with, on vectors of 64 bytes or sixteen
+// floats. vectors_avx2.h has the same names. Include this header last.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+#include "cpu/x86/lanes_avx512.h"
+#include "cpu/x86/prefetch.h"
+
+#define TAVIX_MM(operation) _mm512_##operation
+
+TAVIX_AVX512_BEGIN
+
+namespace tavix::module::avx512 {
+
+namespace {
+
+using Floats = __m512;
+using Ints = __m512i;
+constexpr int kLanes = 16, kBytes = 64;
+
+constexpr bool kBytesAhead = false;  // whole lines come in soon enough
+
+TAVIX_INLINE Ints load(const void *p) {
+  return load_512(p);
+}
+TAVIX_INLINE void store(void *p, Ints v) {
+  store_512(p, v);
+}
+TAVIX_INLINE Floats load_floats(const void *p) {
+  return load_16_floats(p);
+}
+TAVIX_INLINE void store_floats(void *p, Floats v) {
+  store_16_floats(p, v);
+}
+
+#include "cpu/x86/cvt_color/vectors.inc"
+
+// Four vectors of integers clamped to bytes; or one.
+TAVIX_INLINE Ints clamped(const Ints (&v)[4]) {
+  return pack_clamped_64(v[0], v[1], v[2], v[3]);
+}
+TAVIX_INLINE __m128i clamped_low(const Ints (&v)[1]) {
+  return pack_clamped_16(v[0]);
+}
+
+TAVIX_INLINE Ints swap_pairs(Ints v) {
+  return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(_mm_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8,
+                                                                     11, 10, 13, 12, 15, 14)));
+}
+
+// What permutations of floats or bytes take: an index for each element, and a bit of a mask.
+template <class Vector>
+constexpr bool kIsFloats = sizeof(Vector{}[0]) == sizeof(float);
+template <class Vector>
+using IndexOf = std::conditional_t<kIsFloats<Vector>, int32_t, uint8_t>;
+template <class Vector>
+using MaskOf = std::conditional_t<kIsFloats<Vector>, __mmask16, __mmask64>;
+
+// Elements of a and b; where a mask has no bit, the index itself.
+TAVIX_INLINE Floats permuted(Floats a, Ints index, Floats b) {
+  return _mm512_permutex2var_ps(a, index, b);
+}
+TAVIX_INLINE Floats permuted(Floats a, Ints index, __mmask16 mask, Floats b) {
+  return _mm512_mask2_permutex2var_ps(a, index, mask, b);
+}
+// v, but where the mask has a bit elements of another vector.
+TAVIX_INLINE Floats replaced(Floats v, __mmask16 mask, Ints index, Floats other) {
+  return _mm512_mask_permutexvar_ps(v, mask, index, other);
+}
+TAVIX_INLINE Floats chosen(__mmask16 mask, Floats no, Floats yes) {
+  return _mm512_mask_blend_ps(mask, no, yes);
+}
+TAVIX_INLINE Ints chosen(__mmask64 mask, Ints no, Ints yes) {
+  return _mm512_mask_blend_epi8(mask, no, yes);
+}
+TAVIX_INLINE void load_into(Floats &v, const void *p) {
+  v = load_floats(p);
+}
+TAVIX_INLINE void load_into(Ints &v, const void *p) {
+  v = load(p);
+}
+TAVIX_INLINE void store(void *p, Floats v) {
+  store_floats(p, v);
+}
+
+}  // namespace
+
+}  // namespace tavix::module::avx512
+
+TAVIX_AVX512_END
