@@ -36,6 +36,14 @@ inline bool use_avx2() {
   return (cpu_features().flags & TAVIX_CPU_FEATURE_AVX2) != 0;
 }
 
+// Whether rows that only stream (in order, hardly computing, from one or two places to one) ask for
+// memory ahead of themselves. Intel's own prefetching stops at the end of a page: on Cascade Lake such
+// rows take 1.1 to 1.6 times as long unless they ask. On Zen 5 they take 1.05 to 1.25 times as long
+// when they ask, where the third cache holds them, and as long where it does not.
+inline bool streams_ask_ahead() {
+  return cpu_features().vendor[0] == 'G';  // GenuineIntel
+}
+
 // One answer of the CPUID instruction.
 struct CpuidAnswer {
   uint32_t eax, ebx, ecx, edx;

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "cpu/x86/avx2.h"
+#include "cpu_dispatch/cpu_features.h"
 
 namespace tavix::module {
 
@@ -20,5 +21,33 @@ TAVIX_INLINE void prefetch(const void *p, int64_t offset = kAhead) {
   for (int i = 0; i < bytes; i += 64)
     _mm_prefetch(reinterpret_cast<const char *>(first + uintptr_t(i)), _MM_HINT_T0);
 }
+
+// Which rows ask for memory ahead: those of more bytes than `above`, and of more than `near`, which the
+// near caches do not hold, only where the processor gains by it.
+struct Ahead {
+  int64_t above, near;
+
+  bool holds(int64_t bytes) const {
+    return bytes > above && (bytes <= near || streams_ask_ahead());
+  }
+};
+constexpr Ahead kBeyondPages = {1 << 12, INT64_MAX};
+constexpr Ahead kFloatStream = {1 << 12, 1 << 23};
+constexpr Ahead kByteStream = {1 << 18, 1 << 18};  // loses where the near caches hold it
+constexpr Ahead kConversion = {0, 0};
+
+// Asks for memory ahead, or does not.
+class Prefetching {
+ public:
+  Prefetching(const Ahead &rows, int64_t bytes) : on_(rows.holds(bytes)) {}
+
+  template <int bytes>
+  TAVIX_INLINE void ask(const void *p) const {
+    if (on_) prefetch<bytes>(p);
+  }
+
+ private:
+  const bool on_;
+};
 
 }  // namespace tavix::module
