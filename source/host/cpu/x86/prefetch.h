@@ -31,6 +31,8 @@ struct Ahead {
     return bytes > above && (bytes <= near || streams_ask_ahead());
   }
 };
+constexpr Ahead kNever = {INT64_MAX, INT64_MAX};
+constexpr Ahead kAlways = {0, INT64_MAX};
 constexpr Ahead kBeyondPages = {1 << 12, INT64_MAX};
 constexpr Ahead kFloatStream = {1 << 12, 1 << 23};
 constexpr Ahead kByteStream = {1 << 18, 1 << 18};  // loses where the near caches hold it

@@ -202,7 +202,7 @@ struct ShuffleFloatsVectorRow {
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     using Vectors = FloatsOf<src_step, dst_step, swap>;
-    convert_row(GatherBlock<Vectors, 8, 4 * src_step, 4 * dst_step, true>(),
+    convert_row(GatherBlock<Vectors, 8, 4 * src_step, 4 * dst_step, kAlways>(),
                 *kNarrowerRgb.shuffle_floats(src_step, dst_step, swap), src, dst, 0, width);
   }
 };
