@@ -44,6 +44,14 @@ constexpr int32_t normalised_axis(const TavixBlob &blob, int32_t axis) {
   return axis < 0 ? int32_t(uint32_t(axis) + uint32_t(blob.dims_size)) : axis;
 }
 
+constexpr bool has_axis(const TavixBlob &blob, int32_t axis) {
+  return axis >= 0 && axis < blob.dims_size;
+}
+
+constexpr bool both_float(const TavixBlob &a, const TavixBlob &b) {
+  return a.data_type == TAVIX_DATA_TYPE_FLOAT32 && b.data_type == a.data_type;
+}
+
 // A blob seen along an axis: the products of the dimensions before and after it, which wrap in 32
 // bits, and the axis itself. Line i starts at element (i - i % inner) * length + i % inner, its
 // elements lie inner apart.

@@ -3,6 +3,7 @@
 #include "common/log.h"
 #include "common/pixel_format.h"
 #include "tavix_blob_set_cpu/blob_layouts.h"
+#include "tavix_blob_set_cpu/tensor_checks.h"
 #include "tavix_blob_set_cpu/tensor_region.h"
 
 namespace tavix::module {
@@ -10,6 +11,12 @@ namespace tavix::module {
 namespace {
 
 constexpr auto &kUnit = kBlobSetUnit;
+
+constexpr TensorDirection kDirection = {.frame = "dst",
+                                        .blob = "src",
+                                        .difference_level = TAVIX_LOG_WARNING,
+                                        .convert_floats = "BlobToFrameDataConvert",
+                                        .beyond_memory = TAVIX_ERROR_INVALID_PARAM};
 
 // A frame of elements T and the way of a blob's elements into it.
 template <class T>
@@ -90,7 +97,7 @@ class TensorReader {
     uint8_t strip[kStripPixels * sizeof(T)];
     for (int32_t c = 0; c < shape_.c; ++c) {
       convert_(columns + c * plane_bytes, strip, n);
-      put_channels<T>(strip, 1, pixels + c * kBytes, channels_, n);
+      move_channels<T>(strip, 1, pixels + c * kBytes, channels_, 1, n);
     }
   }
 
@@ -98,7 +105,7 @@ class TensorReader {
     uint8_t strip[kStripElements * sizeof(T)];
     for_each_block(shape_.w, shape_.c, [&](int64_t x, int64_t n, int64_t c, int64_t channels) {
       convert_(src + (x * shape_.c + c) * bytes_, strip, n * channels);
-      put_channels<T>(strip, channels, dst + (x * channels_ + c) * kBytes, channels_, n);
+      move_channels<T>(strip, channels, dst + (x * channels_ + c) * kBytes, channels_, channels, n);
     });
   }
 
@@ -133,41 +140,12 @@ int32_t blob_to_frame(const char *function, const TavixBlob *src_blob,
   TAVIX_REFUSE_AS_IF(kUnit, function, src_blob->dims_size != 4, TAVIX_ERROR_INVALID_PARAM,
                      "src_blob_dims.size:%d need to be 4", src_blob->dims_size);
   const TensorShape shape = shape_of(*src_blob);
-  const TavixVideoInfo &video = dst->video;
-  TAVIX_REFUSE_AS_IF(kUnit, function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frame_width:%d dst_frame_height:%d dst_frame_channel:%d need great or "
-                     "equle than src_blob_width:%d src_blob_height:%d src_blob_channel:%d",
-                     video.width, video.height, video.channels, shape.w, shape.h, shape.c);
-  if (differs(shape, video)) {
-    TAVIX_LOG_AS(kUnit, function, TAVIX_LOG_WARNING,
-                 "dst_frame_width:%d dst_frame_height:%d dst_frame_channel:%d is different from "
-                 "src_blob_width:%d src_blob_height:%d src_blob_channel:%d",
-                 video.width, video.height, video.channels, shape.w, shape.h, shape.c);
-  }
-
-  const bool float_frame = is_float(video.format);
   const TensorRows &rows = tensor_rows();
-  const BlobElement *element = find_element(rows, src_blob->data_type);
-  // The type is refused at the first element: an empty blob has none. The texts are kept as they
-  // are.
-  if (!shape.empty() && element == nullptr) {
-    TAVIX_REFUSE_AS_IF(kUnit, function, float_frame, TAVIX_ERROR_UNSUPPORTED,
-                       "BlobToFrameDataConvert dst_blob data_type:%d is not support",
-                       src_blob->data_type);
-    TAVIX_REFUSE_AS(kUnit, function, TAVIX_ERROR_UNSUPPORTED,
-                    "ConvertUChar dst_blob data_type:%d is not support", src_blob->data_type);
-  }
-  TAVIX_REFUSE_AS_IF(kUnit, function, !all_host(dst), TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frame memory(%d) must be in host memory", dst->memory);
+  const BlobElement *element = nullptr;
+  TAVIX_RETURN_IF_REFUSED(
+      check_tensor(kDirection, function, *dst, shape, src_blob->data_type, rows, element));
   if (shape.empty()) return TAVIX_OK;
-  TAVIX_REFUSE_AS_IF(
-      kUnit, function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_PARAM,
-      "src_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c, shape.h, shape.w);
-  TAVIX_REFUSE_AS_IF(
-      kUnit, function, !reaches_rows(dst->linesize[0], shape.h), TAVIX_ERROR_INVALID_PARAM,
-      "dst_frame->linesize[0]:%d is too large for %d rows", dst->linesize[0], shape.h);
-
-  if (float_frame) {
+  if (is_float(dst->video.format)) {
     TensorReader<float>(*dst, shape, rows, *element).read(src, planar);
   } else {
     TensorReader<uint8_t>(*dst, shape, rows, *element).read(src, planar);

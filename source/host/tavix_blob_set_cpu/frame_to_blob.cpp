@@ -3,6 +3,7 @@
 #include "common/log.h"
 #include "common/pixel_format.h"
 #include "tavix_blob_set_cpu/blob_layouts.h"
+#include "tavix_blob_set_cpu/tensor_checks.h"
 #include "tavix_blob_set_cpu/tensor_region.h"
 
 namespace tavix::module {
@@ -10,6 +11,12 @@ namespace tavix::module {
 namespace {
 
 constexpr auto &kUnit = kBlobSetUnit;
+
+constexpr TensorDirection kDirection = {.frame = "src",
+                                        .blob = "dst",
+                                        .difference_level = TAVIX_LOG_DEBUG,
+                                        .convert_floats = "ConvertFloat",
+                                        .beyond_memory = TAVIX_ERROR_INVALID_DATA};
 
 // A frame of elements T and the way of its elements into a blob.
 template <class T>
@@ -94,7 +101,7 @@ class TensorWriter {
                         int64_t n) const {
     uint8_t strip[kStripPixels * sizeof(T)];
     for (int32_t c = 0; c < shape_.c; ++c) {
-      pick_channels<T>(pixels + c * kBytes, channels_, strip, 1, n);
+      move_channels<T>(pixels + c * kBytes, channels_, strip, 1, 1, n);
       convert_(strip, columns + c * plane_bytes, n);
     }
   }
@@ -102,7 +109,7 @@ class TensorWriter {
   void write_some_channels(const uint8_t *src, uint8_t *dst) const {
     uint8_t strip[kStripElements * sizeof(T)];
     for_each_block(shape_.w, shape_.c, [&](int64_t x, int64_t n, int64_t c, int64_t channels) {
-      pick_channels<T>(src + (x * channels_ + c) * kBytes, channels_, strip, channels, n);
+      move_channels<T>(src + (x * channels_ + c) * kBytes, channels_, strip, channels, channels, n);
       convert_(strip, dst + (x * shape_.c + c) * bytes_, n * channels);
     });
   }
@@ -140,39 +147,12 @@ int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const Tavix
                      "TavixBlobBufferGet is nullptr");
   TAVIX_REFUSE_AS_IF(kUnit, function, any_plane_null(&src), TAVIX_ERROR_INVALID_PARAM,
                      "src_frame data[0] is nullptr");
-  const TavixVideoInfo &video = src.video;
-  TAVIX_REFUSE_AS_IF(kUnit, function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame_width:%d src_frame_height:%d src_frame_channel:%d need great or "
-                     "equle than dst_blob_width:%d dst_blob_height:%d dst_blob_channel:%d",
-                     video.width, video.height, video.channels, shape.w, shape.h, shape.c);
-  if (differs(shape, video)) {
-    TAVIX_LOG_AS(kUnit, function, TAVIX_LOG_DEBUG,
-                 "src_frame_width:%d src_frame_height:%d src_frame_channel:%d is different from "
-                 "dst_blob_width:%d dst_blob_height:%d dst_blob_channel:%d",
-                 video.width, video.height, video.channels, shape.w, shape.h, shape.c);
-  }
-
-  const bool float_frame = is_float(video.format);
   const TensorRows &rows = tensor_rows();
-  const BlobElement *element = find_element(rows, dst_blob.data_type);
-  // The type is refused at the first element: an empty blob has none.
-  if (!shape.empty() && element == nullptr) {
-    TAVIX_REFUSE_AS_IF(kUnit, function, float_frame, TAVIX_ERROR_UNSUPPORTED,
-                       "ConvertFloat dst_blob data_type:%d is not support", dst_blob.data_type);
-    TAVIX_REFUSE_AS(kUnit, function, TAVIX_ERROR_UNSUPPORTED,
-                    "ConvertUChar dst_blob data_type:%d is not support", dst_blob.data_type);
-  }
-  TAVIX_REFUSE_AS_IF(kUnit, function, !all_host(&src), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame memory(%d) must be in host memory", src.memory);
+  const BlobElement *element = nullptr;
+  TAVIX_RETURN_IF_REFUSED(
+      check_tensor(kDirection, function, src, shape, dst_blob.data_type, rows, element));
   if (shape.empty()) return TAVIX_OK;
-  TAVIX_REFUSE_AS_IF(kUnit, function, !fits_memory(shape, element->bytes), TAVIX_ERROR_INVALID_DATA,
-                     "dst_blob of %d x %d x %d x %d elements exceeds memory", shape.n, shape.c,
-                     shape.h, shape.w);
-  TAVIX_REFUSE_AS_IF(
-      kUnit, function, !reaches_rows(src.linesize[0], shape.h), TAVIX_ERROR_INVALID_PARAM,
-      "src_frame->linesize[0]:%d is too large for %d rows", src.linesize[0], shape.h);
-
-  if (float_frame) {
+  if (is_float(src.video.format)) {
     TensorWriter<float>(src, shape, rows, *element).write(dst, planar);
   } else {
     TensorWriter<uint8_t>(src, shape, rows, *element).write(dst, planar);
@@ -183,15 +163,13 @@ int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const Tavix
 }  // namespace
 
 int32_t FrameHWCToBlobNCHWByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
-  const int32_t status = check_records(__func__, src_frames, dst_blob);
-  if (status != TAVIX_OK) return status;
+  TAVIX_RETURN_IF_REFUSED(check_records(__func__, src_frames, dst_blob));
   return frame_to_blob(__func__, *src_frames->frames[0], *dst_blob, nchw_shape(*dst_blob), true);
 }
 
 // Elements are written in NHWC order, but the extents are read as the blob declares them.
 int32_t FrameHWCToBlobNHWCByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
-  const int32_t status = check_records(__func__, src_frames, dst_blob);
-  if (status != TAVIX_OK) return status;
+  TAVIX_RETURN_IF_REFUSED(check_records(__func__, src_frames, dst_blob));
   const uint32_t layout = dst_blob->data_format;
   TAVIX_REFUSE_IF(kUnit, layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data_format:%d need to be NHWC or NCHW", layout);

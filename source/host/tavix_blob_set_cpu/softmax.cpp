@@ -14,13 +14,9 @@ using namespace tavix::module;
 int32_t TavixBlobSoftmaxByCPU(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
   TAVIX_REFUSE_IF(kUnit, any_null(src_blob, dst_blob), TAVIX_ERROR_INVALID_PARAM,
                   "src_blob or dst_blob is null");
-  if (const int32_t status = check_same_dims(kUnit, __func__, *src_blob, *dst_blob);
-      status != TAVIX_OK)
-    return status;
-  TAVIX_REFUSE_IF(kUnit,
-                  src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 ||
-                      dst_blob->data_type != TAVIX_DATA_TYPE_FLOAT32,
-                  TAVIX_ERROR_UNSUPPORTED, "only float data type is supported");
+  TAVIX_RETURN_IF_REFUSED(check_same_dims(kUnit, __func__, *src_blob, *dst_blob));
+  TAVIX_REFUSE_IF(kUnit, !both_float(*src_blob, *dst_blob), TAVIX_ERROR_UNSUPPORTED,
+                  "only float data type is supported");
   TAVIX_REFUSE_IF(kUnit, any_null(src_blob->buffer, dst_blob->buffer), TAVIX_ERROR_INVALID_PARAM,
                   "buffer is null");
   return TavixBlobSoftmaxForward(src_blob, axis, dst_blob);

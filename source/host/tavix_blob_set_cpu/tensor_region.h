@@ -98,20 +98,13 @@ void for_each_block(int32_t width, int32_t channels, const Block &block) {
             std::min<int64_t>(most_channels, channels - c));
 }
 
-// Some channels, from c on, of n packed pixels to and from pixels of those channels alone.
+// The first so many channels of n packed pixels into packed pixels of another number of channels.
 template <class T>
-void pick_channels(const uint8_t *src, int64_t src_channels, uint8_t *dst, int64_t channels,
-                   int64_t n) {
+void move_channels(const uint8_t *src, int64_t src_channels, uint8_t *dst, int64_t dst_channels,
+                   int64_t channels, int64_t n) {
   for (int64_t x = 0; x < n; ++x)
     for (int64_t c = 0; c < channels; ++c)
-      store(dst, x * channels + c, load<T>(src, x * src_channels + c));
-}
-template <class T>
-void put_channels(const uint8_t *src, int64_t channels, uint8_t *dst, int64_t dst_channels,
-                  int64_t n) {
-  for (int64_t x = 0; x < n; ++x)
-    for (int64_t c = 0; c < channels; ++c)
-      store(dst, x * dst_channels + c, load<T>(src, x * channels + c));
+      store(dst, x * dst_channels + c, load<T>(src, x * src_channels + c));
 }
 
 }  // namespace tavix::module

@@ -238,8 +238,7 @@ int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float
   const int32_t size = element_size(src->video.format);
   TAVIX_REFUSE_IF(kUnit, size < 0, TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameMemfillByCPU byte_size is not support\n");
-  TAVIX_REFUSE_NULL_PLANES(src, dst);
-  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(src, dst);
   if (const int32_t status = check_row_elements(kUnit, __func__, dst->video); status != TAVIX_OK)
     return status;
   TAVIX_REFUSE_IF(kUnit,

@@ -15,20 +15,42 @@ namespace {
 
 constexpr auto &kUnit = kFrameConvertUnit;
 
-using FrameArray = std::unique_ptr<TavixFrameV2 *[]>;
-
-FrameArray make_frame_array() {
-  return FrameArray(new (std::nothrow) TavixFrameV2 *[1]);
-}
-
-std::unique_ptr<TavixFrames> make_frame_list() {
-  return std::unique_ptr<TavixFrames>(new (std::nothrow) TavixFrames{});
+// Checks the blob and finds the converter of its layout; slot: where the table has it.
+template <class Converters, class Converter>
+int32_t find_converter(const char *function, const char *name, const TavixBlob *blob,
+                       const Converters &converters, uint32_t (*slot)(uint32_t code),
+                       Converter *&converter) {
+  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(blob), TAVIX_ERROR_INVALID_PARAM,
+                     "%s(%p) must not be nullptr", name, static_cast<const void *>(blob));
+  converter = converters[slot(blob->data_format)];
+  // The line speaks of a destination blob in both directions.
+  TAVIX_REFUSE_AS_IF(kUnit, function, converter == nullptr, TAVIX_ERROR_UNSUPPORTED,
+                     "dst_blob data format:%d is not support", blob->data_format);
+  return TAVIX_OK;
 }
 
 // The list of one frame; converters only read source frames.
-void fill_list(TavixFrames &list, const FrameArray &array, const TavixFrameV2 *frame) {
-  array[0] = const_cast<TavixFrameV2 *>(frame);
-  list = {array.get(), 1};
+struct FrameList {
+  std::unique_ptr<TavixFrames> list;
+  std::unique_ptr<TavixFrameV2 *[]> frames;
+
+  int32_t make(const char *function, const char *name, const TavixFrameV2 *frame) {
+    list.reset(new (std::nothrow) TavixFrames{});
+    TAVIX_REFUSE_AS_IF(kUnit, function, list == nullptr, TAVIX_ERROR_MEMORY,
+                       "malloc TavixFrames failed");
+    frames.reset(new (std::nothrow) TavixFrameV2 *[1]);
+    TAVIX_REFUSE_AS_IF(kUnit, function, frames == nullptr, TAVIX_ERROR_MEMORY, "malloc %s failed",
+                       name);
+    frames[0] = const_cast<TavixFrameV2 *>(frame);
+    *list = {frames.get(), 1};
+    return TAVIX_OK;
+  }
+};
+
+// What a converter returned.
+int32_t reported(const char *function, int32_t status) {
+  TAVIX_REFUSE_AS_IF(kUnit, function, status != TAVIX_OK, status, "convert data type failed");
+  return TAVIX_OK;
 }
 
 }  // namespace
@@ -36,56 +58,33 @@ void fill_list(TavixFrames &list, const FrameArray &array, const TavixFrameV2 *f
 // The entries for one frame take the layout code itself as the slot, so that codes 9 to 14 mean the
 // layouts CNH4 to C; those for lists fold the codes from 1000 on. Both are kept as they are.
 int32_t TavixFrameToBlobByCPU(const TavixFrameV2 *src_frame, TavixBlob *dst_blob) {
-  TAVIX_REFUSE_IF(kUnit, any_null(dst_blob), TAVIX_ERROR_INVALID_PARAM,
-                  "dst_blob(%p) must not be nullptr", dst_blob);
-  const auto convert = kFrameToBlobConverters[raw_layout_slot(dst_blob->data_format)];
-  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
-                  "dst_blob data format:%d is not support", dst_blob->data_format);
-  const auto list = make_frame_list();
-  TAVIX_REFUSE_IF(kUnit, list == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrames failed");
-  const auto array = make_frame_array();
-  TAVIX_REFUSE_IF(kUnit, array == nullptr, TAVIX_ERROR_MEMORY, "malloc frames failed");
-  fill_list(*list, array, src_frame);
-  const int32_t status = convert(list.get(), dst_blob);
-  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
-  return TAVIX_OK;
+  FrameToBlobConverter *convert;
+  TAVIX_RETURN_IF_REFUSED(find_converter(__func__, "dst_blob", dst_blob, kFrameToBlobConverters,
+                                         raw_layout_slot, convert));
+  FrameList src;
+  TAVIX_RETURN_IF_REFUSED(src.make(__func__, "frames", src_frame));
+  return reported(__func__, convert(src.list.get(), dst_blob));
 }
 
 int32_t TavixFramesToBlobByCPU(const TavixFrames *src_frames, TavixBlob *dst_blob) {
-  TAVIX_REFUSE_IF(kUnit, any_null(dst_blob), TAVIX_ERROR_INVALID_PARAM,
-                  "dst_blob(%p) must not be nullptr", dst_blob);
-  const auto convert = kFrameToBlobConverters[layout_slot(dst_blob->data_format)];
-  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
-                  "dst_blob data format:%d is not support", dst_blob->data_format);
-  const int32_t status = convert(src_frames, dst_blob);
-  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
-  return TAVIX_OK;
+  FrameToBlobConverter *convert;
+  TAVIX_RETURN_IF_REFUSED(
+      find_converter(__func__, "dst_blob", dst_blob, kFrameToBlobConverters, layout_slot, convert));
+  return reported(__func__, convert(src_frames, dst_blob));
 }
 
-// The messages speak of a destination blob in this direction too.
 int32_t TavixBlobToFrameByCPU(const TavixBlob *src_blob, TavixFrameV2 *dst_frame) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src_blob), TAVIX_ERROR_INVALID_PARAM,
-                  "src_blob(%p) must not be nullptr", src_blob);
-  const auto convert = kBlobToFrameConverters[raw_layout_slot(src_blob->data_format)];
-  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
-                  "dst_blob data format:%d is not support", src_blob->data_format);
-  const auto list = make_frame_list();
-  TAVIX_REFUSE_IF(kUnit, list == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrames failed");
-  const auto array = make_frame_array();
-  TAVIX_REFUSE_IF(kUnit, array == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrameV2 failed");
-  fill_list(*list, array, dst_frame);
-  const int32_t status = convert(src_blob, list.get());
-  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
-  return TAVIX_OK;
+  BlobToFrameConverter *convert;
+  TAVIX_RETURN_IF_REFUSED(find_converter(__func__, "src_blob", src_blob, kBlobToFrameConverters,
+                                         raw_layout_slot, convert));
+  FrameList dst;
+  TAVIX_RETURN_IF_REFUSED(dst.make(__func__, "TavixFrameV2", dst_frame));
+  return reported(__func__, convert(src_blob, dst.list.get()));
 }
 
 int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames *dst_frames) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src_blob), TAVIX_ERROR_INVALID_PARAM,
-                  "src_blob(%p) must not be nullptr", src_blob);
-  const auto convert = kBlobToFrameConverters[layout_slot(src_blob->data_format)];
-  TAVIX_REFUSE_IF(kUnit, convert == nullptr, TAVIX_ERROR_UNSUPPORTED,
-                  "dst_blob data format:%d is not support", src_blob->data_format);
-  const int32_t status = convert(src_blob, dst_frames);
-  TAVIX_REFUSE_IF(kUnit, status != TAVIX_OK, status, "convert data type failed");
-  return TAVIX_OK;
+  BlobToFrameConverter *convert;
+  TAVIX_RETURN_IF_REFUSED(
+      find_converter(__func__, "src_blob", src_blob, kBlobToFrameConverters, layout_slot, convert));
+  return reported(__func__, convert(src_blob, dst_frames));
 }

@@ -158,8 +158,7 @@ int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported Frame Type:%d To OpencvType", src->video.format);
-  TAVIX_REFUSE_NULL_PLANES(src, dst);
-  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(src, dst);
 
   // A const output cannot be reallocated: OpenCV raises when the rectangles differ in size.
   const cv::Mat to = plane_view(*dst, type)(whole_rect(dst_rect));

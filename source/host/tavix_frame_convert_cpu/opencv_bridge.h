@@ -37,6 +37,11 @@
                      src->memory, dst->memory)
 #define TAVIX_REFUSE_FOREIGN_MEMORY(src, dst) TAVIX_REFUSE_FOREIGN_MEMORY_AS(__func__, src, dst)
 
+// Both, where no other check stands between them.
+#define TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(src, dst) \
+  TAVIX_REFUSE_NULL_PLANES(src, dst);                 \
+  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst)
+
 // A result whose bytes OpenCV would miscount.
 #define TAVIX_REFUSE_UNCOUNTABLE_AS(function, cols, rows, type)                                \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable(cols, rows, type),                \

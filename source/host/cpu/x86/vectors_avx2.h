@@ -26,6 +26,7 @@ using Floats = __m256;
 using Ints = __m256i;
 using Bytes = __m256i;
 using Doubles = __m256d;
+using HalfInts = __m128i;
 using Mask = __m256;  // all ones or zeros in each lane
 
 TAVIX_INLINE __m128i load_quarter(const void *p) {  // of a vector: as many bytes as there are lanes

@@ -26,6 +26,7 @@ using Floats = __m512;
 using Ints = __m512i;
 using Bytes = __m512i;
 using Doubles = __m512d;
+using HalfInts = __m256i;
 using Mask = __mmask16;
 
 TAVIX_INLINE __m128i load_quarter(const void *p) {  // of a vector: as many bytes as there are lanes

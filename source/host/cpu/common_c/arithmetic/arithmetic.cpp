@@ -182,17 +182,14 @@ int32_t TavixFrameStatisticalFunctionCommonC(const TavixFrameV2 *src, int32_t op
 
 int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
   TAVIX_RETURN_IF_REFUSED(check_softmax_blobs(kUnit, __func__, src_blob, dst_blob));
-  const int32_t dims = src_blob->dims_size;
   const int32_t real_axis = normalised_axis(*src_blob, axis);
-  TAVIX_REFUSE_IF(kUnit, real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
-                  "invalid axis: %d (real check %d in [0, %d))", axis, real_axis, dims);
-  TAVIX_REFUSE_IF(
-      kUnit,
-      src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 || dst_blob->data_type != src_blob->data_type,
-      TAVIX_ERROR_UNSUPPORTED,
-      "src_blob->data_type(%d),dst_blob->data_type(%d). only float data type is "
-      "supported",
-      src_blob->data_type, dst_blob->data_type);
+  TAVIX_REFUSE_IF(kUnit, !has_axis(*src_blob, real_axis), TAVIX_ERROR_INVALID_PARAM,
+                  "invalid axis: %d (real check %d in [0, %d))", axis, real_axis,
+                  src_blob->dims_size);
+  TAVIX_REFUSE_IF(kUnit, !both_float(*src_blob, *dst_blob), TAVIX_ERROR_UNSUPPORTED,
+                  "src_blob->data_type(%d),dst_blob->data_type(%d). only float data type is "
+                  "supported",
+                  src_blob->data_type, dst_blob->data_type);
   TAVIX_REFUSE_IF(kUnit, any_null(src_blob->buffer, dst_blob->buffer), TAVIX_ERROR_INVALID_PARAM,
                   "src_blob->buffer(%p) or dst_blob->buffer(%p) is null", src_blob->buffer,
                   dst_blob->buffer);
@@ -202,7 +199,6 @@ int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axis, TavixBl
                   "src buffer data(%p) or dst buffer data(%p) is null", src, dst);
   AxisShape shape;
   TAVIX_RETURN_IF_REFUSED(check_softmax_shape(kUnit, __func__, *src_blob, real_axis, shape));
-
   if (!shape.empty()) run_softmax(kSoftmaxRowsC, src, dst, shape);
   return TAVIX_OK;
 }

@@ -68,16 +68,12 @@ int32_t TavixFrameStatisticalFunctionAVX(const TavixFrameV2 *src, int32_t op,
 
 int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
   TAVIX_RETURN_IF_REFUSED(check_softmax_blobs(kUnit, __func__, src_blob, dst_blob));
-  const int32_t dims = src_blob->dims_size;
   const int32_t real_axis = normalised_axis(*src_blob, axis);
-  TAVIX_REFUSE_IF(kUnit, real_axis < 0 || real_axis >= dims, TAVIX_ERROR_INVALID_PARAM,
-                  "invalid axis: %d, dims size: %d", axis, dims);
-  TAVIX_REFUSE_IF(
-      kUnit,
-      src_blob->data_type != TAVIX_DATA_TYPE_FLOAT32 || dst_blob->data_type != src_blob->data_type,
-      TAVIX_ERROR_UNSUPPORTED,
-      "src blob data type %d or dst blob data type %d is not supported for AVX softmax",
-      src_blob->data_type, dst_blob->data_type);
+  TAVIX_REFUSE_IF(kUnit, !has_axis(*src_blob, real_axis), TAVIX_ERROR_INVALID_PARAM,
+                  "invalid axis: %d, dims size: %d", axis, src_blob->dims_size);
+  TAVIX_REFUSE_IF(kUnit, !both_float(*src_blob, *dst_blob), TAVIX_ERROR_UNSUPPORTED,
+                  "src blob data type %d or dst blob data type %d is not supported for AVX softmax",
+                  src_blob->data_type, dst_blob->data_type);
   const auto *src = static_cast<const float *>(TavixBufferDataGetV2(src_blob->buffer));
   auto *dst = static_cast<float *>(TavixBufferDataGetV2(dst_blob->buffer));
   if (any_null(src, dst)) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose

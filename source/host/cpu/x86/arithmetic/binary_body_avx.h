@@ -3,6 +3,7 @@
 //
 //   struct Kernels {
 //     static constexpr int32_t kPeriod;  // parameters in a row, as the kernels take them
+//     template <class T, int op> using Body = BinaryArithmeticBodyAVX<Kernels, T, op>;
 //     template <int op> static void row(src1, src2, dst, n, BinaryBytes<kPeriod>)
 //     template <int op> static void row(src1, src2, dst, n, BinaryFloats<kPeriod>)
 //   };
@@ -87,12 +88,6 @@ class BinaryArithmeticBodyAVX final : public ParallelLoopBody {
   const BinaryJob job_;
   const std::conditional_t<std::is_same_v<T, uint8_t>, BinaryBytes<kPeriod>, BinaryFloats<kPeriod>>
       parameters_;
-};
-
-template <class Kernels>
-struct BinaryAvx {
-  template <class T, int op>
-  using Body = BinaryArithmeticBodyAVX<Kernels, T, op>;
 };
 
 }  // namespace tavix::module

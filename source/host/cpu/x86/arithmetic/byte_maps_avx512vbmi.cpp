@@ -39,19 +39,21 @@ TAVIX_INLINE Vectors<1> by_channel(const Vectors<1> &x) {
 TAVIX_INLINE Vectors<1> interleaved(const Vectors<1> &x) {
   return x;
 }
-TAVIX_INLINE Vectors<3> by_channel(const Vectors<3> &x) {
+// Thirds of each vector and the two that follow it by a step.
+template <int step>
+TAVIX_INLINE Vectors<3> in_thirds(const Vectors<3> &x) {
   Vectors<3> result;
-  for (int c = 0; c < 3; ++c)
-    result.v[c] = _mm512_mask_blend_epi8(
-        kThird[2], _mm512_mask_blend_epi8(kThird[1], x.v[c], x.v[(c + 2) % 3]), x.v[(c + 1) % 3]);
+  for (int i = 0; i < 3; ++i) {
+    const __m512i two = _mm512_mask_blend_epi8(kThird[1], x.v[i], x.v[(i + step) % 3]);
+    result.v[i] = _mm512_mask_blend_epi8(kThird[2], two, x.v[(i + 2 * step) % 3]);
+  }
   return result;
 }
+TAVIX_INLINE Vectors<3> by_channel(const Vectors<3> &x) {
+  return in_thirds<2>(x);
+}
 TAVIX_INLINE Vectors<3> interleaved(const Vectors<3> &x) {
-  Vectors<3> result;
-  for (int j = 0; j < 3; ++j)
-    result.v[j] = _mm512_mask_blend_epi8(
-        kThird[2], _mm512_mask_blend_epi8(kThird[1], x.v[j], x.v[(j + 1) % 3]), x.v[(j + 2) % 3]);
-  return result;
+  return in_thirds<1>(x);
 }
 
 // With four channels all vectors are alike: pixels are rotated by one byte more in each, so that byte

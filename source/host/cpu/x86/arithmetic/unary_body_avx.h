@@ -7,6 +7,7 @@
 //   struct Kernels {
 //     static constexpr int32_t kPeriod;      // parameters in a row, as the kernels take them
 //     using ByteMaps;                        // byte_maps.h
+//     template <class T, int op> using Body = UnaryBodyAVX<Kernels, T, op>;
 //     static void mul_add_bytes(src, dst, n, scale, offset);
 //     template <int op> static void float_blocks(src, dst, n, scale, offset);
 //     static LibraryRows<...> expf_row, logf_row, scaled_logf_row;
@@ -209,15 +210,12 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
   const UnaryCall<Kernels> call_;
 };
 
-template <class Kernels>
-struct UnaryAvx {
-  template <class T, int op>
-  static constexpr bool kMultiplies = std::is_same_v<T, uint8_t> &&op == TAVIX_UNARY_OP_MUL_ADD &&
-                                      !Kernels::ByteMaps::kBeatMultiplying;
+template <class Kernels, class T, int op>
+inline constexpr bool kMultiplies = std::is_same_v<T, uint8_t> &&op == TAVIX_UNARY_OP_MUL_ADD &&
+                                    !Kernels::ByteMaps::kBeatMultiplying;
 
-  template <class T, int op>
-  using Body = std::conditional_t<kMultiplies<T, op>, MulAddBytesBodyAVX<Kernels>,
-                                  UnaryArithmeticBodyAVX<Kernels, T, op>>;
-};
+template <class Kernels, class T, int op>
+using UnaryBodyAVX = std::conditional_t<kMultiplies<Kernels, T, op>, MulAddBytesBodyAVX<Kernels>,
+                                        UnaryArithmeticBodyAVX<Kernels, T, op>>;
 
 }  // namespace tavix::module

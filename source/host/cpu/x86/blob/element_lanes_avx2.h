@@ -15,10 +15,6 @@ namespace tavix::module::avx2 {
 
 namespace {
 
-TAVIX_INLINE __m128i load_half_ints(const void *p) {
-  return load_128(p);
-}
-
 // Four 64-bit integers of at most 53 significant bits, as doubles: the high half counts 2^32.
 TAVIX_INLINE __m256d short_int64_to_double(__m256i v) {
   const __m256i halves = _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));

@@ -14,9 +14,6 @@ namespace tavix::module::avx512 {
 
 namespace {
 
-TAVIX_INLINE __m256i load_half_ints(const void *p) {
-  return load_256(p);
-}
 TAVIX_INLINE __m512 unsigned_as_floats(__m512i v) {
   return _mm512_cvtepu32_ps(v);
 }

@@ -245,12 +245,8 @@ TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_
 }
 
 template <class T, int channels>
-void split_short(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-  split_pixels<T, channels>(src, planes, n);
-}
-template <class T, int channels>
-void merge_short(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-  merge_pixels<T, channels>(planes, dst, n);
+PixelRows short_rows() {
+  return {split_pixels<T, channels>, merge_pixels<T, channels>};
 }
 
 #include "cpu/x86/blob/tensor_rows.inc"

@@ -180,10 +180,9 @@ TAVIX_INLINE __m512i load_pixels(const uint8_t *src, int k) {
   return _mm512_shuffle_i32x4(early, early, 0x39);
 }
 
-// The rows for fewer pixels than a block has.
-template <class T>
-const PixelRows &narrower_rows(int channels) {
-  return (sizeof(T) == 1 ? kTensorRowsAvx2.u8 : kTensorRowsAvx2.f32)[size_t(channels)];
+template <class T, int channels>
+PixelRows short_rows() {
+  return (sizeof(T) == 1 ? kTensorRowsAvx2.u8 : kTensorRowsAvx2.f32)[channels];
 }
 
 template <class T, int channels>
@@ -223,15 +222,6 @@ TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_
   widen_channel<T, channels, 1>(pixels, planes[1] + at);
   widen_channel<T, channels, 2>(pixels, planes[2] + at);
   if constexpr (channels == 4) widen_channel<T, channels, 3>(pixels, planes[3] + at);
-}
-
-template <class T, int channels>
-void split_short(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-  narrower_rows<T>(channels).split(src, planes, n);
-}
-template <class T, int channels>
-void merge_short(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-  narrower_rows<T>(channels).merge(planes, dst, n);
 }
 
 #include "cpu/x86/blob/tensor_rows.inc"

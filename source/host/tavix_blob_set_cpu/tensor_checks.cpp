@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tavix_blob_set_cpu/tensor_checks.h"
+
+#include "common/log.h"
+#include "common/pixel_format.h"
+
+namespace tavix::module {
+
+namespace {
+
+constexpr auto &kUnit = kBlobSetUnit;
+
+}  // namespace
+
+int32_t check_tensor(const TensorDirection &direction, const char *function,
+                     const TavixFrameV2 &frame, const TensorShape &shape, uint32_t data_type,
+                     const TensorRows &rows, const BlobElement *&element) {
+  const TavixVideoInfo &video = frame.video;
+  const char *const f = direction.frame, *const b = direction.blob;
+  TAVIX_REFUSE_AS_IF(kUnit, function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
+                     "%s_frame_width:%d %s_frame_height:%d %s_frame_channel:%d need great or "
+                     "equle than %s_blob_width:%d %s_blob_height:%d %s_blob_channel:%d",
+                     f, video.width, f, video.height, f, video.channels, b, shape.w, b, shape.h, b,
+                     shape.c);
+  if (differs(shape, video)) {
+    TAVIX_LOG_AS(kUnit, function, direction.difference_level,
+                 "%s_frame_width:%d %s_frame_height:%d %s_frame_channel:%d is different from "
+                 "%s_blob_width:%d %s_blob_height:%d %s_blob_channel:%d",
+                 f, video.width, f, video.height, f, video.channels, b, shape.w, b, shape.h, b,
+                 shape.c);
+  }
+  element = find_element(rows, data_type);
+  // The type is refused at the first element: an empty blob has none. The line speaks of dst_blob in
+  // both directions.
+  TAVIX_REFUSE_AS_IF(kUnit, function, !shape.empty() && element == nullptr,
+                     TAVIX_ERROR_UNSUPPORTED, "%s dst_blob data_type:%d is not support",
+                     is_float(video.format) ? direction.convert_floats : "ConvertUChar", data_type);
+  TAVIX_REFUSE_AS_IF(kUnit, function, !all_host(&frame), TAVIX_ERROR_INVALID_PARAM,
+                     "%s_frame memory(%d) must be in host memory", f, frame.memory);
+  if (shape.empty()) return TAVIX_OK;
+  TAVIX_REFUSE_AS_IF(kUnit, function, !fits_memory(shape, element->bytes), direction.beyond_memory,
+                     "%s_blob of %d x %d x %d x %d elements exceeds memory", b, shape.n, shape.c,
+                     shape.h, shape.w);
+  TAVIX_REFUSE_AS_IF(kUnit, function, !reaches_rows(frame.linesize[0], shape.h),
+                     TAVIX_ERROR_INVALID_PARAM,
+                     "%s_frame->linesize[0]:%d is too large for %d rows", f, frame.linesize[0],
+                     shape.h);
+  return TAVIX_OK;
+}
+
+}  // namespace tavix::module
