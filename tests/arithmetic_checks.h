@@ -27,8 +27,6 @@
 
 namespace tavix::test {
 
-inline constexpr int32_t kInvalid = TAVIX_ERROR_INVALID_PARAM;
-inline constexpr int32_t kUnsupported = TAVIX_ERROR_UNSUPPORTED;
 inline constexpr double kOnes[4] = {1, 1, 1, 1};
 
 // A valid call of a function, until a fault changes it. The last frame is the destination.

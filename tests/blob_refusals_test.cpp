@@ -105,63 +105,68 @@ struct Fault {
   bool of_lists = false;
 };
 
+std::vector<Fault> joined(std::vector<Fault> faults, const std::vector<Fault> &more) {
+  faults.insert(faults.end(), more.begin(), more.end());
+  return faults;
+}
+
+// Of a list of frames, then of its frame; frame is what messages call it.
+std::vector<Fault> list_faults(const std::string &frame, int32_t wrong_count,
+                               const std::string &count_text) {
+  const std::string list = frame + "s", null = printed("(%p) must not be nullptr", nullptr);
+  return {
+      {[](Call &c) { c.list_is_null = true; }, kInvalid, list + null, true},
+      {[=](Call &c) { c.frames.frame_num = wrong_count; }, kInvalid, count_text, true},
+      {[](Call &c) { c.frames.frames = nullptr; }, kInvalid, list + "->frames" + null, true},
+      {[](Call &c) { c.array[0] = nullptr; }, kInvalid, frame + " is nullptr"},
+  };
+}
+
+// What is checked last.
+std::vector<Fault> memory_faults(const std::string &frame, const std::string &blob,
+                                 int32_t status_of_dims) {
+  return {
+      {[](Call &c) { c.frame->memory = 1; }, kInvalid, frame + " memory(1) must be in host memory"},
+      {[](Call &c) { c.blob->dims[0] = INT32_MAX; }, status_of_dims,
+       blob + " of 2147483647 x 3 x 40 x 80 elements exceeds memory"},
+      {[](Call &c) { c.frame->linesize[0] = 1 << 26; }, kInvalid,
+       frame + "->linesize[0]:67108864 is too large for 40 rows"},
+  };
+}
+
 // The faults of either direction, in the order of their checks.
 std::vector<Fault> to_blob_faults() {
-  return {
-      {[](Call &c) { c.list_is_null = true; }, TAVIX_ERROR_INVALID_PARAM,
-       printed("src_frames(%p) must not be nullptr", nullptr), true},
-      {[](Call &c) { c.frames.frame_num = 2; }, TAVIX_ERROR_INVALID_PARAM,
-       "src_frame num:2 need to be 1", true},
-      {[](Call &c) { c.frames.frames = nullptr; }, TAVIX_ERROR_INVALID_PARAM,
-       printed("src_frames->frames(%p) must not be nullptr", nullptr), true},
-      {[](Call &c) { c.array[0] = nullptr; }, TAVIX_ERROR_INVALID_PARAM, "src_frame is nullptr"},
+  const std::vector<Fault> shapes = {
       {[](Call &c) { c.blob->dims_size = 8; }, TAVIX_ERROR_INVALID_DATA,
        "dst_blob_dims size:8 need to be 4"},
       {[](Call &) { core_double().fail_blob_buffer_get(); }, TAVIX_ERROR_INVALID_DATA,
        "TavixBlobBufferGet is nullptr"},
-      {[](Call &c) { c.frame->data[0] = nullptr; }, TAVIX_ERROR_INVALID_PARAM,
-       "src_frame data[0] is nullptr"},
-      {[](Call &c) { c.frame->video.width = 79; }, TAVIX_ERROR_INVALID_PARAM,
+      {[](Call &c) { c.frame->data[0] = nullptr; }, kInvalid, "src_frame data[0] is nullptr"},
+      {[](Call &c) { c.frame->video.width = 79; }, kInvalid,
        "src_frame_width:79 src_frame_height:40 src_frame_channel:3 need great or equle than "
        "dst_blob_width:80 dst_blob_height:40 dst_blob_channel:3"},
-      {[](Call &c) { c.blob->data_type = 1; }, TAVIX_ERROR_UNSUPPORTED,
+      {[](Call &c) { c.blob->data_type = 1; }, kUnsupported,
        "ConvertUChar dst_blob data_type:1 is not support"},
-      {[](Call &c) { c.frame->memory = 1; }, TAVIX_ERROR_INVALID_PARAM,
-       "src_frame memory(1) must be in host memory"},
-      {[](Call &c) { c.blob->dims[0] = INT32_MAX; }, TAVIX_ERROR_INVALID_DATA,
-       "dst_blob of 2147483647 x 3 x 40 x 80 elements exceeds memory"},
-      {[](Call &c) { c.frame->linesize[0] = 1 << 26; }, TAVIX_ERROR_INVALID_PARAM,
-       "src_frame->linesize[0]:67108864 is too large for 40 rows"},
   };
+  return joined(joined(list_faults("src_frame", 2, "src_frame num:2 need to be 1"), shapes),
+                memory_faults("src_frame", "dst_blob", TAVIX_ERROR_INVALID_DATA));
 }
 
 std::vector<Fault> to_frame_faults() {
-  return {
-      {[](Call &) { core_double().fail_blob_buffer_get(); }, TAVIX_ERROR_INVALID_DATA,
-       "TavixBlobBufferGet is nullptr"},
-      {[](Call &c) { c.list_is_null = true; }, TAVIX_ERROR_INVALID_PARAM,
-       printed("dst_frames(%p) must not be nullptr", nullptr), true},
-      {[](Call &c) { c.frames.frame_num = 0; }, TAVIX_ERROR_INVALID_PARAM,
-       "dst_frames->frame_num:0 need to be 1", true},
-      {[](Call &c) { c.frames.frames = nullptr; }, TAVIX_ERROR_INVALID_PARAM,
-       printed("dst_frames->frames(%p) must not be nullptr", nullptr), true},
-      {[](Call &c) { c.array[0] = nullptr; }, TAVIX_ERROR_INVALID_PARAM, "dst_frame is nullptr"},
-      {[](Call &c) { c.frame->data[0] = nullptr; }, TAVIX_ERROR_INVALID_PARAM,
-       "dst_frame->data[0] is nullptr"},
-      {[](Call &c) { c.blob->dims_size = 3; }, TAVIX_ERROR_INVALID_PARAM,
-       "src_blob_dims.size:3 need to be 4"},
-      {[](Call &c) { c.frame->video.channels = 1; }, TAVIX_ERROR_INVALID_PARAM,
+  const Fault no_storage = {[](Call &) { core_double().fail_blob_buffer_get(); },
+                            TAVIX_ERROR_INVALID_DATA, "TavixBlobBufferGet is nullptr"};
+  const std::vector<Fault> shapes = {
+      {[](Call &c) { c.frame->data[0] = nullptr; }, kInvalid, "dst_frame->data[0] is nullptr"},
+      {[](Call &c) { c.blob->dims_size = 3; }, kInvalid, "src_blob_dims.size:3 need to be 4"},
+      {[](Call &c) { c.frame->video.channels = 1; }, kInvalid,
        "dst_frame_width:80 dst_frame_height:40 dst_frame_channel:1 need great or equle than "
        "src_blob_width:80 src_blob_height:40 src_blob_channel:3"},
-      {[](Call &c) { c.blob->data_type = 4; }, TAVIX_ERROR_UNSUPPORTED,
+      {[](Call &c) { c.blob->data_type = 4; }, kUnsupported,
        "ConvertUChar dst_blob data_type:4 is not support"},
-      {[](Call &c) { c.frame->memory = 1; }, TAVIX_ERROR_INVALID_PARAM,
-       "dst_frame memory(1) must be in host memory"},
-      {[](Call &c) { c.blob->dims[0] = INT32_MAX; }, TAVIX_ERROR_INVALID_PARAM,
-       "src_blob of 2147483647 x 3 x 40 x 80 elements exceeds memory"},
-      {[](Call &c) { c.frame->linesize[0] = 1 << 26; }, TAVIX_ERROR_INVALID_PARAM,
-       "dst_frame->linesize[0]:67108864 is too large for 40 rows"},
   };
+  const auto lists = list_faults("dst_frame", 0, "dst_frames->frame_num:0 need to be 1");
+  return joined(joined(joined({no_storage}, lists), shapes),
+                memory_faults("dst_frame", "src_blob", kInvalid));
 }
 
 // Each fault alone, and with all that are checked later: the first gives status and text.
@@ -193,7 +198,7 @@ TEST(BlobRefusals, EverySizeIsCompared) {
       Call call(true);
       call.frame->video.width = call.frame->video.height = call.frame->video.channels = 1000;
       call.frame->video.*size = 2;
-      EXPECT_EQ(call.run(entry), TAVIX_ERROR_INVALID_PARAM);
+      EXPECT_EQ(call.run(entry), kInvalid);
       EXPECT_EQ(core_double().take_logs().size(), 2u);
     }
   }
@@ -203,12 +208,14 @@ TEST(BlobRefusals, TypesOfFloatFramesHaveTextsOfTheirOwn) {
   for (const uint32_t data_type : {1u, 4u, 7u, 8u, 9u, 10u, 14u, 0xFFFFFFFFu}) {
     for (const Entry entry : kEntries) {
       for (const int32_t format : {TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_BGRF32}) {
+        SCOPED_TRACE(::testing::Message() << name(entry) << ' ' << format_name(format) << ", "
+                                          << data_type_name(data_type));
         Call call(true, format);
         call.blob->data_type = data_type;
         const char *converts = format == TAVIX_PIX_FMT_BGR24 ? "ConvertUChar"
                                : to_blob(entry)              ? "ConvertFloat"
                                                              : "BlobToFrameDataConvert";
-        call.expect_refused(entry, TAVIX_ERROR_UNSUPPORTED,
+        call.expect_refused(entry, kUnsupported,
                             conversion_lines(entry, converter(entry, "NCHW"),
                                              printed("%s dst_blob data_type:%d is not support",
                                                      converts, int(data_type))));
@@ -222,37 +229,37 @@ TEST(BlobRefusals, NoteComesBeforeTheType) {
   Call call(true);
   call.blob->dims[3] = 79;
   call.blob->data_type = 1;
-  EXPECT_EQ(call.run(Entry::to_blob), TAVIX_ERROR_UNSUPPORTED);
+  EXPECT_EQ(call.run(Entry::to_blob), kUnsupported);
   const auto lines = core_double().take_logs();
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[0].level, TAVIX_LOG_DEBUG);
-  EXPECT_EQ(call.run(Entry::to_frame), TAVIX_ERROR_UNSUPPORTED);
+  EXPECT_EQ(call.run(Entry::to_frame), kUnsupported);
   EXPECT_EQ(core_double().take_logs().at(0).level, TAVIX_LOG_WARNING);
 }
 
 struct RefusedLayout {
   uint32_t code, slot;
-  const char *word;
 };
 constexpr RefusedLayout kRefusedLayouts[] = {
-    {2, 2, "NHWC4"},     {3, 3, "NC2HW2"},  {4, 4, "NC4HW4"}, {5, 5, "NC8HW8"},
-    {6, 6, "NC16HW16"},  {7, 7, "NCDHW"},   {8, 8, "NHC4W4"}, {1000, 9, "CNH4"},
-    {1001, 10, "NDHWC"}, {1002, 11, "CHW"}, {1003, 12, "NC"}, {1004, 13, "SCALAR"},
-    {1005, 14, "C"}};
+    {TAVIX_DATA_FORMAT_NHWC4, 2},  {TAVIX_DATA_FORMAT_NC2HW2, 3},   {TAVIX_DATA_FORMAT_NC4HW4, 4},
+    {TAVIX_DATA_FORMAT_NC8HW8, 5}, {TAVIX_DATA_FORMAT_NC16HW16, 6}, {TAVIX_DATA_FORMAT_NCDHW, 7},
+    {TAVIX_DATA_FORMAT_NHC4W4, 8}, {TAVIX_DATA_FORMAT_CNH4, 9},     {TAVIX_DATA_FORMAT_NDHWC, 10},
+    {TAVIX_DATA_FORMAT_CHW, 11},   {TAVIX_DATA_FORMAT_NC, 12},      {TAVIX_DATA_FORMAT_SCALAR, 13},
+    {TAVIX_DATA_FORMAT_C, 14}};
 
 // Refusing converters look at nothing: all other records may be missing.
 TEST(BlobRefusals, LayoutsWithoutConversion) {
   for (const RefusedLayout &layout : kRefusedLayouts) {
     for (const Entry entry : kEntries) {
       for (const bool records_missing : {false, true}) {
-        SCOPED_TRACE(::testing::Message() << name(entry) << ' ' << layout.word);
+        SCOPED_TRACE(::testing::Message() << name(entry) << ' ' << data_format_name(layout.code));
         Call call(true);
         call.blob->data_format = by_list(entry) ? layout.code : layout.slot;
         call.list_is_null = records_missing;
         if (records_missing) call.array[0] = nullptr;
-        const std::string stem = converter(entry, layout.word);
+        const std::string stem = converter(entry, data_format_name(layout.code));
         call.expect_refused(
-            entry, TAVIX_ERROR_UNSUPPORTED,
+            entry, kUnsupported,
             conversion_lines(
                 entry, stem,
                 stem.substr(0, stem.size() - std::string("ByCPU").size()) + " is not support"));
@@ -273,7 +280,7 @@ TEST(BlobRefusals, CodesWithoutALayout) {
       Call call(true);
       call.blob->data_format = code;
       call.expect_refused(
-          entry, TAVIX_ERROR_UNSUPPORTED,
+          entry, kUnsupported,
           {entry_line(entry, printed("dst_blob data format:%d is not support", int(code)))});
     }
   }
@@ -285,16 +292,11 @@ TEST(BlobRefusals, NullBlobs) {
   const auto to_blob_text = printed("dst_blob(%p) must not be nullptr", nullptr);
   const auto to_frame_text = printed("src_blob(%p) must not be nullptr", nullptr);
   const auto &unit = module::kFrameConvertUnit;
-  EXPECT_REFUSED(TavixFrameToBlobByCPU(call.frame, nullptr), TAVIX_ERROR_INVALID_PARAM, unit,
-                 "TavixFrameToBlobByCPU", to_blob_text);
-  EXPECT_REFUSED(TavixFramesToBlobByCPU(list, nullptr), TAVIX_ERROR_INVALID_PARAM, unit,
-                 "TavixFramesToBlobByCPU", to_blob_text);
-  EXPECT_REFUSED(TavixBlobToFrameByCPU(nullptr, call.frame), TAVIX_ERROR_INVALID_PARAM, unit,
-                 "TavixBlobToFrameByCPU", to_frame_text);
-  EXPECT_REFUSED(TavixBlobToFramesByCPU(nullptr, list), TAVIX_ERROR_INVALID_PARAM, unit,
-                 "TavixBlobToFramesByCPU", to_frame_text);
-  EXPECT_REFUSED(TavixFrameToBlobByCPU(nullptr, nullptr), TAVIX_ERROR_INVALID_PARAM, unit,
-                 "TavixFrameToBlobByCPU", to_blob_text);
+  EXPECT_REFUSES(TavixFrameToBlobByCPU, (call.frame, nullptr), kInvalid, unit, to_blob_text);
+  EXPECT_REFUSES(TavixFramesToBlobByCPU, (list, nullptr), kInvalid, unit, to_blob_text);
+  EXPECT_REFUSES(TavixBlobToFrameByCPU, (nullptr, call.frame), kInvalid, unit, to_frame_text);
+  EXPECT_REFUSES(TavixBlobToFramesByCPU, (nullptr, list), kInvalid, unit, to_frame_text);
+  EXPECT_REFUSES(TavixFrameToBlobByCPU, (nullptr, nullptr), kInvalid, unit, to_blob_text);
 }
 
 // The list of one frame, then its array; the second text of a blob's way back names the frame.
@@ -322,7 +324,7 @@ TEST(BlobRefusals, FailingAllocations) {
   EXPECT_EQ(call.run(Entry::list_to_blob), TAVIX_OK);
   EXPECT_EQ(call.run(Entry::list_to_frame), TAVIX_OK);
   call.blob->data_format = 15;
-  EXPECT_EQ(call.run(Entry::to_blob), TAVIX_ERROR_UNSUPPORTED);
+  EXPECT_EQ(call.run(Entry::to_blob), kUnsupported);
   fail_nothrow_new(0);
 }
 
@@ -333,8 +335,8 @@ TEST(BlobRefusals, NhwcConverterWantsOneOfTwoLayouts) {
     call.blob->data_format = code;
     core_double().fail_blob_buffer_get();
     const std::string function = "FrameHWCToBlobNHWCByCPU";
-    EXPECT_REFUSED(module::FrameHWCToBlobNHWCByCPU(&call.frames, call.blob),
-                   TAVIX_ERROR_UNSUPPORTED, module::kBlobSetUnit, function,
+    EXPECT_REFUSED(module::FrameHWCToBlobNHWCByCPU(&call.frames, call.blob), kUnsupported,
+                   module::kBlobSetUnit, function,
                    printed("dst_blob data_format:%d need to be NHWC or NCHW", int(code)));
     call.blob->dims_size = 0;
     EXPECT_REFUSED(module::FrameHWCToBlobNHWCByCPU(&call.frames, call.blob),
@@ -353,8 +355,7 @@ TEST(BlobRefusals, ExtentsBeyondMemory) {
       const int32_t dims[] = {n, most, most, most};
       std::copy_n(dims, 4, call.blob->dims);
       const TavixVideoInfo &video = call.frame->video;
-      EXPECT_EQ(call.run(entry),
-                to_blob(entry) ? TAVIX_ERROR_INVALID_DATA : TAVIX_ERROR_INVALID_PARAM);
+      EXPECT_EQ(call.run(entry), to_blob(entry) ? TAVIX_ERROR_INVALID_DATA : kInvalid);
       const auto lines = core_double().take_logs();
       ASSERT_EQ(lines.size(), most == video.width ? 2u : 3u);
       EXPECT_NE(lines[lines.size() - 2].text.find("exceeds memory"), std::string::npos);

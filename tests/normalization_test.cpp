@@ -46,7 +46,7 @@ void check(const GuardedFrame &src, const NormVals &values) {
     const int32_t dst_format = to_float == is_float_format(format) ? format : float_partner(format);
     for_each_path([&](const Path &path) {
       if (path.workers != 1) return;
-      SCOPED_TRACE(::testing::Message() << "to type " << data_type);
+      SCOPED_TRACE(::testing::Message() << "to " << data_type_name(uint32_t(data_type)));
       core_double().reset();
       Frame dst;
       EXPECT_EQ(convert(src, dst, data_type, values.data()), TAVIX_OK);
@@ -244,7 +244,7 @@ TEST_F(NormalizationRefusals, NullSource) {
 
 TEST_F(NormalizationRefusals, FormatsWithoutTheOtherForm) {
   src_->data[0] = nullptr;  // a later fault
-  for (const int32_t format : {3, 6, 7, 8, 9, 10, 16, 17, -1, INT32_MIN}) {
+  for (const int32_t format : kOtherFormats) {
     src_->video.format = format;
     const auto text =
         printed("TavixFrameDataTypeConvertByCPU not suppoted input data format:%d", format);

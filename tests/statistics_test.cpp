@@ -50,7 +50,7 @@ void expect_statistics_of(Entry entry, const GuardedFrame &frame) {
   for (int32_t c = 0; c < channels; ++c) {
     const auto channel = statistics_reference<T, Sum>(frame, c);
     for (int32_t op = 0; op < kOps; ++op) {
-      SCOPED_TRACE(::testing::Message() << "op " << op << ", channel " << c);
+      SCOPED_TRACE(::testing::Message() << statistic_name(op) << ", channel " << c);
       expect_statistic(channel, pixels, op, actual[op][c]);
     }
   }
@@ -331,9 +331,6 @@ void expect_refused(Entry entry, const Faults &faults, int32_t status, const cha
   for (const auto &e : own.elements) EXPECT_TRUE(e.type == 77 && e.value == -1.0);
 }
 
-constexpr int32_t kInvalid = TAVIX_ERROR_INVALID_PARAM, kUnsupported = TAVIX_ERROR_UNSUPPORTED;
-constexpr int32_t kOutsideTheFamily[] = {3, 6, 7, 8, 9, 10, 16, 17, -1, INT32_MAX, INT32_MIN};
-
 TEST(StatisticsChecks, ByCPU) {
   const auto refused = [](const Faults &faults, int32_t status, const auto &text) {
     expect_refused(kByCPU, faults, status, module::kFrameConvertUnit,
@@ -348,7 +345,7 @@ TEST(StatisticsChecks, ByCPU) {
     refused({.memory = memory, .format = 7}, kInvalid, [&](auto...) {
       return printed("src->memory(%d) must be in host memory", int32_t(memory));
     });
-  for (const int32_t format : kOutsideTheFamily)
+  for (const int32_t format : kOtherFormats)
     refused({.no_array = true, .format = format, .op = 5}, kUnsupported, [&](auto...) {
       return printed("Invalid input: src->video.format(%d) must be either RGB Family", format);
     });
@@ -383,7 +380,7 @@ TEST(StatisticsChecks, CommonC) {
   refused({.no_plane = true, .no_array = true, .format = 7}, kInvalid, null_text);
   refused({.no_plane = true, .format = 7}, kInvalid,
           [](auto...) { return printed("src->data[0](%p) is nullptr", nullptr); });
-  for (const int32_t format : kOutsideTheFamily)
+  for (const int32_t format : kOtherFormats)
     refused({.memory = 1, .format = format, .op = 5}, kUnsupported,
             [&](auto...) { return printed("Unsupported pixel format: %d", format); });
   expect_common_refusals(kCommonC);
@@ -400,7 +397,7 @@ TEST(StatisticsChecks, AVX) {
   refused({.no_src = true}, kInvalid, null_text);
   refused({.no_src = true, .no_array = true}, kInvalid, null_text);
   refused({.no_array = true, .format = 7}, kInvalid, null_text);
-  for (const int32_t format : kOutsideTheFamily)
+  for (const int32_t format : kOtherFormats)
     refused({.no_plane = true, .memory = 1, .format = format, .op = 5}, kUnsupported,
             [&](auto...) { return printed("Unsupported pixel format: %d", format); });
   expect_common_refusals(kAVX);

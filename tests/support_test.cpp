@@ -131,7 +131,7 @@ TEST(Compare, FindsASingleBit) {
   const auto result = same_pixels(*expected, *actual);
   EXPECT_FALSE(result);
   EXPECT_STREQ(result.message(),
-               "format 14, 5x3, stride 87, plane 0, column 4, row 2, channel 2: expected 0 (0x0), "
+               "BGRAF32, 5x3, stride 87, plane 0, column 4, row 2, channel 2: expected 0 (0x0), "
                "actual -0 (0x80000000)");
   expected.set(18, 2, std::nanf("1")), actual.set(18, 2, -std::nanf("2"));
   EXPECT_TRUE(same_pixels(*expected, *actual)) << "any NaN is NaN";

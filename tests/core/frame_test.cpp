@@ -44,7 +44,7 @@ TEST(FrameAlloc, EveryFormatSizeAndAlignment) {
     for (const int32_t width : {1, 2, 3, 63, 64, 65})
       for (const int32_t height : {1, 2, 5})
         for (const int32_t alignment : {1, 2, 16, 64, 4096}) {
-          SCOPED_TRACE(::testing::Message() << "format " << format << ", " << width << 'x' << height
+          SCOPED_TRACE(::testing::Message() << format_name(format) << ", " << width << 'x' << height
                                             << ", alignment " << alignment);
           const Frame frame = allocate(format, width, height, alignment);
           ASSERT_TRUE(frame);

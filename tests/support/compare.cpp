@@ -22,7 +22,7 @@ template <class T>
       const TavixVideoInfo &video = actual.video;
       const int32_t channels = n > video.width ? n / video.width : 1;
       auto failure = ::testing::AssertionFailure()
-                     << "format " << video.format << ", " << video.width << 'x' << video.height
+                     << format_name(video.format) << ", " << video.width << 'x' << video.height
                      << ", stride " << actual.linesize[plane] << ", plane " << plane << ", column "
                      << i / channels << ", row " << y << ", channel " << i % channels
                      << ": expected ";
@@ -42,9 +42,9 @@ template <class T>
   if (e.format != a.format || e.width != a.width || e.height != a.height ||
       e.channels != a.channels)
     return ::testing::AssertionFailure()
-           << "expected format " << e.format << ", " << e.width << 'x' << e.height << 'x'
-           << e.channels << ", actual format " << a.format << ", " << a.width << 'x' << a.height
-           << 'x' << a.channels;
+           << "expected " << format_name(e.format) << ", " << e.width << 'x' << e.height << 'x'
+           << e.channels << ", actual " << format_name(a.format) << ", " << a.width << 'x'
+           << a.height << 'x' << a.channels;
   const auto shapes = plane_shapes(e);
   for (size_t p = 0; p < shapes.size(); ++p) {
     const auto same = is_float_format(e.format) ? same_plane<float> : same_plane<uint8_t>;

@@ -108,9 +108,18 @@ CoreDouble &core_double();
     EXPECT_TRUE(::tavix::test::logged_nothing()); \
   } while (false)
 
+namespace tavix::test {
+inline constexpr int32_t kInvalid = TAVIX_ERROR_INVALID_PARAM;
+inline constexpr int32_t kUnsupported = TAVIX_ERROR_UNSUPPORTED;
+}  // namespace tavix::test
+
 // The call returns the status after exactly one error line.
 #define EXPECT_REFUSED(call, status, unit, function, text) \
   do {                                                     \
     EXPECT_EQ(call, status);                               \
     EXPECT_LOGGED(TAVIX_LOG_ERROR, unit, function, text);  \
   } while (false)
+
+// The same of a named function: EXPECT_REFUSES(TavixFrameBlurByCPU, (src, dst, size), ...).
+#define EXPECT_REFUSES(function, arguments, status, unit, text) \
+  EXPECT_REFUSED(function arguments, status, unit, #function, text)

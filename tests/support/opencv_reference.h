@@ -37,7 +37,7 @@ inline cv::Mat matrix_of(const TavixFrameV2 &frame) {
     return ::testing::AssertionFailure()
            << "expected " << expected.cols << 'x' << expected.rows << " of type " << expected.type()
            << ", actual " << actual.video.width << 'x' << actual.video.height << " of format "
-           << actual.video.format;
+           << format_name(actual.video.format);
   const int64_t pitch = row_pitch != 0 ? row_pitch : actual.linesize[0];
   for (int y = 0; y < expected.rows; ++y) {
     const size_t bytes = size_t(expected.cols) * expected.elemSize();
