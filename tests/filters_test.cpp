@@ -292,61 +292,87 @@ TEST(Filters, KernelsThatOpencvCannotCountAreRefused) {
   EXPECT_REFUSES(TavixFrameErodeBorderByCPU, (src, dst, &bytes), kInvalid, kUnit, kText);
 }
 
-TEST(FilterRefusals, EveryRowInOrder) {
+uint8_t element[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
+float weights[9] = {};
+const TavixSize kSize = {3, 3};
+const TavixKernel kBytes = {3, 3, TAVIX_DATA_TYPE_UINT8, element};
+const TavixKernel kFloats = {3, 3, TAVIX_DATA_TYPE_FLOAT32, weights};
+
+TEST(FilterRefusals, Kernels) {
   FramePair frames({TAVIX_PIX_FMT_BGR24, 6, 4});
-  TavixFrameV2 *const src = frames.src, *const to = frames.dst;
-  const TavixSize size = {3, 3};
-  uint8_t element[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
-  float values[9] = {};
-  const TavixKernel bytes = {3, 3, TAVIX_DATA_TYPE_UINT8, element},
-                    floats = {3, 3, TAVIX_DATA_TYPE_FLOAT32, values};
-
-  // Kernel types, with everything before them right.
-  EXPECT_REFUSES(TavixFrameFilter2DByCPU, (src, to, &bytes), kInvalid, kUnit,
+  TavixFrameV2 *const src = frames.src, *const dst = frames.dst;
+  const std::string no_kernel = printed("kernel:%p is nullptr", nullptr),
+                    no_size = printed("kernel_size:%p is nullptr", nullptr);
+  constexpr char kNotBytes[] = "Only UINT8 data type is supported, current data type: 0";
+  EXPECT_REFUSES(TavixFrameFilter2DByCPU, (src, dst, &kBytes), kInvalid, kUnit,
                  "kernel->data_type:11 is not supported!");
-  EXPECT_REFUSES(TavixFrameDilateBorderByCPU, (src, to, &floats), kUnsupported, kUnit,
-                 "Only UINT8 data type is supported, current data type: 0");
-  EXPECT_REFUSES(TavixFrameErodeBorderByCPU, (src, to, &floats), kUnsupported, kUnit,
-                 "Only UINT8 data type is supported, current data type: 0");
-  EXPECT_REFUSES(TavixFrameFilter2DByCPU, (src, to, nullptr), kInvalid, kUnit,
-                 printed("kernel:%p is nullptr", nullptr));
-  EXPECT_REFUSES(TavixFrameDilateBorderByCPU, (src, to, nullptr), kInvalid, kUnit,
-                 printed("kernel:%p is nullptr", nullptr));
-  EXPECT_REFUSES(TavixFrameBoxFilterByCPU, (src, to, nullptr), kInvalid, kUnit,
-                 printed("kernel_size:%p is nullptr", nullptr));
+  EXPECT_REFUSES(TavixFrameDilateBorderByCPU, (src, dst, &kFloats), kUnsupported, kUnit, kNotBytes);
+  EXPECT_REFUSES(TavixFrameErodeBorderByCPU, (src, dst, &kFloats), kUnsupported, kUnit, kNotBytes);
+  EXPECT_REFUSES(TavixFrameFilter2DByCPU, (src, dst, nullptr), kInvalid, kUnit, no_kernel);
+  EXPECT_REFUSES(TavixFrameDilateBorderByCPU, (src, dst, nullptr), kInvalid, kUnit, no_kernel);
+  EXPECT_REFUSES(TavixFrameBoxFilterByCPU, (src, dst, nullptr), kInvalid, kUnit, no_size);
+  EXPECT_TRUE(frames.untouched());
+}
 
-  // A wrong format is refused before a wrong kernel.
+// Calls whose kernel is wrong where they have one, and what they say of a source in NV12.
+struct FormatRefusal {
+  const char *function;
+  int32_t (*call)(const TavixFrameV2 *src, TavixFrameV2 *dst);
+  int32_t status;
+  const char *text;
+  const char *dst = "dst_frame";  // in the message about null planes
+  bool plane_first = true;        // planes are checked before formats
+};
+std::ostream &operator<<(std::ostream &out, const FormatRefusal &refusal) {
+  return out << refusal.function;
+}
+constexpr char kCode[] = "Unsupported Frame Type:7 To OpencvType!",
+               kNoCode[] = "Unsupported Frame Type To OpencvType!";
+const FormatRefusal kFormatRefusals[] = {
+    {"TavixFrameBlurByCPU",
+     [](auto *src, auto *dst) { return TavixFrameBlurByCPU(src, dst, kSize); }, kInvalid, kCode},
+    {"TavixFrameBoxFilterByCPU",
+     [](auto *src, auto *dst) { return TavixFrameBoxFilterByCPU(src, dst, &kSize); }, kUnsupported,
+     kNoCode, "des_frame"},
+    {"TavixFrameFilter2DByCPU",
+     [](auto *src, auto *dst) { return TavixFrameFilter2DByCPU(src, dst, &kBytes); }, kInvalid,
+     kCode},
+    {"TavixFrameDilateBorderByCPU",
+     [](auto *src, auto *dst) { return TavixFrameDilateBorderByCPU(src, dst, &kFloats); }, kInvalid,
+     kCode},
+    {"TavixFrameErodeBorderByCPU",
+     [](auto *src, auto *dst) { return TavixFrameErodeBorderByCPU(src, dst, &kFloats); }, kInvalid,
+     kCode},
+    {"TavixFrameMinMaxNormByCPU",
+     [](auto *src, auto *dst) { return TavixFrameMinMaxNormByCPU(src, dst, 0, 1); }, kInvalid,
+     kNoCode},
+    {"TavixFrameThresholdBinaryByCPU",
+     [](auto *src, auto *dst) { return TavixFrameThresholdBinaryByCPU(src, dst, 1, 2, 0); },
+     kUnsupported, kCode, "dst_frame", false},
+};
+
+class EachFormatRefusal : public ::testing::TestWithParam<FormatRefusal> {};
+INSTANTIATE_TEST_SUITE_P(Filters, EachFormatRefusal, ::testing::ValuesIn(kFormatRefusals),
+                         ::testing::PrintToStringParamName());
+
+TEST_P(EachFormatRefusal, ComesBeforeTheKernelAndInItsPlaceAmongTheFrames) {
+  const FormatRefusal &refusal = GetParam();
+  FramePair frames({TAVIX_PIX_FMT_BGR24, 6, 4});
+  TavixFrameV2 *const src = frames.src, *const dst = frames.dst;
+  const auto refused = [&](int32_t status, const std::string &text) {
+    EXPECT_REFUSED(refusal.call(src, dst), status, kUnit, refusal.function, text);
+  };
+  const std::string null_plane = printed("src_frame->data[0]:%p or %s->data[0]:%p is nullptr",
+                                         nullptr, refusal.dst, dst->data[0]);
   src->video.format = TAVIX_PIX_FMT_NV12;
-  EXPECT_REFUSES(TavixFrameBlurByCPU, (src, to, size), kInvalid, kUnit,
-                 "Unsupported Frame Type:7 To OpencvType!");
-  EXPECT_REFUSES(TavixFrameBoxFilterByCPU, (src, to, &size), kUnsupported, kUnit,
-                 "Unsupported Frame Type To OpencvType!");
-  EXPECT_REFUSES(TavixFrameFilter2DByCPU, (src, to, &bytes), kInvalid, kUnit,
-                 "Unsupported Frame Type:7 To OpencvType!");
-  EXPECT_REFUSES(TavixFrameDilateBorderByCPU, (src, to, &floats), kInvalid, kUnit,
-                 "Unsupported Frame Type:7 To OpencvType!");
-  EXPECT_REFUSES(TavixFrameErodeBorderByCPU, (src, to, &floats), kInvalid, kUnit,
-                 "Unsupported Frame Type:7 To OpencvType!");
-  EXPECT_REFUSES(TavixFrameMinMaxNormByCPU, (src, to, 0, 1), kInvalid, kUnit,
-                 "Unsupported Frame Type To OpencvType!");
-
-  // A null plane is refused before the format, by the threshold after it.
+  refused(refusal.status, refusal.text);
   src->data[0] = nullptr;
-  const std::string dst_frame_text =
-      printed("src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", nullptr, to->data[0]);
-  EXPECT_REFUSES(TavixFrameBlurByCPU, (src, to, size), kInvalid, kUnit, dst_frame_text);
-  EXPECT_REFUSES(
-      TavixFrameBoxFilterByCPU, (src, to, &size), kInvalid, kUnit,
-      printed("src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr", nullptr, to->data[0]));
-  EXPECT_REFUSES(TavixFrameFilter2DByCPU, (src, to, &bytes), kInvalid, kUnit, dst_frame_text);
-  EXPECT_REFUSES(TavixFrameDilateBorderByCPU, (src, to, &floats), kInvalid, kUnit, dst_frame_text);
-  EXPECT_REFUSES(TavixFrameErodeBorderByCPU, (src, to, &floats), kInvalid, kUnit, dst_frame_text);
-  EXPECT_REFUSES(TavixFrameMinMaxNormByCPU, (src, to, 0, 1), kInvalid, kUnit, dst_frame_text);
-  EXPECT_REFUSES(TavixFrameThresholdBinaryByCPU, (src, to, 1, 2, 0), kUnsupported, kUnit,
-                 "Unsupported Frame Type:7 To OpencvType!");
+  if (refusal.plane_first)
+    refused(kInvalid, null_plane);
+  else
+    refused(refusal.status, refusal.text);
   src->video.format = TAVIX_PIX_FMT_BGR24;
-  EXPECT_REFUSES(TavixFrameThresholdBinaryByCPU, (src, to, 1, 2, 0), kInvalid, kUnit,
-                 dst_frame_text);
+  refused(kInvalid, null_plane);
   EXPECT_TRUE(frames.untouched());
 }
 

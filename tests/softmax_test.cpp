@@ -330,7 +330,15 @@ struct Refusal {
   Text text;
 };
 
-void expect_refused(Entry entry, const char *unit, const char *function, const Refusal &refusal) {
+// A function, and who its log lines say refuses.
+struct Refuser {
+  Entry entry;
+  const char *unit, *function;
+
+  void operator()(const Refusal &refusal) const;
+};
+
+void Refuser::operator()(const Refusal &refusal) const {
   const Faults &f = refusal.faults;
   GuardedBlob src = float_blob({2, 3, 4}), dst = float_blob({2, 3, 4});
   src->dims_size = f.src_rank, dst->dims_size = f.dst_rank;
@@ -367,9 +375,7 @@ const std::vector<Refusal> kShapeRefusals = {
 };
 
 TEST(SoftmaxChecks, ByCPU) {
-  const auto refused = [](const Refusal &refusal) {
-    expect_refused(kByCPU, module::kBlobSetUnit, "TavixBlobSoftmaxByCPU", refusal);
-  };
+  const Refuser refused = {kByCPU, module::kBlobSetUnit, "TavixBlobSoftmaxByCPU"};
   for (const Faults &f :
        {Faults{.no_src = true}, {.no_dst = true}, {.no_src = true, .no_dst = true}})
     refused({f, kInvalid, says("src_blob or dst_blob is null")});
@@ -392,9 +398,7 @@ std::string null_records(const TavixBlob *src, const TavixBlob *dst) {
 }
 
 TEST(SoftmaxChecks, CommonC) {
-  const auto refused = [](const Refusal &refusal) {
-    expect_refused(kCommonC, module::kArithmeticUnit, "TavixBlobSoftmaxCommonC", refusal);
-  };
+  const Refuser refused = {kCommonC, module::kArithmeticUnit, "TavixBlobSoftmaxCommonC"};
   for (const Faults &f : kNullRecords) refused({f, kInvalid, null_records});
   for (const Refusal &refusal : kShapeRefusals) refused(refusal);
   refused({{.axis = 3, .src_type = 2}, kInvalid, says("invalid axis: 3 (real check 3 in [0, 3))")});
@@ -433,9 +437,7 @@ TEST(SoftmaxChecks, CommonC) {
 }
 
 TEST(SoftmaxChecks, AVX) {
-  const auto refused = [](const Refusal &refusal) {
-    expect_refused(kAVX, module::kArithmeticAvxUnit, "TavixBlobSoftmaxAVX", refusal);
-  };
+  const Refuser refused = {kAVX, module::kArithmeticAvxUnit, "TavixBlobSoftmaxAVX"};
   for (const Faults &f : kNullRecords) refused({f, kInvalid, null_records});
   for (const Refusal &refusal : kShapeRefusals) refused(refusal);
   refused({{.axis = 3, .src_type = 2}, kInvalid, says("invalid axis: 3, dims size: 3")});

@@ -310,10 +310,16 @@ struct Faults {
   bool no_elements = false;
 };
 
-// A check: the texts are printf formats, the arguments those of the call.
-void expect_refused(Entry entry, const Faults &faults, int32_t status, const char *unit,
-                    const char *function,
-                    const std::function<std::string(const TavixFrameV2 *, TavixArray **)> &text) {
+// A function, and who its log lines say refuses.
+struct Refuser {
+  Entry entry;
+  const char *unit, *function;
+
+  using Text = std::function<std::string(const TavixFrameV2 *src, TavixArray **dst)>;
+  void operator()(const Faults &faults, int32_t status, const Text &text) const;
+};
+
+void Refuser::operator()(const Faults &faults, int32_t status, const Text &text) const {
   GuardedFrame frame({TAVIX_PIX_FMT_BGR24, 4, 4});
   frame.fill(Fill::noise, 1);
   frame->memory = faults.memory;
@@ -332,17 +338,14 @@ void expect_refused(Entry entry, const Faults &faults, int32_t status, const cha
 }
 
 TEST(StatisticsChecks, ByCPU) {
-  const auto refused = [](const Faults &faults, int32_t status, const auto &text) {
-    expect_refused(kByCPU, faults, status, module::kFrameConvertUnit,
-                   "TavixFrameStatisticalFunctionByCPU", text);
-  };
+  const Refuser refused = {kByCPU, module::kFrameConvertUnit, "TavixFrameStatisticalFunctionByCPU"};
   const auto null_text = [](const TavixFrameV2 *src, TavixArray **) {
     return printed("src:(%p), src->data[0]:(%p) must not be nullptr", src, nullptr);
   };
   refused({.no_src = true}, kInvalid, null_text);
-  refused({.no_plane = true, .memory = 1, .format = 7}, kInvalid, null_text);
+  refused({.no_plane = true, .memory = 1, .format = TAVIX_PIX_FMT_NV12}, kInvalid, null_text);
   for (const uint32_t memory : {1u, 2u, ~0u})
-    refused({.memory = memory, .format = 7}, kInvalid, [&](auto...) {
+    refused({.memory = memory, .format = TAVIX_PIX_FMT_NV12}, kInvalid, [&](auto...) {
       return printed("src->memory(%d) must be in host memory", int32_t(memory));
     });
   for (const int32_t format : kOtherFormats)
@@ -353,32 +356,27 @@ TEST(StatisticsChecks, ByCPU) {
 
 // The checks that the two implementations share, under the name of the function both run.
 void expect_common_refusals(Entry entry) {
-  const auto refused = [&](const Faults &faults, const auto &text) {
-    expect_refused(entry, faults, kInvalid, module::kArithmeticUnit,
-                   "tavix::module::StatisticalFunctionOp", text);
-  };
+  const Refuser refused = {entry, module::kArithmeticUnit, "tavix::module::StatisticalFunctionOp"};
   for (const int32_t op : {-1, 5, INT32_MAX, INT32_MIN})
-    refused({.op = op, .channels = 5, .no_elements = true},
+    refused({.op = op, .channels = 5, .no_elements = true}, kInvalid,
             [&](auto...) { return printed("Invalid input: op(%d) is out of range", op); });
   for (const int32_t channels : {5, INT32_MAX})
-    refused({.channels = channels, .no_elements = true},
+    refused({.channels = channels, .no_elements = true}, kInvalid,
             [&](auto...) { return printed("src channels(%d) must not exceed 4", channels); });
-  refused({.no_elements = true},
+  refused({.no_elements = true}, kInvalid,
           [](auto...) { return printed("dst_array elements(%p) must not be nullptr", nullptr); });
 }
 
 TEST(StatisticsChecks, CommonC) {
-  const auto refused = [](const Faults &faults, int32_t status, const auto &text) {
-    expect_refused(kCommonC, faults, status, module::kArithmeticUnit,
-                   "TavixFrameStatisticalFunctionCommonC", text);
-  };
+  const Refuser refused = {kCommonC, module::kArithmeticUnit,
+                           "TavixFrameStatisticalFunctionCommonC"};
   const auto null_text = [](const TavixFrameV2 *src, TavixArray **dst) {
     return printed("src:%p or dst_array:%p is nullptr", src, dst);
   };
   refused({.no_src = true}, kInvalid, null_text);
   refused({.no_src = true, .no_array = true}, kInvalid, null_text);
-  refused({.no_plane = true, .no_array = true, .format = 7}, kInvalid, null_text);
-  refused({.no_plane = true, .format = 7}, kInvalid,
+  refused({.no_plane = true, .no_array = true, .format = TAVIX_PIX_FMT_NV12}, kInvalid, null_text);
+  refused({.no_plane = true, .format = TAVIX_PIX_FMT_NV12}, kInvalid,
           [](auto...) { return printed("src->data[0](%p) is nullptr", nullptr); });
   for (const int32_t format : kOtherFormats)
     refused({.memory = 1, .format = format, .op = 5}, kUnsupported,
@@ -387,25 +385,22 @@ TEST(StatisticsChecks, CommonC) {
 }
 
 TEST(StatisticsChecks, AVX) {
-  const auto refused = [](const Faults &faults, int32_t status, const auto &text) {
-    expect_refused(kAVX, faults, status, module::kArithmeticAvxUnit,
-                   "TavixFrameStatisticalFunctionAVX", text);
-  };
+  const Refuser refused = {kAVX, module::kArithmeticAvxUnit, "TavixFrameStatisticalFunctionAVX"};
   const auto null_text = [](const TavixFrameV2 *src, TavixArray **dst) {
     return printed("src_frame(%p) or dst_array(%p) is null", src, dst);
   };
   refused({.no_src = true}, kInvalid, null_text);
   refused({.no_src = true, .no_array = true}, kInvalid, null_text);
-  refused({.no_array = true, .format = 7}, kInvalid, null_text);
+  refused({.no_array = true, .format = TAVIX_PIX_FMT_NV12}, kInvalid, null_text);
   for (const int32_t format : kOtherFormats)
     refused({.no_plane = true, .memory = 1, .format = format, .op = 5}, kUnsupported,
             [&](auto...) { return printed("Unsupported pixel format: %d", format); });
   expect_common_refusals(kAVX);
   expect_common_refusals(TavixFrameStatisticalFunctionForward);
   // The plane is not among the checks; where there are no pixels it is not needed.
-  expect_refused(kAVX, {.no_plane = true}, kInvalid, module::kArithmeticUnit,
-                 "tavix::module::StatisticalFunctionOp",
-                 [](auto...) { return printed("src->data[0](%p) must not be nullptr", nullptr); });
+  const Refuser common = {kAVX, module::kArithmeticUnit, "tavix::module::StatisticalFunctionOp"};
+  common({.no_plane = true}, kInvalid,
+         [](auto...) { return printed("src->data[0](%p) must not be nullptr", nullptr); });
   TavixFrameV2 empty = {};
   empty.video = {3, 4, 0, TAVIX_PIX_FMT_BGR24, 0, 0};
   EXPECT_EQ(statistic(kAVX, &empty, TAVIX_STAT_OP_SUM), std::vector<double>(3, 0.0));
