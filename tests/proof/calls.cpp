@@ -19,8 +19,8 @@ struct Records {
   static constexpr int32_t kWidth = 37, kHeight = 19;
 
   GuardedFrame a{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}}, b{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}},
-      dst{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}}, floats{{TAVIX_PIX_FMT_BGRF32, kWidth, kHeight}},
-      mask{{TAVIX_PIX_FMT_GRAY8, kWidth, kHeight}}, nv12{{TAVIX_PIX_FMT_NV12, kWidth, kHeight}},
+      dst{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}}, mask{{TAVIX_PIX_FMT_GRAY8, kWidth, kHeight}},
+      nv12{{TAVIX_PIX_FMT_NV12, kWidth, kHeight}},
       larger{{TAVIX_PIX_FMT_BGR24, kWidth + 4, kHeight + 4}};
   TavixBlob *tensor = make_blob({1, 3, kHeight, kWidth}),
             *other = make_blob({1, 3, kHeight, kWidth});
@@ -46,10 +46,17 @@ struct Records {
   }
 
   Records() {
-    a.fill(test::Fill::noise, 1), b.fill(test::Fill::noise, 2), floats.fill(test::Fill::noise, 3);
-    mask.fill(test::Fill::noise, 4), nv12.fill(test::Fill::noise, 5);
+    a.fill(test::Fill::noise, 1), b.fill(test::Fill::noise, 2), mask.fill(test::Fill::noise, 4);
+    renew();
     auto *scores = static_cast<float *>(TavixBlobBufferGet(tensor));
     for (int i = 0; i < 3 * kHeight * kWidth; ++i) scores[i] = float(i % 97) / 9 - 5;
+  }
+
+  // What calls write is as it was in the beginning.
+  void renew() {
+    nv12.fill(test::Fill::noise, 5);
+    dst.fill(test::Fill::noise, 6), larger.fill(test::Fill::noise, 6);
+    std::memset(TavixBlobBufferGet(other), 0, sizeof(float) * 3 * kHeight * kWidth);
   }
 };
 
@@ -97,8 +104,8 @@ class Collector {
 }  // namespace
 
 std::vector<Subject> subjects() {
-  static Records &r = *new Records;
-  const auto take = [] {
+  Records &r = *new Records;
+  const auto take = [&r] {
     Collector all;
     for (const GuardedFrame *frame : {&r.dst, &r.larger, &r.nv12}) all.add(*frame);
     all.add(TavixBlobBufferGet(r.other), sizeof(float) * 3 * Records::kHeight * Records::kWidth);
@@ -106,6 +113,7 @@ std::vector<Subject> subjects() {
       all.take(*slot);
     all.take(r.array);
     all.take(r.blob);
+    r.renew();
     return all.result();
   };
 
@@ -116,20 +124,20 @@ std::vector<Subject> subjects() {
 
   // Arithmetic, statistics, softmax: each of the four layers.
 #define TAVIX_ADD_BINARY(layer)                                                              \
-  add("TavixFrameBinaryArithmetic" #layer, Leaves::arena, 1, [] {                            \
+  add("TavixFrameBinaryArithmetic" #layer, Leaves::arena, 1, [&r] {                          \
     return TavixFrameBinaryArithmetic##layer(r.a, r.b, TAVIX_BINARY_OP_ADD, r.ones, r.parts, \
                                              r.parts, r.dst);                                \
   })
 #define TAVIX_ADD_UNARY(layer)                                                                  \
-  add("TavixFrameUnaryArithmetic" #layer, Leaves::arena, 1, [] {                                \
+  add("TavixFrameUnaryArithmetic" #layer, Leaves::arena, 1, [&r] {                              \
     return TavixFrameUnaryArithmetic##layer(r.a, TAVIX_UNARY_OP_SQRT, r.parts, r.parts, r.dst); \
   })
 #define TAVIX_ADD_STATISTICS(layer)                             \
   add("TavixFrameStatisticalFunction" #layer, Leaves::arena, 2, \
-      [] { return TavixFrameStatisticalFunction##layer(r.a, TAVIX_STAT_OP_STDDEV, &r.array); })
+      [&r] { return TavixFrameStatisticalFunction##layer(r.a, TAVIX_STAT_OP_STDDEV, &r.array); })
 #define TAVIX_ADD_SOFTMAX(layer)                   \
   add("TavixBlobSoftmax" #layer, Leaves::arena, 1, \
-      [] { return TavixBlobSoftmax##layer(r.tensor, 1, r.other); })
+      [&r] { return TavixBlobSoftmax##layer(r.tensor, 1, r.other); })
 #define TAVIX_ADD_LAYERS(add_layer) \
   add_layer(ByCPU);                 \
   add_layer(Forward);               \
@@ -147,82 +155,82 @@ std::vector<Subject> subjects() {
 
   // Colour and blobs.
   add("TavixFrameConvertColorByCPU", Leaves::arena, 1,
-      [] { return TavixFrameConvertColorByCPU(r.a, r.nv12); });
+      [&r] { return TavixFrameConvertColorByCPU(r.a, r.nv12); });
   add("TavixFrameToBlobByCPU", Leaves::nothing, 1,
-      [] { return TavixFrameToBlobByCPU(r.a, r.other); });
+      [&r] { return TavixFrameToBlobByCPU(r.a, r.other); });
   add("TavixFramesToBlobByCPU", Leaves::nothing, 1,
-      [] { return TavixFramesToBlobByCPU(&r.a_frames, r.other); });
+      [&r] { return TavixFramesToBlobByCPU(&r.a_frames, r.other); });
   add("TavixBlobToFrameByCPU", Leaves::nothing, 1,
-      [] { return TavixBlobToFrameByCPU(r.tensor, r.dst); });
+      [&r] { return TavixBlobToFrameByCPU(r.tensor, r.dst); });
   add("TavixBlobToFramesByCPU", Leaves::nothing, 1,
-      [] { return TavixBlobToFramesByCPU(r.tensor, &r.dst_frames); });
-  add("TavixFrameDataTypeConvertNormalizationFuseByCPU", Leaves::nothing, 2, [] {
+      [&r] { return TavixBlobToFramesByCPU(r.tensor, &r.dst_frames); });
+  add("TavixFrameDataTypeConvertNormalizationFuseByCPU", Leaves::nothing, 2, [&r] {
     return TavixFrameDataTypeConvertNormalizationFuseByCPU(r.a, &r.frame, TAVIX_DATA_TYPE_FLOAT32,
                                                            r.norm_vals);
   });
 
   // Geometry.
-  add("TavixFrameResizeByCPU", Leaves::opencv, 0, [] {
+  add("TavixFrameResizeByCPU", Leaves::opencv, 0, [&r] {
     return TavixFrameResizeByCPU(r.a, r.larger, Records::kWidth + 4, Records::kHeight + 4, 1);
   });
   add("TavixFrameResizeByScaleByCPU", Leaves::opencv, 2,
-      [] { return TavixFrameResizeByScaleByCPU(r.a, &r.frame, 0.5, 2, 1); });
+      [&r] { return TavixFrameResizeByScaleByCPU(r.a, &r.frame, 0.5, 2, 1); });
   add("TavixFrameWarpAffineByCPU", Leaves::opencv, 0,
-      [] { return TavixFrameWarpAffineByCPU(r.larger, r.a, r.affine, 1, 0, 7); });
+      [&r] { return TavixFrameWarpAffineByCPU(r.larger, r.a, r.affine, 1, 0, 7); });
   add("TavixFrameWarpPerspectiveByCPU", Leaves::opencv, 0,
-      [] { return TavixFrameWarpPerspectiveByCPU(r.larger, r.a, r.perspective, 1, 0, 7); });
-  add("TavixFrameRoiByCPU", Leaves::opencv, 0, [] {
+      [&r] { return TavixFrameWarpPerspectiveByCPU(r.larger, r.a, r.perspective, 1, 0, 7); });
+  add("TavixFrameRoiByCPU", Leaves::opencv, 0, [&r] {
     return TavixFrameRoiByCPU(r.a, r.larger, {1, 2, 10, 9}, {3, 4, 10, 9});
   });
   add("TavixFrameCopyMakeBorderByCPU", Leaves::opencv, 0,
-      [] { return TavixFrameCopyMakeBorderByCPU(r.a, r.larger, 1, 3, 2, 2, 4, 0); });
+      [&r] { return TavixFrameCopyMakeBorderByCPU(r.a, r.larger, 1, 3, 2, 2, 4, 0); });
 
   // Filters.
-  add("TavixFrameBlurByCPU", Leaves::memory, 1, [] {
+  add("TavixFrameBlurByCPU", Leaves::memory, 1, [&r] {
     return TavixFrameBlurByCPU(r.a, r.dst, {5, 3});
   });
-  add("TavixFrameBoxFilterByCPU", Leaves::memory, 1, [] {
+  add("TavixFrameBoxFilterByCPU", Leaves::memory, 1, [&r] {
     const TavixSize size = {3, 5};
     return TavixFrameBoxFilterByCPU(r.a, r.dst, &size);
   });
   add("TavixFrameFilter2DByCPU", Leaves::memory, 1,
-      [] { return TavixFrameFilter2DByCPU(r.a, r.dst, &r.filter); });
+      [&r] { return TavixFrameFilter2DByCPU(r.a, r.dst, &r.filter); });
   add("TavixFrameDilateBorderByCPU", Leaves::memory, 1,
-      [] { return TavixFrameDilateBorderByCPU(r.a, r.dst, &r.element); });
+      [&r] { return TavixFrameDilateBorderByCPU(r.a, r.dst, &r.element); });
   add("TavixFrameErodeBorderByCPU", Leaves::memory, 1,
-      [] { return TavixFrameErodeBorderByCPU(r.a, r.dst, &r.element); });
+      [&r] { return TavixFrameErodeBorderByCPU(r.a, r.dst, &r.element); });
   add("TavixFrameThresholdBinaryByCPU", Leaves::memory, 1,
-      [] { return TavixFrameThresholdBinaryByCPU(r.a, r.dst, 100, 200, 0); });
+      [&r] { return TavixFrameThresholdBinaryByCPU(r.a, r.dst, 100, 200, 0); });
   add("TavixFrameMinMaxNormByCPU", Leaves::memory, 1,
-      [] { return TavixFrameMinMaxNormByCPU(r.a, r.dst, 10, 200); });
+      [&r] { return TavixFrameMinMaxNormByCPU(r.a, r.dst, 10, 200); });
 
   // Channels, masks and fills.
   add("TavixFrameChannelSplitByCPU", Leaves::opencv, 2,
-      [] { return TavixFrameChannelSplitByCPU(r.a, &r.channels, 7); });
-  add("TavixFrameAddMaskByCPU", Leaves::opencv, 2, [] {
+      [&r] { return TavixFrameChannelSplitByCPU(r.a, &r.channels, 7); });
+  add("TavixFrameAddMaskByCPU", Leaves::opencv, 2, [&r] {
     const int32_t status = TavixFrameAddMaskByCPU(r.a, r.mask, &r.frame);
     if (status != TAVIX_OK) r.frame = nullptr;  // must not be used
     return status;
   });
   add("TavixFrameMultiFrameByCPU", Leaves::memory, 2,
-      [] { return TavixFrameMultiFrameByCPU(r.a, r.b, &r.frame); });
+      [&r] { return TavixFrameMultiFrameByCPU(r.a, r.b, &r.frame); });
   add("TavixFrameMemfillByCPU", Leaves::nothing, 0,
-      [] { return TavixFrameMemfillByCPU(r.dst, r.dst, 77); });
+      [&r] { return TavixFrameMemfillByCPU(r.dst, r.dst, 77); });
 
   // The core's services and what applications call.
   const auto made = [](const void *result) {
     return result == nullptr ? TAVIX_ERROR_MEMORY : TAVIX_OK;
   };
-  add("TavixVideoFrameAllocV2", Leaves::nothing, 1, [made] {
+  add("TavixVideoFrameAllocV2", Leaves::nothing, 1, [made, &r] {
     return made(r.frame = TavixVideoFrameAllocV2(TAVIX_PIX_FMT_BGR24, 0, 20, 10, 0, 64));
   });
   add("TavixFrameFreeV2", Leaves::nothing, 0, [] {
     TavixFrameFreeV2(nullptr);
     return TAVIX_OK;
   });
-  add("TavixFrameCopyV2", Leaves::nothing, 0, [] { return TavixFrameCopyV2(r.dst, r.a, 0, 0); });
+  add("TavixFrameCopyV2", Leaves::nothing, 0, [&r] { return TavixFrameCopyV2(r.dst, r.a, 0, 0); });
   add("TavixArrayAlloc", Leaves::nothing, 1,
-      [made] { return made(r.array = TavixArrayAlloc(TAVIX_ARRAY_TYPE_DOUBLE, 3)); });
+      [made, &r] { return made(r.array = TavixArrayAlloc(TAVIX_ARRAY_TYPE_DOUBLE, 3)); });
   add("TavixLoggerLogV2", Leaves::nothing, 1, [] {
     TavixLoggerLogV2(TAVIX_LOG_ERROR, "file", "function", 1, "%0600d", 7);
     return TAVIX_OK;
@@ -232,14 +240,14 @@ std::vector<Subject> subjects() {
     return TAVIX_OK;
   });
   add("TavixBlobBufferGet", Leaves::nothing, 0,
-      [made] { return made(TavixBlobBufferGet(r.tensor)); });
+      [made, &r] { return made(TavixBlobBufferGet(r.tensor)); });
   add("TavixBufferDataGetV2", Leaves::nothing, 0,
-      [made] { return made(TavixBufferDataGetV2(r.tensor->buffer)); });
-  add("TavixBlobAlloc", Leaves::nothing, 1, [made] {
+      [made, &r] { return made(TavixBufferDataGetV2(r.tensor->buffer)); });
+  add("TavixBlobAlloc", Leaves::nothing, 1, [made, &r] {
     constexpr int32_t kDims[] = {4, 5};
     return made(r.blob = TavixBlobAlloc(TAVIX_DATA_TYPE_FLOAT32, 0, 2, kDims));
   });
-  add("TavixBufferRetain", Leaves::nothing, 0, [] {
+  add("TavixBufferRetain", Leaves::nothing, 0, [&r] {
     TavixBufferRelease(TavixBufferRetain(r.tensor->buffer));
     return TAVIX_OK;
   });

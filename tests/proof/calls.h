@@ -31,11 +31,11 @@ struct Subject {
   int lines;
   // Calls it; the status, or TAVIX_ERROR_MEMORY for a null result.
   std::function<int32_t()> call;
-  // The bytes that a successful call leaves; frees what it made.
+  // The bytes that a successful call leaves; frees what it made, and all is as before the call.
   std::function<Result()> take;
 };
 
-// Made once, before anything fails.
+// On records of their own, which stay: to be made before anything fails.
 std::vector<Subject> subjects();
 
 }  // namespace tavix::proof

@@ -183,10 +183,15 @@ std::string complaint_of(const Subject &subject, const Case &c) {
   return report().complaint;
 }
 
+const std::vector<Subject> &every_subject() {
+  static const auto subjects = proof::subjects();
+  return subjects;
+}
+
 class FailingResources : public ::testing::TestWithParam<size_t> {};
 
 TEST_P(FailingResources, AreAnsweredByStatusOrNamedException) {
-  const Subject subject = subjects()[GetParam()];
+  const Subject &subject = every_subject()[GetParam()];
   if (subject.name.ends_with("AVX") && !module::use_avx2()) GTEST_SKIP() << "no AVX2";
   int64_t cases = 0, refusals = 0;
   for (const bool warm : {false, true})
@@ -208,8 +213,8 @@ TEST_P(FailingResources, AreAnsweredByStatusOrNamedException) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Functions, FailingResources,
-                         ::testing::Range(size_t(0), subjects().size()),
-                         [](const auto &function) { return subjects()[function.param].name; });
+                         ::testing::Range(size_t(0), every_subject().size()),
+                         [](const auto &function) { return every_subject()[function.param].name; });
 
 // The first line of a process comes when there is no memory at all.
 TEST(FailingResources, LeaveTheFirstLogLineOfAProcess) {
