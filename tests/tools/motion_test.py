@@ -259,7 +259,9 @@ class BadOutput(MotionTest):
         self.assert_refuses(video, "cannot write '.*motion.mp4': .* 1 x 9.*")
 
     def test_interrupted(self):
-        video = make_video(self.folder / "clip.avi", "-c:v", "mjpeg", size="1280x720", frames=100)
+        clip = make_video(self.folder / "clip.avi", "-c:v", "mjpeg", size="1280x720", frames=100)
+        video = self.folder / "long.avi"  # than any machine needs to send the signal
+        ffmpeg("-stream_loop", "49", "-i", clip, "-c", "copy", video)
         run = subprocess.Popen([tool.TAVIX, "motion", video, "--output", self.output], stderr=subprocess.PIPE,
                                stdout=subprocess.PIPE, text=True)
         for _ in range(1000):
