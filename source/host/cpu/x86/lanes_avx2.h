@@ -23,10 +23,6 @@ TAVIX_INLINE __m256i load_256(const void *p) {
 TAVIX_INLINE __m256 load_8_floats(const void *p) {
   return _mm256_castsi256_ps(load_256(p));
 }
-// Eight bytes as floats.
-TAVIX_INLINE __m256 load_8_bytes(const void *p) {
-  return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(load_64(p)));
-}
 TAVIX_INLINE void store_64(void *p, __m128i v) {
   _mm_storel_epi64(static_cast<__m128i *>(p), v);
 }

@@ -29,21 +29,11 @@ TAVIX_INLINE void store_384(uint8_t *p, __m512i v) {
   store_256(p, _mm512_castsi512_si256(v));
   store_128(p + 32, _mm512_extracti32x4_epi32(v, 2));
 }
-TAVIX_INLINE void store_halves_512(void *low, void *high, __m512i v) {
-  store_256(low, _mm512_castsi512_si256(v));
-  store_256(high, _mm512_extracti64x4_epi64(v, 1));
-}
 
 // Lanes of 64 bits: the even ones, then the odd ones. Packs of two vectors, which go quarter by
 // quarter, leave the first vector in the even ones.
 TAVIX_INLINE __m512i even_then_odd(__m512i v) {
   return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7), v);
-}
-
-// Integers of which the saturating packs to bytes make v clamped to 0..255 and rounded half to
-// even, and 0 of NaN; see round_for_packs of eight floats.
-TAVIX_INLINE __m512i round_16_for_packs(__m512 v) {
-  return _mm512_cvtps_epi32(_mm512_min_ps(_mm512_set1_ps(255.0f), v));
 }
 
 // 64 integers clamped to 0..255.

@@ -6,7 +6,7 @@
 #include "cpu/tavix_cvt_color/rgb_rows.h"
 #include "cpu/x86/cvt_color/gather_plan.h"
 
-#include "cpu/x86/cvt_color/vectors_avx2.h"
+#include "cpu/x86/cvt_color/samples_avx2.h"
 
 namespace tavix::module::avx2 {
 
@@ -145,36 +145,41 @@ TAVIX_INLINE void store_packed(uint8_t *dst, __m256i packed) {
   }
 }
 
-// Sums of three products, as words of 16 pixels. Samples are taken less 128, in [-128, 127]: pairs
-// lie in [-29056, 28829] or less, and sums of all three, less 32768, in [-32768, 32512].
-template <int src_step, bool r_first>
-struct GrayWords {
-  static TAVIX_INLINE __m256i pair_sums(const uint8_t *src) {
+// (sum of three products + 128) >> 8 of 16 pixels, less 128, as words. Samples are taken less 128 and
+// multiplied by bytes that sum to at most 256: pairs lie in [-29056, 28829] or less, sums of all three
+// in [-32768, 32512], results in [-128, 127].
+template <int step>
+TAVIX_INLINE __m256i weighted_words(const uint8_t *src, __m256i weights) {
+  __m256i sums[2];
+  for (int i = 0; i < 2; ++i) {
+    const uint8_t *p = src + i * 8 * step;
     __m256i pixels;
-    if constexpr (src_step == 4) {
-      pixels = load_256(src);
+    if constexpr (step == 4) {
+      pixels = load_256(p);
     } else {
       const __m256i low_first =
           _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1, 4, 5, 6, -1, 7, 8,
                            9, -1, 10, 11, 12, -1, 13, 14, 15, -1);
-      pixels = _mm256_shuffle_epi8(load_halves(src, src + 8), low_first);
+      pixels = _mm256_shuffle_epi8(load_halves(p, p + 8), low_first);
     }
-    constexpr int kFirst = r_first ? kBt601Gray.fixed_red : kBt601Gray.fixed_blue,
-                  kThird = r_first ? kBt601Gray.fixed_blue : kBt601Gray.fixed_red;
-    const __m256i weights = _mm256_set1_epi32(kFirst | kBt601Gray.fixed_green << 8 | kThird << 16);
-    return _mm256_maddubs_epi16(weights, pixels ^ all_bytes(128));
+    sums[i] = _mm256_maddubs_epi16(weights, pixels ^ all_bytes(-128));
   }
-
-  // (sum + 128) >> 8 less 128, in [-128, 127]. Rounding by a multiplication is
-  // (128 sum + 2^14) >> 15.
-  static TAVIX_INLINE __m256i of(const uint8_t *src) {
-    const __m256i sums = _mm256_hadd_epi16(pair_sums(src), pair_sums(src + 8 * src_step));
-    return _mm256_mulhrs_epi16(sums, all_words(128));
-  }
-};
-TAVIX_INLINE __m256i pack_gray(__m256i low, __m256i high) {
+  // A rounded shift by 8 is a multiplication: (128 sum + 2^14) >> 15.
+  return _mm256_mulhrs_epi16(_mm256_hadd_epi16(sums[0], sums[1]), all_words(128));
+}
+TAVIX_INLINE __m256i pack_words(__m256i low, __m256i high) {
   return zip_halves(_mm256_packs_epi16(low, high));
 }
+
+template <int src_step, bool r_first>
+struct GrayWords {
+  static TAVIX_INLINE __m256i of(const uint8_t *src) {
+    constexpr int kFirst = r_first ? kBt601Gray.fixed_red : kBt601Gray.fixed_blue,
+                  kThird = r_first ? kBt601Gray.fixed_blue : kBt601Gray.fixed_red;
+    return weighted_words<src_step>(src,
+                                    all_of(kFirst | kBt601Gray.fixed_green << 8 | kThird << 16));
+  }
+};
 
 // Vectors of 8 pixels of floats. Negative indices of the first window select the second one, or
 // alpha.

@@ -6,7 +6,7 @@
 #include "cpu/tavix_cvt_color/rgb_rows.h"
 #include "cpu/x86/cvt_color/gather_plan.h"
 
-#include "cpu/x86/cvt_color/vectors_avx512vbmi.h"
+#include "cpu/x86/cvt_color/samples_avx512vbmi.h"
 
 namespace tavix::module::avx512vbmi {
 
@@ -116,7 +116,7 @@ struct BytesOf {
     if constexpr (Plan::kPlan.windows == 2)
       return _mm512_permutex2var_epi8(first, index, load_512(src + offset[1][v]));
     if constexpr (Plan::kPlan.adds_alpha)
-      return _mm512_mask_permutexvar_epi8(all_bytes(255), kPermutations.given[v], index, first);
+      return _mm512_mask_permutexvar_epi8(all_bytes(-1), kPermutations.given[v], index, first);
     return _mm512_permutexvar_epi8(index, first);
   }
 };
@@ -144,7 +144,7 @@ struct WidenedBytesOf {
 template <int src_step, int dst_step, bool swap>
 TAVIX_INLINE void store_packed(uint8_t *dst, __m512i packed) {
   static constexpr PackedPermutation<src_step, dst_step, swap> kPermutation{};
-  const __m512i out = _mm512_mask_permutexvar_epi8(all_bytes(255), kPermutation.given,
+  const __m512i out = _mm512_mask_permutexvar_epi8(all_bytes(-1), kPermutation.given,
                                                    load_512(kPermutation.index), packed);
   dst_step == 4 ? store_512(dst, out) : store_384(dst, out);
 }
@@ -158,7 +158,7 @@ struct GrayWords {
   static TAVIX_INLINE __m512i of(const uint8_t *src) {
     constexpr int kFirst = r_first ? kBt601Gray.fixed_red : kBt601Gray.fixed_blue,
                   kThird = r_first ? kBt601Gray.fixed_blue : kBt601Gray.fixed_red;
-    const __m512i sign = all_bytes(128);
+    const __m512i sign = all_bytes(-128);
     const __m512i a = load_512(src) ^ sign, b = load_512(src + kPairs.kSecond) ^ sign;
     const __m512i first_two = _mm512_permutex2var_epi8(a, load_512(kPairs.first_two), b);
     const __m512i third = _mm512_permutex2var_epi8(a, load_512(kPairs.third), b);
@@ -168,7 +168,7 @@ struct GrayWords {
     return _mm512_mulhrs_epi16(sum, all_words(128));
   }
 };
-TAVIX_INLINE __m512i pack_gray(__m512i low, __m512i high) {
+TAVIX_INLINE __m512i pack_words(__m512i low, __m512i high) {
   return even_then_odd(_mm512_packs_epi16(low, high));
 }
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "cpu/x86/cvt_color/vectors_avx2.h"
+#include "cpu/x86/cvt_color/samples_avx2.h"
 
 namespace tavix::module::avx2 {
 
@@ -45,13 +45,15 @@ constexpr Permutations3 kPermutations3;
 // the positions congruent to k - j.
 struct Interleave3 {
   alignas(32) uint8_t order[3][32];
+  alignas(32) uint8_t split[3][32];      // the way back, to columns in order
   alignas(32) uint8_t congruent[3][32];  // 0xff where a position is 0, 1, 2 modulo 3
 
-  constexpr Interleave3() : order(), congruent() {
+  constexpr Interleave3() : order(), split(), congruent() {
     for (int half = 0; half < 32; half += 16)
       for (int k = 0; k < 3; ++k)
         for (int x = 0; x < 16; ++x) {
           order[k][half + (3 * x + k) % 16] = uint8_t(x % 2 * 8 + x / 2);
+          split[k][half + x] = uint8_t((3 * x + k) % 16);
           congruent[k][half + x] = x % 3 == k ? 0xff : 0;
         }
   }
@@ -123,6 +125,23 @@ TAVIX_INLINE void store_pixels(uint8_t *p, const __m256 (&c)[3]) {
   }
 }
 
+// Bytes of the first of three vectors, but of the others at the positions of each half that are
+// congruent to those given.
+TAVIX_INLINE __m256i blended(const __m256i (&v)[3], int second, int third) {
+  const __m256i two = _mm256_blendv_epi8(v[0], v[1], load_256(kInterleave3.congruent[second % 3]));
+  return _mm256_blendv_epi8(two, v[2], load_256(kInterleave3.congruent[third % 3]));
+}
+
+// The channels of 32 pixels of bytes.
+template <int channels>
+TAVIX_INLINE void load_planes(const uint8_t *p, __m256i (&c)[3]) {
+  static_assert(channels == 3);
+  __m256i v[3];
+  for (int j = 0; j < 3; ++j) v[j] = load_halves(p + 16 * j, p + 48 + 16 * j);
+  for (int k = 0; k < 3; ++k)
+    c[k] = _mm256_shuffle_epi8(blended(v, k + 2, k + 1), load_256(kInterleave3.split[k]));
+}
+
 // 32 pixels of bytes, with a fourth channel of 255. Each half of a channel has its even columns
 // before its odd ones.
 template <int channels>
@@ -131,15 +150,10 @@ TAVIX_INLINE void store_pixels(uint8_t *at, const __m256i (&c)[3]) {
     __m256i placed[3];
     for (int k = 0; k < 3; ++k)
       placed[k] = _mm256_shuffle_epi8(c[k], load_256(kInterleave3.order[k]));
-    for (int j = 0; j < 3; ++j) {
-      const __m256i two =
-          _mm256_blendv_epi8(placed[0], placed[1], load_256(kInterleave3.congruent[(4 - j) % 3]));
-      const __m256i three =
-          _mm256_blendv_epi8(two, placed[2], load_256(kInterleave3.congruent[(5 - j) % 3]));
-      store_halves(at + 16 * j, at + 48 + 16 * j, three);
-    }
+    for (int j = 0; j < 3; ++j)
+      store_halves(at + 16 * j, at + 48 + 16 * j, blended(placed, 4 - j, 5 - j));
   } else {
-    const __m256i alpha = all_bytes(255);
+    const __m256i alpha = all_bytes(-1);
     const __m256i even01 = _mm256_unpacklo_epi8(c[0], c[1]),
                   odd01 = _mm256_unpackhi_epi8(c[0], c[1]),
                   even23 = _mm256_unpacklo_epi8(c[2], alpha),

@@ -5,7 +5,7 @@
 #include "cpu/tavix_cvt_color/sample_values.h"
 #include "cpu/x86/cvt_color/pixel_orders_avx512.h"
 
-#include "cpu/x86/cvt_color/vectors_avx512.h"
+#include "cpu/x86/cvt_color/samples_avx512.h"
 
 TAVIX_AVX512_BEGIN
 

@@ -3,10 +3,10 @@
 // What fills no block is left to those.
 #include "cpu/tavix_cvt_color/sample_values.h"
 #include "cpu/tavix_cvt_color/yuv_repack.h"
+#include "cpu/x86/cvt_color/rgb_to_yuv_lanes.h"
 #include "cpu/x86/cvt_color/yuv_to_rgb_lanes.h"
 
 #include "cpu/x86/cvt_color/gathers_avx512vbmi.h"
-#include "cpu/x86/cvt_color/rgb_to_yuv_avx512vbmi.h"
 
 TAVIX_AVX512VBMI_BEGIN
 

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the row texts of this folder (*.inc) are written with, on vectors of 32 bytes or eight
-// floats. vectors_avx512.h has the same names. Include this header last.
+// Vectors of samples as the row texts of this folder (*.inc) move and pack them, with AVX2.
+// samples_avx512.h and samples_avx512vbmi.h have the same names. Include this header last.
 #pragma once
 
 #include <cstdint>
 
-#include "cpu/x86/lanes_avx2.h"
+#include "cpu/tavix_cvt_color/yuv420.h"
 #include "cpu/x86/prefetch.h"
-
-#define TAVIX_MM(operation) _mm256_##operation
+#include "cpu/x86/vectors_avx2.h"
 
 TAVIX_AVX2_BEGIN
 
@@ -16,41 +15,21 @@ namespace tavix::module::avx2 {
 
 namespace {
 
-using Floats = __m256;
-using Ints = __m256i;
-constexpr int kLanes = 8, kBytes = 32;
-
 // Whether rows of bytes gain by asking for memory: half a line at a time comes in too late unasked.
 constexpr bool kBytesAhead = true;
-
-TAVIX_INLINE Ints load(const void *p) {
-  return load_256(p);
-}
-TAVIX_INLINE void store(void *p, Ints v) {
-  store_256(p, v);
-}
-TAVIX_INLINE Floats load_floats(const void *p) {
-  return load_8_floats(p);
-}
-TAVIX_INLINE void store_floats(void *p, Floats v) {
-  store_8_floats(p, v);
-}
-
-#include "cpu/x86/cvt_color/row_blocks.inc"
-#include "cpu/x86/cvt_color/vectors.inc"
-
-// Four vectors of integers clamped to bytes; one or two of them, in the low half.
-TAVIX_INLINE Ints clamped(const Ints (&v)[4]) {
-  return pack_clamped(v[0], v[1], v[2], v[3]);
-}
-template <int n>
-TAVIX_INLINE __m128i clamped_low(const Ints (&v)[n]) {
-  return _mm256_castsi256_si128(pack_clamped(v[0], v[n - 1], v[0], v[n - 1]));
-}
 
 // The even lanes of 64 bits before the odd ones: what packs of two vectors leave.
 TAVIX_INLINE Ints even_then_odd(Ints v) {
   return _mm256_permute4x64_epi64(v, _MM_SHUFFLE(3, 1, 2, 0));
+}
+
+#include "cpu/x86/cvt_color/row_blocks.inc"
+#include "cpu/x86/cvt_color/samples.inc"
+
+// One or two vectors of integers clamped to bytes.
+template <int n>
+TAVIX_INLINE __m128i clamped_low(const Ints (&v)[n]) {
+  return _mm256_castsi256_si128(pack_clamped(v[0], v[n - 1], v[0], v[n - 1]));
 }
 
 TAVIX_INLINE Ints swap_pairs(Ints v) {

@@ -5,7 +5,7 @@
 
 #include "cpu/x86/cvt_color/pixel_orders_avx512.h"
 
-#include "cpu/x86/cvt_color/vectors_avx512.h"
+#include "cpu/x86/cvt_color/samples_avx512.h"
 
 namespace tavix::module::avx512vbmi {
 
@@ -55,15 +55,15 @@ TAVIX_INLINE Ints replaced(Ints v, __mmask64 mask, Ints index, Ints other) {
 
 // Every first and every second byte of two vectors.
 TAVIX_INLINE void split_pairs(Ints a, Ints b, Ints (&bytes)[2]) {
-  for (int k = 0; k < 2; ++k) bytes[k] = permuted(a, load(kPairOrders.split[k]), b);
+  for (int k = 0; k < 2; ++k) bytes[k] = permuted(a, load_ints(kPairOrders.split[k]), b);
 }
 // And back.
 TAVIX_INLINE void join_pairs(Ints first, Ints second, Ints (&pairs)[2]) {
-  for (int k = 0; k < 2; ++k) pairs[k] = permuted(first, load(kPairOrders.join[k]), second);
+  for (int k = 0; k < 2; ++k) pairs[k] = permuted(first, load_ints(kPairOrders.join[k]), second);
 }
 // Pairs of half as many bytes.
 TAVIX_INLINE Ints load_pairs(const uint8_t *first, const uint8_t *second) {
-  return permuted(_mm512_castsi256_si512(load_256(first)), load(kPairOrders.join[0]),
+  return permuted(_mm512_castsi256_si512(load_256(first)), load_ints(kPairOrders.join[0]),
                   _mm512_castsi256_si512(load_256(second)));
 }
 

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the row texts of this folder (*.inc) are written with, on vectors of 64 bytes or sixteen
-// floats. vectors_avx2.h has the same names. Include this header last.
+// Vectors of samples as the row texts of this folder (*.inc) move and pack them, with AVX-512. Include
+// this header last.
 #pragma once
 
 #include <cstdint>
 #include <type_traits>
 
-#include "cpu/x86/lanes_avx512.h"
+#include "cpu/tavix_cvt_color/yuv420.h"
 #include "cpu/x86/prefetch.h"
-
-#define TAVIX_MM(operation) _mm512_##operation
+#include "cpu/x86/vectors_avx512.h"
 
 TAVIX_AVX512_BEGIN
 
@@ -17,31 +16,11 @@ namespace tavix::module::avx512 {
 
 namespace {
 
-using Floats = __m512;
-using Ints = __m512i;
-constexpr int kLanes = 16, kBytes = 64;
-
 constexpr bool kBytesAhead = false;  // whole lines come in soon enough
 
-TAVIX_INLINE Ints load(const void *p) {
-  return load_512(p);
-}
-TAVIX_INLINE void store(void *p, Ints v) {
-  store_512(p, v);
-}
-TAVIX_INLINE Floats load_floats(const void *p) {
-  return load_16_floats(p);
-}
-TAVIX_INLINE void store_floats(void *p, Floats v) {
-  store_16_floats(p, v);
-}
+#include "cpu/x86/cvt_color/samples.inc"
 
-#include "cpu/x86/cvt_color/vectors.inc"
-
-// Four vectors of integers clamped to bytes; or one.
-TAVIX_INLINE Ints clamped(const Ints (&v)[4]) {
-  return pack_clamped_64(v[0], v[1], v[2], v[3]);
-}
+// A vector of integers clamped to bytes.
 TAVIX_INLINE __m128i clamped_low(const Ints (&v)[1]) {
   return pack_clamped_16(v[0]);
 }
@@ -77,13 +56,13 @@ TAVIX_INLINE Ints chosen(__mmask64 mask, Ints no, Ints yes) {
   return _mm512_mask_blend_epi8(mask, no, yes);
 }
 TAVIX_INLINE void load_into(Floats &v, const void *p) {
-  v = load_floats(p);
-}
-TAVIX_INLINE void load_into(Ints &v, const void *p) {
   v = load(p);
 }
-TAVIX_INLINE void store(void *p, Floats v) {
-  store_floats(p, v);
+TAVIX_INLINE void load_into(Ints &v, const void *p) {
+  v = load_ints(p);
+}
+TAVIX_INLINE void store(void *p, Ints v) {
+  store_ints(p, v);
 }
 
 }  // namespace
