@@ -116,7 +116,7 @@ class PackedReference {
 
 // Refused before anything else looks at it.
 inline bool refuses_empty(int32_t from, int32_t to) {
-  return (from <= 1 && to <= 2) && from != to;
+  return (from <= TAVIX_PIX_FMT_BGR24 && to <= TAVIX_PIX_FMT_GRAY8) && from != to;
 }
 
 }  // namespace tavix::test

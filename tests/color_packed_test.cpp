@@ -6,6 +6,7 @@
 #include <cmath>
 #include <string>
 
+#include "color_formats.h"
 #include "color_packed_reference.h"
 #include "support/compare.h"
 #include "support/core_double.h"
@@ -16,8 +17,6 @@
 
 namespace tavix::test {
 namespace {
-
-const std::vector<int32_t> kPacked = {0, 1, 2, 4, 5, 11, 12, 13, 14};
 
 // Floats around what 8-bit conversion looks at: values of 0 to 1 and a little beyond, the halves
 // between two 8-bit values and their neighbours, and what is no ordinary number.
@@ -55,7 +54,7 @@ void expect_reference(const GuardedFrame &src, int32_t format, const FrameLayout
 
 TEST(PackedConversion, EveryPairOverSizesLayoutsAndFills) {
   for_each_path([](const Path &path) {
-    sweep({.formats = kPacked, .widths = numbers(0, 130)}, 1500, [&](const SweepCase &c) {
+    sweep({.formats = kPackedFormats, .widths = numbers(0, 130)}, 1500, [&](const SweepCase &c) {
       // A pixel of a three-channel format may take four elements, on either side.
       const bool wide_src = c.seed % 5 == 0, wide_dst = c.seed % 7 == 0;
       FrameShape shape = c.shape;
@@ -63,7 +62,7 @@ TEST(PackedConversion, EveryPairOverSizesLayoutsAndFills) {
       GuardedFrame src(shape, c.layout);
       fill_frame(src, c.fill, c.seed);
       src->video.color_space = int32_t(c.seed % 12) - 1;
-      for (const int32_t format : kPacked) {
+      for (const int32_t format : kPackedFormats) {
         if (format == shape.format) continue;
         const FrameLayout &layout = kLayouts[(c.seed / 3 + uint64_t(format)) % std::size(kLayouts)];
         expect_reference(src, format, layout, wide_dst && channels_of(format) == 3 ? 4 : 0,
@@ -78,8 +77,8 @@ TEST(PackedConversion, EveryPairOverSizesLayoutsAndFills) {
 TEST(PackedConversion, AnyNumberOfChannelsWithoutPixels) {
   for_each_path([](const Path &path) {
     if (path.workers > 1) return;
-    for (const int32_t from : kPacked)
-      for (const int32_t to : kPacked)
+    for (const int32_t from : kPackedFormats)
+      for (const int32_t to : kPackedFormats)
         for (const int32_t channels : {INT32_MIN, -5, -1, 0, 1, 2, 5, 1 << 20, INT32_MAX}) {
           if (from == to || refuses_empty(from, to)) continue;
           GuardedFrame src({from, 4, 2}), dst({to, 4, 2});
@@ -94,11 +93,11 @@ TEST(PackedConversion, AnyNumberOfChannelsWithoutPixels) {
 TEST(PackedConversion, EveryPairAtEveryWidth) {
   for_each_path([](const Path &path) {
     if (path.workers > 1) return;
-    for (const int32_t from : kPacked) {
+    for (const int32_t from : kPackedFormats) {
       for (int32_t width = 1; width <= 130; width += by_effort(1, 9)) {
         GuardedFrame src({from, width, 2}, {.pad = width % 3});
         fill_frame(src, width % 2 == 0 ? Fill::noise : Fill::halves, uint64_t(width));
-        for (const int32_t to : kPacked)
+        for (const int32_t to : kPackedFormats)
           if (from != to) expect_reference(src, to, {}, 0, path.vector);
         ASSERT_FALSE(HasFailure()) << format_name(from) << ", width " << width;
       }
@@ -108,10 +107,10 @@ TEST(PackedConversion, EveryPairAtEveryWidth) {
 
 TEST(PackedConversion, LargeFrames) {
   for_each_path([](const Path &path) {
-    for (const int32_t from : kPacked) {
+    for (const int32_t from : kPackedFormats) {
       GuardedFrame src({from, by_effort(643, 259), by_effort(121, 33)}, {.pad = 5, .shift = 1});
       fill_frame(src, Fill::noise, 7);
-      for (const int32_t to : kPacked)
+      for (const int32_t to : kPackedFormats)
         if (from != to) expect_reference(src, to, {.pad = 3}, 0, path.vector);
     }
   });
@@ -119,7 +118,12 @@ TEST(PackedConversion, LargeFrames) {
 
 TEST(PackedConversion, InPlaceWherePixelsKeepTheirSize) {
   for_each_path([](const Path &path) {
-    for (const auto &[from, to] : {std::pair{0, 1}, {1, 0}, {4, 5}, {5, 4}, {11, 12}, {14, 13}}) {
+    for (const auto &[from, to] : {std::pair{TAVIX_PIX_FMT_RGB24, TAVIX_PIX_FMT_BGR24},
+                                   {TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_RGB24},
+                                   {TAVIX_PIX_FMT_BGRA32, TAVIX_PIX_FMT_RGBA32},
+                                   {TAVIX_PIX_FMT_RGBA32, TAVIX_PIX_FMT_BGRA32},
+                                   {TAVIX_PIX_FMT_RGBF32, TAVIX_PIX_FMT_BGRF32},
+                                   {TAVIX_PIX_FMT_BGRAF32, TAVIX_PIX_FMT_RGBAF32}}) {
       for (int32_t width = 1; width <= 70; ++width) {
         GuardedFrame frame({from, width, 3}, {.pad = 2}), expected({to, width, 3});
         fill_frame(frame, Fill::noise, uint64_t(width));
@@ -139,7 +143,7 @@ TEST(PackedConversion, InPlaceWherePixelsKeepTheirSize) {
 TEST(PackedConversion, GreyOfEveryColour) {
   for_each_path([](const Path &path) {
     if (path.workers > 1) return;
-    for (const int32_t from : {0, 1, 4, 5}) {
+    for (const int32_t from : kByteColors) {
       GuardedFrame src({from, 256 * 64, 4}), expected({2, 256 * 64, 4}), actual({2, 256 * 64, 4});
       const std::string names = channel_names(src->video);
       for (int red = 0; red < 256; red += by_effort(1, 15)) {

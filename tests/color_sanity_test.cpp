@@ -15,6 +15,7 @@
 #include <optional>
 #include <sstream>
 
+#include "color_formats.h"
 #include "color_yuv_reference.h"
 #include "support/seams.h"
 #include "support/sweep.h"
@@ -69,21 +70,24 @@ Picture<T> smooth_colours() {
 }
 
 // A standard in our codes and in zimg's.
+constexpr int32_t kBt601 = 2, kFullRange = 2;  // codes
+
 struct Matrix {
   const char *name;
   int32_t color_space;
   zimg_matrix_coefficients_e matrix;
 };
-constexpr Matrix kMatrices[] = {{"BT.601", 2, ZIMG_MATRIX_ST170_M},
-                                {"BT.709", 1, ZIMG_MATRIX_BT709},
-                                {"BT.2020", 7, ZIMG_MATRIX_BT2020_NCL}};
+constexpr Matrix kMatrices[] = {{"BT.601", kBt601, ZIMG_MATRIX_ST170_M},
+                                {"BT.709", TAVIX_COLOR_SPACE_BT709, ZIMG_MATRIX_BT709},
+                                {"BT.2020", TAVIX_COLOR_SPACE_BT2020_NCL, ZIMG_MATRIX_BT2020_NCL}};
 
 struct Range {
   const char *name;
   int32_t color_range;
   zimg_pixel_range_e range;
 };
-constexpr Range kRanges[] = {{"limited", 1, ZIMG_RANGE_LIMITED}, {"full", 2, ZIMG_RANGE_FULL}};
+constexpr Range kRanges[] = {{"limited", 1, ZIMG_RANGE_LIMITED},
+                             {"full", kFullRange, ZIMG_RANGE_FULL}};
 
 template <class T>
 zimgxx::zimage_format rgb_format() {
@@ -215,7 +219,7 @@ Differences compare_pairs(const Pairs &pairs, const Matrix &matrix, const Range 
       EXPECT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK);
       const Differences differences = compare(dst);
       if (!agreed.has_value()) agreed = differences;
-      EXPECT_TRUE(differences == *agreed) << from << " -> " << to << ", " << matrix.name;
+      EXPECT_TRUE(differences == *agreed) << conversion_name(from, to) << ", " << matrix.name;
     }
   }
   return *agreed;
@@ -248,26 +252,25 @@ Differences decode(const Pairs &pairs, const Matrix &matrix, const Range &range)
                        [&](const GuardedFrame &dst) { return compare_packed(dst, peer); });
 }
 
-const std::vector<int32_t> kBytes = {0, 1, 4, 5}, kFloats = {11, 12, 13, 14};
-
 struct Family {
   const char *name;
   Differences (*compare)(const Pairs &pairs, const Matrix &matrix, const Range &range);
   Pairs pairs;
 };
 const Family kFamilies[] = {
-    {"8-bit colour to 4:2:0", encode<uint8_t>, {kBytes, kYuvFormats}},
-    {"float colour to 4:2:0", encode<float>, {kFloats, kYuvFormats}},
-    {"4:2:0 to 8-bit colour", decode<uint8_t>, {kYuvFormats, kBytes}},
-    {"4:2:0 to float colour", decode<float>, {kYuvFormats, kFloats}},
+    {"8-bit colour to 4:2:0", encode<uint8_t>, {kByteColors, kYuvFormats}},
+    {"float colour to 4:2:0", encode<float>, {kFloatColors, kYuvFormats}},
+    {"4:2:0 to 8-bit colour", decode<uint8_t>, {kYuvFormats, kByteColors}},
+    {"4:2:0 to float colour", decode<float>, {kYuvFormats, kFloatColors}},
 };
 
 // Where the library differs from the standard on purpose; everywhere else both mean the same.
 const char *purpose(const Family &family, const Matrix &matrix, const Range &range) {
-  const bool full = range.color_range == 2;
-  const bool bt601 = matrix.color_space == 2, bt2020 = matrix.color_space == 7;
+  const bool full = range.color_range == kFullRange;
+  const bool bt601 = matrix.color_space == kBt601,
+             bt2020 = matrix.color_space == TAVIX_COLOR_SPACE_BT2020_NCL;
   const bool decodes = family.pairs.from == kYuvFormats;
-  const bool from_bytes = family.pairs.from == kBytes;
+  const bool from_bytes = family.pairs.from == kByteColors;
   if (decodes) return full ? "decoded as limited range" : "";
   if (from_bytes && full && !bt601) return "limited-range weights";
   return bt2020 ? "larger chroma weights" : "";

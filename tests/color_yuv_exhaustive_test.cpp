@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "color_formats.h"
 #include "color_yuv_reference.h"
 #include "cpu/x86/cvt_color/cvt_color_yuv_avx.h"
 #include "support/compare.h"
@@ -30,7 +31,10 @@ Frame make_frame(int32_t format, int32_t width, int32_t height) {
 struct Pair {
   int32_t packed, yuv;
 };
-constexpr Pair kPairs[] = {{1, 7}, {5, 8}, {0, 10}, {4, 9}};
+constexpr Pair kPairs[] = {{TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_NV12},
+                           {TAVIX_PIX_FMT_RGBA32, TAVIX_PIX_FMT_NV21},
+                           {TAVIX_PIX_FMT_RGB24, TAVIX_PIX_FMT_I420},
+                           {TAVIX_PIX_FMT_BGRA32, TAVIX_PIX_FMT_YV12}};
 
 // Values of the outermost loop: all of them, or some with both ends.
 std::vector<int> outer_values() {
@@ -40,7 +44,7 @@ std::vector<int> outer_values() {
 }
 
 bool interleaved(int32_t format) {
-  return format == 7 || format == 8;
+  return is_semi_planar(format);
 }
 
 void every_level(const std::function<void()> &run) {

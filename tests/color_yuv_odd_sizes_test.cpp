@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 
+#include "color_formats.h"
 #include "color_yuv_reference.h"
 #include "support/seams.h"
 #include "support/sweep.h"
@@ -21,12 +22,12 @@ struct Family {
   std::vector<int32_t> from, to;
 };
 const Family kFamilies[] = {
-    {"8-bit colour to 4:2:0", {0, 1, 4, 5}, kYuvFormats},
-    {"float colour to 4:2:0", {11, 12, 13, 14}, kYuvFormats},
-    {"grey to 4:2:0", {2}, kYuvFormats},
-    {"4:2:0 to 8-bit colour", kYuvFormats, {0, 1, 4, 5}},
-    {"4:2:0 to float colour", kYuvFormats, {11, 12, 13, 14}},
-    {"4:2:0 to grey", kYuvFormats, {2}},
+    {"8-bit colour to 4:2:0", kByteColors, kYuvFormats},
+    {"float colour to 4:2:0", kFloatColors, kYuvFormats},
+    {"grey to 4:2:0", {TAVIX_PIX_FMT_GRAY8}, kYuvFormats},
+    {"4:2:0 to 8-bit colour", kYuvFormats, kByteColors},
+    {"4:2:0 to float colour", kYuvFormats, kFloatColors},
+    {"4:2:0 to grey", kYuvFormats, {TAVIX_PIX_FMT_GRAY8}},
     {"4:2:0 to another 4:2:0", kYuvFormats, kYuvFormats},
 };
 

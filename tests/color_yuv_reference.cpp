@@ -32,11 +32,14 @@ const ReferenceInverse kReferenceInverse[6] = {
 };
 // clang-format on
 
+constexpr int32_t kReferenceFullRange = 2;
+
 int reference_matrix(int32_t color_space, int32_t color_range) {
-  const int full = color_range == 2 ? 1 : 0;
-  if (color_space == 1) return 2 + full;
+  const int full = color_range == kReferenceFullRange ? 1 : 0;
+  if (color_space == TAVIX_COLOR_SPACE_BT709) return 2 + full;
   if (color_space == 2 || color_space == 3 || color_space == 4) return full;
-  if (color_space == 7 || color_space == 8) return 4 + full;
+  if (color_space == TAVIX_COLOR_SPACE_BT2020_NCL || color_space == TAVIX_COLOR_SPACE_BT2020_CL)
+    return 4 + full;
   return 0;
 }
 

@@ -11,10 +11,11 @@
 namespace tavix::test {
 
 inline bool is_yuv(int32_t format) {
-  return format >= 7 && format <= 10;
+  return format >= TAVIX_PIX_FMT_NV12 && format <= TAVIX_PIX_FMT_I420;
 }
 inline bool is_r_first(int32_t format) {
-  return format == 0 || format == 5 || format == 11 || format == 13;
+  return format == TAVIX_PIX_FMT_RGB24 || format == TAVIX_PIX_FMT_RGBA32 ||
+         format == TAVIX_PIX_FMT_RGBF32 || format == TAVIX_PIX_FMT_RGBAF32;
 }
 
 struct ReferenceForward {

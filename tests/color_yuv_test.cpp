@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "color_formats.h"
 #include "color_yuv_reference.h"
 #include "support/compare.h"
 #include "support/core_double.h"
@@ -32,14 +33,14 @@ std::string pair_name(int32_t code) {
   return conversion_name(from_of(code), to_of(code));
 }
 bool has_gray(int32_t code) {
-  return from_of(code) == 2 || to_of(code) == 2;
+  return from_of(code) == TAVIX_PIX_FMT_GRAY8 || to_of(code) == TAVIX_PIX_FMT_GRAY8;
 }
 
 // Every pair with a 4:2:0 format on one side.
 std::vector<int32_t> yuv_pairs() {
   std::vector<int32_t> pairs;
   for (const int32_t yuv : kYuvFormats) {
-    for (const int32_t other : {0, 1, 2, 4, 5, 11, 12, 13, 14}) {
+    for (const int32_t other : kPackedFormats) {
       pairs.push_back(pair_code(other, yuv));
       pairs.push_back(pair_code(yuv, other));
     }
@@ -121,7 +122,9 @@ TEST(ColorYuv, LargeFramesWithSeams) {
 // Planes of some megabytes without gaps are copied in one piece.
 TEST(ColorYuv, LongCopies) {
   for_each_path([](const Path &path) {
-    for (const int32_t code : {pair_code(7, 8), pair_code(10, 9), pair_code(2, 10)}) {
+    for (const int32_t code : {pair_code(TAVIX_PIX_FMT_NV12, TAVIX_PIX_FMT_NV21),
+                               pair_code(TAVIX_PIX_FMT_I420, TAVIX_PIX_FMT_YV12),
+                               pair_code(TAVIX_PIX_FMT_GRAY8, TAVIX_PIX_FMT_I420)}) {
       SCOPED_TRACE(pair_name(code));
       Conversion conversion(code, 2310, 1818);
       conversion.expect_as_reference(path.vector);
@@ -131,9 +134,14 @@ TEST(ColorYuv, LongCopies) {
 
 TEST(ColorYuv, EveryMatrix) {
   for_each_path([](const Path &path) {
-    for (const int32_t code :
-         {pair_code(1, 7), pair_code(5, 9), pair_code(12, 8), pair_code(13, 10), pair_code(7, 0),
-          pair_code(9, 4), pair_code(8, 11), pair_code(10, 14)}) {
+    for (const int32_t code : {pair_code(TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_NV12),
+                               pair_code(TAVIX_PIX_FMT_RGBA32, TAVIX_PIX_FMT_YV12),
+                               pair_code(TAVIX_PIX_FMT_BGRF32, TAVIX_PIX_FMT_NV21),
+                               pair_code(TAVIX_PIX_FMT_RGBAF32, TAVIX_PIX_FMT_I420),
+                               pair_code(TAVIX_PIX_FMT_NV12, TAVIX_PIX_FMT_RGB24),
+                               pair_code(TAVIX_PIX_FMT_YV12, TAVIX_PIX_FMT_BGRA32),
+                               pair_code(TAVIX_PIX_FMT_NV21, TAVIX_PIX_FMT_RGBF32),
+                               pair_code(TAVIX_PIX_FMT_I420, TAVIX_PIX_FMT_BGRAF32)}) {
       for (int32_t space = -1; space <= 10; ++space) {
         for (int32_t range = 0; range <= 3; ++range) {
           SCOPED_TRACE(::testing::Message()
@@ -148,7 +156,8 @@ TEST(ColorYuv, EveryMatrix) {
 }
 
 TEST(ColorYuv, RangeOfAYuvSourceHasNoEffect) {
-  Conversion limited(pair_code(10, 1), 64, 4), full(pair_code(10, 1), 64, 4);
+  Conversion limited(pair_code(TAVIX_PIX_FMT_I420, TAVIX_PIX_FMT_BGR24), 64, 4),
+      full(pair_code(TAVIX_PIX_FMT_I420, TAVIX_PIX_FMT_BGR24), 64, 4);
   limited.tag(1, 1), full.tag(1, 2);
   ASSERT_EQ(TavixFrameConvertColorByCPU(limited.src, limited.dst), TAVIX_OK);
   ASSERT_EQ(TavixFrameConvertColorByCPU(full.src, full.dst), TAVIX_OK);
@@ -157,7 +166,8 @@ TEST(ColorYuv, RangeOfAYuvSourceHasNoEffect) {
 
 TEST(ColorYuv, NarrowFramesAreTheSameOnBothPaths) {
   if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
-  for (const int32_t code : {pair_code(1, 7), pair_code(4, 10)}) {
+  for (const int32_t code : {pair_code(TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_NV12),
+                             pair_code(TAVIX_PIX_FMT_BGRA32, TAVIX_PIX_FMT_I420)}) {
     for (int32_t width = 1; width < 32; ++width) {
       Conversion vector(code, width, 4), portable(code, width, 4);
       ASSERT_EQ(TavixFrameConvertColorByCPU(vector.src, vector.dst), TAVIX_OK);
@@ -206,8 +216,13 @@ TEST(ColorYuv, AStepOfFourServesThreeChannelFormats) {
 }
 
 TEST(ColorYuv, PlanarFramesHaveOneChromaStride) {
-  for (const int32_t code : {pair_code(1, 9), pair_code(10, 1), pair_code(7, 10), pair_code(9, 7),
-                             pair_code(9, 10), pair_code(13, 9), pair_code(9, 13)}) {
+  for (const int32_t code : {pair_code(TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_YV12),
+                             pair_code(TAVIX_PIX_FMT_I420, TAVIX_PIX_FMT_BGR24),
+                             pair_code(TAVIX_PIX_FMT_NV12, TAVIX_PIX_FMT_I420),
+                             pair_code(TAVIX_PIX_FMT_YV12, TAVIX_PIX_FMT_NV12),
+                             pair_code(TAVIX_PIX_FMT_YV12, TAVIX_PIX_FMT_I420),
+                             pair_code(TAVIX_PIX_FMT_RGBAF32, TAVIX_PIX_FMT_YV12),
+                             pair_code(TAVIX_PIX_FMT_YV12, TAVIX_PIX_FMT_RGBAF32)}) {
     SCOPED_TRACE(pair_name(code));
     Conversion conversion(code, 66, 6);
     conversion.src->linesize[2] = conversion.dst->linesize[2] = 12345;
@@ -291,19 +306,19 @@ TEST(ColorYuv, GreySpansMustBeSizes) {
     EXPECT_EQ(dst.bytes, before);
   };
   for (const int32_t linesize : {-1, -8, INT32_MIN, INT32_MAX, 1 << 29}) {
-    refused(2, 7, "TavixGray2NV12", 1, false, linesize, 4);
-    refused(2, 10, "TavixGray2YV12", 1, false, linesize, 4);
-    refused(8, 2, "TavixYUV2Gray", 0, true, linesize, 4);
+    refused(TAVIX_PIX_FMT_GRAY8, TAVIX_PIX_FMT_NV12, "TavixGray2NV12", 1, false, linesize, 4);
+    refused(TAVIX_PIX_FMT_GRAY8, TAVIX_PIX_FMT_I420, "TavixGray2YV12", 1, false, linesize, 4);
+    refused(TAVIX_PIX_FMT_NV21, TAVIX_PIX_FMT_GRAY8, "TavixYUV2Gray", 0, true, linesize, 4);
   }
   // The line names the height of the frame, odd ones too.
-  RoomyFrame five(2, 8, 5, {8}, 1), odd(7, 8, 5, {8, 8}, 2);
+  RoomyFrame five(TAVIX_PIX_FMT_GRAY8, 8, 5, {8}, 1), odd(TAVIX_PIX_FMT_NV12, 8, 5, {8, 8}, 2);
   odd.frame.linesize[1] = -8;
   EXPECT_REFUSED(TavixFrameConvertColorByCPU(&five.frame, &odd.frame), TAVIX_ERROR_INVALID_PARAM,
                  kEntryUnit, "TavixGray2NV12",
                  "linesize[1](-8) of a frame of 5 rows is no span of bytes");
 
   // Rows of different strides are copied one by one, also upside down.
-  RoomyFrame src(7, 8, 4, {8, 8}, 1), dst(2, 8, 4, {8}, 2);
+  RoomyFrame src(TAVIX_PIX_FMT_NV12, 8, 4, {8, 8}, 1), dst(TAVIX_PIX_FMT_GRAY8, 8, 4, {8}, 2);
   src.frame.data[0] += 24, src.frame.linesize[0] = -8;
   EXPECT_EQ(TavixFrameConvertColorByCPU(&src.frame, &dst.frame), TAVIX_OK);
   for (int32_t y = 0; y < 4; ++y)
@@ -314,7 +329,8 @@ TEST(ColorYuv, GreySpansMustBeSizes) {
 // Chroma is filled, and luma of equal strides copied, even when the frame has no columns.
 TEST(ColorYuv, GreyWithoutColumns) {
   for (const int32_t width : {0, -1, -7}) {
-    RoomyFrame gray(2, 4, 4, {4}, 1), nv12(7, 4, 4, {4, 4}, 2), expected(7, 4, 4, {4, 4}, 2);
+    RoomyFrame gray(TAVIX_PIX_FMT_GRAY8, 4, 4, {4}, 1), nv12(TAVIX_PIX_FMT_NV12, 4, 4, {4, 4}, 2),
+        expected(TAVIX_PIX_FMT_NV12, 4, 4, {4, 4}, 2);
     gray.frame.video.width = width;
     reference_convert(gray.frame, expected.frame, true);
     EXPECT_EQ(TavixFrameConvertColorByCPU(&gray.frame, &nv12.frame), TAVIX_OK);
@@ -323,7 +339,7 @@ TEST(ColorYuv, GreyWithoutColumns) {
     EXPECT_REFUSED(TavixFrameConvertColorByCPU(&gray.frame, &nv12.frame), TAVIX_ERROR_INVALID_PARAM,
                    kEntryUnit, "TavixGray2NV12", "dst_frame->data[1] must not be nullptr");
 
-    RoomyFrame i420(10, 4, 4, {4, 4, 4}, 2);
+    RoomyFrame i420(TAVIX_PIX_FMT_I420, 4, 4, {4, 4, 4}, 2);
     i420.frame.data[2] = nullptr;
     EXPECT_REFUSED(TavixFrameConvertColorByCPU(&gray.frame, &i420.frame), TAVIX_ERROR_INVALID_PARAM,
                    kEntryUnit, "TavixGray2YV12",
@@ -373,7 +389,7 @@ TEST(ColorYuv, OddSizesAreWarnedOfOnce) {
 TEST(ColorYuv, OtherConversionsDoNotWarn) {
   for (const int32_t code : yuv_pairs()) {
     const int32_t from = from_of(code), to = to_of(code);
-    if (is_yuv(to) && (from <= 1 || from == 4 || from == 5)) continue;
+    if (is_yuv(to) && is_one_of(kByteColors, from)) continue;
     Conversion odd(code, 35, 5);
     EXPECT_SILENT(TavixFrameConvertColorByCPU(odd.src, odd.dst));
   }
@@ -381,20 +397,20 @@ TEST(ColorYuv, OtherConversionsDoNotWarn) {
 
 const char *entry_name(int32_t code) {
   const int32_t from = from_of(code), to = to_of(code);
-  const bool nv = from == 7 || from == 8, to_nv = to == 7 || to == 8;
-  if (to == 2) return "TavixYUV2Gray";
+  const bool nv = is_semi_planar(from), to_nv = is_semi_planar(to);
+  if (to == TAVIX_PIX_FMT_GRAY8) return "TavixYUV2Gray";
   if (is_yuv(from) && is_yuv(to)) {
     if (nv) return to_nv ? "TavixNV122NV21" : "TavixNV122YV12";
     return to_nv ? "TavixYV122NV12" : "TavixYV122I420";
   }
   if (is_yuv(to)) {
-    if (from == 2) return to_nv ? "TavixGray2NV12" : "TavixGray2YV12";
-    if (from > 10) return to_nv ? "TavixRGBF322NV12" : "TavixRGBF322YV12";
-    if (from < 2) return to_nv ? "TavixBGR2NV12" : "TavixBGR2YV12";
+    if (from == TAVIX_PIX_FMT_GRAY8) return to_nv ? "TavixGray2NV12" : "TavixGray2YV12";
+    if (is_float_format(from)) return to_nv ? "TavixRGBF322NV12" : "TavixRGBF322YV12";
+    if (channels_of(from) == 3) return to_nv ? "TavixBGR2NV12" : "TavixBGR2YV12";
     return to_nv ? "TavixBGRA2NV12" : "TavixBGRA2YV12";
   }
-  if (to > 10) return nv ? "TavixNV2BGRF32" : "TavixYUV2BGRF32";
-  if (to < 2) return nv ? "TavixNV122BGR" : "TavixYV122BGR";
+  if (is_float_format(to)) return nv ? "TavixNV2BGRF32" : "TavixYUV2BGRF32";
+  if (channels_of(to) == 3) return nv ? "TavixNV122BGR" : "TavixYV122BGR";
   return nv ? "TavixNV122BGRA" : "TavixYV122BGRA";
 }
 
@@ -404,7 +420,7 @@ TEST(ColorYuv, MissingPlanesAreRefused) {
       Conversion probe(code, 34, 4);
       const size_t planes = plane_shapes((on_src ? probe.src : probe.dst)->video).size();
       for (size_t p = 0; p < planes; ++p) {
-        if (to_of(code) == 2 && p > 0) continue;  // luma is all it reads
+        if (to_of(code) == TAVIX_PIX_FMT_GRAY8 && p > 0) continue;  // luma is all it reads
         SCOPED_TRACE(::testing::Message()
                      << pair_name(code) << ", plane " << p << (on_src ? " src" : " dst"));
         Conversion conversion(code, 34, 4);
@@ -448,7 +464,8 @@ TEST(ColorYuv, GreyFillsNoPlaneOfNoBytes) {
   for_each_path([](const Path &) {
     for (const int32_t yuv : kYuvFormats) {
       for (const int32_t width : {4, 0, -3}) {
-        RoomyFrame gray(2, 4, 4, {4}, 1), dst(yuv, 4, 4, strides_of(yuv, 4, 4), 2);
+        RoomyFrame gray(TAVIX_PIX_FMT_GRAY8, 4, 4, {4}, 1),
+            dst(yuv, 4, 4, strides_of(yuv, 4, 4), 2);
         gray.frame.video.width = width;
         dst.frame.linesize[1] = 0;
         dst.frame.data[1] = dst.frame.data[2] = nullptr;
@@ -498,7 +515,7 @@ TEST(ColorYuv, ImpossibleChannelCountsAreRefused) {
   for (const int32_t code : yuv_pairs()) {
     const bool on_src = !is_yuv(from_of(code));
     const int32_t packed = on_src ? from_of(code) : to_of(code);
-    if (is_yuv(packed) || packed == 2) continue;
+    if (is_yuv(packed) || packed == TAVIX_PIX_FMT_GRAY8) continue;
     for (const int32_t channels : {-1, 0, 2, 5, 1000}) {
       if (channels == 0 && !on_src) continue;  // the format's own count
       Conversion conversion(code, 34, 4);
