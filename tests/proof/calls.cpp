@@ -104,7 +104,8 @@ class Collector {
 }  // namespace
 
 std::vector<Subject> subjects() {
-  Records &r = *new Records;
+  static auto &kept = *new std::vector<std::unique_ptr<Records>>;
+  Records &r = *kept.emplace_back(new Records);
   const auto take = [&r] {
     Collector all;
     for (const GuardedFrame *frame : {&r.dst, &r.larger, &r.nv12}) all.add(*frame);
