@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <string>
-
 #include "operations.h"
 #include "overlap.h"
 #include "tavix/video_common_cpu.h"
@@ -41,38 +39,45 @@ py::object unary(int32_t op, py::handle src, py::handle scale, py::handle offset
   return result.object();
 }
 
-struct Binary {
+struct Row {
   int32_t op;
-  const char *name, *what, *example;
-};
-constexpr Binary kBinaries[] = {
-    {TAVIX_BINARY_OP_ADD, "add", "gamma + (alpha * src1 + beta * src2)",
-     ">>> tavix.add(a, b, gamma=1)\narray([[ 14, 255]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_SUB, "subtract", "gamma + (alpha * src1 - beta * src2)",
-     ">>> tavix.subtract(a, b)\narray([[  7, 100]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_MUL, "multiply", "gamma + (alpha * src1 * beta * src2)",
-     ">>> tavix.multiply(a, b)\narray([[ 30, 255]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_DIV, "divide", "gamma + alpha * src1 / (beta * src2)",
-     ">>> tavix.divide(a, b)\narray([[3, 2]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_MIN, "minimum", "gamma + the smaller of alpha * src1 and beta * src2",
-     ">>> tavix.minimum(a, b)\narray([[  3, 100]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_MAX, "maximum", "gamma + the larger of alpha * src1 and beta * src2",
-     ">>> tavix.maximum(a, b)\narray([[ 10, 200]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_ABSDIFF, "absdiff", "gamma + |alpha * src1 - beta * src2|",
-     ">>> tavix.absdiff(b, a)\narray([[  7, 100]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_OR, "bitwise_or", "gamma + (the bits of alpha * src1 or beta * src2)",
-     ">>> tavix.bitwise_or(a, b)\narray([[ 11, 236]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_AND, "bitwise_and", "gamma + (the bits of alpha * src1 and beta * src2)",
-     ">>> tavix.bitwise_and(a, b)\narray([[ 2, 64]], dtype=uint8)"},
-    {TAVIX_BINARY_OP_XOR, "bitwise_xor",
-     "gamma + (the bits of alpha * src1 exclusive-or beta * src2)",
-     ">>> tavix.bitwise_xor(a, b)\narray([[  9, 172]], dtype=uint8)"},
+  Member member;
 };
 
-std::string binary_doc(const Binary &row) {
-  return std::string(row.name) + "(src1, src2, *, alpha=1, beta=1, gamma=0, out=None)\n--\n\n" +
-         row.what +
-         R"(, element by element.
+constexpr Row kBinaries[] = {
+    {TAVIX_BINARY_OP_ADD,
+     {"add", "gamma + (alpha * src1 + beta * src2)",
+      ">>> tavix.add(a, b, gamma=1)\narray([[ 14, 255]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_SUB,
+     {"subtract", "gamma + (alpha * src1 - beta * src2)",
+      ">>> tavix.subtract(a, b)\narray([[  7, 100]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_MUL,
+     {"multiply", "gamma + (alpha * src1 * beta * src2)",
+      ">>> tavix.multiply(a, b)\narray([[ 30, 255]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_DIV,
+     {"divide", "gamma + alpha * src1 / (beta * src2)",
+      ">>> tavix.divide(a, b)\narray([[3, 2]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_MIN,
+     {"minimum", "gamma + the smaller of alpha * src1 and beta * src2",
+      ">>> tavix.minimum(a, b)\narray([[  3, 100]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_MAX,
+     {"maximum", "gamma + the larger of alpha * src1 and beta * src2",
+      ">>> tavix.maximum(a, b)\narray([[ 10, 200]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_ABSDIFF,
+     {"absdiff", "gamma + |alpha * src1 - beta * src2|",
+      ">>> tavix.absdiff(b, a)\narray([[  7, 100]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_OR,
+     {"bitwise_or", "gamma + (the bits of alpha * src1 or beta * src2)",
+      ">>> tavix.bitwise_or(a, b)\narray([[ 11, 236]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_AND,
+     {"bitwise_and", "gamma + (the bits of alpha * src1 and beta * src2)",
+      ">>> tavix.bitwise_and(a, b)\narray([[ 2, 64]], dtype=uint8)"}},
+    {TAVIX_BINARY_OP_XOR,
+     {"bitwise_xor", "gamma + (the bits of alpha * src1 exclusive-or beta * src2)",
+      ">>> tavix.bitwise_xor(a, b)\narray([[  9, 172]], dtype=uint8)"}},
+};
+constexpr char kBinaryParameters[] = "src1, src2, *, alpha=1, beta=1, gamma=0, out=None";
+constexpr char kBinaryDoc[] = R"(, element by element.
 
 src1, src2: pictures of one size and type, of 1, 3 or 4 channels.
 alpha, beta, gamma: a number, or one for each channel.
@@ -84,28 +89,24 @@ single precision where the processor has AVX2. Raises TavixError where the pictu
 >>> import numpy, tavix
 >>> a = numpy.array([[10, 200]], numpy.uint8)
 >>> b = numpy.array([[3, 100]], numpy.uint8)
-)" + row.example +
-         '\n';
-}
+)";
 
-struct Unary {
-  int32_t op;
-  const char *name, *what, *example;
+constexpr Row kUnaries[] = {
+    {TAVIX_UNARY_OP_MUL_ADD,
+     {"multiply_add", "scale * src + offset",
+      ">>> tavix.multiply_add(a, 2, -1)\narray([[ 1., 17.]], dtype=float32)"}},
+    {TAVIX_UNARY_OP_SQRT,
+     {"sqrt", "The square root of scale * src, 0 of a negative one, + offset",
+      ">>> tavix.sqrt(a)\narray([[1., 3.]], dtype=float32)"}},
+    {TAVIX_UNARY_OP_EXP,
+     {"exp", "e to the power of scale * src, + offset",
+      ">>> tavix.exp(a, scale=0)\narray([[1., 1.]], dtype=float32)"}},
+    {TAVIX_UNARY_OP_LOG,
+     {"log", "The natural logarithm of scale * src, + offset",
+      ">>> tavix.log(a, offset=1).round(4)\narray([[1.    , 3.1972]], dtype=float32)"}},
 };
-constexpr Unary kUnaries[] = {
-    {TAVIX_UNARY_OP_MUL_ADD, "multiply_add", "scale * src + offset",
-     ">>> tavix.multiply_add(a, 2, -1)\narray([[ 1., 17.]], dtype=float32)"},
-    {TAVIX_UNARY_OP_SQRT, "sqrt", "The square root of scale * src, 0 of a negative one, + offset",
-     ">>> tavix.sqrt(a)\narray([[1., 3.]], dtype=float32)"},
-    {TAVIX_UNARY_OP_EXP, "exp", "e to the power of scale * src, + offset",
-     ">>> tavix.exp(a, scale=0)\narray([[1., 1.]], dtype=float32)"},
-    {TAVIX_UNARY_OP_LOG, "log", "The natural logarithm of scale * src, + offset",
-     ">>> tavix.log(a, offset=1).round(4)\narray([[1.    , 3.1972]], dtype=float32)"},
-};
-
-std::string unary_doc(const Unary &row) {
-  return std::string(row.name) + "(src, scale=1, offset=0, *, out=None)\n--\n\n" + row.what +
-         R"(, element by element.
+constexpr char kUnaryParameters[] = "src, scale=1, offset=0, *, out=None";
+constexpr char kUnaryDoc[] = R"(, element by element.
 
 src: a picture of 1, 3 or 4 channels, uint8 or float32.
 scale, offset: a number, or one for each channel.
@@ -115,31 +116,29 @@ out: a picture like src to write into; it may be src.
 
 >>> import numpy, tavix
 >>> a = numpy.array([[1, 9]], numpy.float32)
-)" + row.example +
-         '\n';
-}
+)";
 
 }  // namespace
 
 void define_arithmetic(py::module_ &module) {
-  for (const Binary &row : kBinaries) {
+  for (const Row &row : kBinaries) {
     module.def(
-        row.name,
+        row.member.name,
         [op = row.op](py::handle src1, py::handle src2, py::handle alpha, py::handle beta,
                       py::handle gamma,
                       py::handle out) { return binary(op, src1, src2, alpha, beta, gamma, out); },
         py::arg("src1"), py::arg("src2"), py::kw_only(), py::arg("alpha") = 1.0,
         py::arg("beta") = 1.0, py::arg("gamma") = 0.0, py::arg("out") = py::none(),
-        binary_doc(row).c_str());
+        docstring(row.member, kBinaryParameters, kBinaryDoc).c_str());
   }
-  for (const Unary &row : kUnaries) {
+  for (const Row &row : kUnaries) {
     module.def(
-        row.name,
+        row.member.name,
         [op = row.op](py::handle src, py::handle scale, py::handle offset, py::handle out) {
           return unary(op, src, scale, offset, out);
         },
         py::arg("src"), py::arg("scale") = 1.0, py::arg("offset") = 0.0, py::kw_only(),
-        py::arg("out") = py::none(), unary_doc(row).c_str());
+        py::arg("out") = py::none(), docstring(row.member, kUnaryParameters, kUnaryDoc).c_str());
   }
 }
 

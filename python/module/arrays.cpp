@@ -48,6 +48,11 @@ const ElementType *element_type(const py::dtype &dtype) {
   return found == std::end(kElementTypes) || !is_native(dtype) ? nullptr : found;
 }
 
+const ElementType *element_type(std::string_view name) {
+  const auto found = std::ranges::find(kElementTypes, name, &ElementType::name);
+  return found == std::end(kElementTypes) ? nullptr : found;
+}
+
 const ElementType &required_element_type(py::handle dtype_like) {
   const py::dtype dtype = py::dtype::from_args(py::reinterpret_borrow<py::object>(dtype_like));
   const ElementType *type = element_type(dtype);

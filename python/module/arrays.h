@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "call.h"
 
@@ -26,6 +27,9 @@ struct ElementType {
 
 // The row of the dtype, or null: other types, and foreign byte orders.
 const ElementType *element_type(const py::dtype &dtype);
+
+// The row of that name, or null.
+const ElementType *element_type(std::string_view name);
 
 // The row of anything that NumPy takes for a dtype. Raises TypeError for types without a row.
 const ElementType &required_element_type(py::handle dtype_like);

@@ -3,6 +3,7 @@
 
 #include <dlpack/dlpack.h>
 
+#include <string>
 #include <vector>
 
 #include "arrays.h"
@@ -13,29 +14,18 @@ namespace {
 
 constexpr char kName[] = "dltensor", kUsedName[] = "used_dltensor";
 
-// By kind and bits, which is how a tensor says its type.
-const char *type_name(const DLDataType &type) {
-  if (type.lanes != 1) return nullptr;
-  switch (type.code * 256 + type.bits) {
-    case kDLFloat * 256 + 32:
-      return "float32";
-    case kDLInt * 256 + 8:
-      return "int8";
-    case kDLInt * 256 + 16:
-      return "int16";
-    case kDLInt * 256 + 32:
-      return "int32";
-    case kDLInt * 256 + 64:
-      return "int64";
-    case kDLUInt * 256 + 8:
-      return "uint8";
-    case kDLUInt * 256 + 16:
-      return "uint16";
-    case kDLUInt * 256 + 32:
-      return "uint32";
-    default:
-      return nullptr;
+// What NumPy calls the kinds of elements; the bits follow.
+constexpr struct {
+  DLDataTypeCode kind;
+  const char *prefix;
+} kKinds[] = {{kDLFloat, "float"}, {kDLInt, "int"}, {kDLUInt, "uint"}};
+
+const ElementType *element_type_of(const DLDataType &type) {
+  for (const auto &[kind, prefix] : kKinds) {
+    if (type.code == kind && type.lanes == 1)
+      return element_type(prefix + std::to_string(type.bits));
   }
+  return nullptr;
 }
 
 // A writeable array over the tensor, which it keeps alive. NumPy's own from_dlpack gives
@@ -48,14 +38,13 @@ py::array array_of(const py::capsule &capsule) {
   const DLTensor &tensor = managed->dl_tensor;
   if (tensor.device.device_type != kDLCPU)
     throw py::value_error("the tensor is not in host memory");
-  const char *name = type_name(tensor.dtype);
-  if (name == nullptr) throw py::type_error("the tensor's elements have an unsupported type");
+  const ElementType *type = element_type_of(tensor.dtype);
+  if (type == nullptr) throw py::type_error("the tensor's elements have an unsupported type");
 
-  const ElementType &type = required_element_type(py::str(name));
   std::vector<py::ssize_t> shape(tensor.shape, tensor.shape + tensor.ndim), strides(shape.size());
-  py::ssize_t packed = type.bytes;
+  py::ssize_t packed = type->bytes;
   for (size_t d = shape.size(); d-- > 0;) {
-    strides[d] = tensor.strides == nullptr ? packed : tensor.strides[d] * type.bytes;
+    strides[d] = tensor.strides == nullptr ? packed : tensor.strides[d] * type->bytes;
     packed *= shape[d];
   }
   // From here on the array owns the tensor.
@@ -64,7 +53,7 @@ py::array array_of(const py::capsule &capsule) {
     auto *tensor_owned = static_cast<DLManagedTensor *>(owned);
     if (tensor_owned->deleter != nullptr) tensor_owned->deleter(tensor_owned);
   });
-  return view_array(type, shape, strides, static_cast<uint8_t *>(tensor.data) + tensor.byte_offset,
+  return view_array(*type, shape, strides, static_cast<uint8_t *>(tensor.data) + tensor.byte_offset,
                     owner);
 }
 

@@ -20,30 +20,6 @@ py::object filtered(const char *function, py::handle src, py::handle out, InPlac
   return result.object();
 }
 
-py::object blur(py::handle src, py::handle size, py::handle out) {
-  const Size sides = size_argument(size, "size");
-  return filtered("TavixFrameBlurByCPU", src, out, InPlace::kRefused, [&](auto *from, auto *to) {
-    return TavixFrameBlurByCPU(from, to, TavixSize{sides.width, sides.height});
-  });
-}
-
-py::object box_filter(py::handle src, py::handle size, py::handle out) {
-  const Size sides = size_argument(size, "size");
-  const TavixSize kernel = {sides.width, sides.height};
-  return filtered(
-      "TavixFrameBoxFilterByCPU", src, out, InPlace::kRefused,
-      [&](auto *from, auto *to) { return TavixFrameBoxFilterByCPU(from, to, &kernel); });
-}
-
-using KernelFilter = int32_t (*)(const TavixFrameV2 *, TavixFrameV2 *, const TavixKernel *);
-
-py::object kernel_filter(const char *function, KernelFilter operation, py::handle src,
-                         py::handle kernel, py::handle out) {
-  const Kernel elements = kernel_argument(kernel);
-  return filtered(function, src, out, InPlace::kRefused,
-                  [&](auto *from, auto *to) { return operation(from, to, &elements.record); });
-}
-
 py::object threshold(py::handle src, double level, double max_value, py::handle type,
                      py::handle out) {
   const int32_t code = code_of(kThresholdTypes, type);
@@ -59,102 +35,101 @@ py::object min_max_normalize(py::handle src, int32_t alpha, int32_t beta, py::ha
       [&](auto *from, auto *to) { return TavixFrameMinMaxNormByCPU(from, to, alpha, beta); });
 }
 
+// An operation takes the frames and a third argument.
+template <class Operation>
 struct Row {
-  const char *name, *function;
-  KernelFilter operation;
-  const char *doc;
+  const char *function;
+  Operation operation;
+  Member member;
 };
-constexpr Row kKernelFilters[] = {
-    {"filter2d", "TavixFrameFilter2DByCPU", TavixFrameFilter2DByCPU,
-     R"(filter2d(src, kernel, *, out=None)
---
 
-Correlation with a kernel, anchored at its centre; pixels of the edge are repeated.
-
-src: a packed picture. kernel: a float32 array of two dimensions.
-out: a picture like src to write into; it cannot be src.
-
-Raises TavixError for a kernel of other elements and for an empty one.
-
->>> import numpy, tavix
->>> kernel = numpy.array([[-1, 0, 1]], numpy.float32)
->>> tavix.filter2d(numpy.array([[1, 2, 4]], numpy.float32), kernel)
-array([[1., 3., 2.]], dtype=float32)
-)"},
-    {"dilate", "TavixFrameDilateBorderByCPU", TavixFrameDilateBorderByCPU,
-     R"(dilate(src, kernel, *, out=None)
---
-
-The maximum under a structuring element; pixels outside of the picture do not count.
-
-src: a packed picture. kernel: a uint8 array of two dimensions; elements other than 0 count.
-out: a picture like src to write into; it cannot be src.
-
-Raises TavixError for a kernel of other elements.
-
->>> import numpy, tavix
->>> tavix.dilate(numpy.array([[0, 9, 0, 0]], numpy.uint8), numpy.ones((1, 3), numpy.uint8))
-array([[9, 9, 9, 0]], dtype=uint8)
-)"},
-    {"erode", "TavixFrameErodeBorderByCPU", TavixFrameErodeBorderByCPU,
-     R"(erode(src, kernel, *, out=None)
---
-
-The minimum under a structuring element; pixels outside of the picture do not count.
-
-src: a packed picture. kernel: a uint8 array of two dimensions; elements other than 0 count.
-out: a picture like src to write into; it cannot be src.
-
-Raises TavixError for a kernel of other elements.
-
->>> import numpy, tavix
->>> tavix.erode(numpy.array([[9, 9, 9, 0]], numpy.uint8), numpy.ones((1, 3), numpy.uint8))
-array([[9, 9, 0, 0]], dtype=uint8)
-)"},
+// A size is the sides of a rectangle.
+using SizeFilter = int32_t (*)(const TavixFrameV2 *, TavixFrameV2 *, TavixSize);
+constexpr Row<SizeFilter> kSizeFilters[] = {
+    {"TavixFrameBlurByCPU",
+     TavixFrameBlurByCPU,
+     {"blur", "The mean over a rectangle; the border is reflected without its edge.",
+      ">>> tavix.blur(numpy.array([[0, 30, 60]], numpy.uint8), (3, 1))\n"
+      "array([[20, 30, 40]], dtype=uint8)"}},
+    {"TavixFrameBoxFilterByCPU",
+     [](const TavixFrameV2 *from, TavixFrameV2 *to, TavixSize sides) {
+       return TavixFrameBoxFilterByCPU(from, to, &sides);
+     },
+     {"box_filter", "The sum over a rectangle, saturated; pixels of the edge are repeated.",
+      ">>> tavix.box_filter(numpy.array([[0, 30, 60]], numpy.uint8), (3, 1))\n"
+      "array([[ 30,  90, 150]], dtype=uint8)"}},
 };
+constexpr char kSizeDoc[] = R"(
+
+src: a packed picture. size: (width, height) of the rectangle, or a number for both.
+out: a picture like src to write into; it cannot be src.
+
+Raises TavixError for an empty rectangle.
+
+>>> import numpy, tavix
+)";
+
+using KernelFilter = int32_t (*)(const TavixFrameV2 *, TavixFrameV2 *, const TavixKernel *);
+constexpr Row<KernelFilter> kKernelFilters[] = {
+    {"TavixFrameFilter2DByCPU",
+     TavixFrameFilter2DByCPU,
+     {"filter2d",
+      "Correlation with a kernel, anchored at its centre; pixels of the edge are repeated.",
+      ">>> kernel = numpy.array([[-1, 0, 1]], numpy.float32)\n"
+      ">>> tavix.filter2d(numpy.array([[1, 2, 4]], numpy.float32), kernel)\n"
+      "array([[1., 3., 2.]], dtype=float32)"}},
+    {"TavixFrameDilateBorderByCPU",
+     TavixFrameDilateBorderByCPU,
+     {"dilate",
+      "The maximum under a structuring element; pixels outside of the picture do not count.",
+      ">>> tavix.dilate(numpy.array([[0, 9, 0, 0]], numpy.uint8), numpy.ones((1, 3), "
+      "numpy.uint8))\n"
+      "array([[9, 9, 9, 0]], dtype=uint8)"}},
+    {"TavixFrameErodeBorderByCPU",
+     TavixFrameErodeBorderByCPU,
+     {"erode",
+      "The minimum under a structuring element; pixels outside of the picture do not count.",
+      ">>> tavix.erode(numpy.array([[9, 9, 9, 0]], numpy.uint8), numpy.ones((1, 3), numpy.uint8))\n"
+      "array([[9, 9, 0, 0]], dtype=uint8)"}},
+};
+constexpr char kKernelDoc[] = R"(
+
+src: a packed picture.
+kernel: an array of two dimensions: float32 for filter2d, uint8 for dilate and erode, where elements
+    other than 0 count.
+out: a picture like src to write into; it cannot be src.
+
+Raises TavixError for a kernel of other elements; filter2d also for an empty one.
+
+>>> import numpy, tavix
+)";
 
 }  // namespace
 
 void define_filters(py::module_ &module) {
-  module.def("blur", &blur, py::arg("src"), py::arg("size"), py::kw_only(),
-             py::arg("out") = py::none(),
-             R"(blur(src, size, *, out=None)
---
-
-The mean over a rectangle; the border is reflected without its edge.
-
-src: a packed picture. size: (width, height) of the rectangle, or a number for both.
-out: a picture like src to write into; it cannot be src.
-
-Raises TavixError for an empty rectangle.
-
->>> import numpy, tavix
->>> tavix.blur(numpy.array([[0, 30, 60]], numpy.uint8), (3, 1))
-array([[20, 30, 40]], dtype=uint8)
-)");
-  module.def("box_filter", &box_filter, py::arg("src"), py::arg("size"), py::kw_only(),
-             py::arg("out") = py::none(),
-             R"(box_filter(src, size, *, out=None)
---
-
-The sum over a rectangle, saturated; pixels of the edge are repeated.
-
-src: a packed picture. size: (width, height) of the rectangle, or a number for both.
-out: a picture like src to write into; it cannot be src.
-
-Raises TavixError for an empty rectangle.
-
->>> import numpy, tavix
->>> tavix.box_filter(numpy.array([[0, 30, 60]], numpy.uint8), (3, 1))
-array([[ 30,  90, 150]], dtype=uint8)
-)");
-  for (const Row &row : kKernelFilters) {
+  for (const auto &row : kSizeFilters) {
     module.def(
-        row.name,
-        [&row](py::handle src, py::handle kernel, py::handle out) {
-          return kernel_filter(row.function, row.operation, src, kernel, out);
+        row.member.name,
+        [&row](py::handle src, py::handle size, py::handle out) {
+          const Size sides = size_argument(size, "size");
+          return filtered(row.function, src, out, InPlace::kRefused, [&](auto *from, auto *to) {
+            return row.operation(from, to, {sides.width, sides.height});
+          });
         },
-        py::arg("src"), py::arg("kernel"), py::kw_only(), py::arg("out") = py::none(), row.doc);
+        py::arg("src"), py::arg("size"), py::kw_only(), py::arg("out") = py::none(),
+        docstring(row.member, "src, size, *, out=None", kSizeDoc).c_str());
+  }
+  for (const auto &row : kKernelFilters) {
+    module.def(
+        row.member.name,
+        [&row](py::handle src, py::handle kernel, py::handle out) {
+          const Kernel elements = kernel_argument(kernel);
+          return filtered(row.function, src, out, InPlace::kRefused, [&](auto *from, auto *to) {
+            return row.operation(from, to, &elements.record);
+          });
+        },
+        py::arg("src"), py::arg("kernel"), py::kw_only(), py::arg("out") = py::none(),
+        docstring(row.member, "src, kernel, *, out=None", kKernelDoc).c_str());
   }
   module.def("threshold", &threshold, py::arg("src"), py::arg("threshold"),
              py::arg("max_value") = 255.0, py::kw_only(), py::arg("type") = 0,

@@ -4,15 +4,20 @@
 
 #include <pybind11/pybind11.h>
 
+#include <string>
+
 namespace tavix::python {
 
-void define_arithmetic(pybind11::module_ &module);
-void define_blob(pybind11::module_ &module);
-void define_channels(pybind11::module_ &module);
-void define_color(pybind11::module_ &module);
-void define_filters(pybind11::module_ &module);
-void define_geometry(pybind11::module_ &module);
-void define_softmax(pybind11::module_ &module);
-void define_statistics(pybind11::module_ &module);
+using DefineOperations = void(pybind11::module_ &module);
+DefineOperations define_arithmetic, define_blob, define_channels, define_color, define_filters,
+    define_geometry, define_softmax, define_statistics;
+
+// What sets a function apart from the others of its family.
+struct Member {
+  const char *name, *what, *example;
+};
+
+// The docstring of a member; common is what the family says between what and example.
+std::string docstring(const Member &member, const char *parameters, const char *common);
 
 }  // namespace tavix::python

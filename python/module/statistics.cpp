@@ -31,21 +31,19 @@ py::array statistic(int32_t op, py::handle src, py::handle out) {
   return result;
 }
 
-struct Row {
+constexpr struct {
   int32_t op;
-  const char *name, *what, *example;
+  Member member;
+} kRows[] = {
+    {TAVIX_STAT_OP_MEAN, {"mean", "The mean", ">>> tavix.mean(a)\narray([ 2.5, 20. ,  0. ])"}},
+    {TAVIX_STAT_OP_STDDEV,
+     {"std", "The population standard deviation", ">>> tavix.std(a)\narray([ 1.5, 10. ,  0. ])"}},
+    {TAVIX_STAT_OP_SUM, {"sum", "The sum", ">>> tavix.sum(a)\narray([ 5., 40.,  0.])"}},
+    {TAVIX_STAT_OP_MAX, {"max", "The largest element", ">>> tavix.max(a)\narray([ 4., 30.,  0.])"}},
+    {TAVIX_STAT_OP_MIN,
+     {"min", "The smallest element", ">>> tavix.min(a)\narray([ 1., 10.,  0.])"}},
 };
-constexpr Row kRows[] = {
-    {TAVIX_STAT_OP_MEAN, "mean", "The mean", "array([ 2.5, 20. ,  0. ])"},
-    {TAVIX_STAT_OP_STDDEV, "std", "The population standard deviation", "array([ 1.5, 10. ,  0. ])"},
-    {TAVIX_STAT_OP_SUM, "sum", "The sum", "array([ 5., 40.,  0.])"},
-    {TAVIX_STAT_OP_MAX, "max", "The largest element", "array([ 4., 30.,  0.])"},
-    {TAVIX_STAT_OP_MIN, "min", "The smallest element", "array([ 1., 10.,  0.])"},
-};
-
-std::string doc(const Row &row) {
-  return std::string(row.name) + "(src, *, out=None)\n--\n\n" + row.what +
-         R"( of each channel over all pixels, as float64 of shape (channels,).
+constexpr char kDoc[] = R"( of each channel over all pixels, as float64 of shape (channels,).
 
 src: a picture of 1, 3 or 4 channels, uint8 or float32.
 out: an array of that shape and type to write into.
@@ -53,17 +51,17 @@ out: an array of that shape and type to write into.
 Sums of 8-bit pictures are exact. Raises TavixError for 4:2:0 frames.
 
 >>> import numpy, tavix
->>> tavix.)" +
-         row.name + "(numpy.array([[[1, 10, 0], [4, 30, 0]]], numpy.uint8))\n" + row.example + '\n';
-}
+>>> a = numpy.array([[[1, 10, 0], [4, 30, 0]]], numpy.uint8)
+)";
 
 }  // namespace
 
 void define_statistics(py::module_ &module) {
-  for (const Row &row : kRows) {
+  for (const auto &[op, member] : kRows) {
     module.def(
-        row.name, [op = row.op](py::handle src, py::handle out) { return statistic(op, src, out); },
-        py::arg("src"), py::kw_only(), py::arg("out") = py::none(), doc(row).c_str());
+        member.name, [op = op](py::handle src, py::handle out) { return statistic(op, src, out); },
+        py::arg("src"), py::kw_only(), py::arg("out") = py::none(),
+        docstring(member, "src, *, out=None", kDoc).c_str());
   }
 }
 

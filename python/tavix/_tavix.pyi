@@ -2,7 +2,7 @@
 # The types of the compiled module. Pictures in give pictures of the same kind out.
 import enum
 from collections.abc import Sequence
-from typing import TYPE_CHECKING, Any, SupportsFloat, TypeAlias, TypeVar, overload
+from typing import TYPE_CHECKING, Any, Protocol, SupportsFloat, TypeAlias, TypeVar, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -15,6 +15,7 @@ _Array: TypeAlias = npt.NDArray[Any]
 _P = TypeVar("_P", _Array, Frame)
 _Picture: TypeAlias = _Array | Frame | av.VideoFrame | Any
 _Numbers: TypeAlias = SupportsFloat | Sequence[float] | npt.NDArray[Any]
+_Float64s: TypeAlias = npt.NDArray[np.float64]
 _Size: TypeAlias = float | Sequence[float]
 _Rect: TypeAlias = Sequence[float]
 _PixelFormat: TypeAlias = PixelFormat | str | int
@@ -165,123 +166,65 @@ class Frame:
     def __dlpack_device__(self) -> tuple[int, int]: ...
     def _repr_png_(self) -> bytes: ...
 
-def add(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def subtract(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def multiply(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def divide(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def minimum(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def maximum(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def absdiff(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def bitwise_or(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def bitwise_and(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def bitwise_xor(
-    src1: _P,
-    src2: _Picture,
-    *,
-    alpha: _Numbers = ...,
-    beta: _Numbers = ...,
-    gamma: _Numbers = ...,
-    out: Any = ...,
-) -> _P: ...
-def multiply_add(
-    src: _P, scale: _Numbers = ..., offset: _Numbers = ..., *, out: Any = ...
-) -> _P: ...
-def sqrt(
-    src: _P, scale: _Numbers = ..., offset: _Numbers = ..., *, out: Any = ...
-) -> _P: ...
-def exp(
-    src: _P, scale: _Numbers = ..., offset: _Numbers = ..., *, out: Any = ...
-) -> _P: ...
-def log(
-    src: _P, scale: _Numbers = ..., offset: _Numbers = ..., *, out: Any = ...
-) -> _P: ...
-def mean(
-    src: _Picture, *, out: npt.NDArray[np.float64] | None = ...
-) -> npt.NDArray[np.float64]: ...
-def std(
-    src: _Picture, *, out: npt.NDArray[np.float64] | None = ...
-) -> npt.NDArray[np.float64]: ...
-def sum(
-    src: _Picture, *, out: npt.NDArray[np.float64] | None = ...
-) -> npt.NDArray[np.float64]: ...
-def max(
-    src: _Picture, *, out: npt.NDArray[np.float64] | None = ...
-) -> npt.NDArray[np.float64]: ...
-def min(
-    src: _Picture, *, out: npt.NDArray[np.float64] | None = ...
-) -> npt.NDArray[np.float64]: ...
+# Functions that differ in nothing but their name.
+class _Binary(Protocol):
+    def __call__(
+        self,
+        src1: _P,
+        src2: _Picture,
+        *,
+        alpha: _Numbers = ...,
+        beta: _Numbers = ...,
+        gamma: _Numbers = ...,
+        out: Any = ...,
+    ) -> _P: ...
+
+class _Unary(Protocol):
+    def __call__(
+        self, src: _P, scale: _Numbers = ..., offset: _Numbers = ..., *, out: Any = ...
+    ) -> _P: ...
+
+class _Statistic(Protocol):
+    def __call__(self, src: _Picture, *, out: _Float64s | None = ...) -> _Float64s: ...
+
+class _Warp(Protocol):
+    def __call__(
+        self,
+        src: _P,
+        matrix: npt.ArrayLike,
+        size: Sequence[int] | None = ...,
+        *,
+        interpolation: _Interpolation = ...,
+        border: _Border = ...,
+        border_value: float = ...,
+        out: Any = ...,
+    ) -> _P: ...
+
+class _SizeFilter(Protocol):
+    def __call__(self, src: _P, size: _Size, *, out: Any = ...) -> _P: ...
+
+class _KernelFilter(Protocol):
+    def __call__(self, src: _P, kernel: Any, *, out: Any = ...) -> _P: ...
+
+add: _Binary
+subtract: _Binary
+multiply: _Binary
+divide: _Binary
+minimum: _Binary
+maximum: _Binary
+absdiff: _Binary
+bitwise_or: _Binary
+bitwise_and: _Binary
+bitwise_xor: _Binary
+multiply_add: _Unary
+sqrt: _Unary
+exp: _Unary
+log: _Unary
+mean: _Statistic
+std: _Statistic
+sum: _Statistic
+max: _Statistic
+min: _Statistic
 def resize(
     src: _P,
     size: Sequence[int] | None = ...,
@@ -290,26 +233,8 @@ def resize(
     interpolation: _Interpolation = ...,
     out: Any = ...,
 ) -> _P: ...
-def warp_affine(
-    src: _P,
-    matrix: npt.ArrayLike,
-    size: Sequence[int] | None = ...,
-    *,
-    interpolation: _Interpolation = ...,
-    border: _Border = ...,
-    border_value: float = ...,
-    out: Any = ...,
-) -> _P: ...
-def warp_perspective(
-    src: _P,
-    matrix: npt.ArrayLike,
-    size: Sequence[int] | None = ...,
-    *,
-    interpolation: _Interpolation = ...,
-    border: _Border = ...,
-    border_value: float = ...,
-    out: Any = ...,
-) -> _P: ...
+warp_affine: _Warp
+warp_perspective: _Warp
 def copy_make_border(
     src: _P,
     top: int,
@@ -322,11 +247,11 @@ def copy_make_border(
     out: Any = ...,
 ) -> _P: ...
 def copy(src: _P, out: Any = ...) -> _P: ...
-def blur(src: _P, size: _Size, *, out: Any = ...) -> _P: ...
-def box_filter(src: _P, size: _Size, *, out: Any = ...) -> _P: ...
-def filter2d(src: _P, kernel: Any, *, out: Any = ...) -> _P: ...
-def dilate(src: _P, kernel: Any, *, out: Any = ...) -> _P: ...
-def erode(src: _P, kernel: Any, *, out: Any = ...) -> _P: ...
+blur: _SizeFilter
+box_filter: _SizeFilter
+filter2d: _KernelFilter
+dilate: _KernelFilter
+erode: _KernelFilter
 def threshold(
     src: _P,
     threshold: float,

@@ -36,6 +36,13 @@ def reference(clips, tmp_path_factory):
     return contents(store)
 
 
+def run_until(shards, clips, store, *options):
+    """A run that goes on, and has made so many shards."""
+    run = start_corpus(clips, "--output", store, *OPTIONS, *options)
+    wait_for_shards(store, shards, run)
+    return run
+
+
 def fates(store):
     return {f["video"]: f for f in json.loads((store / "report.json").read_text())}
 
@@ -62,8 +69,7 @@ def test_a_second_run_does_nothing(clips, reference, tmp_path):
 def test_a_worker_killed_in_the_middle(clips, reference, tmp_path):
     store = tmp_path / "store"
     with cluster(tmp_path, 2) as made:
-        run = start_corpus(clips, "--output", store, "--scheduler", made.address, *OPTIONS)
-        wait_for_shards(store, 3, run)
+        run = run_until(3, clips, store, "--scheduler", made.address)
         made.workers[0].kill()
         output, errors = run.communicate(timeout=200)
     assert run.returncode == 0, errors
@@ -73,8 +79,7 @@ def test_a_worker_killed_in_the_middle(clips, reference, tmp_path):
 def test_a_scheduler_that_comes_back(clips, reference, tmp_path):
     store = tmp_path / "store"
     with cluster(tmp_path, 2) as made:
-        run = start_corpus(clips, "--output", store, "--scheduler", made.address, *OPTIONS)
-        wait_for_shards(store, 3, run)
+        run = run_until(3, clips, store, "--scheduler", made.address)
         for process in [made.scheduler, *made.workers]:
             process.kill()
             process.wait()
@@ -89,10 +94,7 @@ def test_a_scheduler_that_comes_back(clips, reference, tmp_path):
 def test_a_scheduler_that_stays_away(clips, tmp_path):
     store = tmp_path / "store"
     with cluster(tmp_path, 1) as made:
-        run = start_corpus(
-            clips, "--output", store, "--scheduler", made.address, *OPTIONS, "--reconnect", "3s"
-        )
-        wait_for_shards(store, 2, run)
+        run = run_until(2, clips, store, "--scheduler", made.address, "--reconnect", "3s")
         made.scheduler.kill()
         made.scheduler.wait()
         output, errors = run.communicate(timeout=100)
@@ -166,8 +168,7 @@ def test_bad_videos_among_good_ones(tmp_path):
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_an_interrupt(clips, reference, tmp_path, number):
     store = tmp_path / "store"
-    run = start_corpus(clips, "--output", store, "--workers", 1, *OPTIONS)
-    wait_for_shards(store, 2, run)
+    run = run_until(2, clips, store, "--workers", 1)
     run.send_signal(number)
     output, errors = run.communicate(timeout=60)
     assert run.returncode == 130 and "interrupted" in errors and "unfinished" in output
@@ -182,8 +183,7 @@ def test_an_interrupt(clips, reference, tmp_path, number):
 def test_the_command_killed_in_the_middle(clips, reference, tmp_path):
     store = tmp_path / "store"
     with cluster(tmp_path, 1) as made:
-        run = start_corpus(clips, "--output", store, "--scheduler", made.address, *OPTIONS)
-        wait_for_shards(store, 2, run)
+        run = run_until(2, clips, store, "--scheduler", made.address)
         run.kill()
         run.communicate()
         time.sleep(0.5)
