@@ -110,7 +110,8 @@ using ParallelConvertNV122YV12 = RepackBody;
 using ParallelConvertYVU122NV = RepackBody;
 using ParallelConvertYVU122YVU12 = RepackBody;
 
-// Two rows of grey become two of luma; the chroma row they share is filled to its stride.
+// Two rows of grey become two of luma; the chroma row they share is filled to its stride, so that
+// chroma rows are one span.
 class GrayToYuvBody final : public ParallelLoopBody {
  public:
   explicit GrayToYuvBody(const GrayToYuvJob &job) : job_(job) {}
@@ -120,9 +121,9 @@ class GrayToYuvBody final : public ParallelLoopBody {
     if (job_.width > 0) copy_luma(job_.src, job_.src_linesize, dst, job_.width, rows);
     if (dst.chroma_linesize <= 0) return;  // the planes may be missing then
     const int planes = dst.layout == ChromaLayout::kPlanar ? 2 : 1;
-    for (int32_t c = rows.start; c < rows.end; ++c)
-      for (int p = 0; p < planes; ++p)
-        std::memset(row(dst.chroma[p], dst.chroma_linesize, c), 128, size_t(dst.chroma_linesize));
+    const int64_t bytes = int64_t(dst.chroma_linesize) * (rows.end - rows.start);
+    for (int p = 0; p < planes; ++p)
+      std::memset(row(dst.chroma[p], dst.chroma_linesize, rows.start), 128, size_t(bytes));
   }
 
  private:
