@@ -17,6 +17,11 @@ namespace {
 
 constexpr int32_t kFormat = TAVIX_PIX_FMT_BGR24;
 
+// A new frame of a peer, in the size of the result.
+Frame new_frame(const Frames &f, int32_t format) {
+  return Frame(format, {f.dst->video.width, f.dst->video.height});
+}
+
 Frames same_size(const Size &size) {
   return Frames({noise(kFormat, size, 1), noise(kFormat, size, 2)}, Frame(kFormat, size));
 }
@@ -140,11 +145,11 @@ void compare_channels() {
           TavixFrameFreeV2(frame);
       })
       .peer("opencv", kUnequalWork, [](Frames &f) {
-        const Size size = {f.dst->video.width, f.dst->video.height};
-        const Frame blue(TAVIX_PIX_FMT_GRAY8, size), green(TAVIX_PIX_FMT_GRAY8, size),
-            red(TAVIX_PIX_FMT_GRAY8, size);
-        std::vector<cv::Mat> channels = {blue.mat(), green.mat(), red.mat()};
-        cv::split(f.src[0].mat(), channels);
+        const Frame channels[] = {new_frame(f, TAVIX_PIX_FMT_GRAY8),
+                                  new_frame(f, TAVIX_PIX_FMT_GRAY8),
+                                  new_frame(f, TAVIX_PIX_FMT_GRAY8)};
+        std::vector<cv::Mat> views = {channels[0].mat(), channels[1].mat(), channels[2].mat()};
+        cv::split(f.src[0].mat(), views);
       });
   compare("channel_split_one", same_size)
       .ours([](Frames &f) {
@@ -153,9 +158,7 @@ void compare_channels() {
         TavixFrameFreeV2(channels.green);
       })
       .peer("opencv", kUnequalWork, [](Frames &f) {
-        const Frame green(TAVIX_PIX_FMT_GRAY8, {f.dst->video.width, f.dst->video.height});
-        cv::Mat dst = green.mat();
-        cv::extractChannel(f.src[0].mat(), dst, 1);
+        cv::extractChannel(f.src[0].mat(), new_frame(f, TAVIX_PIX_FMT_GRAY8).mat(), 1);
       });
   const auto with_mask = [](const Size &size) {
     return Frames({noise(kFormat, size, 1), noise(TAVIX_PIX_FMT_GRAY8, size, 2)},
@@ -168,8 +171,8 @@ void compare_channels() {
         TavixFrameFreeV2(frame);
       })
       .peer("libyuv", kUnequalWork, [](Frames &f) {
-        const int width = f.dst->video.width, height = f.dst->video.height;
-        const Frame frame(TAVIX_PIX_FMT_BGRA32, {width, height});
+        const Frame frame = new_frame(f, TAVIX_PIX_FMT_BGRA32);
+        const int width = frame->video.width, height = frame->video.height;
         libyuv::RGB24ToARGB(f.src[0]->data[0], f.src[0]->linesize[0], frame->data[0],
                             frame->linesize[0], width, height);
         libyuv::ARGBCopyYToAlpha(f.src[1]->data[0], f.src[1]->linesize[0], frame->data[0],
@@ -182,9 +185,7 @@ void compare_channels() {
         TavixFrameFreeV2(frame);
       })
       .peer("opencv", kUnequalWork, [](Frames &f) {
-        const Frame frame(kFormat, {f.dst->video.width, f.dst->video.height});
-        cv::Mat dst = frame.mat();
-        cv::multiply(f.src[0].mat(), f.src[1].mat(), dst);
+        cv::multiply(f.src[0].mat(), f.src[1].mat(), new_frame(f, kFormat).mat());
       });
   compare("memfill", same_size)
       .ours([](Frames &f) { TavixFrameMemfillByCPU(f.src[0], f.dst, 7); })

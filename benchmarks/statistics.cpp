@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "common/frame_access.h"
@@ -15,15 +16,12 @@ namespace tavix::benchmarks {
 
 namespace {
 
-struct Operation {
-  const char *name;
-  TavixStatisticalFunctionOp code;
-};
-constexpr Operation kOperations[] = {{"mean", TAVIX_STAT_OP_MEAN},
-                                     {"stddev", TAVIX_STAT_OP_STDDEV},
-                                     {"sum", TAVIX_STAT_OP_SUM},
-                                     {"max", TAVIX_STAT_OP_MAX},
-                                     {"min", TAVIX_STAT_OP_MIN}};
+constexpr std::pair<const char *, TavixStatisticalFunctionOp> kOperations[] = {
+    {"mean", TAVIX_STAT_OP_MEAN},
+    {"stddev", TAVIX_STAT_OP_STDDEV},
+    {"sum", TAVIX_STAT_OP_SUM},
+    {"max", TAVIX_STAT_OP_MAX},
+    {"min", TAVIX_STAT_OP_MIN}};
 
 struct Layout {
   const char *name;
@@ -140,10 +138,10 @@ void eigen(Statistics &s, int32_t op) {
 void register_benchmarks() {
   constexpr Tolerance kRounding = 1e-9;  // of sums of doubles, and a root of their difference
   for (const Layout &layout : kLayouts)
-    for (const Operation &operation : kOperations) {
-      const int32_t op = operation.code;
+    for (const auto &[name, code] : kOperations) {
+      const int32_t op = code;
       auto comparison =
-          compare(std::string("stat_") + operation.name + "_" + layout.name,
+          compare(std::string("stat_") + name + "_" + layout.name,
                   [&layout](const Size &size) { return Statistics(layout.format, size); });
       comparison.ours([op](Statistics &s) { ours(s, op); });
       comparison.peer("opencv", kRounding, [op](Statistics &s) { opencv(s, op); });
