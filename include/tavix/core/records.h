@@ -20,8 +20,8 @@ typedef struct TavixVideoInfo {
 /**
  * A video frame. Row y of plane p starts at data[p] + y * linesize[p]; the product is a 32-bit one.
  * A stride may exceed the payload of its row; planes and strides need no alignment, except where an
- * operation says so. The operations on OpenCV take a stride of 0 for packed rows; to all others it is
- * what it says, one row over and over.
+ * operation says so. Most operations on OpenCV take a stride of 0 for packed rows, and the warps
+ * refuse it. All other operations take it literally: every row is the same memory.
  */
 typedef struct TavixFrameV2 {
   uint32_t memory;      /**< TavixMemoryType; the operations work on host memory only */

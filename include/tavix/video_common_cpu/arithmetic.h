@@ -110,8 +110,9 @@ TAVIX_API int32_t TavixFrameBinaryArithmeticCommonC(const TavixFrameV2 *src1_fra
  * A divisor below 2^-23 in magnitude gives (2^-23 - gamma) + gamma; in 8-bit frames both terms are
  * rounded and clamped, which gives the rounded magnitude of gamma.
  *
- * @return As ByCPU, but a format outside the RGB family is refused without a log line, and a
- *         processor without AVX2, last and with one, as TAVIX_ERROR_UNSUPPORTED.
+ * @return As ByCPU, with two differences. The refusal of a format outside the RGB family logs no
+ *         line. The last check refuses a processor without AVX2: TAVIX_ERROR_UNSUPPORTED, with a
+ *         log line.
  */
 TAVIX_API int32_t TavixFrameBinaryArithmeticAVX(const TavixFrameV2 *src1_frame,
                                                 const TavixFrameV2 *src2_frame, uint32_t op,
@@ -210,9 +211,9 @@ TAVIX_API int32_t TavixFrameUnaryArithmeticCommonC(const TavixFrameV2 *src, int3
  * In whole blocks the square root of NaN is 0 and the exponential of float frames lies within one
  * unit in the last place of expf; single elements have the square root of NaN and expf itself.
  *
- * @return As ByCPU, but a format outside the RGB family is refused without a log line, null planes
- *         after null parameters, and a processor without AVX2, last and with a line, as
- *         TAVIX_ERROR_UNSUPPORTED.
+ * @return As ByCPU, with three differences. The refusal of a format outside the RGB family logs no
+ *         line. Null planes are refused after null parameters. The last check refuses a processor
+ *         without AVX2: TAVIX_ERROR_UNSUPPORTED, with a log line.
  */
 TAVIX_API int32_t TavixFrameUnaryArithmeticAVX(const TavixFrameV2 *src, int32_t op,
                                                const double *scale, const double *offset,

@@ -3,9 +3,9 @@
  * @file
  * Operations that build or fill whole packed frames.
  *
- * A refused call logs one line. Beside each operation stands who owns what after each failure, and
- * which exceptions leave it: a C program that meets one ends. In the operations on OpenCV (all but
- * the fill) a linesize[0] of 0 means packed rows.
+ * A refused call logs one line. Each operation says who owns what after each failure and which
+ * exceptions leave it. A C program that meets one ends. In the operations on OpenCV (all but the
+ * fill), a linesize[0] of 0 means packed rows.
  */
 #ifndef TAVIX_VIDEO_COMMON_CPU_CHANNELS_H
 #define TAVIX_VIDEO_COMMON_CPU_CHANNELS_H

@@ -3,8 +3,9 @@
  * @file
  * Geometry of packed frames, carried out by OpenCV on views of plane 0.
  *
- * A refused call logs one line and writes nothing. In these operations a linesize[0] of 0 means
- * packed rows. Each operation lists which exceptions leave it: a C program that meets one ends.
+ * A refused call logs one line and writes nothing. A linesize[0] of 0 means packed rows, except in
+ * the warps, which refuse it. Each operation lists the exceptions that leave it. A C program that
+ * meets one ends.
  *
  * Interpolation codes are OpenCV's: 0 nearest, 1 linear, 2 cubic, 3 area, 4 Lanczos, 5 exact
  * linear, 7, 8 and 16 as OpenCV reads them. Border codes are OpenCV's too: 0 constant, 1 replicate,

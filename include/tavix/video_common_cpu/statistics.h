@@ -20,8 +20,8 @@ enum TavixStatisticalFunctionOp {
  *
  * @par Formula
  * Those of TavixStatisticalFunctionOp. Without pixels the mean is NaN, deviation and sum are 0. The
- * maximum is -DBL_MAX where no sample is above it, as in a frame of NaN or of -infinity; the
- * minimum is DBL_MAX likewise.
+ * maximum is -DBL_MAX where no sample is above it, as in a frame of NaN or of -infinity. The
+ * minimum is DBL_MAX where no sample is below it.
  *
  * @par Formats
  * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats.
