@@ -12,6 +12,7 @@ import torch
 from clusters import contents
 from videos import damage, make_clip
 
+import tavix
 from tavix.corpus import Corpus
 from tavix.corpus.index import write_index
 from tavix.corpus.plan import BadVideo, Plan, find_videos, plan_video, video_key
@@ -82,6 +83,19 @@ def test_rows_are_the_pictures(tmp_path):
         assert np.abs(corpus[n] - expected).max() < 6 * max(scale)
         assert np.abs(corpus[n] - expected).mean() < 1.5 * max(scale)
         assert entry.seconds == pytest.approx(float(pictures[entry.frame][1]))
+
+
+@pytest.mark.parametrize(
+    ("size", "square"), [("99x75", np.s_[0:74, 12:86]), ("51x98", np.s_[24:74, 0:50])]
+)
+def test_odd_sizes(tmp_path, size, square):
+    """The square is made of whole chroma samples, so that every pixel of it has a colour."""
+    options = ("-c:v", "ffv1", "-vf", f"scale={size.replace('x', ':')},format=yuv420p")
+    clip = make_clip(tmp_path / "clip.mkv", 1, "200x200", options=options)
+    store, _ = make_store(tmp_path / "store", Settings(size=25), clip)
+    whole = tavix.convert(tavix.from_av(all_pictures(clip)[0][2]), "rgb24").array
+    expected = cv2.resize(whole[square], (25, 25), interpolation=cv2.INTER_AREA)
+    np.testing.assert_array_equal(Corpus(str(store.path))[0], expected.transpose(2, 0, 1))
 
 
 def test_bytes(tmp_path):

@@ -53,15 +53,15 @@ class Preprocessor:
         frame = tavix.from_av(
             picture, color_space=self.plan.color_space, color_range=self.plan.color_range
         )
-        if self.rgb is None or (self.rgb.width, self.rgb.height) != (frame.width, frame.height):
-            self.rgb = tavix.Frame.zeros("rgb24", frame.width, frame.height)
-        tavix.convert(frame, "rgb24", out=self.rgb)
-        side = min(frame.width, frame.height)
-        # The square in the middle.
-        square = self.rgb.region(
-            (frame.width - side) // 2, (frame.height - side) // 2, side, side
-        ).array
-        tavix.resize(square, interpolation="area", out=self.small)
+        # The square in the middle: of an even side, at even places, where chroma begins.
+        side = max(1, min(frame.width, frame.height) // 2 * 2)
+        square = frame.region(
+            (frame.width - side) // 4 * 2, (frame.height - side) // 4 * 2, side, side
+        )
+        if self.rgb is None or self.rgb.width != side:
+            self.rgb = tavix.Frame.zeros("rgb24", side, side)
+        tavix.convert(square, "rgb24", out=self.rgb)
+        tavix.resize(self.rgb.array, interpolation="area", out=self.small)
         if self.settings.dtype == "float32":
             floats = tavix.normalize(self.small, self.settings.mean, self.settings.scale)
             tavix.to_blob(floats, out=out)
