@@ -2,15 +2,32 @@
 #include "pictures/gnuplot.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 
 namespace tavix::tool {
 
+namespace {
+
+// Without a shell: while one runs, an interrupt would be lost.
+bool is_on_path(const char *program) {
+  const char *path = std::getenv("PATH");
+  std::istringstream folders(path == nullptr ? "" : path);
+  for (std::string folder; std::getline(folders, folder, ':');)
+    if (access((std::filesystem::path(folder) / program).c_str(), X_OK) == 0) return true;
+  return false;
+}
+
+}  // namespace
+
 void require_gnuplot() {
-  if (std::system("command -v gnuplot > /dev/null 2>&1") != 0) {
+  if (!is_on_path("gnuplot")) {
     throw std::runtime_error("cannot draw the plot: gnuplot is not installed");
   }
 }
