@@ -38,11 +38,16 @@ struct ParameterPattern {
   ParameterPattern(const ChannelParameters &values, int32_t channels) {
     constexpr int32_t kUnit = 12;
     static_assert(period % kUnit == 0);
-    T narrowed[kMaxChannels];
-    for (int32_t c = 0; c < kMaxChannels; ++c) narrowed[c] = T(values[c]);
-    for (int32_t k = 0, c = 0; k < kUnit; ++k, c = c + 1 < channels ? c + 1 : 0)
-      lanes[k] = narrowed[c];
-    for (int32_t k = kUnit; k < period; k += kUnit) std::copy_n(lanes, kUnit, lanes + k);
+    static constexpr uint8_t kChannel[kMaxChannels][kUnit] = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+                                                              {0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1},
+                                                              {0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2},
+                                                              {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3}};
+    for (int32_t k = 0; k < kUnit; ++k) lanes[k] = T(values[kChannel[channels - 1][k]]);
+    if constexpr (period > kUnit) {
+      T unit[kUnit];  // in registers, where the stores that follow cannot change it
+      std::copy_n(lanes, kUnit, unit);
+      for (int32_t k = kUnit; k < period; k += kUnit) std::copy_n(unit, kUnit, lanes + k);
+    }
   }
   T lanes[period];
 };

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // A function of an 8-bit sample and its channel, given by its 256 values, applied to whole rows. Each
-// class is made of maps, one for each of 1 to 4 channels, and has
+// class is made from 1 to 4 channels' maps and has
 //
 //   void map_row(const uint8_t *src, uint8_t *dst, int64_t n) const;
 //
 // dst[i] = map of channel i % channels at src[i], for i below n. dst may be src.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -16,21 +15,39 @@
 namespace tavix::module {
 
 using ByteMap = std::array<uint8_t, 256>;
-using ByteMaps = std::array<ByteMap, kMaxChannels>;
+// The maps that a step over whole pixels tells apart: one where all channels have the same, else three
+// or four.
+class ChannelMaps {
+ public:
+  // fill(c, map) makes the map of channel c. alike: all channels have the same.
+  template <class Fill>
+  ChannelMaps(int32_t channels, bool alike, const Fill &fill)
+      : apart_(alike || channels == 1 ? 1
+               : channels == 3        ? 3
+                                      : 4) {
+    for (int32_t c = 0; c < apart_; ++c) {
+      if (c < channels)
+        fill(c, maps_[size_t(c)]);
+      else
+        maps_[size_t(c)] = maps_[size_t(c % channels)];
+    }
+  }
 
-// The channels that a step over whole pixels tells apart: 1 where all maps are alike, else 3 or 4.
-inline int32_t channels_apart(const ByteMaps &maps, int32_t channels) {
-  const bool alike =
-      std::all_of(maps.begin(), maps.begin() + channels, [&](auto &map) { return map == maps[0]; });
-  return alike ? 1 : channels == 3 ? 3 : 4;
-}
+ protected:
+  int32_t apart_;
+  std::array<ByteMap, kMaxChannels> maps_;
+};
 
 // Sixteen shuffles, each of them for one value of a byte's upper half.
-class ByteMapsAvx2 {
+class ByteMapsAvx2 : ChannelMaps {
  public:
   static constexpr bool kBeatMultiplying = false;  // a product and a sum of floats
 
-  ByteMapsAvx2(const ByteMaps &maps, int32_t channels);
+  template <class Fill>
+  ByteMapsAvx2(int32_t channels, bool alike, const Fill &fill)
+      : ChannelMaps(channels, alike, fill) {
+    make_rows();
+  }
   void map_row(const uint8_t *src, uint8_t *dst, int64_t n) const;
 
  private:
@@ -39,22 +56,19 @@ class ByteMapsAvx2 {
   // its value.
   using Rows = std::array<std::array<uint8_t, 16>, 16>;
 
-  int32_t channels_;  // told apart
-  ByteMaps maps_;
+  void make_rows();
+
   std::array<Rows, kMaxChannels> rows_;
 };
 
 // The map itself in four registers.
-class ByteMapsAvx512Vbmi {
+class ByteMapsAvx512Vbmi : ChannelMaps {
  public:
+  using ChannelMaps::ChannelMaps;
+
   static constexpr bool kBeatMultiplying = true;
 
-  ByteMapsAvx512Vbmi(const ByteMaps &maps, int32_t channels);
   void map_row(const uint8_t *src, uint8_t *dst, int64_t n) const;
-
- private:
-  int32_t channels_;  // told apart
-  ByteMaps maps_;
 };
 
 }  // namespace tavix::module

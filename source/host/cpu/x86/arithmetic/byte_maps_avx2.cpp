@@ -131,26 +131,23 @@ TAVIX_AVX2_END
 
 namespace tavix::module {
 
-ByteMapsAvx2::ByteMapsAvx2(const ByteMaps &maps, int32_t channels)
-    : channels_(channels_apart(maps, channels)) {
-  for (int32_t c = 0; c < channels_; ++c) {
-    maps_[c] = maps[c % channels];
+void ByteMapsAvx2::make_rows() {
+  for (int32_t c = 0; c < apart_; ++c)
     for (int32_t row = 0; row < 16; ++row)
       for (int32_t k = 0; k < 16; ++k) {
         const uint8_t value = maps_[c][16 * row + k];
         rows_[c][row][k] = row % 8 == 0 ? value : value ^ maps_[c][16 * (row - 1) + k];
       }
-  }
 }
 
 void ByteMapsAvx2::map_row(const uint8_t *src, uint8_t *dst, int64_t n) const {
   using namespace avx2;
-  int64_t i = channels_ == 1   ? map_blocks<1>(rows_.data(), src, dst, n)
-              : channels_ == 3 ? map_blocks<3>(rows_.data(), src, dst, n)
-                               : map_blocks<4>(rows_.data(), src, dst, n);
+  int64_t i = apart_ == 1   ? map_blocks<1>(rows_.data(), src, dst, n)
+              : apart_ == 3 ? map_blocks<3>(rows_.data(), src, dst, n)
+                            : map_blocks<4>(rows_.data(), src, dst, n);
   // A block of its own would cost more than the last samples one by one.
-  for (; i < n; i += channels_)
-    for (int32_t c = 0; c < channels_ && i + c < n; ++c) dst[i + c] = maps_[c][src[i + c]];
+  for (; i < n; i += apart_)
+    for (int32_t c = 0; c < apart_ && i + c < n; ++c) dst[i + c] = maps_[c][src[i + c]];
 }
 
 }  // namespace tavix::module

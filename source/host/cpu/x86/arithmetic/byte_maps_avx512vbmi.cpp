@@ -87,7 +87,7 @@ template <int channels>
 struct MapRow {
   MapRegisters maps[channels];
 
-  explicit TAVIX_INLINE MapRow(const ByteMaps &of) {
+  explicit TAVIX_INLINE MapRow(const std::array<ByteMap, kMaxChannels> &of) {
     for (int c = 0; c < channels; ++c)
       for (int k = 0; k < 4; ++k)
         maps[c].quarter[k] = _mm512_loadu_si512(of[size_t(c)].data() + 64 * k);
@@ -124,7 +124,8 @@ struct MapRow {
 };
 
 template <int channels>
-void map_row(const ByteMaps &maps, const uint8_t *src, uint8_t *dst, int64_t n) {
+void map_row(const std::array<ByteMap, kMaxChannels> &maps, const uint8_t *src, uint8_t *dst,
+             int64_t n) {
   MapRow<channels>(maps).run(src, dst, n);
 }
 
@@ -136,15 +137,10 @@ TAVIX_AVX512_END
 
 namespace tavix::module {
 
-ByteMapsAvx512Vbmi::ByteMapsAvx512Vbmi(const ByteMaps &maps, int32_t channels)
-    : channels_(channels_apart(maps, channels)) {
-  for (int32_t c = 0; c < channels_; ++c) maps_[c] = maps[c % channels];
-}
-
 void ByteMapsAvx512Vbmi::map_row(const uint8_t *src, uint8_t *dst, int64_t n) const {
-  const auto map = channels_ == 1   ? avx512::vbmi::map_row<1>
-                   : channels_ == 3 ? avx512::vbmi::map_row<3>
-                                    : avx512::vbmi::map_row<4>;
+  const auto map = apart_ == 1   ? avx512::vbmi::map_row<1>
+                   : apart_ == 3 ? avx512::vbmi::map_row<3>
+                                 : avx512::vbmi::map_row<4>;
   map(maps_, src, dst, n);
 }
 

@@ -10,8 +10,8 @@
 //     template <class T, int op> using Body = UnaryBodyAVX<Kernels, T, op>;
 //     static void mul_add_bytes(src, dst, n, scale, offset);
 //     template <int op> static void float_blocks(src, dst, n, scale, offset);
-//     static LibraryRows<...> expf_row, logf_row, scaled_logf_row;
-//     static void add_and_round(results, offset, map);
+//     static LibraryRows<...> expf_row, scaled_logf_row;
+//     template <int op, bool in_blocks> static void fill_map(scale, offset, map);
 //   };
 #pragma once
 
@@ -45,61 +45,9 @@ inline int32_t in_whole_blocks(int32_t n, int32_t channels) {
   }
 }
 
-// The functions of scaled samples, as single elements take them. result is not v, which may change.
-template <class Kernels, int op>
-void apply_to_singles(float *v, float *result, int32_t n) {
-  if constexpr (op == TAVIX_UNARY_OP_SQRT) {
-    for (int32_t i = 0; i < n; ++i) result[i] = v[i] < 0 ? 0 : std::sqrt(v[i]);
-  } else if constexpr (op == TAVIX_UNARY_OP_EXP) {
-    Kernels::expf_row(v, result, n, library_expf());
-  } else if constexpr (op == TAVIX_UNARY_OP_LOG) {
-    for (int32_t i = 0; i < n; ++i) v[i] = v[i] <= FLT_EPSILON ? FLT_EPSILON : v[i];
-    Kernels::logf_row(v, result, n, library_logf());
-  } else {
-    std::copy_n(v, n, result);
-  }
-}
-
-// The square root as whole blocks take it: NaN counts as 0.
-inline void sqrt_in_blocks(float *v, float *result, int32_t n) {
-  for (int32_t i = 0; i < n; ++i) result[i] = std::sqrt(v[i] > 0 ? v[i] : 0);
-}
-
-// The 8-bit results of a function of scaled samples.
-using ApplyRow = void (*)(float *v, float *result, int32_t n);
-template <class Kernels, class Pattern>
-typename Kernels::ByteMaps byte_maps(ApplyRow apply, const Pattern &scale, const Pattern &offset,
-                                     int32_t channels) {
-  std::array<ByteMap, kMaxChannels> maps = {};
-  for (int32_t c = 0; c < channels; ++c) {
-    if (scale.lanes[c] == scale.lanes[0] && offset.lanes[c] == offset.lanes[0] && c > 0) {
-      maps[c] = maps[0];
-      continue;
-    }
-    float v[256], result[256];
-    for (int32_t x = 0; x < 256; ++x) v[x] = float(x) * scale.lanes[c];
-    apply(v, result, 256);
-    Kernels::add_and_round(result, offset.lanes[c], maps[c]);
-  }
-  return {maps, channels};
-}
-
-template <class Pattern>
-bool all_finite(const Pattern &values) {
-  return std::all_of(std::begin(values.lanes), std::end(values.lanes),
-                     [](float v) { return std::isfinite(v); });
-}
-
 // What the bodies of all element types and operations have.
-template <class Kernels>
 struct UnaryCall {
-  using Pattern = ParameterPattern<float, Kernels::kPeriod>;
-
-  explicit UnaryCall(const UnaryJob &call)
-      : job(call),
-        channels(call.video().channels),
-        scale(copy_parameters(call.scale), channels),
-        offset(copy_parameters(call.offset), channels) {}
+  explicit UnaryCall(const UnaryJob &call) : job(call), channels(call.video().channels) {}
 
   // run_row(elements, src, dst). Where blocks differ from single elements, rows that end in single
   // elements stay apart.
@@ -114,7 +62,16 @@ struct UnaryCall {
 
   const UnaryJob job;
   const int32_t channels;
-  const Pattern scale, offset;
+};
+
+// What those have that compute every element: its parameters as the kernels take them.
+template <int32_t period>
+struct UnaryParameters {
+  explicit UnaryParameters(const UnaryJob &job)
+      : scale(copy_parameters(job.scale), job.video().channels),
+        offset(copy_parameters(job.offset), job.video().channels) {}
+
+  const ParameterPattern<float, period> scale, offset;
 };
 
 template <class Kernels, class T, int op>
@@ -126,32 +83,48 @@ template <class Kernels, int op>
 class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBody {
  public:
   explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
-      : call_(job), singles_(maps(apply_to_singles<Kernels, op>)) {
-    if (op == TAVIX_UNARY_OP_SQRT && !all_finite(call_.scale))
-      blocks_.emplace(maps(sqrt_in_blocks));
+      : call_(job), singles_(call_.channels, alike(), fill<false>()) {
+    if (op == TAVIX_UNARY_OP_SQRT && !finite_scales())
+      blocks_.emplace(call_.channels, alike(), fill<true>());
   }
 
   void operator()(const Range &rows) const override {
     if (!blocks_)
-      return call_.template for_each_row<uint8_t, false>(
+      return call_.for_each_row<uint8_t, false>(
           rows,
           [this](int32_t n, const uint8_t *src, uint8_t *dst) { singles_.map_row(src, dst, n); });
-    call_.template for_each_row<uint8_t, true>(
-        rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-          const int32_t whole = in_whole_blocks(n, call_.channels);
-          blocks_->map_row(src, dst, whole);
-          singles_.map_row(src + whole, dst + whole, n - whole);
-        });
+    call_.for_each_row<uint8_t, true>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+      const int32_t whole = in_whole_blocks(n, call_.channels);
+      blocks_->map_row(src, dst, whole);
+      singles_.map_row(src + whole, dst + whole, n - whole);
+    });
   }
 
  private:
-  using ByteMaps = typename Kernels::ByteMaps;
+  float scale(int32_t c) const { return float(call_.job.scale[c]); }
+  float offset(int32_t c) const { return float(call_.job.offset[c]); }
 
-  ByteMaps maps(ApplyRow apply) const {
-    return byte_maps<Kernels>(apply, call_.scale, call_.offset, call_.channels);
+  bool alike() const {
+    bool all = true;
+    for (int32_t c = 1; c < call_.channels; ++c)
+      all = all && scale(c) == scale(0) && offset(c) == offset(0);
+    return all;
+  }
+  bool finite_scales() const {
+    bool all = true;
+    for (int32_t c = 0; c < call_.channels; ++c) all = all && std::isfinite(scale(c));
+    return all;
+  }
+  template <bool in_blocks>
+  auto fill() const {
+    return [this](int32_t c, ByteMap &map) {
+      Kernels::template fill_map<op, in_blocks>(scale(c), offset(c), map);
+    };
   }
 
-  const UnaryCall<Kernels> call_;
+  using ByteMaps = typename Kernels::ByteMaps;
+
+  const UnaryCall call_;
   const ByteMaps singles_;
   std::optional<ByteMaps> blocks_;
 };
@@ -159,26 +132,26 @@ class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBo
 template <class Kernels>
 class MulAddBytesBodyAVX final : public ParallelLoopBody {
  public:
-  explicit MulAddBytesBodyAVX(const UnaryJob &job) : call_(job) {}
+  explicit MulAddBytesBodyAVX(const UnaryJob &job) : call_(job), parameters_(job) {}
 
   void operator()(const Range &rows) const override {
-    call_.template for_each_row<uint8_t, false>(
-        rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-          Kernels::mul_add_bytes(src, dst, n, call_.scale.lanes, call_.offset.lanes);
-        });
+    call_.for_each_row<uint8_t, false>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+      Kernels::mul_add_bytes(src, dst, n, parameters_.scale.lanes, parameters_.offset.lanes);
+    });
   }
 
  private:
-  const UnaryCall<Kernels> call_;
+  const UnaryCall call_;
+  const UnaryParameters<Kernels::kPeriod> parameters_;
 };
 
 template <class Kernels, int op>
 class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody {
  public:
-  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : call_(job) {}
+  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : call_(job), parameters_(job) {}
 
   void operator()(const Range &rows) const override {
-    call_.template for_each_row<float, kBlocksDiffer>(
+    call_.for_each_row<float, kBlocksDiffer>(
         rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) { run_row(n, src, dst); });
   }
 
@@ -186,7 +159,7 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
   static constexpr bool kBlocksDiffer = op == TAVIX_UNARY_OP_SQRT || op == TAVIX_UNARY_OP_EXP;
 
   void run_row(int32_t n, const uint8_t *src, uint8_t *dst) const {
-    const auto &scale = call_.scale.lanes, &offset = call_.offset.lanes;
+    const auto &scale = parameters_.scale.lanes, &offset = parameters_.offset.lanes;
     if constexpr (op == TAVIX_UNARY_OP_LOG)
       return Kernels::scaled_logf_row(src, dst, n, FLT_EPSILON, scale, offset, library_logf());
     const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, call_.channels) : n;
@@ -197,17 +170,29 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
   // A row with two channels has nothing but single elements.
   void run_singles(const uint8_t *src, uint8_t *dst, int32_t n) const {
     constexpr int32_t kPeriod = Kernels::kPeriod;
-    const auto &scale = call_.scale.lanes, &offset = call_.offset.lanes;
+    const auto &scale = parameters_.scale.lanes, &offset = parameters_.offset.lanes;
     for (int64_t start = 0; start < n; start += kPeriod) {
       const int32_t count = int32_t(std::min<int64_t>(kPeriod, n - start));
       float v[kPeriod], result[kPeriod];
       for (int32_t k = 0; k < count; ++k) v[k] = load<float>(src, start + k) * scale[k];
-      apply_to_singles<Kernels, op>(v, result, count);
+      apply(v, result, count);
       for (int32_t k = 0; k < count; ++k) store(dst, start + k, result[k] + offset[k]);
     }
   }
 
-  const UnaryCall<Kernels> call_;
+  // The functions as single elements take them; the logarithm has rows of its own.
+  static void apply(const float *v, float *result, int32_t n) {
+    if constexpr (op == TAVIX_UNARY_OP_SQRT) {
+      for (int32_t i = 0; i < n; ++i) result[i] = v[i] < 0 ? 0 : std::sqrt(v[i]);
+    } else if constexpr (op == TAVIX_UNARY_OP_EXP) {
+      Kernels::expf_row(v, result, n, library_expf());
+    } else {
+      std::copy_n(v, n, result);
+    }
+  }
+
+  const UnaryCall call_;
+  const UnaryParameters<Kernels::kPeriod> parameters_;
 };
 
 template <class Kernels, class T, int op>
