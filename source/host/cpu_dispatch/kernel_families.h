@@ -7,7 +7,7 @@
 #include "cpu/common_c/arithmetic/softmax_rows.h"
 #include "cpu/common_c/arithmetic/statistics_rows.h"
 #include "cpu/common_c/arithmetic/unary_rows.h"
-#include "cpu/common_c/blob/normalize_row.h"
+#include "cpu/common_c/blob/normalize_rows.h"
 #include "cpu/common_c/blob/tensor_rows.h"
 #include "cpu/tavix_cvt_color/float_yuv.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"

@@ -74,7 +74,7 @@ int32_t make_channel_frames(const TavixFrameV2 &src_frame, uint32_t mask,
 }
 
 // Bytes or floats of so many pixels, each channel to its place.
-void split_pixels(const uint8_t *src, uint8_t **dst, int pixels, int channels, size_t element) {
+void split_pixels_c(const uint8_t *src, uint8_t **dst, int pixels, int channels, size_t element) {
   if (channels == 1)
     std::memcpy(dst[0], src, size_t(pixels) * element);
   else if (element == 1)
@@ -102,8 +102,8 @@ void split_rows(const cv::Mat &picture, const Planes &planes) {
         strip[c] = planes[c] == nullptr
                        ? nowhere + element
                        : planes[c] + (size_t(y) * size_t(src.cols) + size_t(x)) * element;
-      split_pixels(src.ptr(y, x), strip.data(), std::min(kStripPixels, src.cols - x),
-                   src.channels(), element);
+      split_pixels_c(src.ptr(y, x), strip.data(), std::min(kStripPixels, src.cols - x),
+                     src.channels(), element);
     }
   }
 }

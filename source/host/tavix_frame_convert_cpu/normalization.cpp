@@ -5,7 +5,7 @@
 #include "common/frame_access.h"
 #include "common/log.h"
 #include "common/pixel_format.h"
-#include "cpu/common_c/blob/normalize_row.h"
+#include "cpu/common_c/blob/normalize_rows.h"
 #include "tavix/video_common_cpu/blob.h"
 
 using namespace tavix::module;

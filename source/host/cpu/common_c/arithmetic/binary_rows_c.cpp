@@ -94,7 +94,7 @@ class ByteOffset {
 
 // Plain byte loop; dst may be a or b.
 template <int op>
-void combine_bytes(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) {
+void combine_bytes_c(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) {
   TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t i = 0; i < n; ++i) dst[i] = BinaryOp<op>::run(a[i], b[i]);
 }
@@ -103,7 +103,7 @@ void combine_bytes(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) 
 // sum of two floats rounded to double and then to float is the sum rounded once. The quotient stays
 // a double until the offset is added.
 template <int op, class Offset>
-float combine_floats(float a, float b, Offset offset) {
+float combine_floats_c(float a, float b, Offset offset) {
   if constexpr (op == TAVIX_BINARY_OP_DIV) {
     const double quotient = double(a) / double(b) + offset;
     return float(std::fabs(double(b)) < DBL_EPSILON ? DBL_EPSILON : quotient);
@@ -142,9 +142,9 @@ class BinaryArithmeticBody<uint8_t, op> final : public ParallelLoopBody {
       const uint8_t *a = scaled1_.row(src1 + i, strip1, count, channels_);
       const uint8_t *b = scaled2_.row(src2 + i, strip2, count, channels_);
       if (offset_.neutral()) {
-        combine_bytes<op>(a, b, dst + i, count);
+        combine_bytes_c<op>(a, b, dst + i, count);
       } else {
-        combine_bytes<op>(a, b, result, count);
+        combine_bytes_c<op>(a, b, result, count);
         offset_.add_to(result, count);
         if constexpr (op == TAVIX_BINARY_OP_DIV) clear_zero_divisors(b, result, count);
         std::memcpy(dst + i, result, size_t(count));
@@ -195,7 +195,7 @@ class BinaryArithmeticBody<float, op> final : public ParallelLoopBody {
       for_each_element<kFloatPeriod>(n, [&](int64_t i, int32_t k) {
         const float a = float(load<float>(src1, i) * alpha.lanes[k]);
         const float b = float(load<float>(src2, i) * beta.lanes[k]);
-        store(dst, i, combine_floats<op>(a, b, gamma.lanes[k]));
+        store(dst, i, combine_floats_c<op>(a, b, gamma.lanes[k]));
       });
     };
     job_.for_each_row<float>(rows, run_row);

@@ -12,7 +12,7 @@ namespace {
 
 // Element r of a word, whose bytes or float stand in memory order.
 template <class T>
-StatSum<T> word_element(uint32_t word, int32_t r) {
+StatSum<T> word_element_c(uint32_t word, int32_t r) {
   if constexpr (std::is_same_v<T, float>) {
     return double(std::bit_cast<float>(word));
   } else {
@@ -27,7 +27,7 @@ void accumulate_c(SumLanes<T> &result, const uint8_t *bytes, int64_t blocks) {
   for (; blocks > 0; --blocks, bytes += kStatBlock)
     for (int32_t r = 0; r < kStatPerWord<T>; ++r)
       for (int32_t q = 0; q < kStatWords; ++q)
-        lanes.sum[r][q] += word_element<T>(load<uint32_t>(bytes, q), r);
+        lanes.sum[r][q] += word_element_c<T>(load<uint32_t>(bytes, q), r);
   result = lanes;
 }
 
@@ -37,7 +37,7 @@ void accumulate_c(SquareLanes<T> &result, const uint8_t *bytes, int64_t blocks) 
   for (; blocks > 0; --blocks, bytes += kStatBlock)
     for (int32_t r = 0; r < kStatPerWord<T>; ++r)
       for (int32_t q = 0; q < kStatWords; ++q) {
-        const StatSum<T> v = word_element<T>(load<uint32_t>(bytes, q), r);
+        const StatSum<T> v = word_element_c<T>(load<uint32_t>(bytes, q), r);
         lanes.sum[r][q] += v;
         lanes.sumsq[r][q] += v * v;
       }

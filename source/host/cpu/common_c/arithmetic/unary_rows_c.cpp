@@ -16,7 +16,7 @@ namespace {
 
 // What happens to a scaled sample before the offset is added.
 template <int op>
-double apply(double v) {
+double apply_c(double v) {
   switch (op) {
     case TAVIX_UNARY_OP_SQRT:
       return v < 0 ? 0 : std::sqrt(v);
@@ -37,7 +37,7 @@ class UnaryArithmeticBody<uint8_t, op> final : public ParallelLoopBody {
  public:
   explicit UnaryArithmeticBody(const UnaryJob &job) : job_(job) {
     tables_.fill(job.video().channels, [&](uint8_t x, int32_t c) {
-      return round_to_u8(apply<op>(x * job.scale[c]) + job.offset[c]);
+      return round_to_u8(apply_c<op>(x * job.scale[c]) + job.offset[c]);
     });
   }
 
@@ -64,7 +64,7 @@ class UnaryArithmeticBody<float, op> final : public ParallelLoopBody {
   void operator()(const Range &rows) const override {
     job_.for_each_row<float>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
       for_each_element<kPeriod>(n, [&](int64_t i, int32_t k) {
-        store(dst, i, float(apply<op>(load<float>(src, i) * scale_.lanes[k]) + offset_.lanes[k]));
+        store(dst, i, float(apply_c<op>(load<float>(src, i) * scale_.lanes[k]) + offset_.lanes[k]));
       });
     });
   }

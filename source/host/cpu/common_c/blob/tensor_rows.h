@@ -47,12 +47,12 @@ const TensorRows &tensor_rows();
 
 // Pixel by pixel.
 template <class T, int channels, class To = T>
-inline void split_pixels(const uint8_t *src, uint8_t *const *planes, int64_t n) {
+inline void split_pixels_c(const uint8_t *src, uint8_t *const *planes, int64_t n) {
   for (int64_t x = 0; x < n; ++x)
     for (int c = 0; c < channels; ++c) store(planes[c], x, To(load<T>(src, x * channels + c)));
 }
 template <class T, int channels>
-inline void merge_pixels(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
+inline void merge_pixels_c(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
   for (int64_t x = 0; x < n; ++x)
     for (int c = 0; c < channels; ++c) store(dst, x * channels + c, load<T>(planes[c], x));
 }

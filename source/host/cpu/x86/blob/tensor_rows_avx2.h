@@ -246,7 +246,7 @@ TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_
 
 template <class T, int channels>
 PixelRows short_rows() {
-  return {split_pixels<T, channels>, merge_pixels<T, channels>};
+  return {split_pixels_c<T, channels>, merge_pixels_c<T, channels>};
 }
 
 #include "cpu/x86/blob/tensor_rows.inc"

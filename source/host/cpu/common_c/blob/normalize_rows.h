@@ -50,14 +50,14 @@ consteval NormalizeRows normalize_rows_of() {
 }
 
 template <class To>
-inline To normalized(float sample, float mean, float scale);
+inline To normalized_c(float sample, float mean, float scale);
 template <>
-inline float normalized(float sample, float mean, float scale) {
+inline float normalized_c(float sample, float mean, float scale) {
   return (sample - mean) * scale;
 }
 template <>
-inline uint8_t normalized(float sample, float mean, float scale) {
-  const double value = normalized<float>(sample, mean, scale);
+inline uint8_t normalized_c(float sample, float mean, float scale) {
+  const double value = normalized_c<float>(sample, mean, scale);
   const double clamped = value > 0.0 ? (value < 255.0 ? value : 255.0) : 0.0;
   return uint8_t(int32_t(clamped + 0.5));
 }

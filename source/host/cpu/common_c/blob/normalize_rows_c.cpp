@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "cpu/common_c/blob/normalize_row.h"
+#include "cpu/common_c/blob/normalize_rows.h"
 
 #include "common/independent_iterations.h"
 
@@ -18,10 +18,10 @@ struct NormalizeFamilyC {
     for (; i <= n - kPeriod; i += kPeriod) {
       TAVIX_INDEPENDENT_ITERATIONS
       for (int k = 0; k < kPeriod; ++k)
-        store(dst, i + k, normalized<To>(load<From>(src, i + k), p.mean[k], p.scale[k]));
+        store(dst, i + k, normalized_c<To>(load<From>(src, i + k), p.mean[k], p.scale[k]));
     }
     for (int k = 0; i < n; ++i, ++k)
-      store(dst, i, normalized<To>(load<From>(src, i), p.mean[k], p.scale[k]));
+      store(dst, i, normalized_c<To>(load<From>(src, i), p.mean[k], p.scale[k]));
   }
 };
 

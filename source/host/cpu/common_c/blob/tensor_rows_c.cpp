@@ -23,11 +23,11 @@ struct TensorRowsFamilyC {
 
   template <class T, int channels>
   static void split(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-    split_pixels<T, channels>(src, planes, n);
+    split_pixels_c<T, channels>(src, planes, n);
   }
   template <class T, int channels>
   static void merge(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-    merge_pixels<T, channels>(planes, dst, n);
+    merge_pixels_c<T, channels>(planes, dst, n);
   }
   template <class T, int channels>
   static consteval SplitRow *widening_split() {
