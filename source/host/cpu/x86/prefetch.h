@@ -35,7 +35,7 @@ constexpr Ahead kNever = {INT64_MAX, INT64_MAX};
 constexpr Ahead kAlways = {0, INT64_MAX};
 constexpr Ahead kBeyondPages = {1 << 12, INT64_MAX};
 constexpr Ahead kFloatStream = {1 << 12, 1 << 23};
-constexpr Ahead kByteStream = {1 << 18, 1 << 18};  // loses where the near caches hold it
+constexpr Ahead kByteStream = {1 << 18, 1 << 22};
 constexpr Ahead kConversion = {0, 1 << 16};        // strips of planes ask
 
 // Asks for memory ahead, or does not.
