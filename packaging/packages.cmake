@@ -9,7 +9,10 @@ set(python_package python3-${PROJECT_NAME})
 set(library_summary "CPU image and tensor operations on video frames - libraries")
 set(library_section libs)
 set(library_multi_arch same)
+# scripts/package writes these. The trigger runs ldconfig: postinst and postrm are named but absent, so
+# that CPack writes none of its own.
 set(library_control symbols shlibs triggers postinst postrm)
+list(TRANSFORM library_control PREPEND ${PROJECT_BINARY_DIR}/debian/)
 set(development_summary "CPU image and tensor operations on video frames - development files")
 set(development_section libdevel)
 set(development_multi_arch same)
@@ -29,7 +32,9 @@ set(python_summary "CPU image and tensor operations on video frames - Python mod
 set(python_section python)
 set(python_depends library)
 set(python_needs "python3 (>= 3.11), python3 (<< 3.12), python3-numpy (>= 1:1.24)")
-set(python_suggests "python3-av, python3-dask, python3-distributed, python3-zarr")
+# Its command makes corpora with these; the module itself does without.
+set(python_recommends "python3-av, python3-dask, python3-distributed, python3-zarr")
+set(python_control ${CMAKE_CURRENT_LIST_DIR}/python/postinst ${CMAKE_CURRENT_LIST_DIR}/python/prerm)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME}-video-common-cpu)
@@ -47,6 +52,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/core
                                                 ${PROJECT_BINARY_DIR}/source)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 find_program(GZIP gzip REQUIRED)
 execute_process(COMMAND ${GZIP} -9 --no-name --stdout ${CMAKE_CURRENT_LIST_DIR}/changelog
@@ -93,16 +99,13 @@ foreach(component IN LISTS components)
   set(CPACK_DEBIAN_${upper}_PACKAGE_ARCHITECTURE ${${component}_architecture})
   set(CPACK_DEBIAN_${upper}_DESCRIPTION "${${component}_summary}\n${description}")
   set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS ${${component}_needs})
-  set(CPACK_DEBIAN_${upper}_PACKAGE_SUGGESTS ${${component}_suggests})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_RECOMMENDS ${${component}_recommends})
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${${component}_control})
   set(CPACK_COMPONENT_${upper}_DEPENDS ${${component}_depends})
   install(
     FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${PROJECT_BINARY_DIR}/changelog.gz
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${${component}_package}
     COMPONENT ${component})
 endforeach()
-# scripts/package writes these. The trigger runs ldconfig: postinst and postrm are named but absent, so
-# that CPack writes none of its own.
-list(TRANSFORM library_control PREPEND ${PROJECT_BINARY_DIR}/debian/)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${library_control})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # every package has one of its own
 include(CPack)
