@@ -10,15 +10,10 @@ int main(int argc, char **argv) {
   program.require_subcommand(1);
   program.set_version_flag("--version", "tavix " TAVIX_VERSION, "print the version");
   program.get_formatter()->column_width(34);
-  add_motion(program);
-  add_gallery(program);
-  add_convert(program);
-  add_tensors(program);
-  add_stats(program);
-  add_diff(program);
-  add_info(program);
-  add_bench(program);
-  add_selfcheck(program);
+  for (AddCommand *add : {add_motion, add_gallery, add_convert, add_tensors, add_stats, add_diff,
+                          add_info, add_bench, add_selfcheck}) {
+    add(program);
+  }
   add_descriptions(program);
   return run_program(program, argc, argv);
 }

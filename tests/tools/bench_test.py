@@ -9,7 +9,8 @@ class Bench(tool.ToolTest):
     def test_all(self):
         shown = self.json("bench", "--seconds", 0.01, "--width", 64, "--height", 48)
         self.assertEqual((shown["width"], shown["height"]), (64, 48))
-        self.assertGreaterEqual(len(shown["operations"]), 9)
+        self.assertLessEqual({"add", "sqrt", "mean", "bgr-i420", "tensor", "softmax", "resize", "blur", "split"},
+                             set(shown["operations"]))
         for name, ratios in shown["operations"].items():
             self.assertGreater(ratios["opencv"], 0, name)
             self.assertGreater(ratios["memcpy"], 0, name)

@@ -1,6 +1,8 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
 """tavix convert: values, sizes, round trips, pictures, and what it refuses."""
+import os
+
 import numpy
 
 import tool
@@ -153,8 +155,25 @@ class Convert(tool.ToolTest):
         self.refuses("'.*out.png' is a picture, which cannot hold rgbf32", "convert", raw,
                      self.folder / "out.png", *four, "rgbf32")
         self.refuses("there is no conversion from i420 to grayf32", "convert", raw, out, *four, "grayf32")
-        self.refuses("cannot write '.*out.raw'", "convert", raw, self.folder / "none" / "out.raw", *four,
+        self.refuses("cannot write '.*out.raw': No such file or directory", "convert", raw, self.folder / "none" / "out.raw", *four,
                      "rgb24")
+
+    def test_output_in_the_way(self):
+        """A pipe is not replaced, nor is a link: what it leads to is."""
+        raw, pipe, link, real = (self.folder / name for name in ("source.raw", "pipe", "link", "real"))
+        raw.write_bytes(bytes(24))
+        options = "--size", "4x4", "--from", "i420", "--to", "gray8"
+        os.mkfifo(pipe)
+        self.refuses("cannot write '.*pipe': it is a device or a pipe", "convert", raw, pipe, *options)
+        self.assertTrue(pipe.is_fifo())
+        real.write_bytes(b"earlier")
+        link.symlink_to(real)
+        self.works("convert", raw, link, *options)
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(real.read_bytes(), bytes(16))
+        folder = self.folder / "folder"
+        folder.mkdir()
+        self.refuses("cannot write '.*folder': Is a directory", "convert", raw, folder, *options)
 
     def test_command_line(self):
         raw, out = self.file("source.raw", bytes(24)), self.folder / "out.raw"

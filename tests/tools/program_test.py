@@ -33,6 +33,15 @@ class Program(tool.ToolTest):
     def test_version(self):
         self.assertRegex(self.works("--version"), r"\Atavix \d+\.\d+\.\d+\n\Z")
 
+    def test_full_disk(self):
+        """What cannot be printed is said."""
+        for arguments in ["--help"], ["--version"], ["info"], ["selfcheck"], ["info", "--json"]:
+            with self.subTest(arguments), open("/dev/full", "w", encoding="utf-8") as full:
+                run = subprocess.run([tool.TAVIX, *arguments], stdout=full, stderr=subprocess.PIPE, text=True,
+                                     check=False)
+                self.assertEqual(run.returncode, 1)
+                self.assertRegex(run.stderr, r"\Atavix[ a-z]*: cannot write the (help|result)\n\Z")
+
     def test_info(self):
         shown = self.json("info")
         self.assertIn(shown["implementation"], ("vector (AVX2 or wider)", "portable"))

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
 """tavix tensors: its arrays as NumPy reads them, which frames it takes, and what it refuses."""
+import re
 import subprocess
 
 import numpy
@@ -81,6 +82,32 @@ class Tensors(tool.ToolTest):
                 tensors = self.tensors(video, *values, *options)
                 self.assertEqual(list(tensors[:, 0, 8, 8] / 5), list(expected))
 
+    def test_start_far_from_the_beginning(self):
+        """The frames after a seek are those of a whole decode; not many more are decoded."""
+        x264 = "-c:v", "libx264", "-pix_fmt", "yuv420p", "-x264-params"
+        encodings = {
+            "closed.mp4": (*x264, "keyint=10:bframes=3"),
+            "open.mp4": (*x264, "keyint=10:bframes=3:open-gop=1"),
+            "refresh.mp4": (*x264, "keyint=10:bframes=0:intra-refresh=1"),
+            "open.mkv": (*x264, "keyint=10:bframes=3:open-gop=1"),
+            "late.mkv": (*x264, "keyint=10:bframes=3", "-output_ts_offset", 5),
+            "clip.ts": (*x264, "keyint=10:bframes=3"),
+            "clip.avi": ("-c:v", "mpeg4", "-bf", 2, "-g", 10),
+            "clip.webm": ("-c:v", "libvpx-vp9", "-cpu-used", 8, "-g", 10),
+        }
+        found = ("closed.mp4", "open.mp4", "open.mkv", "late.mkv", "clip.webm")
+        for name, encoding in encodings.items():
+            video = make_video(self.folder / name, *encoding, frames=80)
+            everything = numpy.array(self.tensors(video, "--size", 32))
+            for start, first in (1.95, 20), (4.05, 41), (7.85, 79):
+                with self.subTest(name=name, start=start):
+                    options = "--size", 32, "--start", start
+                    shown = self.works("tensors", video, "--output", self.output, *options)
+                    numpy.testing.assert_array_equal(numpy.load(self.output / "tensors.npy"), everything[first:])
+                    decoded = int(re.search(r" from (\d+) frames", shown)[1])
+                    if name in found and start > 2:
+                        self.assertLessEqual(decoded, 80 - first + 30)
+
     def test_any_number_of_threads(self):
         video = make_video(self.folder / "clip.mp4", size="320x240", frames=60)
         expected = numpy.array(self.tensors(video, "--threads", 1))
@@ -131,7 +158,7 @@ class Tensors(tool.ToolTest):
                    f'exec "{tool.TAVIX}" tensors "{video}" --output "{self.output}"')
         run = subprocess.run(["bash", "-c", command], capture_output=True, text=True)
         self.assertEqual(run.returncode, 1)
-        self.assertRegex(run.stderr, r"\Atavix tensors: cannot write '.*tensors.npy'\n\Z")
+        self.assertRegex(run.stderr, r"\Atavix tensors: cannot write '.*tensors.npy': File too large\n\Z")
         self.assertEqual(self.outputs(), [])
 
     def test_command_line(self):

@@ -7,101 +7,21 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <functional>
 #include <limits>
-#include <memory>
-#include <opencv2/imgproc.hpp>
-#include <vector>
 
+#include "bench/operations.h"
 #include "commands/commands.h"
 #include "program/command.h"
-#include "tavix/interop/opencv.h"
+#include "program/progress.h"
 
 namespace tavix::tool {
 
 namespace {
 
-constexpr double kOne[4] = {1, 1, 1, 1}, kNone[4] = {};
-
-// What one operation is measured on: frames, and the same memory as matrices.
-struct Pictures {
-  Pictures(int width, int height)
-      : a(height, width, CV_8UC3),
-        b(height, width, CV_8UC3),
-        grey(height, width, CV_8UC1),
-        yuv(height * 3 / 2, width, CV_8UC1),
-        floats(height, width, CV_32FC3),
-        result(height, width, CV_8UC3),
-        tensor(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, {1, 3, height, width}) {
-    cv::RNG random(1);
-    for (cv::Mat *mat : {&a, &b, &yuv}) random.fill(*mat, cv::RNG::UNIFORM, 0, 256);
-  }
-
-  cv::Mat a, b, grey, yuv, floats, result;
-  Blob tensor;
-};
-
-struct Operation {
-  const char *name, *peer;  // the peer in words
-  double bytes;             // read and written, for each pixel
-  void (*ours)(const Pictures &);
-  void (*opencv)(const Pictures &);
-};
-
-void binary(const Pictures &p, TavixBinaryArithmeticOp op) {
-  call<TavixFrameBinaryArithmeticByCPU>(frame_view(p.a), frame_view(p.b), uint32_t(op), kOne, kOne,
-                                        kNone, frame_view(p.result));
-}
-
-void convert(const TavixFrameV2 &src, TavixFrameV2 dst) {
-  call<TavixFrameConvertColorByCPU>(src, dst);
-}
-
-const Operation kOperations[] = {
-    {"add", "add, which takes no factors", 9, [](auto &p) { binary(p, TAVIX_BINARY_OP_ADD); },
-     [](auto &p) { cv::add(p.a, p.b, p.result); }},
-    {"absdiff", "absdiff, which takes no factors", 9,
-     [](auto &p) { binary(p, TAVIX_BINARY_OP_ABSDIFF); },
-     [](auto &p) { cv::absdiff(p.a, p.b, p.result); }},
-    {"bgr-rgb", "cvtColor", 6,
-     [](auto &p) { convert(frame_view(p.a), frame_view(p.result, TAVIX_PIX_FMT_RGB24)); },
-     [](auto &p) { cv::cvtColor(p.a, p.result, cv::COLOR_BGR2RGB); }},
-    {"bgr-gray", "cvtColor", 4, [](auto &p) { convert(frame_view(p.a), frame_view(p.grey)); },
-     [](auto &p) { cv::cvtColor(p.a, p.grey, cv::COLOR_BGR2GRAY); }},
-    {"i420-bgr", "cvtColor", 4.5,
-     [](auto &p) { convert(frame_view(p.yuv, TAVIX_PIX_FMT_I420), frame_view(p.result)); },
-     [](auto &p) { cv::cvtColor(p.yuv, p.result, cv::COLOR_YUV2BGR_I420); }},
-    {"bgr-i420", "cvtColor", 4.5,
-     [](auto &p) { convert(frame_view(p.a), frame_view(p.yuv, TAVIX_PIX_FMT_I420)); },
-     [](auto &p) { cv::cvtColor(p.a, p.yuv, cv::COLOR_BGR2YUV_I420); }},
-    {"bgr-float", "convertTo", 15, [](auto &p) { convert(frame_view(p.a), frame_view(p.floats)); },
-     [](auto &p) { p.a.convertTo(p.floats, CV_32F, 1 / 255.); }},
-    {"mean", "mean", 3,
-     [](auto &p) {
-       Array means;
-       call<TavixFrameStatisticalFunctionByCPU>(frame_view(p.a), int32_t(TAVIX_STAT_OP_MEAN),
-                                                out(means));
-     },
-     [](auto &p) { cv::mean(p.a); }},
-    {"tensor", "convertTo, subtract, multiply, split", 15,
-     [](auto &p) {
-       constexpr float kValues[8] = {104, 116, 124, 0, 0.017f, 0.017f, 0.017f, 1};
-       Frame normalised;
-       call<TavixFrameDataTypeConvertNormalizationFuseByCPU>(
-           frame_view(p.a), out(normalised), int32_t(TAVIX_DATA_TYPE_FLOAT32), kValues);
-       call<TavixFrameToBlobByCPU>(normalised, p.tensor);
-     },
-     [](auto &p) {
-       cv::Mat normalised;
-       p.a.convertTo(normalised, CV_32F);
-       cv::subtract(normalised, cv::Scalar(104, 116, 124), normalised);
-       cv::multiply(normalised, cv::Scalar(0.017, 0.017, 0.017), normalised);
-       cv::Mat planes[3];
-       for (int c = 0; c < 3; ++c)
-         planes[c] = cv::Mat(p.a.size(), CV_32F, p.tensor.elements() + size_t(c) * p.a.total());
-       cv::split(normalised, planes);
-     }},
-};
+constexpr const char *kDescription =
+    "Measures operations on this machine beside OpenCV and beside copying the bytes that "
+    "they read and write: prints how many times as long the others take, each on the "
+    "threads that it takes by itself.";
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
@@ -130,72 +50,73 @@ std::vector<double> shortest_times(const std::vector<std::function<void()>> &wor
 }
 
 struct Options {
+  explicit Options(Command &command);
+
   std::vector<std::string> names;
   int width = 1920, height = 1080;
-  double seconds = 1;
+  double seconds = 0.5;
 };
 
+Options::Options(Command &command) {
+  CLI::App &app = command.app();
+  std::vector<std::string> all;
+  for (const Operation &operation : operations()) all.push_back(operation.name);
+  app.add_option("OPERATION", names,
+                 fmt::format("which ones; without: all of {}", fmt::join(all, ", ")))
+      ->check(CLI::IsMember(all).description(""))
+      ->type_name("");
+  const auto even = [](const std::string &text) {
+    return std::stol(text, nullptr, 0) % 2 == 0 ? std::string() : text + " is odd";
+  };
+  const auto add_side = [&](const char *name, int &side) {
+    app.add_option(name, side, "pixels, an even number")
+        ->check(CLI::Range(2, 8192).description(""))
+        ->check(CLI::Validator(even, ""))
+        ->type_name("N")
+        ->capture_default_str();
+  };
+  add_side("--width", width);
+  add_side("--height", height);
+  app.add_option("--seconds", seconds, "how long each operation is measured")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("SECONDS")
+      ->capture_default_str();
+}
+
 int measure(const Command &command, const Options &options) {
-  const Pictures pictures(options.width, options.height);
+  std::vector<Operation> chosen;
+  std::ranges::copy_if(operations(), std::back_inserter(chosen), [&](const Operation &operation) {
+    return options.names.empty() || std::ranges::count(options.names, operation.name) > 0;
+  });
+  const std::shared_ptr<const Workspace> workspace = make_workspace(options.width, options.height);
   Json result = {{"width", options.width}, {"height", options.height}};
   result["operations"] = Json::object();
   std::string text = fmt::format(
-      "{} x {} pixels; how many times as long the others take\n\n{:<12}{:>10}{:>10}   {}\n",
+      "{} x {} pixels; how many times as long the others take\n\n{:<18}{:>10}{:>10}   {}\n",
       options.width, options.height, "operation", "OpenCV", "memcpy", "OpenCV's work");
-  for (const Operation &operation : kOperations) {
-    if (!options.names.empty() && std::ranges::count(options.names, operation.name) == 0) continue;
+  Progress progress(int64_t(chosen.size()), "operations");
+  for (const Operation &operation : chosen) {
     // Half of the bytes are read, half written.
     const size_t bytes = size_t(operation.bytes / 2 * options.width * options.height);
     std::vector<uint8_t> from(bytes, 1), to(bytes);
     const std::vector<double> times =
-        shortest_times({[&] { operation.ours(pictures); }, [&] { operation.opencv(pictures); },
+        shortest_times({[&] { operation.ours(*workspace); }, [&] { operation.opencv(*workspace); },
                         [&] { std::memcpy(to.data(), from.data(), bytes); }},
                        options.seconds);
     const double opencv = times[1] / times[0], copy = times[2] / times[0];
     result["operations"][operation.name] = {{"opencv", opencv}, {"memcpy", copy}};
-    text += fmt::format("{:<12}{:>10.2f}{:>10.2f}   {}\n", operation.name, opencv, copy,
+    text += fmt::format("{:<18}{:>10.2f}{:>10.2f}   {}\n", operation.name, opencv, copy,
                         operation.peer);
+    progress.show(int64_t(result["operations"].size()));
   }
-  command.print(result, text);
-  return kSuccess;
+  progress.clear();
+  return command.print(result, text);
 }
 
 }  // namespace
 
 void add_bench(CLI::App &program) {
-  static Command command(
-      program, "bench",
-      "Measures operations on this machine beside OpenCV and beside copying the bytes that they "
-      "read and write: prints how many times as long the others take, each on the threads that it "
-      "takes by itself.");
-  static Options options;
-  std::vector<std::string> names;
-  for (const Operation &operation : kOperations) names.push_back(operation.name);
-  CLI::App &app = command.app();
-  app.add_option("OPERATION", options.names,
-                 fmt::format("which ones; without: all of {}", fmt::join(names, ", ")))
-      ->check(CLI::IsMember(names).description(""))
-      ->type_name("");
-  const CLI::Validator even(
-      [](const std::string &text) {
-        return std::stol(text) % 2 == 0 ? std::string() : text + " is odd";
-      },
-      "");
-  app.add_option("--width", options.width, "pixels, an even number")
-      ->check(CLI::Range(2, 8192).description(""))
-      ->check(even)
-      ->type_name("N")
-      ->capture_default_str();
-  app.add_option("--height", options.height, "pixels, an even number")
-      ->check(CLI::Range(2, 8192).description(""))
-      ->check(even)
-      ->type_name("N")
-      ->capture_default_str();
-  app.add_option("--seconds", options.seconds, "how long each operation is measured")
-      ->check(CLI::PositiveNumber.description(""))
-      ->type_name("SECONDS")
-      ->capture_default_str();
-  command.does([] { return measure(command, options); });
+  add_command(program, "bench", kDescription, measure);
 }
 
 }  // namespace tavix::tool

@@ -6,14 +6,8 @@
 
 namespace tavix::tool {
 
-void add_bench(CLI::App &program);
-void add_convert(CLI::App &program);
-void add_diff(CLI::App &program);
-void add_gallery(CLI::App &program);
-void add_info(CLI::App &program);
-void add_motion(CLI::App &program);
-void add_selfcheck(CLI::App &program);
-void add_stats(CLI::App &program);
-void add_tensors(CLI::App &program);
+using AddCommand = void(CLI::App &program);
+AddCommand add_bench, add_convert, add_diff, add_gallery, add_info, add_motion, add_selfcheck,
+    add_stats, add_tensors;
 
 }  // namespace tavix::tool

@@ -21,6 +21,10 @@ namespace tavix::tool {
 
 namespace {
 
+constexpr const char *kDescription =
+    "Converts one frame from a pixel format into another. Files named .png, .jpg or .jpeg are "
+    "pictures; all others are raw, their planes one after another without padding.";
+
 namespace fs = std::filesystem;
 
 struct Format {
@@ -54,6 +58,8 @@ const Format &format_of(int32_t code) {
 }
 
 struct Options {
+  explicit Options(Command &command);
+
   std::string input, output;
   int32_t from = TAVIX_PIX_FMT_NONE, to = TAVIX_PIX_FMT_NONE;
   std::string size;
@@ -212,6 +218,26 @@ void check(const TavixFrameV2 &src, const Options &options) {
   }
 }
 
+Options::Options(Command &command) {
+  CLI::App &app = command.app();
+  Names formats;
+  for (const Format &format : kFormats) formats.emplace_back(format.name, format.code);
+  const CLI::Validator a_size(
+      [](const std::string &text) {
+        return size_of(text).width > 0 ? "" : "not a size such as 640x480: " + text;
+      },
+      "");
+  app.add_option("INPUT", input, "raw frame or picture")->required()->type_name("");
+  app.add_option("OUTPUT", output, "raw frame or picture")->required()->type_name("");
+  add_choice(app, "--from", from, formats, "format of a raw input");
+  add_choice(app, "--to", to, formats, "format of the result")->required();
+  app.add_option("--size", size, "pixels of a raw input")->check(a_size)->type_name("WxH");
+  add_choice(app, "--space", space, {{"bt601", 2}, {"bt709", 1}, {"bt2020", 7}},
+             "colour space by name or by its number; without: bt601", true);
+  add_choice(app, "--range", range, {{"limited", 1}, {"full", 2}},
+             "range of 4:2:0 results; without: limited");
+}
+
 int run(const Command &command, const Options &options) {
   const std::vector<uint8_t> bytes = read_file(options.input);
   const Frame src =
@@ -225,42 +251,19 @@ int run(const Command &command, const Options &options) {
   file.write(encoded(*dst, options));
   file.publish();
   const char *from = format_of(src.format()).name, *to = format_of(options.to).name;
-  command.print({{"width", src.width()},
-                 {"height", src.height()},
-                 {"from", from},
-                 {"to", to},
-                 {"output", options.output}},
-                fmt::format("{} x {} pixels, {} to {}\n", src.width(), src.height(), from, to));
-  return kSuccess;
+  return command.print(
+      {{"width", src.width()},
+       {"height", src.height()},
+       {"from", from},
+       {"to", to},
+       {"output", options.output}},
+      fmt::format("{} x {} pixels, {} to {}\n", src.width(), src.height(), from, to));
 }
 
 }  // namespace
 
 void add_convert(CLI::App &program) {
-  static Command command(
-      program, "convert",
-      "Converts one frame from a pixel format into another. Files named .png, .jpg or .jpeg are "
-      "pictures; all others are raw, their planes one after another without padding.");
-  static Options options;
-  Names formats;
-  for (const Format &format : kFormats) formats.emplace_back(format.name, format.code);
-  const CLI::Validator a_size(
-      [](const std::string &text) {
-        return size_of(text).width > 0 ? "" : "not a size such as 640x480: " + text;
-      },
-      "");
-
-  CLI::App &app = command.app();
-  app.add_option("INPUT", options.input, "raw frame or picture")->required()->type_name("");
-  app.add_option("OUTPUT", options.output, "raw frame or picture")->required()->type_name("");
-  add_choice(app, "--from", options.from, formats, "format of a raw input");
-  add_choice(app, "--to", options.to, formats, "format of the result")->required();
-  app.add_option("--size", options.size, "pixels of a raw input")->check(a_size)->type_name("WxH");
-  add_choice(app, "--space", options.space, {{"bt601", 2}, {"bt709", 1}, {"bt2020", 7}},
-             "colour space by name or by its number; without: bt601", true);
-  add_choice(app, "--range", options.range, {{"limited", 1}, {"full", 2}},
-             "range of 4:2:0 results; without: limited");
-  command.does([] { return run(command, options); });
+  add_command(program, "convert", kDescription, run);
 }
 
 }  // namespace tavix::tool

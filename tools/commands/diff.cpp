@@ -18,12 +18,25 @@
 #include "tavix/interop/ffmpeg.h"
 #include "tavix/interop/opencv.h"
 #include "video/picture_converter.h"
+#include "video/video_reader.h"
 
 namespace tavix::tool {
 
 namespace {
 
+constexpr const char *kDescription =
+    "Compares two videos or pictures of one size, frame by frame in 8-bit colour: PSNR, SSIM of "
+    "their grey, largest difference, first pixel that differs.";
+
 struct Options {
+  explicit Options(Command &command) {
+    CLI::App &app = command.app();
+    app.add_option("FIRST", first, "video or picture")->required()->type_name("FILE");
+    app.add_option("SECOND", second, "video or picture")->required()->type_name("FILE");
+    app.add_option("--heat-map", heat_map, "PNG file for a map of the largest differences")
+        ->type_name("FILE");
+  }
+
   std::string first, second, heat_map;
 };
 
@@ -236,17 +249,7 @@ int compare(const Command &command, const Options &options) {
 }  // namespace
 
 void add_diff(CLI::App &program) {
-  static Command command(
-      program, "diff",
-      "Compares two videos or pictures of one size, frame by frame in 8-bit colour: PSNR, SSIM of "
-      "their grey, largest difference, first pixel that differs.");
-  static Options options;
-  CLI::App &app = command.app();
-  app.add_option("FIRST", options.first, "video or picture")->required()->type_name("FILE");
-  app.add_option("SECOND", options.second, "video or picture")->required()->type_name("FILE");
-  app.add_option("--heat-map", options.heat_map, "PNG file for a map of the largest differences")
-      ->type_name("FILE");
-  command.does([] { return compare(command, options); });
+  add_command(program, "diff", kDescription, compare);
 }
 
 }  // namespace tavix::tool

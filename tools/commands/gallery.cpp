@@ -12,15 +12,17 @@
 
 #include "commands/commands.h"
 #include "pictures/picture_grid.h"
-#include "program/command.h"
-#include "program/outputs.h"
 #include "program/progress.h"
+#include "program/video_options.h"
 #include "tavix/interop/ffmpeg.h"
 #include "video/picture_converter.h"
 
 namespace tavix::tool {
 
 namespace {
+
+constexpr const char *kDescription =
+    "Shows one frame of a video through every family of operations: writes gallery.png.";
 
 constexpr int32_t kFormat = TAVIX_PIX_FMT_BGR24;
 constexpr int kLeast = 8;  // pixels a side: an eighth of it is a picture
@@ -181,7 +183,7 @@ std::vector<Tile> tiles() {
   };
 }
 
-int make_gallery(const Command &command, const VideoOptions &options) {
+int make_gallery(const Command &, const VideoOptions &options) {
   VideoReader reader = options.open_video();
   OutputFile file(options.output_path("gallery.png"));
 
@@ -209,24 +211,15 @@ int make_gallery(const Command &command, const VideoOptions &options) {
   PictureGrid grid;
   for (const Tile &t : tiles()) grid.add(t.label, *t.make(frame));
   grid.write(file);
-  Outputs outputs = {{"gallery", &file}};
-  outputs.publish();
-
-  Json result = {{"frame", shown}, {"outputs", outputs.json()}};
-  const int status = options.conclude(reader, result);
-  command.print(result, fmt::format("frame {} of {} x {} pixels\n{}", shown, frame.video.width,
-                                    frame.video.height, outputs.text()));
-  return status;
+  return options.conclude(
+      reader, {{"gallery", &file}}, {{"frame", shown}},
+      fmt::format("frame {} of {} x {} pixels\n", shown, frame.video.width, frame.video.height));
 }
 
 }  // namespace
 
 void add_gallery(CLI::App &program) {
-  static Command command(
-      program, "gallery",
-      "Shows one frame of a video through every family of operations: writes gallery.png.");
-  static VideoOptions options(command);
-  command.does([] { return make_gallery(command, options); });
+  add_command(program, "gallery", kDescription, make_gallery);
 }
 
 }  // namespace tavix::tool

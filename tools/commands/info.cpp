@@ -20,6 +20,10 @@ namespace tavix::tool {
 
 namespace {
 
+constexpr const char *kDescription =
+    "Tells which processor features the operations use, on how many workers they run and "
+    "why, and the versions of the libraries.";
+
 std::string processor_model() {
   std::ifstream file("/proc/cpuinfo");
   for (std::string line; std::getline(file, line);)
@@ -65,7 +69,7 @@ std::string joined(const Json &list) {
   return text;
 }
 
-int tell(const Command &command) {
+int tell(const Command &command, const NoOptions &) {
   const unsigned processors = std::thread::hardware_concurrency();
   const int workers = workers_for(int(processors));
   const std::string reason = fmt::format(
@@ -90,17 +94,13 @@ int tell(const Command &command) {
   line("implementation", result["implementation"]);
   line("workers", fmt::format("{}: {}", workers, reason));
   for (const auto &[name, version] : result["versions"].items()) line(name, version);
-  command.print(result, text);
-  return kSuccess;
+  return command.print(result, text);
 }
 
 }  // namespace
 
 void add_info(CLI::App &program) {
-  static Command command(program, "info",
-                         "Tells which processor features the operations use, on how many workers "
-                         "they run and why, and the versions of the libraries.");
-  command.does([] { return tell(command); });
+  add_command(program, "info", kDescription, tell);
 }
 
 }  // namespace tavix::tool

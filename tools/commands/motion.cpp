@@ -9,10 +9,9 @@
 #include "commands/commands.h"
 #include "pictures/channel_statistics.h"
 #include "pictures/contact_sheet.h"
-#include "program/command.h"
-#include "program/outputs.h"
 #include "program/progress.h"
 #include "program/step_times.h"
+#include "program/video_options.h"
 #include "tavix/interop/ffmpeg.h"
 #include "video/picture_converter.h"
 #include "video/video_writer.h"
@@ -20,6 +19,10 @@
 namespace tavix::tool {
 
 namespace {
+
+constexpr const char *kDescription =
+    "Shows where a video moves: writes motion.mp4, the amplified difference of each frame to the "
+    "one before it; contact-sheet.png; and statistics.csv with its plot statistics.png.";
 
 // Blue, green, red, and an entry that three-channel frames ignore. Blue and red are amplified more:
 // most videos store colour at a quarter of the resolution, so that it differs less.
@@ -32,7 +35,7 @@ void combine(const TavixFrameV2 &a, const Channels &alpha, TavixBinaryArithmetic
   call<TavixFrameBinaryArithmeticByCPU>(a, b, uint32_t(op), alpha, beta, kNone, dst);
 }
 
-int make_motion(const Command &command, const VideoOptions &options) {
+int make_motion(const Command &, const VideoOptions &options) {
   VideoReader reader = options.open_video();
   StepTimes times;
   const auto decode = [&] { return times.run("decode", [&] { return reader.next(); }); };
@@ -89,29 +92,23 @@ int make_motion(const Command &command, const VideoOptions &options) {
   statistics.plot("Channels of " + options.video(), plot_file);
   progress.clear();
 
-  Outputs outputs = {{"video", &video.file()},
-                     {"contact sheet", &sheet_file},
-                     {"statistics", &csv_file},
-                     {"plot", &plot_file}};
-  outputs.publish();
-  Json result = {{"frames", frames}, {"width", width}, {"height", height}};
-  result["milliseconds_per_frame"] = times.json(frames);
-  result["outputs"] = outputs.json();
-  const int status = options.conclude(reader, result);
-  command.print(result, fmt::format("{} frames of {} x {} pixels\n\n{}\n{}", frames, width, height,
-                                    times.table(frames, int64_t(width) * height), outputs.text()));
-  return status;
+  const Outputs outputs = {{"video", &video.file()},
+                           {"contact sheet", &sheet_file},
+                           {"statistics", &csv_file},
+                           {"plot", &plot_file}};
+  const Json result = {{"frames", frames},
+                       {"width", width},
+                       {"height", height},
+                       {"milliseconds_per_frame", times.json(frames)}};
+  return options.conclude(reader, outputs, result,
+                          fmt::format("{} frames of {} x {} pixels\n\n{}\n", frames, width, height,
+                                      times.table(frames, int64_t(width) * height)));
 }
 
 }  // namespace
 
 void add_motion(CLI::App &program) {
-  static Command command(
-      program, "motion",
-      "Shows where a video moves: writes motion.mp4, the amplified difference of each frame to the "
-      "one before it; contact-sheet.png; and statistics.csv with its plot statistics.png.");
-  static VideoOptions options(command);
-  command.does([] { return make_motion(command, options); });
+  add_command(program, "motion", kDescription, make_motion);
 }
 
 }  // namespace tavix::tool

@@ -16,6 +16,11 @@ namespace tavix::tool {
 
 namespace {
 
+constexpr const char *kDescription =
+    "Runs every operation that has several implementations in each one that this machine can "
+    "run, and compares their results: all vector implementations give the same bits, which "
+    "differ from the portable ones in documented places alone. Tells the first difference.";
+
 namespace fs = std::filesystem;
 
 // Where it is installed, or beside this program where both were built.
@@ -25,11 +30,19 @@ fs::path helper() {
   return fs::exists(installed) ? installed : folder / "tavix-selfcheck";
 }
 
-int hand_over(bool json, bool fault) {
+struct Options {
+  explicit Options(Command &command) {
+    command.app().add_flag("--fault", fault, "plant a wrong bit, which must be found");
+  }
+
+  bool fault = false;
+};
+
+int hand_over(const Command &command, const Options &options) {
   const std::string path = helper().string();
   std::vector<const char *> arguments = {path.c_str()};
-  if (json) arguments.push_back("--json");
-  if (fault) arguments.push_back("--fault");
+  if (command.json()) arguments.push_back("--json");
+  if (options.fault) arguments.push_back("--fault");
   arguments.push_back(nullptr);
   execv(path.c_str(), const_cast<char *const *>(arguments.data()));
   throw std::runtime_error(fmt::format("cannot run '{}': {}", path, std::strerror(errno)));
@@ -38,15 +51,7 @@ int hand_over(bool json, bool fault) {
 }  // namespace
 
 void add_selfcheck(CLI::App &program) {
-  static Command command(
-      program, "selfcheck",
-      "Runs every operation that has several implementations in each one that this machine can "
-      "run, and compares their results: all vector implementations give the same bits, which "
-      "differ "
-      "from the portable ones in documented places alone. Tells the first difference.");
-  static bool fault = false;
-  command.app().add_flag("--fault", fault, "plant a wrong bit, which must be found");
-  command.does([] { return hand_over(command.json(), fault); });
+  add_command(program, "selfcheck", kDescription, hand_over);
 }
 
 }  // namespace tavix::tool

@@ -4,9 +4,8 @@
 
 #include "commands/commands.h"
 #include "pictures/channel_statistics.h"
-#include "program/command.h"
-#include "program/outputs.h"
 #include "program/progress.h"
+#include "program/video_options.h"
 #include "tavix/interop/ffmpeg.h"
 #include "video/picture_converter.h"
 
@@ -14,7 +13,11 @@ namespace tavix::tool {
 
 namespace {
 
-int make_statistics(const Command &command, const VideoOptions &options) {
+constexpr const char *kDescription =
+    "Takes mean and standard deviation of blue, green and red of every frame of a video: "
+    "writes statistics.csv and its plot statistics.png.";
+
+int make_statistics(const Command &, const VideoOptions &options) {
   VideoReader reader = options.open_video();
   const AVFrame *picture = reader.next();
   const int width = picture->width, height = picture->height;
@@ -36,25 +39,16 @@ int make_statistics(const Command &command, const VideoOptions &options) {
   statistics.write(csv_file);
   statistics.plot("Channels of " + options.video(), plot_file);
   progress.clear();
-  Outputs outputs = {{"statistics", &csv_file}, {"plot", &plot_file}};
-  outputs.publish();
-
-  Json result = {{"frames", reader.pictures()}, {"width", width}, {"height", height}};
-  result["outputs"] = outputs.json();
-  const int status = options.conclude(reader, result);
-  command.print(result, fmt::format("{} frames of {} x {} pixels\n{}", reader.pictures(), width,
-                                    height, outputs.text()));
-  return status;
+  return options.conclude(
+      reader, {{"statistics", &csv_file}, {"plot", &plot_file}},
+      {{"frames", reader.pictures()}, {"width", width}, {"height", height}},
+      fmt::format("{} frames of {} x {} pixels\n", reader.pictures(), width, height));
 }
 
 }  // namespace
 
 void add_stats(CLI::App &program) {
-  static Command command(program, "stats",
-                         "Takes mean and standard deviation of blue, green and red of every frame "
-                         "of a video: writes statistics.csv and its plot statistics.png.");
-  static VideoOptions options(command);
-  command.does([] { return make_statistics(command, options); });
+  add_command(program, "stats", kDescription, make_statistics);
 }
 
 }  // namespace tavix::tool

@@ -15,10 +15,9 @@
 #include "commands/commands.h"
 #include "files/npy_file.h"
 #include "program/choice.h"
-#include "program/command.h"
-#include "program/outputs.h"
 #include "program/progress.h"
 #include "program/step_times.h"
+#include "program/video_options.h"
 #include "video/frame_selection.h"
 #include "video/preprocessor.h"
 
@@ -26,12 +25,80 @@ namespace tavix::tool {
 
 namespace {
 
+constexpr const char *kDescription =
+    "Prepares a video for a neural network: writes tensors.npy, frames as an array of "
+    "32-bit floats, (sample - mean) * scale, with ImageNet's means and deviations unless "
+    "others are given.";
+
 struct Options {
+  explicit Options(Command &command);
+
+  VideoOptions video;
   std::string size = "224";
   Preprocessing preprocessing;
   FrameSelection::Choice choice;
   int threads = 0;  // 0: one for each processor
 };
+
+// "224", or "320x240".
+std::string parse_size(const std::string &text, Preprocessing &preprocessing) {
+  int32_t &width = preprocessing.width, &height = preprocessing.height;
+  int end = 0;
+  if (std::sscanf(text.c_str(), "%5dx%5d%n", &width, &height, &end) != 2) {
+    end = 0;
+    if (std::sscanf(text.c_str(), "%5d%n", &width, &end) == 1) height = width;
+  }
+  const bool valid = size_t(end) == text.size() && std::min(width, height) >= 1;
+  return valid && std::max(width, height) <= 16384 ? ""
+                                                   : "not a size such as 224 or 320x240: " + text;
+}
+
+Options::Options(Command &command) : video(command) {
+  CLI::App &app = command.app();
+  app.add_option("--size", size, "pixels of a tensor: side, or width and height")
+      ->check(CLI::Validator(
+          [this](const std::string &text) { return parse_size(text, preprocessing); }, ""))
+      ->type_name("N|WxH")
+      ->capture_default_str();
+  app.add_flag(
+      "--crop", preprocessing.crop,
+      "take the middle of each frame, 7/8 of its shorter side, in the tensor's proportions");
+  add_choice(app, "--layout", preprocessing.layout,
+             {{"nchw", TAVIX_DATA_FORMAT_NCHW}, {"nhwc", TAVIX_DATA_FORMAT_NHWC}},
+             "order of the dimensions; without: nchw");
+  add_choice(app, "--channels", preprocessing.colour,
+             {{"rgb", TAVIX_PIX_FMT_RGB24}, {"bgr", TAVIX_PIX_FMT_BGR24}},
+             "order of the channels; without: rgb");
+  add_choice(app, "--interpolation", preprocessing.interpolation,
+             {{"nearest", 0}, {"linear", 1}, {"area", 3}},
+             "how frames are resized; without: linear");
+  app.add_option("--mean", preprocessing.mean, "means of the channels, in 0..255")
+      ->expected(3)
+      ->delimiter(',')
+      ->type_name("A,B,C")
+      ->capture_default_str();
+  app.add_option("--scale", preprocessing.scale, "factors of the channels")
+      ->expected(3)
+      ->delimiter(',')
+      ->type_name("A,B,C")
+      ->capture_default_str();
+  CLI::Option *every = app.add_option("--every", choice.every, "take every K-th frame")
+                           ->check(CLI::PositiveNumber.description(""))
+                           ->type_name("K");
+  app.add_option("--fps", choice.rate, "take so many frames a second, as far as there are")
+      ->check(CLI::PositiveNumber.description(""))
+      ->excludes(every)
+      ->type_name("RATE");
+  app.add_option("--start", choice.start, "seconds from the start of the video")
+      ->check(CLI::NonNegativeNumber.description(""))
+      ->type_name("SECONDS");
+  app.add_option("--end", choice.end, "seconds from the start of the video")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("SECONDS");
+  app.add_option("--threads", threads, "threads that compute; without: one for each processor")
+      ->check(CLI::Range(1, 1024).description(""))
+      ->type_name("N");
+}
 
 // One frame on its way through the pipeline.
 struct Job {
@@ -40,12 +107,12 @@ struct Job {
 };
 using JobPtr = std::shared_ptr<Job>;
 
-int make_tensors(const Command &command, const VideoOptions &video, const Options &options) {
+int make_tensors(const Command &, const Options &options) {
   namespace tbb = oneapi::tbb;
-  VideoReader reader = video.open_video();
+  VideoReader reader = options.video.open_video();
   FrameSelection selection(reader, options.choice);
   const Preprocessing &preprocessing = options.preprocessing;
-  NpyFile tensors(video.output_path("tensors.npy"), preprocessing.shape());
+  NpyFile tensors(options.video.output_path("tensors.npy"), preprocessing.shape());
   StepTimes times;
   Progress progress(selection.expected_pictures());
   int64_t frames = 0;
@@ -89,96 +156,27 @@ int make_tensors(const Command &command, const VideoOptions &video, const Option
   });
   progress.clear();
   if (frames == 0)
-    throw std::runtime_error(fmt::format("'{}' has no frame in that time", video.video()));
+    throw std::runtime_error(fmt::format("'{}' has no frame in that time", options.video.video()));
   tensors.finish();
-  Outputs outputs = {{"tensors", &tensors.file()}};
-  outputs.publish();
 
   std::vector<int64_t> shape = preprocessing.shape();
   shape.insert(shape.begin(), frames);
-  Json result = {{"frames", frames}, {"shape", shape}, {"type", "float32"}, {"threads", threads}};
-  result["milliseconds_per_frame"] = times.json(frames);
-  result["outputs"] = outputs.json();
-  const int status = video.conclude(reader, result);
-  command.print(
-      result, fmt::format("{} tensors of {} from {} frames, on {} threads\n\n{}\n{}", frames,
-                          fmt::join(preprocessing.shape(), " x "), reader.pictures(), threads,
-                          times.table(frames, int64_t(preprocessing.width) * preprocessing.height),
-                          outputs.text()));
-  return status;
-}
-
-// "224", or "320x240".
-std::string parse_size(const std::string &text, Preprocessing &preprocessing) {
-  int32_t &width = preprocessing.width, &height = preprocessing.height;
-  int end = 0;
-  if (std::sscanf(text.c_str(), "%5dx%5d%n", &width, &height, &end) != 2) {
-    end = 0;
-    if (std::sscanf(text.c_str(), "%5d%n", &width, &end) == 1) height = width;
-  }
-  const bool valid = size_t(end) == text.size() && std::min(width, height) >= 1;
-  return valid && std::max(width, height) <= 16384 ? ""
-                                                   : "not a size such as 224 or 320x240: " + text;
+  const Json result = {{"frames", frames},
+                       {"shape", shape},
+                       {"type", "float32"},
+                       {"threads", threads},
+                       {"milliseconds_per_frame", times.json(frames)}};
+  return options.video.conclude(
+      reader, {{"tensors", &tensors.file()}}, result,
+      fmt::format("{} tensors of {} from {} frames, on {} threads\n\n{}\n", frames,
+                  fmt::join(preprocessing.shape(), " x "), reader.pictures(), threads,
+                  times.table(frames, int64_t(preprocessing.width) * preprocessing.height)));
 }
 
 }  // namespace
 
 void add_tensors(CLI::App &program) {
-  static Command command(
-      program, "tensors",
-      "Prepares a video for a neural network: writes tensors.npy, frames as an array of 32-bit "
-      "floats, (sample - mean) * scale, with ImageNet's means and deviations unless others are "
-      "given.");
-  static VideoOptions video(command);
-  static Options options;
-  Preprocessing &preprocessing = options.preprocessing;
-  CLI::App &app = command.app();
-  app.add_option("--size", options.size, "pixels of a tensor: side, or width and height")
-      ->check(CLI::Validator(
-          [](const std::string &text) { return parse_size(text, options.preprocessing); }, ""))
-      ->type_name("N|WxH")
-      ->capture_default_str();
-  app.add_flag(
-      "--crop", preprocessing.crop,
-      "take the middle of each frame, 7/8 of its shorter side, in the tensor's proportions");
-  add_choice(app, "--layout", preprocessing.layout,
-             {{"nchw", TAVIX_DATA_FORMAT_NCHW}, {"nhwc", TAVIX_DATA_FORMAT_NHWC}},
-             "order of the dimensions; without: nchw");
-  add_choice(app, "--channels", preprocessing.colour,
-             {{"rgb", TAVIX_PIX_FMT_RGB24}, {"bgr", TAVIX_PIX_FMT_BGR24}},
-             "order of the channels; without: rgb");
-  add_choice(app, "--interpolation", preprocessing.interpolation,
-             {{"nearest", 0}, {"linear", 1}, {"area", 3}},
-             "how frames are resized; without: linear");
-  app.add_option("--mean", preprocessing.mean, "means of the channels, in 0..255")
-      ->expected(3)
-      ->delimiter(',')
-      ->type_name("A,B,C")
-      ->capture_default_str();
-  app.add_option("--scale", preprocessing.scale, "factors of the channels")
-      ->expected(3)
-      ->delimiter(',')
-      ->type_name("A,B,C")
-      ->capture_default_str();
-  FrameSelection::Choice &frames = options.choice;
-  CLI::Option *every = app.add_option("--every", frames.every, "take every K-th frame")
-                           ->check(CLI::PositiveNumber.description(""))
-                           ->type_name("K");
-  app.add_option("--fps", frames.rate, "take so many frames a second, as far as there are")
-      ->check(CLI::PositiveNumber.description(""))
-      ->excludes(every)
-      ->type_name("RATE");
-  app.add_option("--start", frames.start, "seconds from the start of the video")
-      ->check(CLI::NonNegativeNumber.description(""))
-      ->type_name("SECONDS");
-  app.add_option("--end", frames.end, "seconds from the start of the video")
-      ->check(CLI::PositiveNumber.description(""))
-      ->type_name("SECONDS");
-  app.add_option("--threads", options.threads,
-                 "threads that compute; without: one for each processor")
-      ->check(CLI::Range(1, 1024).description(""))
-      ->type_name("N");
-  command.does([] { return make_tensors(command, video, options); });
+  add_command(program, "tensors", kDescription, make_tensors);
 }
 
 }  // namespace tavix::tool

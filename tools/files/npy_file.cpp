@@ -5,7 +5,6 @@
 #include <fmt/ranges.h>
 
 #include <bit>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -66,7 +65,7 @@ void NpyFile::finish() {
 }
 
 void NpyFile::check() const {
-  if (!stream_) throw std::runtime_error(fmt::format("cannot write '{}'", file_.target().string()));
+  if (!stream_) throw file_.failure();
 }
 
 }  // namespace tavix::tool

@@ -3,35 +3,50 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <fstream>
-#include <stdexcept>
-#include <system_error>
 
 namespace tavix::tool {
 
-OutputFile::OutputFile(std::filesystem::path target)
-    : target_(std::move(target)),
-      partial_(target_.parent_path() / (".partial-" + target_.filename().string())) {}
+namespace fs = std::filesystem;
+
+OutputFile::OutputFile(fs::path target) : target_(std::move(target)), place_(target_) {
+  std::error_code ignored;
+  const fs::file_status status = fs::status(target_, ignored);
+  if (fs::is_other(status)) {
+    throw std::runtime_error(
+        fmt::format("cannot write '{}': it is a device or a pipe", target_.string()));
+  }
+  if (fs::is_symlink(target_, ignored) && fs::exists(status)) place_ = fs::canonical(target_);
+  partial_ = place_.parent_path() / (".partial-" + place_.filename().string());
+}
 
 OutputFile::~OutputFile() {
   std::error_code ignored;
-  std::filesystem::remove(partial_, ignored);
+  fs::remove(partial_, ignored);
 }
 
 void OutputFile::write(std::span<const uint8_t> content) const {
+  errno = 0;
   std::ofstream out(partial_, std::ios::binary);
   out.write(reinterpret_cast<const char *>(content.data()), std::streamsize(content.size()));
   out.close();
-  if (!out) throw std::runtime_error(fmt::format("cannot write '{}'", target_.string()));
+  if (!out) throw failure();
 }
 
 void OutputFile::publish() {
   std::error_code error;
-  std::filesystem::rename(partial_, target_, error);
-  if (error) {
-    throw std::runtime_error(
-        fmt::format("cannot write '{}': {}", target_.string(), error.message()));
-  }
+  fs::rename(partial_, place_, error);
+  if (error) throw failure(error);
+}
+
+std::runtime_error OutputFile::failure(std::error_code reason) const {
+  const std::string text = fmt::format("cannot write '{}'", target_.string());
+  return std::runtime_error(reason ? fmt::format("{}: {}", text, reason.message()) : text);
+}
+
+std::runtime_error OutputFile::failure() const {
+  return failure({errno, std::generic_category()});
 }
 
 }  // namespace tavix::tool

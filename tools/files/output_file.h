@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // A file that appears whole or not at all: it is written under a name beside its target and takes
-// the target's place when it is published. One that is never published leaves nothing behind.
+// the target's place when it is published. One that is never published leaves nothing behind. A
+// target that is a link stays one: the file that it leads to is replaced. Devices and pipes cannot be
+// replaced, and are refused.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <span>
+#include <stdexcept>
+#include <system_error>
 
 namespace tavix::tool {
 
@@ -26,8 +30,14 @@ class OutputFile {
 
   void publish();
 
+  // "cannot write 'target'", with the reason if the system gave one.
+  std::runtime_error failure(std::error_code reason) const;
+
+  // The same after a call that left its reason in errno.
+  std::runtime_error failure() const;
+
  private:
-  std::filesystem::path target_, partial_;
+  std::filesystem::path target_, place_, partial_;  // place_: the target behind links
 };
 
 }  // namespace tavix::tool

@@ -8,12 +8,10 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
 #include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-
-#include "video/video_reader.h"
 
 namespace tavix::tool {
 
@@ -21,8 +19,7 @@ using Json = nlohmann::ordered_json;
 
 inline constexpr int kSuccess = 0, kFailure = 1, kMisuse = 2, kInterrupted = 130;
 
-// One sub-command. The options that every one of them has are made with it; it lives as long as the
-// program.
+// One sub-command. The options that every one of them has are made with it.
 class Command {
  public:
   Command(CLI::App &program, const char *name, const std::string &description);
@@ -39,34 +36,27 @@ class Command {
   // Whether the user wishes the result as JSON.
   bool json() const { return json_; }
 
-  // The result on stdout: as JSON where the user wishes it so, else as text.
-  void print(const Json &result, const std::string &text) const;
+  // The result on stdout: as JSON where the user wishes it so, else as text. Returns kSuccess.
+  int print(const Json &result, const std::string &text) const;
 
  private:
   CLI::App &app_;
   bool json_ = false;
 };
 
-// What every sub-command is asked for that reads a video and leaves files in a folder.
-class VideoOptions {
- public:
-  explicit VideoOptions(Command &command);
-
-  VideoReader open_video() const { return VideoReader(video_); }
-  const std::string &video() const { return video_; }
-
-  // A file of the output folder, which is made where it is missing.
-  std::filesystem::path output_path(const char *name) const;
-
-  // Says what is lost of a video that has been read to its end, also in the result. Returns the
-  // exit status.
-  int conclude(const VideoReader &reader, Json &result) const;
-
- private:
-  const Command &command_;
-  std::string video_, output_ = ".";
-  bool skip_damaged_ = false;
+// What a sub-command is asked for that has no options of its own.
+struct NoOptions {
+  explicit NoOptions(Command &) {}
 };
+
+// Adds a sub-command, whose options add themselves to it when they are constructed.
+template <class Options>
+void add_command(CLI::App &program, const char *name, const std::string &description,
+                 int (*work)(const Command &, const Options &)) {
+  const auto command = std::make_shared<Command>(program, name, description);
+  const auto options = std::make_shared<Options>(*command);
+  command->does([command, options, work] { return work(*command, *options); });
+}
 
 // Ends the program where the user wishes so.
 void check_interrupted();

@@ -6,6 +6,7 @@
 namespace tavix::tool {
 
 void Outputs::publish() {
+  check_interrupted();
   for (const auto &[name, file] : files_) file->publish();
 }
 

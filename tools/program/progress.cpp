@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <string>
 #include <utility>
 
 namespace tavix::tool {
@@ -24,6 +23,11 @@ std::string clock_time(double seconds) {
   return fmt::format("{}:{:02}", minutes, all % 60);
 }
 
+// Whole numbers, and what is less than ten with a decimal.
+std::string shown(double rate) {
+  return fmt::format("{:.{}f}", rate, rate < 10 ? 1 : 0);
+}
+
 std::string bar(double part) {
   constexpr int kWidth = 30;
   return fmt::format("[{:<{}}] {:3.0f} %  ", std::string(size_t(kWidth * part), '='), kWidth,
@@ -32,17 +36,18 @@ std::string bar(double part) {
 
 }  // namespace
 
-Progress::Progress(int64_t total) : terminal_(isatty(STDERR_FILENO)), total_(total) {}
+Progress::Progress(int64_t total, std::string what)
+    : terminal_(isatty(STDERR_FILENO)), total_(total), what_(std::move(what)) {}
 
 void Progress::show(int64_t done) {
   const Clock::time_point now = Clock::now();
   if (now - shown_ < (terminal_ ? kOnTerminal : kElsewhere)) return;
   shown_ = now;
   const double rate = double(done) / std::chrono::duration<double>(now - start_).count();
-  std::string line = fmt::format("{} frames, {:.0f} frames/s", done, rate);
+  std::string line = fmt::format("{} {}, {} {}/s", done, what_, shown(rate), what_);
   if (total_ > 0) {
     const int64_t all = std::max(total_, done);
-    line = fmt::format("{} of {} frames, {:.0f} frames/s, {} left", done, all, rate,
+    line = fmt::format("{} of {} {}, {} {}/s, {} left", done, all, what_, shown(rate), what_,
                        clock_time(double(all - done) / rate));
     if (terminal_) line = bar(double(done) / double(all)) + line;
   }

@@ -5,13 +5,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace tavix::tool {
 
 class Progress {
  public:
-  // total: frames; 0 when it is not known.
-  explicit Progress(int64_t total);
+  // total: of what is counted; 0 when it is not known.
+  explicit Progress(int64_t total, std::string what = "frames");
   ~Progress() { clear(); }
   Progress(const Progress &) = delete;
   Progress &operator=(const Progress &) = delete;
@@ -27,6 +28,7 @@ class Progress {
   bool terminal_;
   bool drawn_ = false;
   int64_t total_;
+  std::string what_;
   Clock::time_point start_ = Clock::now(), shown_ = start_;
 };
 

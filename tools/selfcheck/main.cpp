@@ -117,7 +117,10 @@ int run(bool json, bool fault) {
                first->operation, first->element, first->expected, first->expected_level,
                first->actual, first->actual_level);
   }
-  std::fputs((json ? result.dump(2) + "\n" : text).c_str(), stdout);
+  const std::string shown = json ? result.dump(2) + "\n" : text;
+  if (std::fputs(shown.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+    throw std::runtime_error("cannot write the result");
+  }
   return first ? 1 : 0;
 }
 

@@ -6,9 +6,20 @@
 
 namespace tavix::tool {
 
+// Far from the start it is faster to seek than to decode what is left out.
+void FrameSelection::begin() {
+  constexpr double kFar = 2;  // seconds
+  const AVFrame *first = reader_.next();
+  first_pts_ = first->pts;
+  if (choice_.start < kFar) return reader_.put_back();
+  // Nothing lasts longer than 30 years.
+  const double start = std::min(choice_.start, 1e9) / av_q2d(reader_.time_base());
+  reader_.seek(first_pts_ + int64_t(start));
+}
+
 const AVFrame *FrameSelection::next() {
+  if (first_pts_ == AV_NOPTS_VALUE) begin();
   for (const AVFrame *picture; (picture = reader_.next()) != nullptr;) {
-    if (first_pts_ == AV_NOPTS_VALUE) first_pts_ = picture->pts;
     const double seconds = double(picture->pts - first_pts_) * av_q2d(reader_.time_base());
     if (seconds >= choice_.end) break;
     if (seconds >= choice_.start && takes(seconds)) return picture;

@@ -25,6 +25,7 @@ class FrameSelection {
   int64_t expected_pictures() const;
 
  private:
+  void begin();
   bool takes(double seconds);
 
   VideoReader &reader_;

@@ -11,6 +11,7 @@ extern "C" {
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace tavix::tool {
 
@@ -92,14 +93,51 @@ int64_t VideoReader::expected_pictures() const {
 }
 
 const AVFrame *VideoReader::next() {
-  if (!receive()) {
-    ended_ = true;
-    if (pictures_ > 0) return nullptr;
-    throw error(name_ + " holds no picture that can be decoded");
+  if (!std::exchange(waiting_, false)) {
+    if (!receive()) {
+      ended_ = true;
+      if (pictures_ > 0) return nullptr;
+      throw error(name_ + " holds no picture that can be decoded");
+    }
+    put_in_time(*picture_);
   }
-  put_in_time(*picture_);
   ++pictures_;
   return picture_.get();
+}
+
+void VideoReader::put_back() {
+  waiting_ = true;
+  --pictures_;
+}
+
+// Where times may jump or are made up, a picture cannot be told by its time.
+bool VideoReader::can_seek() const {
+  constexpr int kUnreliable = AVFMT_TS_DISCONT | AVFMT_NOTIMESTAMPS;
+  return (input_->iformat->flags & kUnreliable) == 0 && fs::is_regular_file(path_);
+}
+
+// A picture that begins anew and is not late. One with B-frames may be shown after its own time in
+// the file: the search begins a second before.
+bool VideoReader::reaches_key_frame(int64_t pts) {
+  const int64_t second = std::max<int64_t>(1, std::llround(1 / av_q2d(stream_->time_base)));
+  avcodec_flush_buffers(decoder_.get());
+  const int found = av_seek_frame(input_.get(), stream_->index, pts - second, AVSEEK_FLAG_BACKWARD);
+  return found >= 0 && receive() && picture_->key_frame &&
+         picture_->pict_type == AV_PICTURE_TYPE_I && picture_->pts != AV_NOPTS_VALUE &&
+         picture_->pts <= pts && damaged_ == 0;
+}
+
+void VideoReader::seek(int64_t pts) {
+  // Times that come from the order of the packets are not known in the middle of a file.
+  if (!can_seek() || damaged_ > 0 || !timed_) return;
+  waiting_ = sought_ = reaches_key_frame(pts);
+  if (!sought_) {
+    open_file(path_);
+    open_decoder();
+  }
+  pictures_ = damaged_ = 0;
+  last_pts_ = AV_NOPTS_VALUE;
+  if (sought_) put_in_time(*picture_);
 }
 
 bool VideoReader::receive() {
@@ -158,13 +196,14 @@ bool VideoReader::ends_within_a_packet() const {
 int64_t VideoReader::lost() const {
   if (!ended_) return damaged_;
   int64_t missing = 0;
-  if (damaged_ > 0 && stream_->nb_frames > 0) missing = stream_->nb_frames - pictures_;
+  if (damaged_ > 0 && stream_->nb_frames > 0 && !sought_) missing = stream_->nb_frames - pictures_;
   const double rate = av_q2d(frame_rate_);
   const double end = double(last_pts_ + last_duration_) * av_q2d(stream_->time_base);
   const double cut = (declared_seconds() - end) * rate;  // in pictures
   if (cut > 1.5 || damaged_ > 0) {
     // Pictures may be missing before the last one too.
-    missing = std::max(missing, int64_t(std::llround(declared_seconds() * rate)) - pictures_);
+    const double all = sought_ ? cut + double(pictures_) : declared_seconds() * rate;
+    missing = std::max(missing, int64_t(std::llround(all)) - pictures_);
   }
   if (ends_within_a_packet()) missing = std::max<int64_t>(missing, 1);
   return std::max(missing, damaged_);
@@ -175,6 +214,7 @@ void VideoReader::put_in_time(AVFrame &picture) {
   const int64_t step =
       std::max<int64_t>(1, av_rescale_q(1, av_inv_q(frame_rate_), stream_->time_base));
   const bool first = last_pts_ == AV_NOPTS_VALUE;
+  timed_ = picture.pts != AV_NOPTS_VALUE;
   int64_t pts = picture.best_effort_timestamp;
   if (pts == AV_NOPTS_VALUE) pts = first ? 0 : last_pts_ + step;
   if (!first) pts = std::max(pts, last_pts_ + 1);

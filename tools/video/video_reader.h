@@ -19,6 +19,15 @@ class VideoReader {
   // strictly ascending. A file without any picture is an error.
   const AVFrame *next();
 
+  // The picture that next() gave last will be given again.
+  void put_back();
+
+  // Continues at the key frame before this time, in time_base(), where the file allows to find it and
+  // what follows is decoded as if nothing had been left out; else where it was or from the first
+  // picture, so that the caller still leaves earlier pictures out. To be called after the first
+  // picture.
+  void seek(int64_t pts);
+
   AVRational time_base() const { return stream_->time_base; }
   AVRational frame_rate() const { return frame_rate_; }
 
@@ -36,6 +45,8 @@ class VideoReader {
   void open_file(const std::filesystem::path &path);
   void open_decoder();
   bool receive();
+  bool can_seek() const;
+  bool reaches_key_frame(int64_t pts);
   void feed();
   void found_damage(int error);
   void put_in_time(AVFrame &picture);
@@ -50,6 +61,9 @@ class VideoReader {
   CodecContextPtr decoder_;
   PacketPtr packet_ = make_packet();
   PicturePtr picture_ = make_picture();
+  bool waiting_ = false;  // picture_ is the next one
+  bool timed_ = false;    // the stream says when the last picture is shown
+  bool sought_ = false;   // the pictures are not all of the file
   AVRational frame_rate_ = {25, 1};
   int64_t pictures_ = 0, damaged_ = 0;
   bool ended_ = false;
