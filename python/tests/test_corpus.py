@@ -121,7 +121,9 @@ segment.decoded = decoded
 """
 
 
-def test_a_video_that_ends_its_workers(clips, reference, tmp_path):
+@pytest.mark.parametrize("workers", [1, 2])
+def test_a_video_that_ends_its_workers(clips, reference, tmp_path, workers):
+    """Tasks that wait for the same worker are not taken for the one that ends it."""
     folder, store = tmp_path / "clips", tmp_path / "store"
     folder.mkdir()
     for clip in clips.iterdir():
@@ -129,7 +131,7 @@ def test_a_video_that_ends_its_workers(clips, reference, tmp_path):
     make_clip(folder / "poison.mp4", 3)
     make_clip(folder / "deep.mp4", 1)
     (tmp_path / "poison.py").write_text(POISON)
-    with cluster(tmp_path, 2, preload=tmp_path / "poison.py", nanny=True) as made:
+    with cluster(tmp_path, workers, preload=tmp_path / "poison.py", nanny=True) as made:
         done = run_corpus(folder, "--output", store, "--scheduler", made.address, *OPTIONS)
     assert done.returncode == 1, done.stderr
     told = fates(store)

@@ -22,6 +22,8 @@ from tavix.corpus.settings import Settings
 from tavix.corpus.store import Store
 
 TASKS_PER_THREAD = 4
+_Key = tuple[str, int | None]  # a video, and the number of its segment or None for its plan
+_Task = tuple[_Key, Future | None]  # nothing to do where there is no future
 _SCHEDULER_LOST = (CancelledError, CommClosedError, OSError, TimeoutError)
 
 
@@ -68,6 +70,10 @@ class Run:
         self.plans: dict[str, Plan] = {}
         self.errors: dict[str, str] = {}
         self.versions = store.versions()
+        # A worker that dies takes the tasks along that waited for it. So those that lost too many
+        # workers run once more, each alone: then it is clear which one ends them.
+        self.suspects: set[_Key] = set()
+        self.alone = False
         self.segments_done = self.segments_failed = 0
 
     @property
@@ -76,44 +82,54 @@ class Run:
 
     def with_client(self, client: Client) -> None:
         """Does all that is missing. Raises SchedulerLost or FullDisk."""
-        self.segments_done = self.segments_failed = 0
         threads = max(1, sum(client.nthreads().values()))
         try:
-            self._complete(client, self._plan_tasks(client), TASKS_PER_THREAD * threads)
-            self._complete(client, self._segment_tasks(client), TASKS_PER_THREAD * threads)
+            for tasks in (self._plan_tasks, self._segment_tasks):
+                self._complete(client, tasks, TASKS_PER_THREAD * threads)
+                while self.suspects:
+                    self._complete(client, tasks, 1)
+                    self.suspects.clear()
+                    self._complete(client, tasks, TASKS_PER_THREAD * threads)
         except _SCHEDULER_LOST as error:
             if isinstance(error, OSError) and error.errno == errno.ENOSPC:
                 raise FullDisk(str(error)) from None
             raise SchedulerLost(str(error)) from None
 
-    def _plan_tasks(self, client: Client) -> Iterator[tuple[str, Future | None]]:
+    def _plan_tasks(self, client: Client) -> Iterator[_Task]:
         for name, path in self.videos:
-            if name in self.plans or name in self.errors:
+            if name in self.plans or name in self.errors or self._held_back((name, None)):
                 continue
             known = self.store.plan(video_key(name, path))
             if known is not None:
                 self._keep_plan(known)
-                yield name, None
+                yield (name, None), None
             else:
-                yield name, client.submit(
+                yield (name, None), client.submit(
                     plan_video, name, path, self.settings, key=f"plan-{name}-{time.time_ns()}",
                     pure=False,
                 )  # fmt: skip
 
-    def _segment_tasks(self, client: Client) -> Iterator[tuple[str, Future | None]]:
+    def _segment_tasks(self, client: Client) -> Iterator[_Task]:
         for name, plan in sorted(self.plans.items()):
             for segment in plan.segments:
+                key = name, segment.number
                 if self.store.has_shard(plan, segment):
                     self.segments_done += 1
-                    yield name, None
+                    yield key, None
                 elif name in self.errors:
                     self.segments_failed += 1
-                    yield name, None
-                else:
-                    yield name, client.submit(
+                    yield key, None
+                elif not self._held_back(key):
+                    yield key, client.submit(
                         _write_segment, str(self.store.path), plan, segment, self.settings,
                         key=f"segment-{name}-{segment.number}-{time.time_ns()}", pure=False,
                     )  # fmt: skip
+
+    def _held_back(self, key: _Key) -> bool:
+        """Whether a task waits until the suspects have run, or is none while they do."""
+        if self.alone:
+            return key not in self.suspects
+        return any(name == key[0] for name, _ in self.suspects)
 
     def _keep_plan(self, plan: Plan) -> None:
         # Of an earlier file of the same name.
@@ -124,17 +140,20 @@ class Run:
         self.plans[plan.name] = plan
 
     def _complete(
-        self, client: Client, tasks: Iterator[tuple[str, Future | None]], most: int
+        self, client: Client, make_tasks: Callable[[Client], Iterator[_Task]], most: int
     ) -> None:
         """Keeps at most so many tasks with the scheduler until all are done."""
-        running: dict[Future, str] = {}
+        self.segments_done = self.segments_failed = 0
+        self.alone = most == 1
+        tasks = make_tasks(client)
+        running: dict[Future, _Key] = {}
         completed = as_completed()
         try:
             while True:
                 while len(running) < most and (task := next(tasks, None)) is not None:
-                    name, future = task
+                    key, future = task
                     if future is not None:
-                        running[future] = name
+                        running[future] = key
                         completed.add(future)
                     self.progress(self)
                 if not running:
@@ -156,12 +175,18 @@ class Run:
         future: Future = next(completed)
         return future
 
-    def _take(self, name: str, future: Future) -> None:
+    def _take(self, key: _Key, future: Future) -> None:
+        name = key[0]
         if future.status == "cancelled":
             raise SchedulerLost("the scheduler forgot a task")
         try:
             result = future.result()
-        except (BadVideo, KilledWorker) as error:
+        except KilledWorker as error:
+            if self.alone:
+                self._failed(name, error)
+            else:
+                self.suspects.add(key)
+        except BadVideo as error:
             self._failed(name, error)
         except OSError as error:
             if error.errno == errno.ENOSPC:
