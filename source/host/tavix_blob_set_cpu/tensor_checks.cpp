@@ -32,8 +32,8 @@ int32_t check_tensor(const TensorDirection &direction, const char *function,
   element = find_element(rows, data_type);
   // The type is refused at the first element: an empty blob has none. The line speaks of dst_blob in
   // both directions.
-  TAVIX_REFUSE_AS_IF(kUnit, function, !shape.empty() && element == nullptr,
-                     TAVIX_ERROR_UNSUPPORTED, "%s dst_blob data_type:%d is not support",
+  TAVIX_REFUSE_AS_IF(kUnit, function, !shape.empty() && element == nullptr, TAVIX_ERROR_UNSUPPORTED,
+                     "%s dst_blob data_type:%d is not support",
                      is_float(video.format) ? direction.convert_floats : "ConvertUChar", data_type);
   TAVIX_REFUSE_AS_IF(kUnit, function, !all_host(&frame), TAVIX_ERROR_INVALID_PARAM,
                      "%s_frame memory(%d) must be in host memory", f, frame.memory);
@@ -42,9 +42,8 @@ int32_t check_tensor(const TensorDirection &direction, const char *function,
                      "%s_blob of %d x %d x %d x %d elements exceeds memory", b, shape.n, shape.c,
                      shape.h, shape.w);
   TAVIX_REFUSE_AS_IF(kUnit, function, !reaches_rows(frame.linesize[0], shape.h),
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "%s_frame->linesize[0]:%d is too large for %d rows", f, frame.linesize[0],
-                     shape.h);
+                     TAVIX_ERROR_INVALID_PARAM, "%s_frame->linesize[0]:%d is too large for %d rows",
+                     f, frame.linesize[0], shape.h);
   return TAVIX_OK;
 }
 
