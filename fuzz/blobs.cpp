@@ -48,7 +48,10 @@ struct Tensor {
         extents(any_extents(c, frame->video)),
         blob(c, type, layout, extents.dims(layout != 1)) {
     frame.maybe_spoil(c), blob.maybe_spoil(c);
-    if (c.byte() > 250) {  // as large as no memory is
+    const uint8_t how = c.byte();
+    if (how > 247 && how <= 250 && !frame.spoiled && !blob.spoiled && fits() && extents.h > 2)
+      frame.spread_rows();
+    if (how > 250) {  // as large as no memory is
       std::fill_n(blob.blob->dims, 4, INT32_MAX);
       blob.spoiled = true;
       TavixVideoInfo &video = frame->video;
@@ -131,7 +134,10 @@ void normalization(Choices &c, std::span<const Path> paths) {
   test::NormVals values;
   for (float &value : values) value = float(any_number(c));
   src.maybe_spoil(c);
-  const bool null = c.rarely(), scarce = c.rarely();
+  const bool null = c.rarely();
+  const uint8_t how = c.byte();
+  const bool scarce = how % 16 == 15;
+  if (how == 14 && src->video.height > 2 && !src.spoiled) src.spread_rows();
   const int32_t type = c.of({0, 11, 0, 11, 5, -1});
   TavixFrameV2 *dst = nullptr;
   TavixFrameV2 *in = null ? c.maybe(&*src) : &*src, **out = null ? c.maybe(&dst) : &dst;

@@ -182,8 +182,14 @@ void fill(Choices &c, std::span<const Path> paths) {
   FrameRecord dst(c, any_shape(c)), other(c, any_shape(c));
   FrameRecord &like = test::is_float_format(dst->video.format) ? other : dst;
   const bool floats = test::is_float_format(like->video.format);
-  const float value = float(any_number(c)) * c.of({1.0f, 100.0f});
+  const float number = float(any_number(c));
+  const uint8_t how = c.byte();
+  const float value = how % 2 == 0 ? number : number * 100;
   dst.maybe_spoil(c), other.maybe_spoil(c);
+  if (!dst.spoiled && how > 250)
+    dst.lengthen_rows();
+  else if (!dst.spoiled && how > 245 && dst->video.height > 2)
+    dst.spread_rows();
   const bool null = c.rarely();
   TavixFrameV2 *src = null ? c.maybe(&*like) : &*like, *out = null ? c.maybe(&*dst) : &*dst;
   const auto expect_result = [&](const Path &) {

@@ -44,7 +44,11 @@ constexpr std::string_view kNullFrames = "src_frame:%p or dst_frame:%p is nullpt
                            kOpenCv = "OpenCV error: %s", kFailed = "convert data type failed",
                            kNoLayout = "dst_blob data format:%d is not support",
                            kFrameNull = "src_frame(%p) and dst_frame(%p) must not be nullptr",
-                           kNoAvx2 = "the processor has no AVX2", kSilent = "";
+                           kNoAvx2 = "the processor has no AVX2", kSilent = "",
+                           kLongRow =
+                               "width(%d) * channels(%d) must not exceed %d elements of a row",
+                           kHuge = "a result of %dx%d pixels is too large",
+                           kHugeKernel = "kernel of %dx%d is too large for a frame of %dx%d";
 
 constexpr DocumentedLine kLines[] = {
     // Binary arithmetic.
@@ -75,6 +79,7 @@ constexpr DocumentedLine kLines[] = {
     {kBinary, kParam,
      "src1_frame->data[0](%p), src2_frame->data[0](%p) and dst_frame->data[0](%p) must not be "
      "nullptr"},
+    {kBinary, kParam, kLongRow},
     {kBinary, kUnsupported, kNoAvx2},
     {kBinary, kParam, kSilent},
     {kBinary, kUnsupported, kSilent},
@@ -99,6 +104,7 @@ constexpr DocumentedLine kLines[] = {
     {kUnary, kParam, "src channels(%d) must not exceed %d"},
     {kUnary, kParam, "scale(%p) and offset(%p) must not be nullptr"},
     {kUnary, kParam, "src->data[0](%p) and dst->data[0](%p) must not be nullptr"},
+    {kUnary, kParam, kLongRow},
     {kUnary, kUnsupported, kNoAvx2},
     {kUnary, kParam, kSilent},
     {kUnary, kUnsupported, kSilent},
@@ -114,6 +120,7 @@ constexpr DocumentedLine kLines[] = {
     {kStatistics, kParam, "src channels(%d) must not exceed %d"},
     {kStatistics, kParam, "src->data[0](%p) must not be nullptr"},
     {kStatistics, kParam, "dst_array elements(%p) must not be nullptr"},
+    {kStatistics, kParam, kLongRow},
     {kStatistics, kMemory, "Failed to allocate dst_array"},
     // Softmax.
     {kSoftmax, kParam, "src_blob or dst_blob is null"},
@@ -175,7 +182,7 @@ constexpr DocumentedLine kLines[] = {
     {"TavixFrame", kUnsupported, "ConvertUChar dst_blob data_type:%d is not support"},
     {"TavixFrame", kParam, "src_frame memory(%d) must be in host memory"},
     {"TavixFrame", kData, "dst_blob of %d x %d x %d x %d elements exceeds memory"},
-    {"TavixFrame", kParam, "src_frame->linesize[0]:%d is too large for %d rows", false, true},
+    {"TavixFrame", kParam, "src_frame->linesize[0]:%d is too large for %d rows"},
     {"TavixFrame", kUnsupported, "FrameHWCToBlob%s is not support"},
     {"TavixFrame", kOk,
      "src_frame_width:%d src_frame_height:%d src_frame_channel:%d is different from "
@@ -203,7 +210,7 @@ constexpr DocumentedLine kLines[] = {
     {"TavixBlobToFrame", kUnsupported, "ConvertUChar dst_blob data_type:%d is not support"},
     {"TavixBlobToFrame", kParam, "dst_frame memory(%d) must be in host memory"},
     {"TavixBlobToFrame", kParam, "src_blob of %d x %d x %d x %d elements exceeds memory"},
-    {"TavixBlobToFrame", kParam, "dst_frame->linesize[0]:%d is too large for %d rows", false, true},
+    {"TavixBlobToFrame", kParam, "dst_frame->linesize[0]:%d is too large for %d rows"},
     {"TavixBlobToFrame", kUnsupported, "Blob%sToFrameHWC is not support"},
     {"TavixBlobToFrame", kOk,
      "dst_frame_width:%d dst_frame_height:%d dst_frame_channel:%d is different from "
@@ -217,17 +224,21 @@ constexpr DocumentedLine kLines[] = {
     {kNormalize, kParam, "DataTypeConvertCPU failed:%d", true},
     {kNormalize, kParam, "src_frame channels(%d) must not exceed those of format(%d)"},
     {kNormalize, kParam, "src_frame->linesize[0]:%d is too large for %d rows", false, true},
+    // The core packs the rows of new frames.
     {kNormalize, kParam, "dst_frame->linesize[0]:%d is too large for %d rows", false, true},
     // Geometry.
     {kResize, kParam, "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr"},
     {kResize, kParam, "TavixFrameResizeByCPU not suppoted src frame data format:%d"},
     {kResize, kParam, "TavixFrameResizeByCPU src frame data is nullptr"},
     {kResize, kParam, kForeign},
+    {kResize, kParam, kHuge},
     {kScale, kParam, "TavixFrameResizeByScaleByCPU src frame:%p is nullptr"},
     {kScale, kParam, "TavixFrameResizeByScaleByCPU not suppoted src frame data format:%d"},
     {kScale, kParam, "TavixFrameResizeByScaleByCPU src frame data is nullptr"},
     {kScale, kParam, "TavixFrameResizeByScaleByCPU src frame memory:%d is not host memory"},
     {kScale, kParam, "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr"},
+    // Takes a source of as many pixels as no test has memory for, as does a frame to warp into.
+    {kScale, kParam, kHuge, false, true},
     {kScale, kMemory, "TavixFrameResizeByScaleByCPU dst frame alloc/data failed"},
     {kWarp, kParam, kNullFrames},
     {kWarp, kUnsupported, "Unsupported src frame type:%d or dst frame type:%d to OpencvType"},
@@ -235,6 +246,7 @@ constexpr DocumentedLine kLines[] = {
     {kWarp, kParam, "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid"},
     {kWarp, kParam, kForeign},
     {kWarp, kParam, "matrix:%p is nullptr"},
+    {kWarp, kParam, kHuge, false, true},
     {kWarp, kParam,
      "%s result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, type=%d)"},
     {kRoi, kParam, kNullFrames},
@@ -253,11 +265,13 @@ constexpr DocumentedLine kLines[] = {
     {kBlur, kParam, kNoType},
     {kBlur, kParam, "src_frame and dst_frame have different formats: %d vs %d"},
     {kBlur, kParam, kForeign},
+    {kBlur, kParam, kHugeKernel},
     {kBlur, kParam, kOpenCv},
     {kBox, kParam, kNullFrames},
     {kBox, kParam, "src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr"},
     {kBox, kUnsupported, "Unsupported Frame Type To OpencvType!"},
     {kBox, kParam, kForeign},
+    {kBox, kParam, kHugeKernel},
     {kBox, kParam, "kernel_size:%p is nullptr"},
     {kBox, kParam, kOpenCv},
     {kFilter, kParam, kNullFrames},
@@ -266,6 +280,7 @@ constexpr DocumentedLine kLines[] = {
     {kFilter, kParam, "kernel:%p is nullptr"},
     {kFilter, kParam, "kernel->data_type:%d is not supported!"},
     {kFilter, kParam, kForeign},
+    {kFilter, kParam, kHugeKernel},
     {kFilter, kParam, kOpenCv},
     {kDilate, kParam, kNullFrames},
     {kDilate, kParam, kNullPlanes},
@@ -273,6 +288,7 @@ constexpr DocumentedLine kLines[] = {
     {kDilate, kParam, "kernel:%p is nullptr"},
     {kDilate, kUnsupported, "Only UINT8 data type is supported, current data type: %d"},
     {kDilate, kParam, kForeign},
+    {kDilate, kParam, kHugeKernel},
     {kDilate, kParam, "Dilate failed: %s"},
     {kErode, kParam, kNullFrames},
     {kErode, kParam, kNullPlanes},
@@ -280,6 +296,7 @@ constexpr DocumentedLine kLines[] = {
     {kErode, kParam, "kernel:%p is nullptr"},
     {kErode, kUnsupported, "Only UINT8 data type is supported, current data type: %d"},
     {kErode, kParam, kForeign},
+    {kErode, kParam, kHugeKernel},
     {kErode, kParam, "Erosion failed: %s"},
     {kThreshold, kParam, kNullFrames},
     {kThreshold, kUnsupported, kNoType},
@@ -317,6 +334,11 @@ constexpr DocumentedLine kLines[] = {
     {kFill, kParam, "TavixFrameMemfillByCPU byte_size is not support\n"},
     {kFill, kParam, kNullPlanes},
     {kFill, kParam, kForeign},
+    {kFill, kParam, kLongRow},
+    {kFill, kParam, "dst_frame->linesize[0]:%d is too large for %d rows"},
+    // No format has elements of another size.
+    {kFill, kUnsupported, "TavixFrameMemfillByCPU src_frame video format:%d is not implemented now",
+     false, true},
 };
 
 // How many characters of the text the conversion after % could have made, at most.

@@ -44,7 +44,10 @@ struct Filter {
     return {frame->video.format, frame->video.width, frame->video.height};
   }
   static float side(Choices &c) {
-    if (c.rarely()) return std::min(float(any_number(c)), 9.0f);
+    if (c.rarely()) {  // some are refused whatever they hold
+      const auto number = float(any_number(c));
+      return number > 1e9f ? 3e8f : std::min(number, 9.0f);
+    }
     const int32_t whole = c.below(10);  // drawn first, whatever the compiler
     return float(whole) + 0.5f * float(c.byte() % 2);
   }

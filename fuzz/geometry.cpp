@@ -25,7 +25,10 @@ void resize(Choices &c, std::span<const Path> paths) {
   src.maybe_spoil(c), dst.maybe_spoil(c);
   const bool null = c.rarely(), huge = width > 99 || height > 99;
   TavixFrameV2 *in = null ? c.maybe(&*src) : &*src, *out = null ? c.maybe(&*dst) : &*dst;
-  if (huge) return;  // a matter of memory only
+  // Beyond what can be counted it is refused; below it is a matter of memory only.
+  const bool uncountable = width == INT32_MAX && height == INT32_MAX &&
+                           test::is_float_format(src->video.format) && src->video.channels > 1;
+  if (huge && !uncountable) return;
   check_opencv(
       {.function = "TavixFrameResizeByCPU",
        .run = [&] { return TavixFrameResizeByCPU(in, out, width, height, code); },

@@ -100,6 +100,17 @@ void FrameRecord::maybe_spoil(Choices &c) {
   }
 }
 
+void FrameRecord::lengthen_rows() {
+  spoiled = true;
+  frame->video.width = 1 << 30;
+  frame->video.channels = 4;
+}
+
+void FrameRecord::spread_rows() {
+  spoiled = true;
+  frame->linesize[0] = INT32_MAX;
+}
+
 BlobRecord::BlobRecord(Choices &c, uint32_t data_type, uint32_t data_format,
                        const std::vector<int32_t> &dims)
     : blob(data_type, data_format, dims, test::blob_element_bytes(data_type) == 0 ? 64 : 0) {

@@ -36,6 +36,11 @@ class FrameRecord final : public Record {
   // Sometimes makes the record say something else than its memory.
   void maybe_spoil(Choices &c);
 
+  // More elements in a row than 32 bits count.
+  void lengthen_rows();
+  // Rows farther apart than 32 bits reach. Of at least three rows, which nobody may ask for then.
+  void spread_rows();
+
   // Where a spoiled record says what no two records of a call would say alike by chance, all of them
   // say it. Of packed frames.
   template <class... Others>
@@ -47,6 +52,8 @@ class FrameRecord final : public Record {
       TavixVideoInfo &video = record->video;
       if (how < 248)
         video.format = how % 8 < 4 ? TAVIX_PIX_FMT_NV12 : TAVIX_PIX_FMT_NONE;
+      else if (how > 253)
+        record.lengthen_rows();
       else  // more channels in fewer pixels
         video.width /= 8, video.channels *= 8;
     };
