@@ -12,6 +12,14 @@ namespace tavix::core {
 
 namespace {
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kWatched = true;
+#elif defined(__has_feature)
+constexpr bool kWatched = __has_feature(address_sanitizer);
+#else
+constexpr bool kWatched = false;
+#endif
+
 // What a block holds while it is kept.
 struct KeptBlock {
   size_t size;
@@ -21,12 +29,9 @@ struct KeptBlock {
 std::atomic<KeptBlock *> slots[kKeptBlocks];
 std::atomic<unsigned> next_slot;
 
+// Not under the address sanitizer: the use of freed memory would go unseen.
 bool may_be_kept(size_t size) {
-#ifdef __SANITIZE_ADDRESS__
-  return false;  // the use of freed memory would go unseen
-#else
-  return size >= kLeastKept && size <= kMostKept;
-#endif
+  return !kWatched && size >= kLeastKept && size <= kMostKept;
 }
 
 void keep(void *block, size_t size) {
