@@ -35,6 +35,11 @@ TavixCpuFeatures probe(std::map<Leaf, CpuidAnswer> answers) {
   return probe_cpu(ask);
 }
 
+int64_t last_cache(std::map<Leaf, CpuidAnswer> answers) {
+  processor = std::move(answers);
+  return probe_last_cache(ask);
+}
+
 constexpr uint32_t kAllBits = ~0u;
 
 struct Feature {
@@ -130,6 +135,20 @@ TEST(CpuFeatures, LeafFourReplacesTheExtendedLeaves) {
     EXPECT_EQ(features.l2_size, 1024u << 10) << type;
     EXPECT_EQ(features.l3_size, 1u << 20) << type;
   }
+}
+
+TEST(CpuFeatures, LastCacheIsTheProcessorsOwnPart) {
+  const std::map<Leaf, CpuidAnswer> amd = {{{0x80000000, 0}, {0x8000001d, 0, 0, 0}},
+                                           {{0x80000006, 0}, {0, 0, 0, 768u << 18}},
+                                           {{0x8000001d, 3}, cache(3, 16, 1, 64, 32768)}};
+  EXPECT_EQ(last_cache(amd), 32 << 20);
+  auto without = amd;
+  without[{0x80000000, 0}].eax = 0x8000001c;
+  EXPECT_EQ(last_cache(without), 0);
+  without[{4, 3}] = cache(3, 11, 1, 64, 53248);
+  EXPECT_EQ(last_cache(without), 36608 << 10);
+  without[{4, 3}].eax &= ~31u;
+  EXPECT_EQ(last_cache(without), 0);
 }
 
 TEST(CpuFeatures, VendorTextEndsWithAZeroWord) {

@@ -46,6 +46,16 @@ constexpr uint32_t bits(uint32_t word, int high, int low) {
   return uint32_t((uint64_t(word) >> low) & ((uint64_t(1) << (high - low + 1)) - 1));
 }
 
+// Of a data or unified cache, as leaf 4 and leaf 0x8000001D describe it; 0 for what is none.
+uint64_t cache_size(const CpuidAnswer &answer) {
+  const uint32_t type = bits(answer.eax, 4, 0);
+  if (type != 1 && type != 3) return 0;
+  return (uint64_t(bits(answer.ebx, 31, 22)) + 1) *  // ways
+         (uint64_t(bits(answer.ebx, 21, 12)) + 1) *  // partitions
+         (uint64_t(bits(answer.ebx, 11, 0)) + 1) *   // line size
+         (uint64_t(answer.ecx) + 1);                 // sets
+}
+
 }  // namespace
 
 #if defined(__x86_64__)
@@ -62,7 +72,8 @@ CpuidAnswer ask_processor(uint32_t, uint32_t) {
 
 namespace detail {
 TavixCpuFeatures features = {};
-}
+int64_t last_cache = 0;
+}  // namespace detail
 
 TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)) {
   TavixCpuFeatures record = {};
@@ -83,21 +94,30 @@ TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)
   } kCaches[] = {{0, &TavixCpuFeatures::l1_size},
                  {2, &TavixCpuFeatures::l2_size},
                  {3, &TavixCpuFeatures::l3_size}};
-  for (const auto &cache : kCaches) {
-    const CpuidAnswer answer = cpuid(4, cache.subleaf);
-    const uint32_t type = bits(answer.eax, 4, 0);
-    if (type != 1 && type != 3) continue;
-    record.*cache.size = (uint64_t(bits(answer.ebx, 31, 22)) + 1) *  // ways
-                         (uint64_t(bits(answer.ebx, 21, 12)) + 1) *  // partitions
-                         (uint64_t(bits(answer.ebx, 11, 0)) + 1) *   // line size
-                         (uint64_t(answer.ecx) + 1);                 // sets
-  }
+  for (const auto &cache : kCaches)
+    if (const uint64_t size = cache_size(cpuid(4, cache.subleaf)); size != 0)
+      record.*cache.size = size;
 
   const CpuidAnswer vendor = cpuid(0, 0);
   const uint32_t text[] = {vendor.ebx, vendor.edx, vendor.ecx, 0};
   static_assert(sizeof(text) == sizeof(record.vendor));
   std::memcpy(record.vendor, text, sizeof(text));
   return record;
+}
+
+int64_t probe_last_cache(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)) {
+  constexpr uint32_t kAmdLeaf = 0x8000001d;
+  const bool has_amd_leaf = cpuid(0x80000000, 0).eax >= kAmdLeaf;
+  const uint64_t amd = has_amd_leaf ? cache_size(cpuid(kAmdLeaf, 3)) : 0;
+  return int64_t(amd != 0 ? amd : cache_size(cpuid(4, 3)));
+}
+
+int64_t last_cache_size() {
+  [[maybe_unused]] static const bool probed = [] {
+    detail::last_cache = probe_last_cache(ask_processor);
+    return true;
+  }();
+  return detail::last_cache;
 }
 
 const TavixCpuFeatures &cpu_features() {

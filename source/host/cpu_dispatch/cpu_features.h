@@ -44,6 +44,10 @@ inline bool streams_ask_ahead() {
   return cpu_features().vendor[0] == 'G';  // GenuineIntel
 }
 
+// Bytes of the third cache that this processor shares with its neighbours, 0 when it does not say. On AMD
+// the feature record has the third caches of all processors together.
+int64_t last_cache_size();
+
 // One answer of the CPUID instruction.
 struct CpuidAnswer {
   uint32_t eax, ebx, ecx, edx;
@@ -55,8 +59,11 @@ CpuidAnswer ask_processor(uint32_t leaf, uint32_t subleaf);
 // Reads a feature record through any source of CPUID answers.
 TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf));
 
+int64_t probe_last_cache(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf));
+
 namespace detail {
-extern TavixCpuFeatures features;  // only tests change it, after the probe
-}
+extern TavixCpuFeatures features;  // only tests change them, after the probe
+extern int64_t last_cache;
+}  // namespace detail
 
 }  // namespace tavix::module

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "cpu/x86/past_caches.h"
 #include "cpu/x86/prefetch.h"
 #include "cpu/x86/vectors_avx512.h"
 

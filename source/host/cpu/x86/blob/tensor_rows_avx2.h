@@ -177,7 +177,7 @@ TAVIX_INLINE void transpose(__m256i (&v)[4]) {
 }
 
 // One vector of pixels; at is the byte offset within the planes.
-template <class T, int channels>
+template <class T, int channels, bool past_caches>
 TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
   __m256i v[channels];
   for (int j = 0; j < channels; ++j) v[j] = load_halves(src + 16 * j, src + 16 * (channels + j));
@@ -185,18 +185,18 @@ TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_
     const __m256i a = every_third<T>(v[0], v[2], v[1]);
     const __m256i b = every_third<T>(v[1], v[0], v[2]);
     const __m256i c = every_third<T>(v[2], v[1], v[0]);
-    store_256(planes[0] + at, shuffle_lanes(a, kPlaneFromSlots<T, 0>));
-    store_256(planes[1] + at, shuffle_lanes(b, kPlaneFromSlots<T, 1>));
-    store_256(planes[2] + at, shuffle_lanes(c, kPlaneFromSlots<T, 2>));
+    put<past_caches>(planes[0] + at, shuffle_lanes(a, kPlaneFromSlots<T, 0>));
+    put<past_caches>(planes[1] + at, shuffle_lanes(b, kPlaneFromSlots<T, 1>));
+    put<past_caches>(planes[2] + at, shuffle_lanes(c, kPlaneFromSlots<T, 2>));
   } else {
     if constexpr (sizeof(T) == 1)
       for (int j = 0; j < 4; ++j) v[j] = shuffle_lanes(v[j], kTransposed);
     transpose(v);
-    for (int c = 0; c < 4; ++c) store_256(planes[c] + at, v[c]);
+    for (int c = 0; c < 4; ++c) put<past_caches>(planes[c] + at, v[c]);
   }
 }
 
-template <class T, int channels>
+template <class T, int channels, bool past_caches>
 TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
   __m256i v[channels];
   if constexpr (channels == 3) {

@@ -185,32 +185,33 @@ PixelRows short_rows() {
   return (sizeof(T) == 1 ? kTensorRowsAvx2.u8 : kTensorRowsAvx2.f32)[channels];
 }
 
-template <class T, int channels>
+template <class T, int channels, bool past_caches>
 TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
   __m512i v[channels];
   for (int j = 0; j < channels; ++j) v[j] = load_512(src + 64 * j);
   if constexpr (channels == 3) {
-    store_512(planes[0] + at, permute<T>(kChannelOfThree<T, 0>, v));
-    store_512(planes[1] + at, permute<T>(kChannelOfThree<T, 1>, v));
-    store_512(planes[2] + at, permute<T>(kChannelOfThree<T, 2>, v));
+    put<past_caches>(planes[0] + at, permute<T>(kChannelOfThree<T, 0>, v));
+    put<past_caches>(planes[1] + at, permute<T>(kChannelOfThree<T, 1>, v));
+    put<past_caches>(planes[2] + at, permute<T>(kChannelOfThree<T, 2>, v));
   } else {
     for (int j = 0; j < 4; ++j) v[j] = permute<T>(kQuarters<T, true>, v[j]);
     transpose_quarters(v);
-    for (int c = 0; c < 4; ++c) store_512(planes[c] + at, v[c]);
+    for (int c = 0; c < 4; ++c) put<past_caches>(planes[c] + at, v[c]);
   }
 }
 
-template <class T, int channels>
+template <class T, int channels, bool past_caches>
 TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
   __m512i v[channels];
   for (int c = 0; c < channels; ++c) v[c] = load_512(planes[c] + at);
   if constexpr (channels == 3) {
-    store_512(dst, permute<T>(kPixelsOfThree<T, 0>, v));
-    store_512(dst + 64, permute<T>(kPixelsOfThree<T, 1>, v));
-    store_512(dst + 128, permute<T>(kPixelsOfThree<T, 2>, v));
+    put<past_caches>(dst, permute<T>(kPixelsOfThree<T, 0>, v));
+    put<past_caches>(dst + 64, permute<T>(kPixelsOfThree<T, 1>, v));
+    put<past_caches>(dst + 128, permute<T>(kPixelsOfThree<T, 2>, v));
   } else {
     transpose_quarters(v);
-    for (int j = 0; j < 4; ++j) store_512(dst + 64 * j, permute<T>(kQuarters<T, false>, v[j]));
+    for (int j = 0; j < 4; ++j)
+      put<past_caches>(dst + 64 * j, permute<T>(kQuarters<T, false>, v[j]));
   }
 }
 
