@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Drivers of the packed conversions: all rows of a job that has pixels. Conversions among 8-bit
-// formats run on all workers with vector rows, in the calling thread with portable ones; those to
-// and from floats always run on all workers.
+// Drivers of the packed conversions: all rows of a job that has pixels. A member of the record of
+// row kernels makes a driver.
 #pragma once
 
-#include "cpu/tavix_cvt_color/matrices.h"
+#include <type_traits>
+
+#include "common/frame_access.h"
+#include "cpu/tavix_cvt_color/rgb_rows.h"
+#include "cpu/tavix_cvt_color/run_rows.h"
 
 namespace tavix::module {
 
@@ -18,21 +21,81 @@ struct PackedJob {
   bool r_first;             // of a source of colour
   bool swap;                // the sides differ in channel order
   const GrayWeights &gray;  // of the source's colour space
+
+  Range rows() const { return {0, width > 0 ? height : 0, 1}; }
 };
 
-void shuffle_bytes(const PackedJob &job);
-void shuffle_floats(const PackedJob &job);
-void bytes_to_floats(const PackedJob &job);
-void floats_to_bytes(const PackedJob &job);
-void bytes_to_gray(const PackedJob &job);
-void floats_to_gray(const PackedJob &job);
+inline PackedRow *kernel_of(const PackedJob &job, const RgbRows &rows,
+                            PackedRows RgbRows::*member) {
+  return rows.kernel(member, job.src_step, job.dst_step, job.swap);
+}
+template <class Row>
+Row *kernel_of(const PackedJob &job, const RgbRows &rows, GrayRows<Row> RgbRows::*member) {
+  return rows.kernel(member, job.src_step, job.r_first);
+}
 
-// The conversions by name.
-inline constexpr auto &BGR2RGB = shuffle_bytes, &BGRA2RGBA = shuffle_bytes,
-                      &BGR2BGRA = shuffle_bytes, &BGRA2BGR = shuffle_bytes,
-                      &Gray2BGR = shuffle_bytes, &Gray2BGRA = shuffle_bytes;
-inline constexpr auto &BGR2Gray = bytes_to_gray, &RGBF322Gray = floats_to_gray;
-inline constexpr auto &RGB2BGRF32 = bytes_to_floats, &Gray2BGRF32 = bytes_to_floats;
-inline constexpr auto &RGBF322BGR = floats_to_bytes, &RGBF32Family = shuffle_floats;
+// Rows of 8-bit formats are joined where neither side has padding, for they treat every pixel
+// alike. Of floats, which pixels of a row round half to even is part of the result.
+template <class Row>
+class PackedBody final : public ParallelLoopBody {
+ public:
+  PackedBody(const PackedJob &job, Row *convert, bool is_8_bit)
+      : job_(job),
+        convert_(convert),
+        gapless_(is_8_bit && job.src_linesize == int64_t(job.width) * job.src_step &&
+                 job.dst_linesize == int64_t(job.width) * job.dst_step) {}
+
+  void operator()(const Range &rows) const override {
+    for_each_joined(rows.start, rows.end, job_.width, int64_t(job_.width) * kMaxChannels, gapless_,
+                    [this](int32_t y, int32_t pixels) {
+                      run(row(job_.src, job_.src_linesize, y), row(job_.dst, job_.dst_linesize, y),
+                          pixels);
+                    });
+  }
+
+ private:
+  void run(const uint8_t *src, uint8_t *dst, int32_t pixels) const {
+    if constexpr (std::is_same_v<Row, WeightedRow>)
+      convert_(src, dst, pixels, job_.gray);
+    else
+      convert_(src, dst, pixels);
+  }
+
+  const PackedJob &job_;
+  Row *convert_;
+  bool gapless_;
+};
+
+// Among 8-bit formats: on all workers with vector rows, in the calling thread with portable ones.
+template <auto member>
+void convert_bytes(const PackedJob &job) {
+  const RgbRows &rows = rgb_rows();
+  run_rows(job.rows(), PackedBody(job, kernel_of(job, rows, member), true),
+           rows.bytes_on_all_workers);
+}
+
+// To and from floats: always on all workers. Rows shorter than a vector of floats are portable.
+template <auto member>
+void convert_floats(const PackedJob &job) {
+  const RgbRows &rows = job.width >= 8 ? rgb_rows() : kRgbRowsC;
+  parallel_for_(job.rows(), PackedBody(job, kernel_of(job, rows, member), false), -1.0);
+}
+
+// The conversions by name, and their bodies.
+inline constexpr auto &BGR2RGB = convert_bytes<&RgbRows::shuffle_bytes>, &BGRA2RGBA = BGR2RGB,
+                      &BGR2BGRA = BGR2RGB, &BGRA2BGR = BGR2RGB, &Gray2BGR = BGR2RGB,
+                      &Gray2BGRA = BGR2RGB;
+inline constexpr auto &BGR2Gray = convert_bytes<&RgbRows::bytes_to_gray>;
+inline constexpr auto &RGB2BGRF32 = convert_floats<&RgbRows::bytes_to_floats>,
+                      &Gray2BGRF32 = RGB2BGRF32;
+inline constexpr auto &RGBF322BGR = convert_floats<&RgbRows::floats_to_bytes>;
+inline constexpr auto &RGBF32Family = convert_floats<&RgbRows::shuffle_floats>;
+inline constexpr auto &RGBF322Gray = convert_floats<&RgbRows::floats_to_gray>;
+
+typedef PackedBody<PackedRow> ParallelConvertBGR2RGB, ParallelConvertBGRA2RGBA,
+    ParallelConvertBGR2BGRA, ParallelConvertBGRA2BGR, ParallelConvertGray2BGR,
+    ParallelConvertGray2BGRA, ParallelConvertBGR2Gray, ParallelConvertRGB2BGRF32,
+    ParallelConvertGray2BGRF32, ParallelConvertRGBF322BGR, ParallelConvertRGBF32Family;
+using ParallelConvertRGBF322Gray = PackedBody<WeightedRow>;
 
 }  // namespace tavix::module

@@ -16,7 +16,7 @@ using WeightedRow = void(const uint8_t *src, uint8_t *dst, int32_t width,
 // Kernels of one conversion for every pair of pixel steps, colours kept or swapped.
 class PackedRows {
  public:
-  constexpr PackedRow *operator()(int32_t src_step, int32_t dst_step, bool swap) const {
+  constexpr PackedRow *find(int32_t src_step, int32_t dst_step, bool swap) const {
     return rows_[src_step / 2][dst_step - 3][swap];
   }
 
@@ -46,9 +46,7 @@ class PackedRows {
 template <class Row>
 class GrayRows {
  public:
-  constexpr Row *operator()(int32_t src_step, bool r_first) const {
-    return rows_[src_step - 3][r_first];
-  }
+  constexpr Row *find(int32_t src_step, bool r_first) const { return rows_[src_step - 3][r_first]; }
 
   // Family::row<src_step, r_first>.
   template <class Family>
@@ -57,17 +55,27 @@ class GrayRows {
              {Family::template row<4, false>, Family::template row<4, true>}}};
   }
 
-  Row *rows_[2][2];  // source step 3, 4; red first
+  Row *rows_[2][2] = {};  // source step 3, 4; red first
 };
 
+// A record may lack members that a narrower one has. Ask it with kernel().
 struct RgbRows {
-  PackedRows shuffle_bytes;    // reorder, add or drop alpha, spread grey
-  PackedRows shuffle_floats;   // the same without grey; values are copied unchanged
-  PackedRows bytes_to_floats;  // 0..255 to 0..1
-  PackedRows floats_to_bytes;  // 0..1 to 0..255, clamped
-  GrayRows<PackedRow> bytes_to_gray;
-  GrayRows<WeightedRow> floats_to_gray;
-  bool bytes_on_all_workers;  // of 8-bit to 8-bit, or in the calling thread
+  PackedRows shuffle_bytes = {};    // reorder, add or drop alpha, spread grey
+  PackedRows shuffle_floats = {};   // the same without grey; values are copied unchanged
+  PackedRows bytes_to_floats = {};  // 0..255 to 0..1
+  PackedRows floats_to_bytes = {};  // 0..1 to 0..255, clamped
+  GrayRows<PackedRow> bytes_to_gray = {};
+  GrayRows<WeightedRow> floats_to_gray = {};
+  bool bytes_on_all_workers = false;  // of 8-bit to 8-bit, or in the calling thread
+  const RgbRows *narrower = nullptr;  // has what this record lacks
+
+  // The kernel of a member for these steps and this order.
+  template <class Rows, class... Key>
+  auto *kernel(Rows RgbRows::*member, Key... key) const {
+    const RgbRows *record = this;
+    while ((record->*member).find(key...) == nullptr) record = record->narrower;
+    return (record->*member).find(key...);
+  }
 };
 
 extern const RgbRows kRgbRowsC, kRgbRowsAvx2, kRgbRowsAvx512Vbmi;

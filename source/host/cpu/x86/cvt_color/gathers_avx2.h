@@ -208,9 +208,11 @@ struct ShuffleFloatsVectorRow {
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     using Vectors = FloatsOf<src_step, dst_step, swap>;
     convert_row(GatherBlock<Vectors, 8, 4 * src_step, 4 * dst_step, kAlways>(),
-                *kNarrowerRgb.shuffle_floats(src_step, dst_step, swap), src, dst, 0, width);
+                *kNarrowerRgb.kernel(&RgbRows::shuffle_floats, src_step, dst_step, swap), src, dst,
+                0, width);
   }
 };
+constexpr PackedRows kShuffleFloats = PackedRows::of<ShuffleFloatsVectorRow>();
 
 }  // namespace
 

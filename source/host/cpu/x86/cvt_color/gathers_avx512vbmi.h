@@ -172,15 +172,8 @@ TAVIX_INLINE __m512i pack_words(__m512i low, __m512i high) {
   return even_then_odd(_mm512_packs_epi16(low, high));
 }
 
-// Memory bounds these, and wider loads are split by more lines of it.
-struct ShuffleFloatsVectorRow {
-  static constexpr bool kFromGray = false;
-
-  template <int src_step, int dst_step, bool swap>
-  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-    kNarrowerRgb.shuffle_floats(src_step, dst_step, swap)(src, dst, width);
-  }
-};
+// Left to the narrower rows: memory bounds these, and wider loads are split by more lines of it.
+constexpr PackedRows kShuffleFloats = {};
 
 }  // namespace
 
