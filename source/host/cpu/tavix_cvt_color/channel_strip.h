@@ -19,13 +19,13 @@ template <class T>
 using ChannelStrip = T[3][kStripColumns];
 
 template <int channels, class T>
-inline void split_channels(const uint8_t *packed, ChannelStrip<T> &strip, int32_t columns) {
+inline void split_channels_c(const uint8_t *packed, ChannelStrip<T> &strip, int32_t columns) {
   for (int32_t x = 0; x < columns; ++x)
     for (int k = 0; k < 3; ++k) strip[k][x] = load<T>(packed, x * channels + k);
 }
 
 template <int channels>
-inline void join_channels(const ChannelStrip<uint8_t> &strip, uint8_t *packed, int32_t columns) {
+inline void join_channels_c(const ChannelStrip<uint8_t> &strip, uint8_t *packed, int32_t columns) {
   TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t x = 0; x < columns; ++x) {
     if constexpr (channels == 4) {
@@ -39,7 +39,7 @@ inline void join_channels(const ChannelStrip<uint8_t> &strip, uint8_t *packed, i
 }
 
 template <int channels>
-inline void join_channels(const ChannelStrip<float> &strip, uint8_t *packed, int32_t columns) {
+inline void join_channels_c(const ChannelStrip<float> &strip, uint8_t *packed, int32_t columns) {
   TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t x = 0; x < columns; ++x) {
     for (int k = 0; k < 3; ++k) store(packed, x * channels + k, strip[k][x]);

@@ -30,7 +30,7 @@ struct RgbF32ToYuvRowC {
     for (int32_t x = 0; x < width; x += kStripColumns) {
       const int32_t columns = std::min(kStripColumns, width - x), pairs = columns / 2;
       for (int i = 0; i < 2; ++i) {
-        split_channels<channels>(rows.packed[i] + int64_t(x) * channels * 4, strips[i], columns);
+        split_channels_c<channels>(rows.packed[i] + int64_t(x) * channels * 4, strips[i], columns);
         for (auto &channel : strips[i])
           for (int32_t j = 0; j < columns; ++j) channel[j] *= 255.0f;
         weighted_row_c(strips[i], w.r_first, w.y, w.offset, rows.y[i] + x, columns);
@@ -71,7 +71,7 @@ struct YuvToRgbF32RowC {
           strip[1][j] = clamp_to_byte(luma - w.u_to_g * u[j] - w.v_to_g * v[j]) * kByteToUnit;
           strip[b][j] = clamp_to_byte(luma + w.u_to_b * u[j]) * kByteToUnit;
         }
-        join_channels<channels>(strip, rows.packed[i] + int64_t(x) * channels * 4, columns);
+        join_channels_c<channels>(strip, rows.packed[i] + int64_t(x) * channels * 4, columns);
       }
     }
   }

@@ -68,7 +68,7 @@ struct RgbToYuvRowC {
     for (int32_t x = 0; x < width; x += kStripColumns) {
       const int32_t columns = std::min(kStripColumns, width - x);
       for (int i = 0; i < 2; ++i) {
-        split_channels<channels>(rows.packed[i] + int64_t(x) * channels, strips[i], columns);
+        split_channels_c<channels>(rows.packed[i] + int64_t(x) * channels, strips[i], columns);
         luma_row_c(strips[i], rows.y[i] + x, columns, w);
       }
       mean_row_c(strips[0], strips[1], mean, columns / 2);

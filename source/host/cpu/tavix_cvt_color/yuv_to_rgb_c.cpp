@@ -77,7 +77,7 @@ struct YuvToRgbRowC {
       chroma_terms_c<layout>(rows.chroma, x / 2, columns / 2, w, terms);
       for (int i = 0; i < 2; ++i) {
         for (int k = 0; k < 3; ++k) channel_row_c(rows.y[i] + x, terms[k], strip[k], columns, w);
-        join_channels<channels>(strip, rows.packed[i] + int64_t(x) * channels, columns);
+        join_channels_c<channels>(strip, rows.packed[i] + int64_t(x) * channels, columns);
       }
     }
   }

@@ -31,21 +31,15 @@ class PackedYuvBody final : public ParallelLoopBody {
 };
 
 // The conversions by name; channels and layout are the job's.
-using ParallelConvertBGR2NV12 = PackedYuvBody<RgbToYuvJob, RgbToYuvRow>;
-using ParallelConvertBGR2YV12 = ParallelConvertBGR2NV12;
-using ParallelConvertBGRA2NV12 = ParallelConvertBGR2NV12;
-using ParallelConvertBGRA2YV12 = ParallelConvertBGR2NV12;
-using ParallelConvertBGR2NV12CommonC = ParallelConvertBGR2NV12;
-using ParallelConvertBGR2YV12CommonC = ParallelConvertBGR2NV12;
-using ParallelConvertNV122BGR = PackedYuvBody<YuvToRgbJob, YuvToRgbRow>;
-using ParallelConvertYV122BGR = ParallelConvertNV122BGR;
-using ParallelConvertYV122BGRA = ParallelConvertNV122BGR;
-using ParallelConvertNV122BGRCommonC = ParallelConvertNV122BGR;
-using ParallelConvertYV122BGRCommonC = ParallelConvertNV122BGR;
-using ParallelConvertRGBF322NVAvx = PackedYuvBody<RgbF32ToYuvJob, RgbF32ToYuvRow>;
-using ParallelConvertRGBF322YUVAvx = ParallelConvertRGBF322NVAvx;
-using ParallelConvertNV2BGRF32Avx = PackedYuvBody<YuvToRgbF32Job, YuvToRgbF32Row>;
-using ParallelConvertYUV2BGRF32Avx = ParallelConvertNV2BGRF32Avx;
+typedef PackedYuvBody<RgbToYuvJob, RgbToYuvRow> ParallelConvertBGR2NV12, ParallelConvertBGR2YV12,
+    ParallelConvertBGRA2NV12, ParallelConvertBGRA2YV12, ParallelConvertBGR2NV12CommonC,
+    ParallelConvertBGR2YV12CommonC;
+typedef PackedYuvBody<YuvToRgbJob, YuvToRgbRow> ParallelConvertNV122BGR, ParallelConvertYV122BGR,
+    ParallelConvertYV122BGRA, ParallelConvertNV122BGRCommonC, ParallelConvertYV122BGRCommonC;
+typedef PackedYuvBody<RgbF32ToYuvJob, RgbF32ToYuvRow> ParallelConvertRGBF322NVAvx,
+    ParallelConvertRGBF322YUVAvx;
+typedef PackedYuvBody<YuvToRgbF32Job, YuvToRgbF32Row> ParallelConvertNV2BGRF32Avx,
+    ParallelConvertYUV2BGRF32Avx;
 
 template <class Job, class Row>
 void run_row_pairs(const Job &job, const PackedYuvRows<Row> &rows) {
@@ -105,10 +99,8 @@ class RepackBody final : public ParallelLoopBody {
   const RepackRows &kernels_;
 };
 
-using ParallelConvertNV122NV21 = RepackBody;
-using ParallelConvertNV122YV12 = RepackBody;
-using ParallelConvertYVU122NV = RepackBody;
-using ParallelConvertYVU122YVU12 = RepackBody;
+typedef RepackBody ParallelConvertNV122NV21, ParallelConvertNV122YV12, ParallelConvertYVU122NV,
+    ParallelConvertYVU122YVU12;
 
 // Two rows of grey become two of luma; the chroma row they share is filled to its stride, so that
 // chroma rows are one span.
@@ -134,33 +126,22 @@ using ParallelConvertGray2NV12 = GrayToYuvBody;
 
 }  // namespace
 
-// The line under which a driver warns of odd sizes.
-#define TAVIX_WARN_IF_ODD(driver, job)                                             \
-  do {                                                                             \
-    if ((job).width % 2 != 0 || (job).height % 2 != 0)                             \
-      TAVIX_LOG_AS(kCvtColorAvxUnit, "tavix::module::" driver, TAVIX_LOG_WARNING,  \
-                   driver                                                          \
+// A driver warns of odd sizes under its own name.
+#define TAVIX_RGB_TO_YUV_DRIVER(name)                                              \
+  void name(const RgbToYuvJob &job) {                                              \
+    if (job.width % 2 != 0 || job.height % 2 != 0)                                 \
+      TAVIX_LOG_AS(kCvtColorAvxUnit, "tavix::module::" #name, TAVIX_LOG_WARNING,   \
+                   #name                                                           \
                    ": Odd dimensions detected (width=%d, height=%d). May produce " \
                    "suboptimal results.",                                          \
-                   (job).width, (job).height);                                     \
-  } while (false)
-
-void BGR2NV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGR2NV12Avx", job);
-  convert_frame(job);
-}
-void BGR2YV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGR2YV12Avx", job);
-  convert_frame(job);
-}
-void BGRA2NV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGRA2NV12Avx", job);
-  convert_frame(job);
-}
-void BGRA2YV12Avx(const RgbToYuvJob &job) {
-  TAVIX_WARN_IF_ODD("BGRA2YV12Avx", job);
-  convert_frame(job);
-}
+                   job.width, job.height);                                         \
+    convert_frame(job);                                                            \
+  }
+TAVIX_RGB_TO_YUV_DRIVER(BGR2NV12Avx)
+TAVIX_RGB_TO_YUV_DRIVER(BGR2YV12Avx)
+TAVIX_RGB_TO_YUV_DRIVER(BGRA2NV12Avx)
+TAVIX_RGB_TO_YUV_DRIVER(BGRA2YV12Avx)
+#undef TAVIX_RGB_TO_YUV_DRIVER
 
 void yuv_to_rgb(const YuvToRgbJob &job) {
   run_row_pairs(job, yuv_to_rgb_rows());
