@@ -22,6 +22,14 @@ Frame new_frame(const Frames &f, int32_t format) {
   return Frame(format, {f.dst->video.width, f.dst->video.height});
 }
 
+// An operation of two frames that makes the third.
+template <auto function>
+void make_frame(Frames &f) {
+  TavixFrameV2 *frame = nullptr;
+  function(f.src[0], f.src[1], &frame);
+  TavixFrameFreeV2(frame);
+}
+
 Frames same_size(const Size &size) {
   return Frames({noise(kFormat, size, 1), noise(kFormat, size, 2)}, Frame(kFormat, size));
 }
@@ -165,11 +173,7 @@ void compare_channels() {
                   Frame(TAVIX_PIX_FMT_BGRA32, size));
   };
   compare("add_mask", with_mask)
-      .ours([](Frames &f) {
-        TavixFrameV2 *frame = nullptr;
-        TavixFrameAddMaskByCPU(f.src[0], f.src[1], &frame);
-        TavixFrameFreeV2(frame);
-      })
+      .ours(make_frame<TavixFrameAddMaskByCPU>)
       .peer("libyuv", kUnequalWork, [](Frames &f) {
         const Frame frame = new_frame(f, TAVIX_PIX_FMT_BGRA32);
         const int width = frame->video.width, height = frame->video.height;
@@ -179,11 +183,7 @@ void compare_channels() {
                                  frame->linesize[0], width, height);
       });
   compare("multi_frame", same_size)
-      .ours([](Frames &f) {
-        TavixFrameV2 *frame = nullptr;
-        TavixFrameMultiFrameByCPU(f.src[0], f.src[1], &frame);
-        TavixFrameFreeV2(frame);
-      })
+      .ours(make_frame<TavixFrameMultiFrameByCPU>)
       .peer("opencv", kUnequalWork, [](Frames &f) {
         cv::multiply(f.src[0].mat(), f.src[1].mat(), new_frame(f, kFormat).mat());
       });

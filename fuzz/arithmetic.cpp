@@ -43,16 +43,24 @@ void expect_elements(const TavixVideoInfo &video, const GuardedFrame &dst, const
     }
 }
 
-struct BinaryEntry {
+template <class Function>
+struct Entry {
   const char *name;
-  decltype(&TavixFrameBinaryArithmeticByCPU) entry;
+  Function *entry;
   Kind kind;
 };
-constexpr BinaryEntry kBinary[] = {
-    {"TavixFrameBinaryArithmeticByCPU", TavixFrameBinaryArithmeticByCPU, Kind::best},
-    {"TavixFrameBinaryArithmeticForward", TavixFrameBinaryArithmeticForward, Kind::best},
-    {"TavixFrameBinaryArithmeticCommonC", TavixFrameBinaryArithmeticCommonC, Kind::portable},
-    {"TavixFrameBinaryArithmeticAVX", TavixFrameBinaryArithmeticAVX, Kind::vector}};
+// clang-format off
+#define TAVIX_LAYERS(function)                                \
+  {#function "ByCPU", function##ByCPU, Kind::best},           \
+  {#function "Forward", function##Forward, Kind::best},       \
+  {#function "CommonC", function##CommonC, Kind::portable},   \
+  {#function "AVX", function##AVX, Kind::vector}
+// clang-format on
+constexpr Entry<decltype(TavixFrameBinaryArithmeticByCPU)> kBinary[] = {
+    TAVIX_LAYERS(TavixFrameBinaryArithmetic)};
+constexpr Entry<decltype(TavixFrameUnaryArithmeticByCPU)> kUnary[] = {
+    TAVIX_LAYERS(TavixFrameUnaryArithmetic)};
+#undef TAVIX_LAYERS
 
 template <class T>
 void expect_binary(bool vector, uint32_t op, const FrameRecord &a, const FrameRecord &b,
@@ -71,7 +79,7 @@ void expect_binary(bool vector, uint32_t op, const FrameRecord &a, const FrameRe
 }
 
 void binary(Choices &c, std::span<const Path> paths) {
-  const BinaryEntry entry = c.of(kBinary);
+  const auto entry = c.of(kBinary);
   const uint32_t op = c.rarely() ? uint32_t(c.of(kIntegers)) : uint32_t(c.below(10));
   const test::FrameShape shape = any_shape(c);
   FrameRecord a(c, shape), b(c, c.rarely() ? any_shape(c) : shape),
@@ -111,17 +119,6 @@ void binary(Choices &c, std::span<const Path> paths) {
         paths);
 }
 
-struct UnaryEntry {
-  const char *name;
-  decltype(&TavixFrameUnaryArithmeticByCPU) entry;
-  Kind kind;
-};
-constexpr UnaryEntry kUnary[] = {
-    {"TavixFrameUnaryArithmeticByCPU", TavixFrameUnaryArithmeticByCPU, Kind::best},
-    {"TavixFrameUnaryArithmeticForward", TavixFrameUnaryArithmeticForward, Kind::best},
-    {"TavixFrameUnaryArithmeticCommonC", TavixFrameUnaryArithmeticCommonC, Kind::portable},
-    {"TavixFrameUnaryArithmeticAVX", TavixFrameUnaryArithmeticAVX, Kind::vector}};
-
 template <class T>
 void expect_unary(bool vector, int32_t op, const FrameRecord &src, const Parameters &p,
                   const FrameRecord &dst) {
@@ -141,7 +138,7 @@ void expect_unary(bool vector, int32_t op, const FrameRecord &src, const Paramet
 }
 
 void unary(Choices &c, std::span<const Path> paths) {
-  const UnaryEntry entry = c.of(kUnary);
+  const auto entry = c.of(kUnary);
   const int32_t op = c.rarely() ? c.of(kIntegers) : c.below(4);
   const test::FrameShape shape = any_shape(c);
   FrameRecord src(c, shape), dst(c, c.rarely() ? any_shape(c) : shape);

@@ -92,6 +92,17 @@ bool has_alpha(const Case &c) {
   return c.packed->video.channels == 4;
 }
 
+template <class Job, class Planes, class Weights>
+void run(void (*convert)(const Job &), const TavixFrameV2 &packed, const Planes &planes,
+         const Weights &weights) {
+  const TavixVideoInfo &video = packed.video;
+  convert({{packed.data[0], packed.linesize[0], video.channels},
+           planes,
+           video.width,
+           video.height,
+           weights});
+}
+
 void decode(const Case &c, int matrix) {
   const auto planes = module::yuv_planes<const uint8_t>(*c.yuv);
   const module::YuvToRgbWeights weights(module::ColorMatrix(matrix), is_r_first(c.pair.packed),
@@ -99,12 +110,7 @@ void decode(const Case &c, int matrix) {
   const auto convert = interleaved(c.pair.yuv) ? module::NV122BGR
                        : has_alpha(c)          ? module::YV122BGRA
                                                : module::YV122BGR;
-  const TavixFrameV2 &dst = *c.packed;
-  convert({{dst.data[0], dst.linesize[0], dst.video.channels},
-           planes,
-           dst.video.width,
-           dst.video.height,
-           weights});
+  run(convert, *c.packed, planes, weights);
 }
 
 void encode(const Case &c, int matrix) {
@@ -114,12 +120,7 @@ void encode(const Case &c, int matrix) {
   const auto convert = interleaved(c.pair.yuv)
                            ? (has_alpha(c) ? module::BGRA2NV12Avx : module::BGR2NV12Avx)
                            : (has_alpha(c) ? module::BGRA2YV12Avx : module::BGR2YV12Avx);
-  const TavixFrameV2 &src = *c.packed;
-  convert({{src.data[0], src.linesize[0], src.video.channels},
-           planes,
-           src.video.width,
-           src.video.height,
-           weights});
+  run(convert, *c.packed, planes, weights);
 }
 
 // Converts at every level into a frame that shows what is not written, and compares.

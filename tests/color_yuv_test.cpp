@@ -414,6 +414,20 @@ const char *entry_name(int32_t code) {
   return nv ? "TavixNV122BGRA" : "TavixYV122BGRA";
 }
 
+// A conversion one plane of which is spoiled is refused with the text, and writes nothing.
+template <class Spoil, class Text>
+void expect_plane_refused(int32_t code, int32_t height, bool on_src, int plane, const Spoil &spoil,
+                          const Text &text) {
+  SCOPED_TRACE(::testing::Message()
+               << pair_name(code) << ", plane " << plane << (on_src ? " src" : " dst"));
+  Conversion conversion(code, 34, height);
+  const auto before = conversion.dst.payload();
+  spoil(on_src ? conversion.src : conversion.dst);
+  EXPECT_REFUSED(TavixFrameConvertColorByCPU(conversion.src, conversion.dst),
+                 TAVIX_ERROR_INVALID_PARAM, kEntryUnit, entry_name(code), text(conversion));
+  EXPECT_EQ(conversion.dst.payload(), before);
+}
+
 TEST(ColorYuv, MissingPlanesAreRefused) {
   for (const int32_t code : yuv_pairs()) {
     for (const bool on_src : {true, false}) {
@@ -421,17 +435,12 @@ TEST(ColorYuv, MissingPlanesAreRefused) {
       const size_t planes = plane_shapes((on_src ? probe.src : probe.dst)->video).size();
       for (size_t p = 0; p < planes; ++p) {
         if (to_of(code) == TAVIX_PIX_FMT_GRAY8 && p > 0) continue;  // luma is all it reads
-        SCOPED_TRACE(::testing::Message()
-                     << pair_name(code) << ", plane " << p << (on_src ? " src" : " dst"));
-        Conversion conversion(code, 34, 4);
-        const auto before = conversion.dst.payload();
-        (on_src ? conversion.src : conversion.dst)->data[p] = nullptr;
-        EXPECT_REFUSED(
-            TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_ERROR_INVALID_PARAM,
-            kEntryUnit, entry_name(code),
-            printed("a plane of src_frame(%p) or dst_frame(%p) is NULL",
-                    static_cast<void *>(&*conversion.src), static_cast<void *>(&*conversion.dst)));
-        EXPECT_EQ(conversion.dst.payload(), before);
+        expect_plane_refused(
+            code, 4, on_src, int(p), [p](GuardedFrame &frame) { frame->data[p] = nullptr; },
+            [](Conversion &of) {
+              return printed("a plane of src_frame(%p) or dst_frame(%p) is NULL",
+                             static_cast<void *>(&*of.src), static_cast<void *>(&*of.dst));
+            });
       }
     }
   }
@@ -482,16 +491,13 @@ TEST(ColorYuv, PlanesBeyond32BitsAreRefused) {
       for (const int plane : {0, 1}) {
         const int32_t format = on_src ? from_of(code) : to_of(code);
         if (plane == 1 && (!is_yuv(format) || has_gray(code))) continue;
-        SCOPED_TRACE(::testing::Message()
-                     << pair_name(code) << ", plane " << plane << (on_src ? " src" : " dst"));
-        Conversion conversion(code, 34, 6);
-        const auto before = conversion.dst.payload();
-        (on_src ? conversion.src : conversion.dst)->linesize[plane] = INT32_MAX;
-        EXPECT_REFUSED(
-            TavixFrameConvertColorByCPU(conversion.src, conversion.dst), TAVIX_ERROR_INVALID_PARAM,
-            kEntryUnit, entry_name(code),
-            printed("linesize[%d](%d) of a frame of 6 rows is no span of bytes", plane, INT32_MAX));
-        EXPECT_EQ(conversion.dst.payload(), before);
+        expect_plane_refused(
+            code, 6, on_src, plane,
+            [plane](GuardedFrame &frame) { frame->linesize[plane] = INT32_MAX; },
+            [plane](Conversion &) {
+              return printed("linesize[%d](%d) of a frame of 6 rows is no span of bytes", plane,
+                             INT32_MAX);
+            });
       }
     }
   }
