@@ -82,8 +82,6 @@ namespace tavix::module::avx2 {
 
 namespace {
 
-constexpr const RgbRows &kNarrowerRgb = kRgbRowsTails;
-
 // 32-bit elements in this order; -1 stands for any.
 template <int a, int b, int c, int d, int e, int f, int g, int h>
 TAVIX_INLINE __m256i reorder(__m256i v) {
@@ -208,7 +206,7 @@ struct ShuffleFloatsVectorRow {
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     using Vectors = FloatsOf<src_step, dst_step, swap>;
     convert_row(GatherBlock<Vectors, 8, 4 * src_step, 4 * dst_step, kAlways>(),
-                *kNarrowerRgb.kernel(&RgbRows::shuffle_floats, src_step, dst_step, swap), src, dst,
+                *kRgbRowsTails.kernel(&RgbRows::shuffle_floats, src_step, dst_step, swap), src, dst,
                 0, width);
   }
 };

@@ -101,8 +101,6 @@ namespace tavix::module::avx512vbmi {
 
 namespace {
 
-constexpr const RgbRows &kNarrowerRgb = kRgbRowsAvx2;
-
 // Vectors of 64 pixels.
 template <int src_step, int dst_step, bool swap>
 struct BytesOf {

@@ -1,33 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// Row kernels of the colour conversions with AVX-512 and VBMI, with the arithmetic of the AVX2 rows.
-// What fills no block is left to those.
-#include "cpu/tavix_cvt_color/sample_values.h"
-#include "cpu/tavix_cvt_color/yuv_repack.h"
-#include "cpu/x86/cvt_color/rgb_to_yuv_lanes.h"
-#include "cpu/x86/cvt_color/yuv_to_rgb_lanes.h"
-
+// The records of the colour conversions with AVX-512 and VBMI, with the arithmetic of the AVX2 rows.
 #include "cpu/x86/cvt_color/gathers_avx512vbmi.h"
 
-TAVIX_AVX512VBMI_BEGIN
-
-namespace tavix::module::avx512vbmi {
-
-namespace {
-
-constexpr const RepackRows &kNarrowerRepack = kRepackRowsAvx2;
-constexpr const RgbToYuvRows &kNarrowerRgbToYuv = kRgbToYuvRowsAvx2;
-constexpr const YuvToRgbRows &kNarrowerYuvToRgb = kYuvToRgbRowsAvx2;
+// What fills no block is left to those.
+#define TAVIX_NARROWER(Rows) k##Rows##Avx2
+#define TAVIX_NARROWER_RGB kRgbRowsAvx2
 
 #include "cpu/x86/cvt_color/rgb_rows.inc"
 #include "cpu/x86/cvt_color/rgb_to_yuv.inc"
 #include "cpu/x86/cvt_color/yuv_repack.inc"
 #include "cpu/x86/cvt_color/yuv_to_rgb.inc"
-
-}  // namespace
-
-}  // namespace tavix::module::avx512vbmi
-
-TAVIX_AVX512_END
 
 namespace tavix::module {
 

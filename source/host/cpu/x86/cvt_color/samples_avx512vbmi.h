@@ -7,6 +7,12 @@
 
 #include "cpu/x86/cvt_color/samples_avx512.h"
 
+// The texts of rows are compiled for this level.
+#undef TAVIX_VECTORS
+#undef TAVIX_VECTORS_BEGIN
+#define TAVIX_VECTORS avx512vbmi
+#define TAVIX_VECTORS_BEGIN TAVIX_AVX512VBMI_BEGIN
+
 namespace tavix::module::avx512vbmi {
 
 namespace {

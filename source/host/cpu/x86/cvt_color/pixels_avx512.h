@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// Pixels of floats with AVX-512, and the blocks of their rows. Include this header last.
+#pragma once
+
+#include "cpu/x86/cvt_color/pixel_orders_avx512.h"
+
+#include "cpu/x86/cvt_color/samples_avx512.h"
+
+TAVIX_AVX512_BEGIN
+
+namespace tavix::module::avx512 {
+
+namespace {
+
+#include "cpu/x86/cvt_color/pixels_avx512.inc"
+#include "cpu/x86/cvt_color/row_blocks.inc"
+
+}  // namespace
+
+}  // namespace tavix::module::avx512
+
+TAVIX_AVX512_END
