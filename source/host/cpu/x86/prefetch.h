@@ -36,7 +36,7 @@ constexpr Ahead kAlways = {0, INT64_MAX};
 constexpr Ahead kBeyondPages = {1 << 12, INT64_MAX};
 constexpr Ahead kFloatStream = {1 << 12, 1 << 23};
 constexpr Ahead kByteStream = {1 << 18, 1 << 22};
-constexpr Ahead kConversion = {0, 1 << 16};  // strips of planes ask
+constexpr Ahead kConversion = {0, 1 << 23};  // strips of planes ask
 
 // Asks for memory ahead, or does not.
 class Prefetching {
