@@ -22,8 +22,8 @@ TAVIX_INLINE void prefetch(const void *p, int64_t offset = kAhead) {
     _mm_prefetch(reinterpret_cast<const char *>(first + uintptr_t(i)), _MM_HINT_T0);
 }
 
-// Which rows ask for memory ahead: those of more bytes than `above`, and of more than `near`, which the
-// near caches do not hold, only where the processor gains by it.
+// Which rows ask for memory ahead: those of more bytes than `above`. Rows of more than `near` only stream,
+// and ask only where the processor gains by it.
 struct Ahead {
   int64_t above, near;
 
@@ -36,7 +36,7 @@ constexpr Ahead kAlways = {0, INT64_MAX};
 constexpr Ahead kBeyondPages = {1 << 12, INT64_MAX};
 constexpr Ahead kFloatStream = {1 << 12, 1 << 23};
 constexpr Ahead kByteStream = {1 << 18, 1 << 22};
-constexpr Ahead kConversion = {0, 1 << 23};  // strips of planes ask
+constexpr Ahead kConversion = {0, 1 << 23};  // strips of planes are short
 
 // Asks for memory ahead, or does not.
 class Prefetching {
