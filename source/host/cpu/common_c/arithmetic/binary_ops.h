@@ -60,7 +60,8 @@ struct BinaryOp<TAVIX_BINARY_OP_MAX> {
 template <>
 struct BinaryOp<TAVIX_BINARY_OP_ABSDIFF> {
   static constexpr uint8_t run(uint8_t a, uint8_t b) {
-    return uint8_t(std::max(a, b) - std::min(a, b));
+    return uint8_t(BinaryOp<TAVIX_BINARY_OP_MAX>::run(a, b) -
+                   BinaryOp<TAVIX_BINARY_OP_MIN>::run(a, b));
   }
   static float run(float a, float b) { return std::fabs(a - b); }
 };
