@@ -22,8 +22,8 @@ TAVIX_INLINE void prefetch(const void *p, int64_t offset = kAhead) {
     _mm_prefetch(reinterpret_cast<const char *>(first + uintptr_t(i)), _MM_HINT_T0);
 }
 
-// Which rows ask for memory ahead: those of more bytes than `above`. Rows of more than `near` only stream,
-// and ask only where the processor gains by it.
+// Which rows ask for memory ahead: those of more bytes than `above`. Rows of more than `near` only
+// stream, and ask only where the processor gains by it.
 struct Ahead {
   int64_t above, near;
 
