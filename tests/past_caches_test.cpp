@@ -105,6 +105,32 @@ TEST(PastCaches, UnaryArithmeticInPlaceIsTheSame) {
   }
 }
 
+TEST(PastCaches, PackedColourIsTheSame) {
+  int converted = 0;
+  for (const int32_t from : kFormats) {
+    for (const int32_t to : {TAVIX_PIX_FMT_GRAY8, TAVIX_PIX_FMT_RGB24, TAVIX_PIX_FMT_RGBA32,
+                             TAVIX_PIX_FMT_RGBF32, TAVIX_PIX_FMT_RGBAF32}) {
+      for (const int32_t width : kWidths) {
+        for (const int32_t off : {0, 4}) {
+          GuardedFrame src = frame_at({from, width, 3}, 8, 1),
+                       dst = frame_at({to, width, 3}, off, 2);
+          if (TavixFrameConvertColorByCPU(src, dst) != TAVIX_OK) continue;  // no such conversion
+          ++converted;
+          SCOPED_TRACE(::testing::Message() << format_name(from) << " -> " << format_name(to)
+                                            << ", width " << width << ", off by " << off);
+          expect_same([&] {
+            dst.fill(Fill::noise, 2);
+            EXPECT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK);
+            EXPECT_TRUE(dst.intact());
+            return dst.payload();
+          });
+        }
+      }
+    }
+  }
+  EXPECT_GT(converted, 200);
+}
+
 TEST(PastCaches, TensorsAreTheSame) {
   for (const int32_t format :
        {TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_BGRA32, TAVIX_PIX_FMT_BGRF32, TAVIX_PIX_FMT_BGRAF32}) {

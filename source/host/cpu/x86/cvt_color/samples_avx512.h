@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "cpu/tavix_cvt_color/yuv420.h"
+#include "cpu/x86/past_caches.h"
 #include "cpu/x86/prefetch.h"
 #include "cpu/x86/vectors_avx512.h"
 
