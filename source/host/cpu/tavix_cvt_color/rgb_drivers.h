@@ -23,6 +23,13 @@ struct PackedJob {
   const GrayWeights &gray;  // of the source's colour space
 
   Range rows() const { return {0, width > 0 ? height : 0, 1}; }
+
+  // Whether neither side has padding, for elements of these types.
+  template <class Src, class Dst>
+  bool is_gapless() const {
+    return src_linesize == int64_t(width) * src_step * int64_t(sizeof(Src)) &&
+           dst_linesize == int64_t(width) * dst_step * int64_t(sizeof(Dst));
+  }
 };
 
 inline PackedRow *kernel_of(const PackedJob &job, const RgbRows &rows,
@@ -34,19 +41,16 @@ Row *kernel_of(const PackedJob &job, const RgbRows &rows, GrayRows<Row> RgbRows:
   return rows.kernel(member, job.src_step, job.r_first);
 }
 
-// Rows of 8-bit formats are joined where neither side has padding, for they treat every pixel
-// alike. Of floats, which pixels of a row round half to even is part of the result.
+// Rows without gaps are joined.
 template <class Row>
 class PackedBody final : public ParallelLoopBody {
  public:
-  PackedBody(const PackedJob &job, Row *convert, bool is_8_bit)
-      : job_(job),
-        convert_(convert),
-        gapless_(is_8_bit && job.src_linesize == int64_t(job.width) * job.src_step &&
-                 job.dst_linesize == int64_t(job.width) * job.dst_step) {}
+  PackedBody(const PackedJob &job, Row *convert, bool gapless)
+      : job_(job), convert_(convert), gapless_(gapless) {}
 
   void operator()(const Range &rows) const override {
-    for_each_joined(rows.start, rows.end, job_.width, int64_t(job_.width) * kMaxChannels, gapless_,
+    for_each_joined(rows.start, rows.end, job_.width,
+                    int64_t(job_.width) * kMaxChannels * int64_t(sizeof(float)), gapless_,
                     [this](int32_t y, int32_t pixels) {
                       run(row(job_.src, job_.src_linesize, y), row(job_.dst, job_.dst_linesize, y),
                           pixels);
@@ -70,15 +74,20 @@ class PackedBody final : public ParallelLoopBody {
 template <auto member>
 void convert_bytes(const PackedJob &job) {
   const RgbRows &rows = rgb_rows();
-  run_rows(job.rows(), PackedBody(job, kernel_of(job, rows, member), true),
+  run_rows(job.rows(),
+           PackedBody(job, kernel_of(job, rows, member), job.is_gapless<uint8_t, uint8_t>()),
            rows.bytes_on_all_workers);
 }
 
-// To and from floats: always on all workers. Rows shorter than a vector of floats are portable.
-template <auto member>
+// To and from floats: always on all workers. Rows shorter than a vector of floats are portable. Rows
+// that treat every pixel alike name their elements; where floats are rounded, which pixels of a row
+// round half to even is part of the result.
+template <auto member, class... Alike>
 void convert_floats(const PackedJob &job) {
   const RgbRows &rows = job.width >= 8 ? rgb_rows() : kRgbRowsC;
-  parallel_for_(job.rows(), PackedBody(job, kernel_of(job, rows, member), false), -1.0);
+  bool gapless = false;
+  if constexpr (sizeof...(Alike) > 0) gapless = job.is_gapless<Alike...>();
+  parallel_for_(job.rows(), PackedBody(job, kernel_of(job, rows, member), gapless), -1.0);
 }
 
 // The conversions by name, and their bodies.
@@ -86,10 +95,10 @@ inline constexpr auto &BGR2RGB = convert_bytes<&RgbRows::shuffle_bytes>, &BGRA2R
                       &BGR2BGRA = BGR2RGB, &BGRA2BGR = BGR2RGB, &Gray2BGR = BGR2RGB,
                       &Gray2BGRA = BGR2RGB;
 inline constexpr auto &BGR2Gray = convert_bytes<&RgbRows::bytes_to_gray>;
-inline constexpr auto &RGB2BGRF32 = convert_floats<&RgbRows::bytes_to_floats>,
+inline constexpr auto &RGB2BGRF32 = convert_floats<&RgbRows::bytes_to_floats, uint8_t, float>,
                       &Gray2BGRF32 = RGB2BGRF32;
 inline constexpr auto &RGBF322BGR = convert_floats<&RgbRows::floats_to_bytes>;
-inline constexpr auto &RGBF32Family = convert_floats<&RgbRows::shuffle_floats>;
+inline constexpr auto &RGBF32Family = convert_floats<&RgbRows::shuffle_floats, float, float>;
 inline constexpr auto &RGBF322Gray = convert_floats<&RgbRows::floats_to_gray>;
 
 typedef PackedBody<PackedRow> ParallelConvertBGR2RGB, ParallelConvertBGRA2RGBA,
