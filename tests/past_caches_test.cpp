@@ -131,6 +131,27 @@ TEST(PastCaches, PackedColourIsTheSame) {
   EXPECT_GT(converted, 200);
 }
 
+TEST(PastCaches, ColourOutOfFourTwoZeroIsTheSame) {
+  for (const int32_t from : {TAVIX_PIX_FMT_NV12, TAVIX_PIX_FMT_NV21, TAVIX_PIX_FMT_I420}) {
+    for (const int32_t to :
+         {TAVIX_PIX_FMT_RGB24, TAVIX_PIX_FMT_BGRA32, TAVIX_PIX_FMT_BGRF32, TAVIX_PIX_FMT_RGBAF32}) {
+      // Every row of 64 or 448 pixels starts at a whole line, and other rows do not.
+      for (const int32_t width : {64, 448, 66, 7}) {
+        SCOPED_TRACE(::testing::Message()
+                     << format_name(from) << " -> " << format_name(to) << ", width " << width);
+        GuardedFrame src({from, width, 6}), dst = frame_at({to, width, 6}, 0, 2);
+        src.fill(Fill::noise, 1);
+        expect_same([&] {
+          dst.fill(Fill::noise, 2);
+          EXPECT_EQ(TavixFrameConvertColorByCPU(src, dst), TAVIX_OK);
+          EXPECT_TRUE(dst.intact());
+          return dst.payload();
+        });
+      }
+    }
+  }
+}
+
 TEST(PastCaches, TensorsAreTheSame) {
   for (const int32_t format :
        {TAVIX_PIX_FMT_BGR24, TAVIX_PIX_FMT_BGRA32, TAVIX_PIX_FMT_BGRF32, TAVIX_PIX_FMT_BGRAF32}) {

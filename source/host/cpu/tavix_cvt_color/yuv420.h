@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 
 #include "common/frame_access.h"
 #include "common/pixel_format.h"
@@ -63,6 +64,7 @@ struct RowPair {
   Packed *packed[2];
   Yuv *y[2];
   Yuv *chroma[2];
+  bool past_caches = false;  // pixels are to be stored past the caches
 
   // The same rows from an even column on, of pixels of so many bytes.
   template <ChromaLayout layout>
@@ -70,7 +72,8 @@ struct RowPair {
     const int32_t c = layout == ChromaLayout::kInterleaved ? x : x / 2;
     return {{packed[0] + x * pixel_bytes, packed[1] + x * pixel_bytes},
             {y[0] + x, y[1] + x},
-            {chroma[0] + c, chroma[1] + c}};
+            {chroma[0] + c, chroma[1] + c},
+            past_caches};
   }
 };
 
@@ -81,6 +84,12 @@ struct PackedYuvJob {
   YuvPlanes<Yuv> yuv;
   int32_t width, height;
   Weights weights;
+
+  // Read and written, with the padding of rows.
+  int64_t bytes() const {
+    return height *
+           (std::abs(int64_t(packed.linesize)) + std::abs(int64_t(yuv.y_linesize)) * 3 / 2);
+  }
 
   // Rows a and b of pixels and luma with chroma row c.
   RowPair<Packed, Yuv> rows(int32_t a, int32_t b, int32_t c) const {

@@ -40,9 +40,16 @@ TAVIX_INLINE void store_8_floats(void *p, __m256 v) {
 TAVIX_INLINE __m256i load_halves(const void *low, const void *high) {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(load_128(low)), load_128(high), 1);
 }
+template <bool past_caches = false>
 TAVIX_INLINE void store_halves(void *low, void *high, __m256i v) {
-  store_128(low, _mm256_castsi256_si128(v));
-  store_128(high, _mm256_extracti128_si256(v, 1));
+  const __m128i first = _mm256_castsi256_si128(v), second = _mm256_extracti128_si256(v, 1);
+  if constexpr (past_caches) {
+    _mm_stream_si128(static_cast<__m128i *>(low), first);
+    _mm_stream_si128(static_cast<__m128i *>(high), second);
+  } else {
+    store_128(low, first);
+    store_128(high, second);
+  }
 }
 
 // Lanes of 32 bits out of the two halves in turn: what packs, which go half by half, leave.

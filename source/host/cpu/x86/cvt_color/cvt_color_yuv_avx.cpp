@@ -9,6 +9,7 @@
 #include "common/log.h"
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "cpu/tavix_cvt_color/run_rows.h"
+#include "cpu/x86/past_caches.h"
 
 namespace tavix::module {
 
@@ -18,16 +19,24 @@ namespace {
 template <class Job, class Row>
 class PackedYuvBody final : public ParallelLoopBody {
  public:
-  PackedYuvBody(const Job &job, Row *convert) : job_(job), convert_(convert) {}
+  PackedYuvBody(const Job &job, Row *convert)
+      : job_(job),
+        convert_(convert),
+        past_caches_(goes_past_caches(job.bytes(), job.packed.data) &&
+                     job.packed.linesize % kCacheLine == 0) {}
 
-  void operator()(const Range &rows) const override {
-    for (int32_t c = rows.start; c < rows.end; ++c)
-      convert_(job_.rows(2 * c, 2 * c + 1, c), whole_pairs(job_.width), job_.weights);
+  void operator()(const Range &range) const override {
+    for (int32_t c = range.start; c < range.end; ++c) {
+      auto rows = job_.rows(2 * c, 2 * c + 1, c);
+      rows.past_caches = past_caches_;
+      convert_(rows, whole_pairs(job_.width), job_.weights);
+    }
   }
 
  private:
   const Job &job_;
   Row *convert_;
+  bool past_caches_;
 };
 
 // The conversions by name; channels and layout are the job's.

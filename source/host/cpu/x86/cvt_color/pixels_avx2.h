@@ -100,18 +100,18 @@ TAVIX_INLINE void load_planes(const uint8_t *p, __m256 (&c)[3]) {
 }
 
 // Eight float pixels, with a fourth channel of 1.
-template <int channels>
+template <int channels, bool past_caches>
 TAVIX_INLINE void store_pixels(uint8_t *p, const __m256 (&c)[3]) {
   if constexpr (channels == 3) {
     __m256 placed[3];
     for (int k = 0; k < 3; ++k)
       placed[k] = _mm256_permutevar8x32_ps(c[k], lane_order(kPermutations3.from_pixel[k]));
-    store_8_floats(p, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(0, 1)),
-                                      placed[2], lanes_of(0, 2)));
-    store_8_floats(p + 32, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(1, 1)),
-                                           placed[2], lanes_of(1, 2)));
-    store_8_floats(p + 64, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(2, 1)),
-                                           placed[2], lanes_of(2, 2)));
+    put<past_caches>(p, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(0, 1)),
+                                        placed[2], lanes_of(0, 2)));
+    put<past_caches>(p + 32, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(1, 1)),
+                                             placed[2], lanes_of(1, 2)));
+    put<past_caches>(p + 64, _mm256_blend_ps(_mm256_blend_ps(placed[0], placed[1], lanes_of(2, 1)),
+                                             placed[2], lanes_of(2, 2)));
   } else {
     const __m256 alpha = _mm256_set1_ps(1.0f);
     const __m256 low01 = _mm256_unpacklo_ps(c[0], c[1]), low23 = _mm256_unpacklo_ps(c[2], alpha),
@@ -121,7 +121,7 @@ TAVIX_INLINE void store_pixels(uint8_t *p, const __m256 (&c)[3]) {
                              _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(1, 0, 1, 0)),
                              _mm256_shuffle_ps(high01, high23, _MM_SHUFFLE(3, 2, 3, 2))};
     for (int i = 0; i < 4; ++i)
-      store_halves(p + 16 * i, p + 64 + 16 * i, _mm256_castps_si256(pixel[i]));
+      store_halves<past_caches>(p + 16 * i, p + 64 + 16 * i, _mm256_castps_si256(pixel[i]));
   }
 }
 
@@ -144,14 +144,14 @@ TAVIX_INLINE void load_planes(const uint8_t *p, __m256i (&c)[3]) {
 
 // 32 pixels of bytes, with a fourth channel of 255. Each half of a channel has its even columns
 // before its odd ones.
-template <int channels>
+template <int channels, bool past_caches>
 TAVIX_INLINE void store_pixels(uint8_t *at, const __m256i (&c)[3]) {
   if constexpr (channels == 3) {
     __m256i placed[3];
     for (int k = 0; k < 3; ++k)
       placed[k] = _mm256_shuffle_epi8(c[k], load_256(kInterleave3.order[k]));
     for (int j = 0; j < 3; ++j)
-      store_halves(at + 16 * j, at + 48 + 16 * j, blended(placed, 4 - j, 5 - j));
+      store_halves<past_caches>(at + 16 * j, at + 48 + 16 * j, blended(placed, 4 - j, 5 - j));
   } else {
     const __m256i alpha = all_bytes(-1);
     const __m256i even01 = _mm256_unpacklo_epi8(c[0], c[1]),
@@ -163,8 +163,10 @@ TAVIX_INLINE void store_pixels(uint8_t *at, const __m256i (&c)[3]) {
     const __m256i odd[2] = {_mm256_unpacklo_epi16(odd01, odd23),
                             _mm256_unpackhi_epi16(odd01, odd23)};
     for (int j = 0; j < 2; ++j) {
-      store_halves(at + 32 * j, at + 64 + 32 * j, _mm256_unpacklo_epi32(even[j], odd[j]));
-      store_halves(at + 32 * j + 16, at + 80 + 32 * j, _mm256_unpackhi_epi32(even[j], odd[j]));
+      store_halves<past_caches>(at + 32 * j, at + 64 + 32 * j,
+                                _mm256_unpacklo_epi32(even[j], odd[j]));
+      store_halves<past_caches>(at + 32 * j + 16, at + 80 + 32 * j,
+                                _mm256_unpackhi_epi32(even[j], odd[j]));
     }
   }
 }
