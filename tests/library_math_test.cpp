@@ -18,23 +18,11 @@
 namespace tavix::test {
 namespace {
 
-// The rows of one instruction set.
-template <int lanes>
-struct Rows {
-  module::CpuLevel level;
-  typename module::LibraryRows<lanes>::Row *expf, *logf;
-  typename module::LibraryRows<lanes>::ScaledRow *scaled_logf;
-};
-constexpr Rows<8> kAvx2 = {module::CpuLevel::kAvx2, module::avx2::expf_row, module::avx2::logf_row,
-                           module::avx2::scaled_logf_row};
-constexpr Rows<16> kAvx512 = {module::CpuLevel::kAvx512, module::avx512::expf_row,
-                              module::avx512::logf_row, module::avx512::scaled_logf_row};
-
 // Those that this processor can run.
 template <class Run>
 void for_each_width(const Run &run) {
-  if (module::cpu_level() >= kAvx2.level) run(kAvx2);
-  if (module::cpu_level() >= kAvx512.level) run(kAvx512);
+  if (module::cpu_level() >= module::CpuLevel::kAvx2) run(module::kLibraryRowsAvx2);
+  if (module::cpu_level() >= module::CpuLevel::kAvx512) run(module::kLibraryRowsAvx512);
 }
 
 using Row = void(const float *x, float *y, int32_t n, const module::LibraryFunction &function);
@@ -105,7 +93,8 @@ TEST_F(LibraryMath, LibrariesAreToldApart) {
 
 // Rows stay right with a library that is not known, and every element keeps its own parameters.
 template <int lanes>
-void expect_parameters_of_each_element(const Rows<lanes> &rows, LibraryFunction library) {
+void expect_parameters_of_each_element(const module::LibraryRows<lanes> &rows,
+                                       LibraryFunction library) {
   constexpr float kLeast = 0.25f;
   constexpr int32_t kPeriod = 3 * lanes;
   for (const int32_t channels : {1, 2, 3, 4}) {

@@ -15,6 +15,12 @@
 #define TAVIX_AVX2_END _Pragma("GCC pop_options")
 #endif
 
+// The namespace of one width of vectors. Each source file has one of its own.
+// clang-format off
+#define TAVIX_OPEN_NAMESPACE(vectors) namespace tavix::module::vectors { namespace {
+#define TAVIX_CLOSE_NAMESPACE }}
+// clang-format on
+
 #define TAVIX_INLINE inline __attribute__((always_inline))
 
 // For each of some vectors that go through a step together: one dependency chain alone leaves the

@@ -7,17 +7,13 @@
 
 #include "cpu/x86/lanes_avx2.h"
 
-// The namespace and the target region of a text, and the intrinsic of an operation.
+// The target region and the namespace of a text, and the intrinsic of an operation.
 #define TAVIX_VECTORS avx2
-#define TAVIX_VECTORS_BEGIN TAVIX_AVX2_BEGIN
-#define TAVIX_VECTORS_END TAVIX_AVX2_END
+#define TAVIX_VECTORS_BEGIN TAVIX_AVX2_BEGIN TAVIX_OPEN_NAMESPACE(avx2)
+#define TAVIX_VECTORS_END TAVIX_CLOSE_NAMESPACE TAVIX_AVX2_END
 #define TAVIX_MM(operation) _mm256_##operation
 
 TAVIX_VECTORS_BEGIN
-
-namespace tavix::module::avx2 {
-
-namespace {
 
 constexpr int kLanes = 8;
 constexpr int kBytes = 32;
@@ -201,9 +197,5 @@ TAVIX_INLINE DoublePair widened_small(Ints k) {
 TAVIX_INLINE Floats narrowed_in_order(const DoublePair &x) {
   return in_lane_order(narrowed(x));
 }
-
-}  // namespace
-
-}  // namespace tavix::module::avx2
 
 TAVIX_VECTORS_END

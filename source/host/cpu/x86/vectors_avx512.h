@@ -7,17 +7,13 @@
 
 #include "cpu/x86/lanes_avx512.h"
 
-// The namespace and the target region of a text, and the intrinsic of an operation.
+// The target region and the namespace of a text, and the intrinsic of an operation.
 #define TAVIX_VECTORS avx512
-#define TAVIX_VECTORS_BEGIN TAVIX_AVX512_BEGIN
-#define TAVIX_VECTORS_END TAVIX_AVX512_END
+#define TAVIX_VECTORS_BEGIN TAVIX_AVX512_BEGIN TAVIX_OPEN_NAMESPACE(avx512)
+#define TAVIX_VECTORS_END TAVIX_CLOSE_NAMESPACE TAVIX_AVX512_END
 #define TAVIX_MM(operation) _mm512_##operation
 
 TAVIX_VECTORS_BEGIN
-
-namespace tavix::module::avx512 {
-
-namespace {
 
 constexpr int kLanes = 16;
 constexpr int kBytes = 64;
@@ -179,9 +175,5 @@ TAVIX_INLINE DoublePair widened_small(Ints k) {
 TAVIX_INLINE Floats narrowed_in_order(const DoublePair &x) {
   return narrowed(x);
 }
-
-}  // namespace
-
-}  // namespace tavix::module::avx512
 
 TAVIX_VECTORS_END

@@ -6,11 +6,7 @@
 
 #include "cpu/x86/arithmetic/row_blocks.inc"
 
-TAVIX_AVX2_BEGIN
-
-namespace tavix::module::avx2 {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 using Rows = std::array<std::array<uint8_t, 16>, 16>;
 
@@ -123,11 +119,7 @@ int64_t map_blocks(const Rows *rows, const uint8_t *src, uint8_t *dst, int64_t n
   return whole;
 }
 
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_END
+TAVIX_VECTORS_END
 
 namespace tavix::module {
 

@@ -38,15 +38,11 @@ struct LibraryRows {
   using ScaledRow = void(const uint8_t *src, uint8_t *dst, int32_t n, float least,
                          const float (&scale)[kPeriod], const float (&offset)[kPeriod],
                          const LibraryFunction &logf);
-};
 
-namespace avx2 {
-LibraryRows<8>::Row expf_row, logf_row;
-LibraryRows<8>::ScaledRow scaled_logf_row;
-}  // namespace avx2
-namespace avx512 {
-LibraryRows<16>::Row expf_row, logf_row;
-LibraryRows<16>::ScaledRow scaled_logf_row;
-}  // namespace avx512
+  Row *expf, *logf;
+  ScaledRow *scaled_logf;
+};
+extern const LibraryRows<8> kLibraryRowsAvx2;
+extern const LibraryRows<16> kLibraryRowsAvx512;
 
 }  // namespace tavix::module

@@ -36,10 +36,10 @@ LibraryFunction examined(float (*call)(float), LibraryRows<8>::Row *row, float c
 }  // namespace
 
 LibraryFunction examined_expf(float (*call)(float)) {
-  return examined(call, avx2::expf_row, 0.0f, 80.0f);
+  return examined(call, kLibraryRowsAvx2.expf, 0.0f, 80.0f);
 }
 LibraryFunction examined_logf(float (*call)(float)) {
-  return examined(call, avx2::logf_row, 1.0f, 0.4f);
+  return examined(call, kLibraryRowsAvx2.logf, 1.0f, 0.4f);
 }
 
 const LibraryFunction &library_expf() {

@@ -10,7 +10,7 @@
 //     template <class T, int op> using Body = UnaryBodyAVX<Kernels, T, op>;
 //     static void mul_add_bytes(src, dst, n, scale, offset);
 //     template <int op> static void float_blocks(src, dst, n, scale, offset);
-//     static LibraryRows<...> expf_row, scaled_logf_row;
+//     static const LibraryRows<...> kLibrary;
 //     template <int op, bool in_blocks> static void fill_map(scale, offset, map);
 //   };
 #pragma once
@@ -161,7 +161,7 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
   void run_row(int32_t n, const uint8_t *src, uint8_t *dst) const {
     const auto &scale = parameters_.scale.lanes, &offset = parameters_.offset.lanes;
     if constexpr (op == TAVIX_UNARY_OP_LOG)
-      return Kernels::scaled_logf_row(src, dst, n, FLT_EPSILON, scale, offset, library_logf());
+      return Kernels::kLibrary.scaled_logf(src, dst, n, FLT_EPSILON, scale, offset, library_logf());
     const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, call_.channels) : n;
     Kernels::template float_blocks<op>(src, dst, whole, scale, offset);
     run_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
@@ -185,7 +185,7 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
     if constexpr (op == TAVIX_UNARY_OP_SQRT) {
       for (int32_t i = 0; i < n; ++i) result[i] = v[i] < 0 ? 0 : std::sqrt(v[i]);
     } else if constexpr (op == TAVIX_UNARY_OP_EXP) {
-      Kernels::expf_row(v, result, n, library_expf());
+      Kernels::kLibrary.expf(v, result, n, library_expf());
     } else {
       std::copy_n(v, n, result);
     }

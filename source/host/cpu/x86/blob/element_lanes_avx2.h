@@ -12,10 +12,6 @@
 
 TAVIX_VECTORS_BEGIN
 
-namespace tavix::module::avx2 {
-
-namespace {
-
 // Four 64-bit integers of at most 53 significant bits, as doubles: the high half counts 2^32.
 TAVIX_INLINE __m256d short_int64_to_double(__m256i v) {
   const __m256i halves = _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7));
@@ -46,9 +42,5 @@ TAVIX_INLINE __m256 unsigned_as_floats(__m256i v) {
 }
 
 #include "cpu/x86/blob/element_lanes.inc"
-
-}  // namespace
-
-}  // namespace tavix::module::avx2
 
 TAVIX_VECTORS_END

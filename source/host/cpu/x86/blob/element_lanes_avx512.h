@@ -11,10 +11,6 @@
 
 TAVIX_VECTORS_BEGIN
 
-namespace tavix::module::avx512 {
-
-namespace {
-
 TAVIX_INLINE __m512 unsigned_as_floats(__m512i v) {
   return _mm512_cvtepu32_ps(v);
 }
@@ -23,9 +19,5 @@ TAVIX_INLINE __m256 int64_as_floats(__m512i v) {
 }
 
 #include "cpu/x86/blob/element_lanes.inc"
-
-}  // namespace
-
-}  // namespace tavix::module::avx512
 
 TAVIX_VECTORS_END

@@ -70,10 +70,6 @@ alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
 
 TAVIX_VECTORS_BEGIN
 
-namespace tavix::module::avx2 {
-
-namespace {
-
 constexpr int kElements = 4 * kLanes, kWidened = 4 * kLanes;
 
 // ---- Converting. ----
@@ -250,9 +246,5 @@ PixelRows short_rows() {
 }
 
 #include "cpu/x86/blob/tensor_rows.inc"
-
-}  // namespace
-
-}  // namespace tavix::module::avx2
 
 TAVIX_VECTORS_END

@@ -8,9 +8,7 @@
 
 #include "cpu/x86/cvt_color/samples_avx2.h"
 
-namespace tavix::module::avx2 {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 // Byte shuffles take 0x80 where they shall give 0.
 constexpr uint8_t shuffle_byte(int index) {
@@ -71,16 +69,6 @@ struct LanePlan {
     }
   }
 };
-
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_BEGIN
-
-namespace tavix::module::avx2 {
-
-namespace {
 
 // 32-bit elements in this order; -1 stands for any.
 template <int a, int b, int c, int d, int e, int f, int g, int h>
@@ -212,8 +200,4 @@ struct ShuffleFloatsVectorRow {
 };
 constexpr PackedRows kShuffleFloats = PackedRows::of<ShuffleFloatsVectorRow>();
 
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_END
+TAVIX_VECTORS_END

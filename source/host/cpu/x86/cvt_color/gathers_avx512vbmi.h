@@ -8,9 +8,7 @@
 
 #include "cpu/x86/cvt_color/samples_avx512vbmi.h"
 
-namespace tavix::module::avx512vbmi {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 // The plan of a block of bytes with what a permutation of two vectors takes: one index for both
 // windows, and which bytes it gives. The others are opaque.
@@ -91,16 +89,6 @@ struct PairPermutations {
   static constexpr uint8_t place(int at) { return uint8_t(at < 64 ? at : 64 + at - kSecond); }
 };
 
-}  // namespace
-
-}  // namespace tavix::module::avx512vbmi
-
-TAVIX_AVX512VBMI_BEGIN
-
-namespace tavix::module::avx512vbmi {
-
-namespace {
-
 // Vectors of 64 pixels.
 template <int src_step, int dst_step, bool swap>
 struct BytesOf {
@@ -173,8 +161,4 @@ TAVIX_INLINE __m512i pack_words(__m512i low, __m512i high) {
 // Left to the narrower rows: memory bounds these, and wider loads are split by more lines of it.
 constexpr PackedRows kShuffleFloats = {};
 
-}  // namespace
-
-}  // namespace tavix::module::avx512vbmi
-
-TAVIX_AVX512_END
+TAVIX_VECTORS_END

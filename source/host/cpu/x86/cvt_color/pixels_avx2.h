@@ -7,9 +7,7 @@
 
 #include "cpu/x86/cvt_color/samples_avx2.h"
 
-namespace tavix::module::avx2 {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 // Three channels of eight pixels are 24 floats in three vectors: lane j of vector m belongs to
 // channel (8 m + j) % 3, and 3 i + k modulo 8, where pixel i keeps channel k, takes every value
@@ -59,16 +57,6 @@ struct Interleave3 {
   }
 };
 constexpr Interleave3 kInterleave3;
-
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_BEGIN
-
-namespace tavix::module::avx2 {
-
-namespace {
 
 TAVIX_INLINE __m256i lane_order(const int32_t (&order)[8]) {
   return _mm256_load_si256(reinterpret_cast<const __m256i *>(order));
@@ -171,8 +159,4 @@ TAVIX_INLINE void store_pixels(uint8_t *at, const __m256i (&c)[3]) {
   }
 }
 
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_END
+TAVIX_VECTORS_END

@@ -6,17 +6,9 @@
 
 #include "cpu/x86/cvt_color/samples_avx512.h"
 
-TAVIX_AVX512_BEGIN
-
-namespace tavix::module::avx512 {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 #include "cpu/x86/cvt_color/pixels_avx512.inc"
 #include "cpu/x86/cvt_color/row_blocks.inc"
 
-}  // namespace
-
-}  // namespace tavix::module::avx512
-
-TAVIX_AVX512_END
+TAVIX_VECTORS_END

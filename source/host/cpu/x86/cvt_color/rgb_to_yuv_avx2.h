@@ -7,11 +7,7 @@
 
 #include "cpu/x86/cvt_color/gathers_avx2.h"
 
-TAVIX_AVX2_BEGIN
-
-namespace tavix::module::avx2 {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 TAVIX_INLINE Ints lanes_of(uint32_t value) {
   return all_of(int32_t(value));
@@ -85,8 +81,4 @@ struct RgbToYuvBlock<4, layout> {
   }
 };
 
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_END
+TAVIX_VECTORS_END

@@ -10,11 +10,7 @@
 #include "cpu/x86/prefetch.h"
 #include "cpu/x86/vectors_avx2.h"
 
-TAVIX_AVX2_BEGIN
-
-namespace tavix::module::avx2 {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 // Whether rows of bytes gain by asking for memory: half a line at a time comes in too late unasked.
 constexpr bool kBytesAhead = true;
@@ -55,8 +51,4 @@ TAVIX_INLINE Ints load_pairs(const uint8_t *first, const uint8_t *second) {
          _mm256_slli_epi16(_mm256_cvtepu8_epi16(load_128(second)), 8);
 }
 
-}  // namespace
-
-}  // namespace tavix::module::avx2
-
-TAVIX_AVX2_END
+TAVIX_VECTORS_END

@@ -11,11 +11,7 @@
 #include "cpu/x86/prefetch.h"
 #include "cpu/x86/vectors_avx512.h"
 
-TAVIX_AVX512_BEGIN
-
-namespace tavix::module::avx512 {
-
-namespace {
+TAVIX_VECTORS_BEGIN
 
 constexpr bool kBytesAhead = false;  // whole lines come in soon enough
 
@@ -66,8 +62,4 @@ TAVIX_INLINE void store(void *p, Ints v) {
   store_ints(p, v);
 }
 
-}  // namespace
-
-}  // namespace tavix::module::avx512
-
-TAVIX_AVX512_END
+TAVIX_VECTORS_END

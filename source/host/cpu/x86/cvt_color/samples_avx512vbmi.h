@@ -11,11 +11,13 @@
 #undef TAVIX_VECTORS
 #undef TAVIX_VECTORS_BEGIN
 #define TAVIX_VECTORS avx512vbmi
-#define TAVIX_VECTORS_BEGIN TAVIX_AVX512VBMI_BEGIN
+#define TAVIX_VECTORS_BEGIN TAVIX_AVX512VBMI_BEGIN TAVIX_OPEN_NAMESPACE(avx512vbmi)
 
-namespace tavix::module::avx512vbmi {
+TAVIX_VECTORS_BEGIN
 
-namespace {
+using namespace avx512;
+using avx512::permuted;
+using avx512::replaced;
 
 // Of two vectors: every first and every second byte, and the pairs of their low and high halves.
 struct PairOrders {
@@ -30,21 +32,6 @@ struct PairOrders {
   }
 };
 constexpr PairOrders kPairOrders;
-
-}  // namespace
-
-}  // namespace tavix::module::avx512vbmi
-
-TAVIX_AVX512VBMI_BEGIN
-
-namespace tavix::module::avx512vbmi {
-
-using namespace avx512;
-
-namespace {
-
-using avx512::permuted;
-using avx512::replaced;
 
 TAVIX_INLINE Ints permuted(Ints a, Ints index, Ints b) {
   return _mm512_permutex2var_epi8(a, index, b);
@@ -73,8 +60,4 @@ TAVIX_INLINE Ints load_pairs(const uint8_t *first, const uint8_t *second) {
                   _mm512_castsi256_si512(load_256(second)));
 }
 
-}  // namespace
-
-}  // namespace tavix::module::avx512vbmi
-
-TAVIX_AVX512_END
+TAVIX_VECTORS_END
