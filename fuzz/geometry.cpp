@@ -89,8 +89,9 @@ void warp(Choices &c, std::span<const Path> paths) {
   TavixFrameV2 *in = null ? c.maybe(&*src) : &*src, *out = null ? c.maybe(&*dst) : &*dst;
   const float *coefficients = null ? c.maybe(matrix) : matrix;
   const bool positive = src->linesize[0] > 0 && dst->linesize[0] > 0;
-  // Results of another type are refused; the transparent border starts from black.
-  const bool same_type = src->video.format == dst->video.format;
+  // Results of another type are refused, and so is the result of the source's size that OpenCV makes for
+  // a destination without pixels. The transparent border starts from black.
+  const bool fits = src->video.format == dst->video.format && dst->video.height > 0;
   check_opencv(
       {.function = affine ? "TavixFrameWarpAffineByCPU" : "TavixFrameWarpPerspectiveByCPU",
        .run =
@@ -100,7 +101,7 @@ void warp(Choices &c, std::span<const Path> paths) {
            },
        .sources = {&src},
        .may_throw = true},
-      dst, !null && positive && same_type && !src.spoiled && has_opencv_strides(src),
+      dst, !null && positive && fits && !src.spoiled && has_opencv_strides(src),
       [&](cv::Mat &result) {
         const cv::Size size(dst->video.width, dst->video.height);
         const int mode = border_of(border), flags = interpolation_of(code);

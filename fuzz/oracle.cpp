@@ -136,7 +136,7 @@ void check(const Call &call, std::span<const Path> paths) {
       const int32_t status = *outcome.status;
       EXPECT_NE(std::ranges::find(kStatuses, status), std::end(kStatuses)) << status;
       if (call.must_succeed) {
-        EXPECT_EQ(status, TAVIX_OK);
+        EXPECT_EQ(status, TAVIX_OK) << ::testing::PrintToString(outcome.lines);
       }
       expect_documented(call, status, outcome.lines);
       ++(status == TAVIX_OK ? reached_so_far.succeeded : reached_so_far.refused)[call.function];
