@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: Apache-2.0
 """tavix tensors: its arrays as NumPy reads them, which frames it takes, and what it refuses."""
+import os
 import re
 import subprocess
+import time
 
 import numpy
 
@@ -133,6 +135,24 @@ class Tensors(tool.ToolTest):
         self.assertIn("10 tensors of 3 x 224 x 224 from 10 frames, on ", shown)
         for step in "decode", "compute", "write", "all":
             self.assertRegex(shown, rf"\n{step} +\d+\.\d+ +\d+ +\d+\n")
+
+    def test_two_runs_in_one_folder(self):
+        """One begins and ends while the other runs; the result is that of the last to end."""
+        clip = make_video(self.folder / "clip.y4m", "-pix_fmt", "yuv420p", frames=60).read_bytes()
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        slow = subprocess.Popen([tool.TAVIX, "tensors", pipe, "--output", self.output], stdout=subprocess.DEVNULL)
+        with open(pipe, "wb", buffering=0) as feed:
+            feed.write(clip[:len(clip) // 2])
+            while not self.outputs():
+                self.assertIsNone(slow.poll())
+                time.sleep(0.01)
+            self.works("tensors", make_video(self.folder / "clip.mp4"), "--output", self.output)
+            self.assertEqual(len(numpy.load(self.output / "tensors.npy")), 10)
+            feed.write(clip[len(clip) // 2:])
+        self.assertEqual(slow.wait(), 0)
+        self.assertEqual(self.outputs(), ["tensors.npy"])
+        self.assertEqual(len(numpy.load(self.output / "tensors.npy")), 60)
 
     def test_damaged(self):
         whole = make_video(self.folder / "clip.mkv", frames=20).read_bytes()

@@ -5,10 +5,22 @@
 
 #include <cerrno>
 #include <fstream>
+#include <random>
+#include <string>
 
 namespace tavix::tool {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// Chosen at random, so that no other run in the same folder has it.
+std::string unused_name(const fs::path &extension) {
+  std::random_device random;
+  return fmt::format(".partial-{:08x}{:08x}{}", random(), random(), extension.string());
+}
+
+}  // namespace
 
 OutputFile::OutputFile(fs::path target) : target_(std::move(target)), place_(target_) {
   std::error_code ignored;
@@ -18,7 +30,7 @@ OutputFile::OutputFile(fs::path target) : target_(std::move(target)), place_(tar
         fmt::format("cannot write '{}': it is a device or a pipe", target_.string()));
   }
   if (fs::is_symlink(target_, ignored) && fs::exists(status)) place_ = fs::canonical(target_);
-  partial_ = place_.parent_path() / (".partial-" + place_.filename().string());
+  partial_ = place_.parent_path() / unused_name(place_.extension());
 }
 
 OutputFile::~OutputFile() {
