@@ -71,9 +71,10 @@ class Program(tool.ToolTest):
     def test_manual_page(self):
         """Every sub-command and option, and nothing that man complains about."""
         page = self.works("--man")
-        run = subprocess.run(["groff", "-man", "-Tutf8", "-P-cbou", "-ww", "-rLL=200n"], input=page, text=True,
-                             capture_output=True, check=True)
-        self.assertEqual(run.stderr, "")
+        for columns in 60, 80, 200:
+            run = subprocess.run(["groff", "-man", "-Tutf8", "-P-cbou", "-ww", f"-rLL={columns}n"], input=page,
+                                 text=True, capture_output=True, check=True)
+            self.assertEqual(run.stderr, "")
         for command in self.commands():
             self.assertIn(f"tavix {command}", run.stdout)
         plain = page.replace("\\-", "-")

@@ -10,11 +10,13 @@ namespace tavix::tool {
 
 namespace {
 
+// Lines may break after a comma, as they do in lists of words.
 std::string in_roff(const std::string &text) {
   std::string result;
   for (const char c : text) {
     if (c == '-' || c == '\\') result += '\\';
     result += c;
+    if (c == ',') result += "\\:";
   }
   return result;
 }
@@ -54,6 +56,8 @@ std::string man_page(const CLI::App &program) {
   std::string page =
       ".TH TAVIX 1 \"\" \"" TAVIX_VERSION
       "\" \"User Commands\"\n"
+      ".ad l\n"  // lines that end with a list of words cannot be filled
+      ".nh\n"
       ".SH NAME\n"
       "tavix \\- operations on videos and pictures\n"
       ".SH SYNOPSIS\n"
