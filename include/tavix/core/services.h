@@ -93,7 +93,7 @@ TAVIX_API void TavixLoggerLogV2(int32_t level, const char *file, const char *fun
                                 const char *format, ...) TAVIX_PRINTF(5, 6);
 
 /**
- * Has TavixDeinitialize call callback once, before those registered earlier. Where there is no
+ * Makes TavixDeinitialize call callback once, before those registered earlier. Where there is no
  * memory to keep it, one error is logged and the callback is not called; the first 16 need none.
  *
  * @par Threads

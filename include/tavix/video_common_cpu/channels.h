@@ -4,7 +4,7 @@
  * Operations that build or fill whole packed frames.
  *
  * A refused call logs one line. Each operation says who owns what after each failure and which
- * exceptions leave it. A C program that meets one ends. In the operations on OpenCV (all but the
+ * exceptions leave it. An exception ends a C program. In the operations on OpenCV (all but the
  * fill), a linesize[0] of 0 means packed rows.
  */
 #ifndef TAVIX_VIDEO_COMMON_CPU_CHANNELS_H
@@ -28,8 +28,8 @@
  * The caller frees each frame that is stored. Channels are made in the order red, green, blue,
  * alpha. After a failure, those made before it stay stored and belong to the caller, and so does a
  * frame without a plane, which is what TAVIX_ERROR_MEMORY may mean. A channel that the core had no
- * frame for holds NULL. All other slots are left alone. The old value of a slot
- * asked for is overwritten and not freed.
+ * frame for holds NULL. All other slots are left alone. The old value of a slot asked for is
+ * overwritten and not freed.
  * @par Threads
  * Any thread; src must not change during the call.
  * @par Exceptions
@@ -100,8 +100,8 @@ TAVIX_API int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame,
  * @par Alignment
  * Rows of float frames start whole floats apart.
  * @par Ownership
- * A new frame is the caller's to free, after TAVIX_OK and after OpenCV's failure alike: it stays
- * stored in *dst_frame. After the core had no frame, *dst_frame is NULL.
+ * The caller frees a new frame, which *dst_frame holds after TAVIX_OK and after OpenCV's failure.
+ * Where the core has no frame, *dst_frame is NULL.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions

@@ -24,16 +24,17 @@
  *     4:2:0         NV12 NV21 YV12 I420              -> 8-bit colour, grey, 4:2:0, float
  *     float         RGBF32 BGRF32 RGBAF32 BGRAF32    -> 8-bit colour, grey, 4:2:0, float
  *
- * Every format but code 6 also converts into itself, GRAYF32 into nothing else: that is the core's
- * frame copy, with its checks and its status. The copy answers TAVIX_ERROR_UNSUPPORTED for a format
- * that the core does not know; the embedded core knows every named one.
+ * Every format but code 6 also converts into itself, and GRAYF32 converts into nothing else. Such a
+ * conversion is the core's frame copy, with its checks and its status. The copy returns
+ * TAVIX_ERROR_UNSUPPORTED for a format that the core does not know; the embedded core knows every
+ * named one.
  *
  * @par Sizes
  * The width and height of src count; dst must be as large. Every plane has a `linesize` of its own,
  * but both chroma planes of a frame share `linesize[1]`. The pixel step of a packed colour frame is
  * `video.channels`: a three-channel format may have four. A destination whose `video.channels` is 0
- * has the count of its format, except for grey into float. Without pixels, that is with a width or
- * height of 0 or less, a conversion writes nothing, padding excepted.
+ * has the count of its format, except for grey into float. A source whose width or height is 0 or
+ * less has no pixels, and its conversion writes nothing but padding.
  *
  * Grey into 4:2:0 fills chroma to the ends of its strides. 4:2:0 into grey copies whole strides when
  * both are equal. Both depend on the number of rows alone, whatever the width; these strides must

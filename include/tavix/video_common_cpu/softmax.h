@@ -80,8 +80,8 @@ TAVIX_API int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axi
  * values, and agrees with CommonC to within a few units in the last place. Along every other axis
  * it gives the bits of CommonC.
  *
- * @return As CommonC, and a processor without AVX2 is refused, last and with a line, as
- *         TAVIX_ERROR_UNSUPPORTED.
+ * @return As CommonC, with one difference. The last check refuses a processor without AVX2:
+ *         TAVIX_ERROR_UNSUPPORTED, with a log line.
  */
 TAVIX_API int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob);
 
