@@ -29,6 +29,15 @@ html_static_path = ["static"]
 html_css_files = ["pages.css"]
 
 
+BETWEEN_WORDS = re.compile(r"(?<=[a-z0-9])(?=[A-Z])")
+
+
+def break_names(_app, _page, _template, context, _doctree):
+    """Lets names such as TavixFrameBlurByCPU go on in the next line between words."""
+    for part, name in ("toc", r"(?<=>)Tavix\w+(?=<)"), ("body", r"(?<=<h2>)Tavix\w+(?=<)"):
+        context[part] = re.sub(name, lambda found: BETWEEN_WORDS.sub("<wbr>", found[0]), context.get(part, ""))
+
+
 def bundle_theme(app, error):
     """Debian's theme takes a module and a style sheet from a web server; pages read from a disk need
     both in the files themselves."""
@@ -44,4 +53,5 @@ def bundle_theme(app, error):
 
 
 def setup(app):
+    app.connect("html-page-context", break_names)
     app.connect("build-finished", bundle_theme)
