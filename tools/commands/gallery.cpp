@@ -158,7 +158,7 @@ std::vector<Tile> tiles() {
            }),
       tile("sharpened",
            [](auto &src, auto &dst) { call<TavixFrameFilter2DByCPU>(src, dst, &kSharpen); }),
-      {"difference to the blurred x 4", edges},
+      {"difference from blur, x 4", edges},
       tile("dilated, disc of 9",
            [](auto &src, auto &dst) { call<TavixFrameDilateBorderByCPU>(src, dst, &kElement); }),
       tile("eroded, disc of 9",

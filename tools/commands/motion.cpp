@@ -46,7 +46,7 @@ int make_motion(const Command &, const VideoOptions &options) {
       options.output_path("motion.mp4"),
       {width, height, reader.time_base(), reader.frame_rate(), picture->sample_aspect_ratio});
   OutputFile sheet_file(options.output_path("contact-sheet.png"));
-  ContactSheet sheet({{"source"}, {"difference", true}, {"blend"}});
+  ContactSheet sheet({{"source"}, {"difference", true}, {"blend of both"}});
   OutputFile csv_file(options.output_path("statistics.csv"));
   OutputFile plot_file(options.output_path("statistics.png"));
   ChannelStatistics statistics({"source", "motion"});
@@ -89,7 +89,7 @@ int make_motion(const Command &, const VideoOptions &options) {
   times.run("encode", [&] { video.finish(); });
   sheet.write(sheet_file);
   statistics.write(csv_file);
-  statistics.plot("Channels of " + options.video(), plot_file);
+  statistics.plot("Channels of " + options.name(), plot_file);
   progress.clear();
 
   const Outputs outputs = {{"video", &video.file()},

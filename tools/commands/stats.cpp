@@ -37,7 +37,7 @@ int make_statistics(const Command &, const VideoOptions &options) {
     progress.show(reader.pictures());
   }
   statistics.write(csv_file);
-  statistics.plot("Channels of " + options.video(), plot_file);
+  statistics.plot("Channels of " + options.name(), plot_file);
   progress.clear();
   return options.conclude(
       reader, {{"statistics", &csv_file}, {"plot", &plot_file}},

@@ -18,6 +18,9 @@ class VideoOptions {
   VideoReader open_video() const { return VideoReader(video_); }
   const std::string &video() const { return video_; }
 
+  // Without its folder.
+  std::string name() const { return std::filesystem::path(video_).filename().string(); }
+
   // A file of the output folder, which is made where it is missing.
   std::filesystem::path output_path(const char *name) const;
 
