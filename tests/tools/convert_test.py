@@ -127,6 +127,7 @@ class Convert(tool.ToolTest):
                      "3221028867", "convert", raw, out, *options[:-1], "32767x32767")
         self.refuses("'.*none' does not exist", "convert", self.folder / "none", out, *options)
         self.refuses("'.*' is a directory, not a file", "convert", self.folder, out, *options)
+        self.refuses("'/dev/null' is a device or a pipe, not a file", "convert", "/dev/null", out, *options)
         self.refuses("'.*source.raw' is a raw file, which needs --from and --size", "convert", raw, out,
                      *options[:-2])
         self.refuses("'.*source.raw' is a raw file, which needs --from and --size", "convert", raw, out,

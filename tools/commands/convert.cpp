@@ -121,6 +121,7 @@ void require_even(const Format &format, Size size) {
 std::vector<uint8_t> read_file(const std::string &path) {
   if (!fs::exists(path)) throw error("'{}' does not exist", path);
   if (fs::is_directory(path)) throw error("'{}' is a directory, not a file", path);
+  if (!fs::is_regular_file(path)) throw error("'{}' is a device or a pipe, not a file", path);
   std::vector<uint8_t> bytes(fs::file_size(path));
   std::ifstream in(path, std::ios::binary);
   in.read(reinterpret_cast<char *>(bytes.data()), std::streamsize(bytes.size()));
