@@ -39,6 +39,7 @@ test::FrameShape any_shape(Choices &c) {
 
 test::FrameLayout FrameRecord::any_layout(Choices &c) {
   const uint8_t layout = c.byte();
+  if (row_distance != 0) return {.bottom_up = layout % 4 == 3, .row_distance = row_distance};
   if (layout < 128) return test::kLayouts[layout % 4];
   return {.pad = layout % 32, .shift = layout / 32 % 2 * (layout % 5), .bottom_up = layout > 191};
 }

@@ -24,6 +24,10 @@ class Record {
   virtual bool intact() const = 0;
 };
 
+// Not 0: wherever an input may choose a layout, each row ends at a page nobody may touch, so far from
+// the next.
+inline int32_t row_distance = 0;
+
 class FrameRecord final : public Record {
  public:
   FrameRecord(Choices &c, const test::FrameShape &shape) : FrameRecord(c, shape, any_layout(c)) {}

@@ -14,6 +14,7 @@
 #include "documented_lines.h"
 #include "support/core_double.h"
 #include "support/fill.h"
+#include "support/seams.h"
 #include "support/sweep.h"
 #include "target.h"
 #include "tavix/core/host.h"
@@ -68,17 +69,38 @@ TEST(Corpus, KeepsEveryExpectationAndReachesEveryFunctionAndLine) {
         << line.functions << ", status " << line.status << ": \"" << line.format << '"';
 }
 
+// Where the memory of records lies, between pages that nobody may touch.
+constexpr struct {
+  test::Touching touching;
+  int32_t row_distance;
+} kPlacements[] = {{test::Touching::closing_page, 0},
+                   {test::Touching::opening_page, 0},
+                   {test::Touching::closing_page, 1 << 16}};
+
+int64_t calls_so_far() {
+  int64_t calls = 0;
+  for (const auto *counts : {&reached().succeeded, &reached().refused})
+    for (const auto &[function, count] : *counts) calls += count;
+  return calls;
+}
+
 class RandomInputs : public ::testing::TestWithParam<size_t> {};
 
 TEST_P(RandomInputs, KeepEveryExpectation) {
+  const int inputs = test::by_effort(20000, 1000, 600000);
+  const int64_t calls_before = calls_so_far();
   test::Random random(GetParam() + 1);
-  for (int i = 0; i < test::by_effort(20000, 1000); ++i) {
+  for (int i = 0; i < inputs; ++i) {
+    const auto &[touching, distance] = kPlacements[size_t(i) % std::size(kPlacements)];
+    const test::Scoped placed(test::touching, touching);
+    const test::Scoped apart(row_distance, distance);
     std::vector<uint8_t> input(size_t(16 + random.below(112)));
     std::ranges::generate(input, [&] { return uint8_t(random.next() >> 32); });
     try_input(kFamilies[GetParam()].run, input.data(), input.size());
     ASSERT_FALSE(HasFailure()) << "input " << i << ": " << ::testing::PrintToString(input);
   }
   TavixDeinitialize();
+  std::cout << inputs << " inputs, " << calls_so_far() - calls_before << " calls\n";
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, RandomInputs, ::testing::Range(size_t(0), std::size(kFamilies)),

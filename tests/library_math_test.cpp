@@ -38,7 +38,7 @@ struct Mismatches {
 void expect_library_bits(Row *row, const module::LibraryFunction &library) {
   constexpr uint64_t kAll = uint64_t(1) << 32;
   constexpr int32_t kRow = 4096;
-  const uint64_t step = effort() == Effort::exhaustive ? 1 : uint64_t(by_effort(61, 4099));
+  const uint64_t step = uint64_t(by_effort(61, 4099, 1));
   const auto run = [&](uint64_t first, Mismatches &mismatches) {
     std::vector<float> x(kRow), y(kRow);
     for (uint64_t bits = first; bits < kAll;) {

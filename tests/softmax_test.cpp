@@ -273,7 +273,7 @@ TEST(SoftmaxExponential, IsWithinOneUnitOfTheLibrarys) {
   }
 
   uint64_t floats = 0, one_unit = 0, more = 0;
-  const uint32_t step = effort() == Effort::full ? 1 : 1009;
+  const uint32_t step = uint32_t(by_effort(1, 1009));
   for (const uint32_t s : {0u, sign})
     for (uint32_t b = tiny; b < bound; b += 8 * step, floats += 8) {
       float x[8], y[8];
@@ -299,7 +299,7 @@ TEST(SoftmaxExponential, FormsAgree) {
   const auto differ = [](uint32_t first, uint32_t count, uint32_t step) {
     return softmax_exp_count_forms_differ(first, count, step);
   };
-  EXPECT_EQ(differ(tiny, end + 1 - tiny, effort() == Effort::full ? 1 : 1009), 0u);
+  EXPECT_EQ(differ(tiny, end + 1 - tiny, uint32_t(by_effort(1, 1009))), 0u);
   EXPECT_EQ(differ(std::bit_cast<uint32_t>(-0.0f), 1, 1), 0u);
   EXPECT_EQ(differ(std::bit_cast<uint32_t>(-0.0f), tiny & INT32_MAX, 1009), 0u);
 }

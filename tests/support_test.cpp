@@ -106,6 +106,35 @@ TEST(GuardedBytes, FindWhatWasWrittenAfterTheirEnd) {
   EXPECT_THROW(GuardedBytes(50), std::logic_error);
 }
 
+TEST(GuardedBytes, MayTouchTheOpeningPage) {
+  const Scoped opening(touching, Touching::opening_page);
+  const GuardedBytes bytes(100);
+  EXPECT_DEATH(static_cast<void>(static_cast<volatile uint8_t *>(bytes.data())[-1]), "");
+  EXPECT_TRUE(bytes.intact());
+  bytes.data()[100] = 7;
+  EXPECT_FALSE(bytes.intact());
+}
+
+TEST(GuardedFrame, MayHaveAGuardAfterEachRow) {
+  for (const bool bottom_up : {false, true}) {
+    GuardedFrame frame({TAVIX_PIX_FMT_NV12, 6, 4},
+                       {.bottom_up = bottom_up, .row_distance = 1 << 16});
+    frame.fill(Fill::noise, 1);
+    for (const int plane : {0, 1})
+      for (const int row : {0, 1}) {
+        volatile uint8_t *first = frame.row(row, plane);
+        EXPECT_DEATH(static_cast<void>(first[6]), "");
+        EXPECT_EQ(frame.row(row + 1, plane) - first, bottom_up ? -(1 << 16) : 1 << 16);
+        EXPECT_TRUE(frame.intact());
+        first[-1] = 7;
+        EXPECT_FALSE(frame.intact());
+        first[-1] = kSentinel;
+      }
+  }
+  EXPECT_THROW(GuardedFrame({TAVIX_PIX_FMT_GRAY8, 4097, 2}, {.row_distance = 4096}),
+               std::logic_error);
+}
+
 TEST(GuardedFrame, KnowsPaddingFromPayload) {
   for (const FrameLayout &layout : kLayouts) {
     SCOPED_TRACE(::testing::Message() << layout);

@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
@@ -41,21 +42,40 @@ bool keep(uint8_t *mapping, size_t pages) {
   return true;
 }
 
-uint8_t *map_between_guards(size_t pages) {
-  void *mapping = mmap(nullptr, (pages + 2) * kPage, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (mapping == MAP_FAILED || (pages > 0 && mprotect(static_cast<uint8_t *>(mapping) + kPage,
-                                                      pages * kPage, PROT_READ | PROT_WRITE) != 0))
-    throw std::system_error(errno, std::generic_category(), "guarded bytes");
-  std::memset(static_cast<uint8_t *>(mapping) + kPage, kSentinel, pages * kPage);
+[[noreturn]] void fail() {
+  throw std::system_error(errno, std::generic_category(), "guarded bytes");
+}
+
+// Pages that nobody may touch.
+uint8_t *map_closed(size_t bytes) {
+  void *mapping =
+      mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (mapping == MAP_FAILED) fail();
   return static_cast<uint8_t *>(mapping);
+}
+
+// Makes sentinels of some of them.
+void open_pages(uint8_t *first, size_t bytes) {
+  if (bytes > 0 && mprotect(first, bytes, PROT_READ | PROT_WRITE) != 0) fail();
+  std::memset(first, kSentinel, bytes);
+}
+
+uint8_t *map_between_guards(size_t pages) {
+  uint8_t *mapping = map_closed((pages + 2) * kPage);
+  open_pages(mapping + kPage, pages * kPage);
+  return mapping;
+}
+
+size_t whole_pages(size_t bytes) {
+  return (bytes + kPage - 1) / kPage * kPage;
 }
 
 }  // namespace
 
 GuardedBytes::GuardedBytes(size_t size)
-    : pages_((size + kPage - 1) / kPage), mapping_(take_kept(pages_)), size_(size) {
+    : pages_(whole_pages(size) / kPage), mapping_(take_kept(pages_)), size_(size) {
   if (mapping_ == nullptr) mapping_ = map_between_guards(pages_);
-  data_ = mapping_ + (1 + pages_) * kPage - size;
+  data_ = mapping_ + kPage + (touching == Touching::closing_page ? pages_ * kPage - size : 0);
   if (!only_sentinels(mapping_ + kPage, pages_ * kPage))
     throw std::logic_error("guarded bytes were written after their end");
 }
@@ -67,11 +87,47 @@ GuardedBytes::~GuardedBytes() {
 }
 
 bool GuardedBytes::intact() const {
-  return only_sentinels(mapping_ + kPage, size_t(data_ - mapping_) - kPage);
+  const uint8_t *first = mapping_ + kPage, *end = data_ + size_;
+  return only_sentinels(first, size_t(data_ - first)) &&
+         only_sentinels(end, size_t(first + pages_ * kPage - end));
 }
 
 bool GuardedBytes::intact(size_t begin, size_t end) const {
   return only_sentinels(data_ + begin, end - begin);
+}
+
+GuardedRows::GuardedRows(size_t rows, size_t row_bytes, size_t distance)
+    : rows_(rows), row_bytes_(row_bytes), distance_(distance) {
+  const size_t bytes = whole_pages(row_bytes);
+  if (distance % kPage != 0 || bytes >= distance)
+    throw std::logic_error("rows too close to be guarded");
+  mapping_ = map_closed(mapped_bytes());
+  for (size_t y = 1; y <= rows; ++y) open_pages(mapping_ + y * distance - bytes, bytes);
+}
+
+GuardedRows::~GuardedRows() {
+  if (mapping_ != nullptr) munmap(mapping_, mapped_bytes());
+}
+
+GuardedRows::GuardedRows(GuardedRows &&other) noexcept
+    : rows_(other.rows_),
+      row_bytes_(other.row_bytes_),
+      distance_(other.distance_),
+      mapping_(std::exchange(other.mapping_, nullptr)) {}
+
+size_t GuardedRows::mapped_bytes() const {
+  return std::max(rows_, size_t(1)) * distance_ + kPage;
+}
+
+uint8_t *GuardedRows::row(size_t y) const {
+  return mapping_ + (y + 1) * distance_ - row_bytes_;
+}
+
+bool GuardedRows::intact() const {
+  const size_t before = whole_pages(row_bytes_) - row_bytes_;
+  for (size_t y = 0; y < rows_; ++y)
+    if (!only_sentinels(row(y) - before, before)) return false;
+  return true;
 }
 
 }  // namespace tavix::test

@@ -8,7 +8,8 @@ namespace tavix::test {
 
 std::ostream &operator<<(std::ostream &out, const FrameLayout &layout) {
   return out << "pad " << layout.pad << ", shift " << layout.shift
-             << (layout.bottom_up ? ", bottom up" : "");
+             << (layout.bottom_up ? ", bottom up" : "")
+             << (layout.row_distance != 0 ? ", each row on pages of its own" : "");
 }
 
 int32_t channels_of(int32_t format) {
@@ -48,15 +49,23 @@ GuardedFrame::GuardedFrame(const FrameShape &shape, const FrameLayout &layout) {
   const int32_t channels = shape.channels != 0 ? shape.channels : channels_of(shape.format);
   record_.video = {channels, shape.width, shape.height, shape.format, 0, 0};
   for (const PlaneShape &plane : plane_shapes(record_.video)) {
-    const int32_t stride = plane.row_bytes + layout.pad;
-    const int32_t above_last = std::max(plane.rows - 1, 0) * stride;
-    const int32_t payload = plane.rows > 0 ? above_last + plane.row_bytes : 0;
-    GuardedBytes bytes(size_t(payload) + size_t(layout.shift));
-    uint8_t *first_row = bytes.data() + (layout.bottom_up ? above_last : 0);
+    const bool apart = layout.row_distance != 0;
+    const int32_t stride = apart ? layout.row_distance : plane.row_bytes + layout.pad;
+    const int64_t above_last = int64_t(std::max(plane.rows - 1, 0)) * stride;
+    std::variant<GuardedBytes, GuardedRows> memory(GuardedBytes(0));
+    uint8_t *lowest_row;
+    if (apart) {
+      lowest_row =
+          memory.emplace<GuardedRows>(std::max(plane.rows, 0), plane.row_bytes, stride).row(0);
+    } else {
+      const int64_t payload = plane.rows > 0 ? above_last + plane.row_bytes : 0;
+      lowest_row = memory.emplace<GuardedBytes>(size_t(payload + layout.shift)).data();
+    }
+    uint8_t *first_row = lowest_row + (layout.bottom_up ? above_last : 0);
     const int32_t linesize = layout.bottom_up ? -stride : stride;
     record_.data[planes_.size()] = first_row;
     record_.linesize[planes_.size()] = linesize;
-    planes_.push_back({std::move(bytes), plane, first_row, linesize});
+    planes_.push_back({std::move(memory), plane, first_row, linesize});
   }
 }
 
@@ -96,13 +105,15 @@ void GuardedFrame::set_payload(const std::vector<uint8_t> &payload) {
 
 bool GuardedFrame::intact() const {
   return std::ranges::all_of(planes_, [](const Plane &plane) {
+    if (const auto *rows = std::get_if<GuardedRows>(&plane.memory)) return rows->intact();
+    const auto &bytes = std::get<GuardedBytes>(plane.memory);
     const size_t stride = size_t(std::abs(plane.linesize)), row = size_t(plane.shape.row_bytes);
     size_t gap = 0;  // where the bytes after a row start, in the order of addresses
     for (int32_t y = 0; y < plane.shape.rows; ++y) {
-      if (!plane.bytes.intact(gap, size_t(y) * stride)) return false;
+      if (!bytes.intact(gap, size_t(y) * stride)) return false;
       gap = size_t(y) * stride + row;
     }
-    return plane.bytes.intact() && plane.bytes.intact(gap, plane.bytes.size());
+    return bytes.intact() && bytes.intact(gap, bytes.size());
   });
 }
 

@@ -23,9 +23,12 @@ namespace tavix::test {
 enum class Effort { quick, full, exhaustive };
 Effort effort();
 
-// quick under a sanitizer or when asked for, else full.
+// quick under a sanitizer or when asked for, exhaustive when asked for, else full.
+inline int by_effort(int full, int quick, int exhaustive) {
+  return effort() == Effort::quick ? quick : effort() == Effort::full ? full : exhaustive;
+}
 inline int by_effort(int full, int quick) {
-  return effort() == Effort::quick ? quick : full;
+  return by_effort(full, quick, full);
 }
 
 inline const std::vector<int32_t> kByteFormats = {TAVIX_PIX_FMT_RGB24, TAVIX_PIX_FMT_BGR24,
