@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the tests of element-wise arithmetic share: rounding, parameters that try it, and records of
-// the smallest and the largest rows.
+// What the tests of element-wise arithmetic share: rounding, parameters that try it, and records
+// without pixels.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <climits>
 #include <cmath>
@@ -77,39 +75,5 @@ inline void for_each_record_without_pixels(const std::function<void(TavixFrameV2
       }
   }
 }
-
-// A row as long as a record can say: the same few pages, mapped again and again.
-class LongestRow {
- public:
-  LongestRow() {
-    file_ = memfd_create("row", 0);
-    EXPECT_EQ(ftruncate(file_, kPiece), 0);
-    row_ = mmap(nullptr, kPiece * kPieces, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    EXPECT_NE(row_, MAP_FAILED);
-    for (size_t i = 0; i < kPieces; ++i)
-      EXPECT_NE(mmap(static_cast<uint8_t *>(row_) + i * kPiece, kPiece, PROT_READ | PROT_WRITE,
-                     MAP_SHARED | MAP_FIXED, file_, 0),
-                MAP_FAILED);
-    record_.video = {1, INT_MAX, 1, TAVIX_PIX_FMT_GRAY8, 0, 0};
-    record_.data[0] = static_cast<uint8_t *>(row_);
-  }
-  ~LongestRow() {
-    munmap(row_, kPiece * kPieces);
-    close(file_);
-  }
-  LongestRow(const LongestRow &) = delete;
-  LongestRow &operator=(const LongestRow &) = delete;
-
-  operator TavixFrameV2 *() { return &record_; }
-
-  // The last sample, in the piece that every other one shows as well.
-  uint8_t &last() { return record_.data[0][kPiece - 2]; }
-
- private:
-  static constexpr size_t kPiece = size_t(1) << 21, kPieces = 1024;
-  int file_;
-  void *row_;
-  TavixFrameV2 record_ = {};
-};
 
 }  // namespace tavix::test

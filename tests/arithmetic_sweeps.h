@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "arithmetic_cases.h"
+#include "support/longest_row.h"
 #include "support/seams.h"
 #include "support/sweep.h"
 

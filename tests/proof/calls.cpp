@@ -4,7 +4,6 @@
 #include <cstring>
 #include <memory>
 
-#include "support/guarded_frame.h"
 #include "tavix/core.h"
 #include "tavix/video_common_cpu.h"
 
@@ -16,12 +15,9 @@ using test::GuardedFrame;
 
 // What every call works on: made before anything fails, and never freed.
 struct Records {
-  static constexpr int32_t kWidth = 37, kHeight = 19;
+  static constexpr int32_t kWidth = 37, kHeight = 18;
 
-  GuardedFrame a{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}}, b{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}},
-      dst{{TAVIX_PIX_FMT_BGR24, kWidth, kHeight}}, mask{{TAVIX_PIX_FMT_GRAY8, kWidth, kHeight}},
-      nv12{{TAVIX_PIX_FMT_NV12, kWidth, kHeight}},
-      larger{{TAVIX_PIX_FMT_BGR24, kWidth + 4, kHeight + 4}};
+  GuardedFrame a, b, dst, mask, nv12, larger;
   TavixBlob *tensor = make_blob({1, 3, kHeight, kWidth}),
             *other = make_blob({1, 3, kHeight, kWidth});
   TavixFrameV2 *a_list[1] = {a}, *dst_list[1] = {dst};
@@ -45,7 +41,13 @@ struct Records {
     return TavixBlobAlloc(TAVIX_DATA_TYPE_FLOAT32, TAVIX_DATA_FORMAT_NCHW, 4, dims.data());
   }
 
-  Records() {
+  explicit Records(const test::FrameLayout &layout)
+      : a({TAVIX_PIX_FMT_BGR24, kWidth, kHeight}, layout),
+        b({TAVIX_PIX_FMT_BGR24, kWidth, kHeight}, layout),
+        dst({TAVIX_PIX_FMT_BGR24, kWidth, kHeight}, layout),
+        mask({TAVIX_PIX_FMT_GRAY8, kWidth, kHeight}, layout),
+        nv12({TAVIX_PIX_FMT_NV12, kWidth, kHeight}, layout),
+        larger({TAVIX_PIX_FMT_BGR24, kWidth + 4, kHeight + 4}, layout) {
     a.fill(test::Fill::noise, 1), b.fill(test::Fill::noise, 2), mask.fill(test::Fill::noise, 4);
     renew();
     auto *scores = static_cast<float *>(TavixBlobBufferGet(tensor));
@@ -103,9 +105,9 @@ class Collector {
 
 }  // namespace
 
-std::vector<Subject> subjects() {
+std::vector<Subject> subjects(const test::FrameLayout &layout) {
   static auto &kept = *new std::vector<std::unique_ptr<Records>>;
-  Records &r = *kept.emplace_back(new Records);
+  Records &r = *kept.emplace_back(new Records(layout));
   const auto take = [&r] {
     Collector all;
     for (const GuardedFrame *frame : {&r.dst, &r.larger, &r.nv12}) all.add(*frame);

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "support/guarded_frame.h"
+
 namespace tavix::proof {
 
 // What may leave a call when resources run out.
@@ -36,6 +38,6 @@ struct Subject {
 };
 
 // On records of their own, which stay: to be made before anything fails.
-std::vector<Subject> subjects();
+std::vector<Subject> subjects(const test::FrameLayout &layout = {});
 
 }  // namespace tavix::proof
