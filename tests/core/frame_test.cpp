@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <malloc.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -19,6 +22,24 @@
 #include "support/printed.h"
 #include "support/scarce_memory.h"
 #include "support/sweep.h"
+
+namespace {
+
+struct Advice {
+  uintptr_t address;
+  size_t bytes;
+  int advice;
+};
+thread_local std::vector<Advice> advices;
+
+}  // namespace
+
+// The core's calls come here first.
+extern "C" __attribute__((visibility("default"))) int madvise(void *address, size_t bytes,
+                                                              int advice) noexcept {
+  advices.push_back({reinterpret_cast<uintptr_t>(address), bytes, advice});
+  return int(syscall(SYS_madvise, address, bytes, advice));
+}
 
 namespace tavix::test {
 namespace {
@@ -211,6 +232,27 @@ TEST(FrameAlloc, FreedMemoryIsKeptForTheNextFrameUntilTheEnd) {
   EXPECT_LT(bytes_in_use(), before + kBytes);
 }
 #endif
+
+TEST(FrameAlloc, AsksForLargePagesInsideALargeFrame) {
+  constexpr size_t kPage = 4096;
+  for (const int32_t height : {2047, 2048, 2049}) {
+    SCOPED_TRACE(height);
+    TavixDeinitialize();  // a kept block has asked before
+    advices.clear();
+    const Frame frame = allocate(TAVIX_PIX_FMT_GRAY8, 2048, height, 1);
+    ASSERT_TRUE(frame);
+    ASSERT_EQ(advices.size(), height < 2048 ? 0u : 1u);
+    if (advices.empty()) continue;
+    const auto start = reinterpret_cast<uintptr_t>(frame->data[0]);
+    const size_t size = 2048 * size_t(height);
+    const Advice &asked = advices[0];
+    EXPECT_EQ(asked.advice, MADV_HUGEPAGE);
+    EXPECT_EQ(asked.address % kPage, 0u);
+    EXPECT_GE(asked.address, start);
+    EXPECT_LE(asked.address + asked.bytes, start + size);
+    EXPECT_GE(asked.bytes, size - kPage);
+  }
+}
 
 TEST(FrameFree, IgnoresNull) {
   TavixFrameFreeV2(nullptr);
