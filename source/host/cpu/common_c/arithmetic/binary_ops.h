@@ -1,41 +1,47 @@
 // SPDX-License-Identifier: Apache-2.0
-// The ten operations on two scaled operands, one line each: on bytes, with the result clamped to
-// 0..255 and in no more bits than that takes, and on 32-bit floats, before the offset.
+// The ten operations on two scaled operands: on bytes, with the result clamped to 0..255 and in no
+// more bits than that takes, and on 32-bit floats, before the offset.
 #pragma once
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <functional>
 
 #include "common/rounding.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 namespace tavix::module {
 
+constexpr uint32_t bits_of(float v) {
+  return std::bit_cast<uint32_t>(v);
+}
+constexpr float from_bits(uint32_t bits) {
+  return std::bit_cast<float>(bits);
+}
+
 template <int op>
 struct BinaryOp;
 
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_ADD> {
-  static constexpr uint8_t run(uint8_t a, uint8_t b) {
-    return uint8_t(a + std::min(b, uint8_t(255 - a)));
-  }
-  static constexpr float run(float a, float b) { return a + b; }
-};
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_SUB> {
-  static constexpr uint8_t run(uint8_t a, uint8_t b) { return uint8_t(std::max(a, b) - b); }
-  static constexpr float run(float a, float b) { return a - b; }
-};
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_MUL> {
-  static constexpr uint8_t run(uint8_t a, uint8_t b) {
-    return uint8_t(std::min(uint16_t(a * b), uint16_t(255)));
-  }
-  static constexpr float run(float a, float b) { return a * b; }
-};
+#define TAVIX_OPERATION(code, bytes, floats)                                      \
+  template <>                                                                     \
+  struct BinaryOp<TAVIX_BINARY_OP_##code> {                                       \
+    static constexpr uint8_t run(uint8_t a, uint8_t b) { return uint8_t(bytes); } \
+    static float run(float a, float b) { return floats; }                         \
+  };
+// clang-format off
+TAVIX_OPERATION(ADD,     a + std::min(b, uint8_t(255 - a)),            a + b)
+TAVIX_OPERATION(SUB,     std::max(a, b) - b,                           a - b)
+TAVIX_OPERATION(MUL,     std::min(uint16_t(a * b), uint16_t(255)),     a * b)
+TAVIX_OPERATION(MIN,     b < a ? b : a,                                b < a ? b : a)
+TAVIX_OPERATION(MAX,     b > a ? b : a,                                b > a ? b : a)
+TAVIX_OPERATION(ABSDIFF, (b > a ? b : a) - (b < a ? b : a),            std::fabs(a - b))
+TAVIX_OPERATION(OR,      a | b,                                        from_bits(bits_of(a) | bits_of(b)))
+TAVIX_OPERATION(AND,     a & b,                                        from_bits(bits_of(a) & bits_of(b)))
+TAVIX_OPERATION(XOR,     a ^ b,                                        from_bits(bits_of(a) ^ bits_of(b)))
+// clang-format on
+#undef TAVIX_OPERATION
+
 // The 8-bit quotient may be taken in single precision: a quotient of bytes that is not a tie lies
 // at least 1/510 away from one. A zero divisor gives infinity or NaN, whose patterns end in a zero
 // byte like the quotient that is wanted; float quotients by zero are the caller's business.
@@ -43,42 +49,5 @@ template <>
 struct BinaryOp<TAVIX_BINARY_OP_DIV> {
   static uint8_t run(uint8_t a, uint8_t b) { return round_in_pattern(float(a) / float(b)); }
 };
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_MIN> {
-  template <class T>
-  static constexpr T run(T a, T b) {
-    return b < a ? b : a;
-  }
-};
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_MAX> {
-  template <class T>
-  static constexpr T run(T a, T b) {
-    return b > a ? b : a;
-  }
-};
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_ABSDIFF> {
-  static constexpr uint8_t run(uint8_t a, uint8_t b) {
-    return uint8_t(BinaryOp<TAVIX_BINARY_OP_MAX>::run(a, b) -
-                   BinaryOp<TAVIX_BINARY_OP_MIN>::run(a, b));
-  }
-  static float run(float a, float b) { return std::fabs(a - b); }
-};
-
-// Bitwise operations act on the patterns of floats.
-template <class Bits>
-struct BitwiseOp {
-  static constexpr uint8_t run(uint8_t a, uint8_t b) { return uint8_t(Bits{}(a, b)); }
-  static constexpr float run(float a, float b) {
-    return std::bit_cast<float>(Bits{}(std::bit_cast<int32_t>(a), std::bit_cast<int32_t>(b)));
-  }
-};
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_OR> : BitwiseOp<std::bit_or<int32_t>> {};
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_AND> : BitwiseOp<std::bit_and<int32_t>> {};
-template <>
-struct BinaryOp<TAVIX_BINARY_OP_XOR> : BitwiseOp<std::bit_xor<int32_t>> {};
 
 }  // namespace tavix::module
