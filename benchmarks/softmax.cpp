@@ -141,7 +141,7 @@ Comparison<Softmax> compare_softmax(const std::string &name, int32_t axis, const
   comparison.ours([axis](Softmax &s) { TavixBlobSoftmaxByCPU(s.src.get(), axis, s.dst.get()); })
       .peer("onednn", kFewUnits, run_onednn)
       .peer("eigen", kFewUnits, run_eigen);
-  if (module::has_vector_path())
+  if (module::use_avx2())
     comparison.peer("sleef", kFewUnits,
                     [sleef](Softmax &s) { sleef(s.x, s.y, s.length, s.lines); });
   return comparison;

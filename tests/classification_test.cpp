@@ -7,9 +7,9 @@
 #include <set>
 
 #include "../core/plane_layout.h"
-#include "common/data_format.h"
 #include "common/pixel_format.h"
 #include "support/sweep.h"
+#include "tavix_blob_set_cpu/blob_layouts.h"
 
 namespace tavix::module {
 namespace {

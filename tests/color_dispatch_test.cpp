@@ -9,7 +9,7 @@
 
 #include "color_formats.h"
 #include "common/units.h"
-#include "cpu/tavix_cvt_color/convert_table.h"
+#include "cpu/tavix_cvt_color/entries.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/guarded_frame.h"

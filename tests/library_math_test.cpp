@@ -64,7 +64,7 @@ void expect_library_bits(Row *row, const module::LibraryFunction &library) {
 class LibraryMath : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!module::has_vector_path()) GTEST_SKIP() << "no AVX2";
+    if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
   }
 };
 

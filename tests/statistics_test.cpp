@@ -189,7 +189,7 @@ TEST(Statistics, OfNoPixels) {
 
 // Sums of floats, too: lanes are added in one order, whatever the width.
 TEST(Statistics, WiderLevelsGiveTheBitsOfAvx2) {
-  if (!module::has_vector_path()) GTEST_SKIP() << "no AVX2";
+  if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
   const ScopedWorkers one(1);
   sweep({.formats = kRgbFormats}, 300, [](const SweepCase &c) {
     GuardedFrame frame(c.shape, c.layout);

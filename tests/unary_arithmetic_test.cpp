@@ -131,7 +131,7 @@ TEST(UnaryArithmetic, EveryByteEverywhere) {
 
 // Where the reference leaves a choice, too, wider vectors choose as AVX2 does.
 TEST(UnaryArithmetic, WiderLevelsGiveTheBitsOfAvx2) {
-  if (!module::has_vector_path()) GTEST_SKIP() << "no AVX2";
+  if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
   sweep({.formats = kFloatFormats, .heights = {1, 3}}, 300, [](const SweepCase &c) {
     GuardedFrame src(c.shape, c.layout), expected(c.shape), actual(c.shape);
     src.fill(c.fill, c.seed);

@@ -58,24 +58,20 @@ uint64_t cache_size(const CpuidAnswer &answer) {
 
 }  // namespace
 
+CpuidAnswer ask_processor([[maybe_unused]] uint32_t leaf, [[maybe_unused]] uint32_t subleaf) {
+  CpuidAnswer answer = {};
 #if defined(__x86_64__)
-CpuidAnswer ask_processor(uint32_t leaf, uint32_t subleaf) {
-  CpuidAnswer answer;
   __cpuid_count(leaf, subleaf, answer.eax, answer.ebx, answer.ecx, answer.edx);
+#endif
   return answer;
 }
-#else
-CpuidAnswer ask_processor(uint32_t, uint32_t) {
-  return {};
-}
-#endif
 
 namespace detail {
 TavixCpuFeatures features = {};
 int64_t last_cache = 0;
 }  // namespace detail
 
-TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)) {
+TavixCpuFeatures probe_cpu(Cpuid *cpuid) {
   TavixCpuFeatures record = {};
   record.flags = flags_of(cpuid(1, 0), kLeaf1Flags);
   record.flags |= flags_of(cpuid(7, 0), kLeaf7Flags);
@@ -105,7 +101,7 @@ TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)
   return record;
 }
 
-int64_t probe_last_cache(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)) {
+int64_t probe_last_cache(Cpuid *cpuid) {
   constexpr uint32_t kAmdLeaf = 0x8000001d;
   const bool has_amd_leaf = cpuid(0x80000000, 0).eax >= kAmdLeaf;
   const uint64_t amd = has_amd_leaf ? cache_size(cpuid(kAmdLeaf, 3)) : 0;
@@ -113,20 +109,14 @@ int64_t probe_last_cache(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf)) 
 }
 
 int64_t last_cache_size() {
-  [[maybe_unused]] static const bool probed = [] {
-    detail::last_cache = probe_last_cache(ask_processor);
-    return true;
-  }();
-  return detail::last_cache;
+  static const int64_t &size = detail::last_cache = probe_last_cache(ask_processor);
+  return size;
 }
 
 const TavixCpuFeatures &cpu_features() {
   // Once, whoever asks; cheaper to ask again than a once_flag.
-  [[maybe_unused]] static const bool probed = [] {
-    detail::features = probe_cpu(ask_processor);
-    return true;
-  }();
-  return detail::features;
+  static const TavixCpuFeatures &record = detail::features = probe_cpu(ask_processor);
+  return record;
 }
 
 }  // namespace tavix::module

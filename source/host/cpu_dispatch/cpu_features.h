@@ -53,13 +53,14 @@ struct CpuidAnswer {
   uint32_t eax, ebx, ecx, edx;
 };
 
+using Cpuid = CpuidAnswer(uint32_t leaf, uint32_t subleaf);
+
 // Of this processor; zeros from one that has no such instruction.
-CpuidAnswer ask_processor(uint32_t leaf, uint32_t subleaf);
+Cpuid ask_processor;
 
-// Reads a feature record through any source of CPUID answers.
-TavixCpuFeatures probe_cpu(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf));
-
-int64_t probe_last_cache(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf));
+// Both read any source of CPUID answers.
+TavixCpuFeatures probe_cpu(Cpuid *cpuid);
+int64_t probe_last_cache(Cpuid *cpuid);
 
 namespace detail {
 extern TavixCpuFeatures features;  // only tests change them, after the probe

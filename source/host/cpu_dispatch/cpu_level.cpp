@@ -18,17 +18,13 @@ constexpr uint32_t kVbmi = 1u << 1;  // leaf 7, ecx
 // What the operating system saves: xmm, ymm, masks, the upper halves of zmm 0 to 15, zmm 16 to 31.
 constexpr uint64_t kWideState = 0xe6;
 
-#if defined(__x86_64__)
 uint64_t ask_operating_system() {
-  uint32_t low, high;
+  uint32_t low = 0, high = 0;
+#if defined(__x86_64__)
   __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+#endif
   return uint64_t(high) << 32 | low;
 }
-#else
-uint64_t ask_operating_system() {
-  return 0;
-}
-#endif
 
 }  // namespace
 
@@ -36,8 +32,7 @@ namespace detail {
 CpuLevel level_limit = CpuLevel::kAvx512Vbmi;
 }
 
-CpuLevel probe_vector_level(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf),
-                            uint64_t (*xgetbv)()) {
+CpuLevel probe_vector_level(Cpuid *cpuid, uint64_t (*xgetbv)()) {
   // xgetbv is an instruction only where the operating system says so.
   if (!has_all(cpuid(1, 0).ecx, kOsxsave) || !has_all(xgetbv(), kWideState)) return CpuLevel::kAvx2;
   const CpuidAnswer features = cpuid(7, 0);

@@ -22,15 +22,9 @@ inline constexpr int kCpuLevels = 4;
 // The level of this processor, of the feature record as it stands.
 CpuLevel cpu_level();
 
-// Whether the vector path may be taken: what AVX entries ask before they run.
-inline bool has_vector_path() {
-  return use_avx2();
-}
-
 // The widest vector level that a processor and its operating system offer, kAvx2 at least: cpuid
 // answers for the processor, xgetbv (register 0) for the operating system.
-CpuLevel probe_vector_level(CpuidAnswer (*cpuid)(uint32_t leaf, uint32_t subleaf),
-                            uint64_t (*xgetbv)());
+CpuLevel probe_vector_level(Cpuid *cpuid, uint64_t (*xgetbv)());
 
 namespace detail {
 extern CpuLevel level_limit;  // only tests lower it

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernel families of the library. Each accessor is declared with its row functions; the
-// families themselves are named here for the tests, which force levels and add records.
+// The kernel families of the library: the same row functions for each level of processor, one record
+// of them a level. Who runs rows asks the family's accessor, which is declared with its row functions,
+// once for each call; nothing else asks about the processor. Tests force levels and add records.
 #pragma once
 
 #include "cpu/common_c/arithmetic/binary_rows.h"
@@ -14,9 +15,24 @@
 #include "cpu/tavix_cvt_color/rgb_to_yuv.h"
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 #include "cpu/tavix_cvt_color/yuv_to_rgb.h"
-#include "cpu_dispatch/kernel_family.h"
+#include "cpu_dispatch/cpu_level.h"
 
 namespace tavix::module {
+
+template <class Rows>
+struct KernelFamily {
+  // By level. The portable record is always there; null where a level has no record of its own.
+  const Rows *records[kCpuLevels];
+
+  // The record of a level, or of the next one below that has one.
+  const Rows &at(CpuLevel level) const {
+    int i = int(level);
+    while (records[i] == nullptr) --i;
+    return *records[i];
+  }
+
+  const Rows &best() const { return at(cpu_level()); }
+};
 
 extern constinit KernelFamily<BinaryRows> binary_family;
 extern constinit KernelFamily<FloatYuvRows> float_yuv_family;

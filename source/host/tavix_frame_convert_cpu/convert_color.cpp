@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/frame_access.h"
 #include "common/log.h"
-#include "cpu/tavix_cvt_color/convert_table.h"
+#include "common/pixel_format.h"
+#include "cpu/tavix_cvt_color/entries.h"
 #include "tavix/video_common_cpu/color.h"
 
 namespace {

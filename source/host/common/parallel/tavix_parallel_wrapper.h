@@ -51,6 +51,15 @@ class ParallelLoopBodyWrapper final : public ParallelLoopBody {
 // each worker. An exception of the body is rethrown here.
 void parallel_for_(const Range &range, const ParallelLoopBody &body, double nstripes);
 
+// On all workers, or in the calling thread.
+inline void run_rows(const Range &rows, const ParallelLoopBody &body, bool on_all_workers) {
+  if (on_all_workers) {
+    parallel_for_(rows, body, -1.0);
+  } else if (rows.start < rows.end) {
+    body(rows);
+  }
+}
+
 // Workers for so many processors: a tenth and two are spared, at most 8 are used.
 int32_t worker_count_for(int32_t processors);
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The table of conversions: rules over sets of formats, expanded at compile time. A pair that two
 // rules claim does not compile.
-#include "cpu/tavix_cvt_color/convert_table.h"
+#include "common/pixel_format.h"
+#include "cpu/tavix_cvt_color/entries.h"
 
 namespace tavix::module {
 

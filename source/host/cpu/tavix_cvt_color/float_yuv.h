@@ -24,19 +24,11 @@ struct RgbF32ToYuvWeights {
   }
 };
 
-struct YuvToRgbF32Weights {
-  float y_scale, v_to_r, u_to_g, v_to_g, u_to_b, offset;
+struct YuvToRgbF32Weights : YuvToRgbTerms {
   bool r_first, v_first;
 
   constexpr YuvToRgbF32Weights(ColorMatrix matrix, bool r_first_, bool v_first_)
-      : y_scale(kYuvToRgb[matrix].real.y_scale),
-        v_to_r(kYuvToRgb[matrix].real.v_to_r),
-        u_to_g(kYuvToRgb[matrix].real.u_to_g),
-        v_to_g(kYuvToRgb[matrix].real.v_to_g),
-        u_to_b(kYuvToRgb[matrix].real.u_to_b),
-        offset(kYuvToRgb[matrix].real.offset),
-        r_first(r_first_),
-        v_first(v_first_) {}
+      : YuvToRgbTerms(kYuvToRgb[matrix].real), r_first(r_first_), v_first(v_first_) {}
 };
 
 using RgbF32ToYuvJob = PackedYuvJob<const uint8_t, uint8_t, RgbF32ToYuvWeights>;
@@ -56,8 +48,6 @@ struct FloatYuvRows {
 };
 
 extern const FloatYuvRows kFloatYuvRowsC, kFloatYuvRowsAvx2, kFloatYuvRowsAvx512;
-
-// The best for this processor.
 const FloatYuvRows &float_yuv_rows();
 
 }  // namespace tavix::module

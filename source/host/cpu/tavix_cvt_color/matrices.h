@@ -32,13 +32,14 @@ static_assert(sizeof(TavixRgbToYuvMatrix) == 32 * 4);
 //   R = y_scale (Y - offset) + v_to_r V + r_bias
 //   G = y_scale (Y - offset) + u_to_g U + v_to_g V + g_bias
 //   B = y_scale (Y - offset) + u_to_b U + b_bias
+struct YuvToRgbTerms {
+  float y_scale, v_to_r, u_to_g, v_to_g, u_to_b, offset;
+};
 struct TavixYuvToRgbMatrix {
   struct {
     int32_t y_scale, v_to_r, u_to_g, v_to_g, u_to_b, offset, r_bias, g_bias, b_bias;
   } fixed;
-  struct {
-    float y_scale, v_to_r, u_to_g, v_to_g, u_to_b, offset;
-  } real;
+  YuvToRgbTerms real;
 };
 static_assert(sizeof(TavixYuvToRgbMatrix) == 15 * 4);
 

@@ -6,8 +6,8 @@
 #include <type_traits>
 
 #include "common/frame_access.h"
+#include "common/parallel/tavix_parallel_wrapper.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"
-#include "cpu/tavix_cvt_color/run_rows.h"
 
 namespace tavix::module {
 

@@ -41,8 +41,6 @@ using RgbToYuvRow = void(const RgbToYuvRowPair &rows, int32_t columns,
 using RgbToYuvRows = PackedYuvRows<RgbToYuvRow>;
 
 extern const RgbToYuvRows kRgbToYuvRowsC, kRgbToYuvRowsAvx2, kRgbToYuvRowsAvx512Vbmi;
-
-// The best for this processor.
 const RgbToYuvRows &rgb_to_yuv_rows();
 
 // The last row of an odd height, a block of one row for each pair; the last pixel of an odd width

@@ -34,8 +34,6 @@ struct RepackRows {
 MoveChromaRow copy_chroma_row;
 
 extern const RepackRows kRepackRowsC, kRepackRowsAvx2, kRepackRowsAvx512Vbmi;
-
-// The best for this processor.
 const RepackRows &repack_rows();
 
 }  // namespace tavix::module

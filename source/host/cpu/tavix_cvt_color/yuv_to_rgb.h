@@ -36,8 +36,6 @@ using YuvToRgbRow = void(const YuvToRgbRowPair &rows, int32_t columns,
 using YuvToRgbRows = PackedYuvRows<YuvToRgbRow>;
 
 extern const YuvToRgbRows kYuvToRgbRowsC, kYuvToRgbRowsAvx2, kYuvToRgbRowsAvx512Vbmi;
-
-// The best for this processor.
 const YuvToRgbRows &yuv_to_rgb_rows();
 
 }  // namespace tavix::module

@@ -10,7 +10,7 @@
 #include "common/frame_checks.h"
 #include "common/log.h"
 #include "common/pixel_format.h"
-#include "cpu/common_c/arithmetic/statistics.h"
+#include "cpu/common_c/arithmetic/statistics_rows.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 #include "tavix/video_common_cpu/softmax.h"
 #include "tavix/video_common_cpu/statistics.h"

@@ -19,8 +19,6 @@ class ChannelTables {
       for (int32_t v = 0; v < 256; ++v) tables_[c][v] = value(uint8_t(v), c);
   }
 
-  uint8_t at(uint8_t sample, int32_t channel) const { return tables_[channel][sample]; }
-
   // dst[i] = table of channel i % channels at src[i]; src may be dst. n is a number of elements of
   // whole pixels.
   void map_row(const uint8_t *src, uint8_t *dst, int32_t n, int32_t channels) const;

@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernel family of statistics, and the lanes that it accumulates in. A row is taken in blocks of 96 bytes, a whole number of
-// pixels of 1, 2, 3 or 4 channels of either element type, so that element k of every block belongs
-// to channel k % channels: each element of a block has a lane, and kernels know nothing of
-// channels.
+// The kernel family of statistics, and the lanes that it accumulates in. A row is taken in blocks of
+// 96 bytes, a whole number of pixels of 1, 2, 3 or 4 channels of either element type, so that element k
+// of every block belongs to channel k % channels: each element of a block has a lane, and kernels know
+// nothing of channels.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <limits>
 #include <tuple>
 #include <type_traits>
+
+#include "common/frame_access.h"
 
 namespace tavix::module {
 
@@ -79,5 +82,12 @@ using StatisticsRows =
                Accumulate<MinLanes<uint8_t>> *, Accumulate<MinLanes<float>> *>;
 extern const StatisticsRows kStatisticsRowsC, kStatisticsRowsAvx2, kStatisticsRowsAvx512;
 const StatisticsRows &statistics_rows();
+
+inline constexpr int kStatOps = 5;
+
+using ChannelResults = std::array<double, kMaxChannels>;
+
+// Statistic op, below kStatOps, of a frame that has passed the checks; 0 beyond its channels.
+ChannelResults statistic_of(const TavixFrameV2 &src, int32_t op);
 
 }  // namespace tavix::module

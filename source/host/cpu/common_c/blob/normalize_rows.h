@@ -39,8 +39,6 @@ struct NormalizeRows {
   NormalizeRow *by_type[2][2];
 };
 extern const NormalizeRows kNormalizeRowsC, kNormalizeRowsAvx2, kNormalizeRowsAvx512;
-
-// The best for this processor.
 const NormalizeRows &normalize_rows();
 
 template <class Family>

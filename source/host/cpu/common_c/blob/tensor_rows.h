@@ -41,8 +41,6 @@ struct TensorRows {
 };
 
 extern const TensorRows kTensorRowsC, kTensorRowsAvx2, kTensorRowsAvx512Vbmi;
-
-// The best for this processor.
 const TensorRows &tensor_rows();
 
 // Pixel by pixel.

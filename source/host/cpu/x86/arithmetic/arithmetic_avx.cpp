@@ -6,7 +6,7 @@
 #include "common/log.h"
 #include "common/pixel_format.h"
 #include "cpu/common_c/arithmetic/arithmetic.h"
-#include "cpu_dispatch/cpu_level.h"
+#include "cpu_dispatch/cpu_features.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 #include "tavix/video_common_cpu/softmax.h"
 #include "tavix/video_common_cpu/statistics.h"
@@ -19,7 +19,7 @@ constexpr auto &kUnit = kArithmeticAvxUnit;
 
 // The last check of a call that has something to do.
 int32_t check_processor(const char *function) {
-  TAVIX_REFUSE_AS_IF(kUnit, function, !has_vector_path(), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_AS_IF(kUnit, function, !use_avx2(), TAVIX_ERROR_UNSUPPORTED,
                      "the processor has no AVX2");
   return TAVIX_OK;
 }

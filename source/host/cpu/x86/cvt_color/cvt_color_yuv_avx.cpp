@@ -8,7 +8,6 @@
 #include "common/copy_bytes.h"
 #include "common/log.h"
 #include "common/parallel/tavix_parallel_wrapper.h"
-#include "cpu/tavix_cvt_color/run_rows.h"
 #include "cpu/x86/past_caches.h"
 
 namespace tavix::module {
