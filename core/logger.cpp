@@ -11,17 +11,10 @@
 
 namespace {
 
+// Levels of no name are errors.
 const char *level_name(int32_t level) {
-  switch (level) {
-    case TAVIX_LOG_DEBUG:
-      return "debug";
-    case TAVIX_LOG_INFO:
-      return "info";
-    case TAVIX_LOG_WARNING:
-      return "warning";
-    default:
-      return "error";
-  }
+  constexpr const char *kNames[] = {"debug", "info", "warning", "error"};
+  return kNames[uint32_t(level) < TAVIX_LOG_ERROR ? level : TAVIX_LOG_ERROR];
 }
 
 void write_to_stderr(void *, int32_t level, const char *file, const char *function, int32_t line,
