@@ -3,7 +3,6 @@
 #include "common/log.h"
 #include "common/pixel_format.h"
 #include "tavix_blob_set_cpu/blob_layouts.h"
-#include "tavix_blob_set_cpu/tensor_checks.h"
 #include "tavix_blob_set_cpu/tensor_region.h"
 
 namespace tavix::module {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tavix_blob_set_cpu/tensor_checks.h"
-
 #include "common/log.h"
 #include "common/pixel_format.h"
+#include "tavix_blob_set_cpu/tensor_region.h"
 
 namespace tavix::module {
 

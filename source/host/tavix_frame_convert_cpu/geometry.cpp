@@ -30,22 +30,22 @@ int32_t warp_frame(const WarpKind &kind, const TavixFrameV2 *dst_frame,
                    const TavixFrameV2 *src_frame, const float *matrix, int32_t interpolation,
                    int32_t border, double border_value, cv::Mat &result, cv::Mat &to) {
   const char *const function = kind.function;
-  TAVIX_REFUSE_NULL_FRAMES_AS(function, src_frame, dst_frame);
+  TAVIX_REFUSE_NULL_FRAMES(function, src_frame, dst_frame);
   const int src_type = opencv_type(src_frame->video.format);
   const int dst_type = opencv_type(dst_frame->video.format);
   TAVIX_REFUSE_AS_IF(kUnit, function, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
                      "Unsupported src frame type:%d or dst frame type:%d to OpencvType",
                      src_frame->video.format, dst_frame->video.format);
-  TAVIX_REFUSE_NULL_PLANES_AS(function, src_frame, dst_frame);
+  TAVIX_REFUSE_NULL_PLANES(function, src_frame, dst_frame);
   TAVIX_REFUSE_AS_IF(kUnit, function, src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
                      TAVIX_ERROR_INVALID_PARAM,
                      "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid",
                      src_frame->linesize[0], dst_frame->linesize[0]);
-  TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src_frame, dst_frame);
+  TAVIX_REFUSE_FOREIGN_MEMORY(function, src_frame, dst_frame);
   TAVIX_REFUSE_AS_IF(kUnit, function, matrix == nullptr, TAVIX_ERROR_INVALID_PARAM,
                      "matrix:%p is nullptr", matrix);
   const TavixVideoInfo &size = dst_frame->video;
-  TAVIX_REFUSE_UNCOUNTABLE_AS(function, size.width, size.height, src_type);
+  TAVIX_REFUSE_UNCOUNTABLE(function, size.width, size.height, src_type);
 
   const cv::Mat src = source_view(*src_frame, src_type);
   to = plane_view(*dst_frame, dst_type);
@@ -80,8 +80,8 @@ int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_
                   "TavixFrameResizeByCPU not suppoted src frame data format:%d", src->video.format);
   TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByCPU src frame data is nullptr");
-  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
-  TAVIX_REFUSE_UNCOUNTABLE(width, height, type);
+  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE(__func__, width, height, type);
 
   cv::Mat result = plane_view(*dst, type);
   cv::resize(source_view(*src, type), result, {width, height}, 0, 0,
@@ -104,7 +104,7 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
                   src->memory);
   TAVIX_REFUSE_IF(kUnit, any_null(dst), TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr", dst);
-  TAVIX_REFUSE_UNCOUNTABLE(cv::saturate_cast<int>(src->video.width * fx),
+  TAVIX_REFUSE_UNCOUNTABLE(__func__, cv::saturate_cast<int>(src->video.width * fx),
                            cv::saturate_cast<int>(src->video.height * fy), type);
 
   cv::Mat result;
@@ -130,10 +130,8 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
 int32_t TavixFrameWarpAffineByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src, const float *matrix,
                                   int32_t interpolation, int32_t border, double border_value) {
   cv::Mat result, to;
-  if (const int32_t status =
-          warp_frame(kAffine, dst, src, matrix, interpolation, border, border_value, result, to);
-      status != TAVIX_OK)
-    return status;
+  TAVIX_RETURN_IF_REFUSED(
+      warp_frame(kAffine, dst, src, matrix, interpolation, border, border_value, result, to));
   TAVIX_REFUSE_MISMATCH("warpAffine", result, to);
   result.copyTo(to);
   return TAVIX_OK;
@@ -143,10 +141,8 @@ int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *sr
                                        const float *matrix, int32_t interpolation, int32_t border,
                                        double border_value) {
   cv::Mat result, to;
-  if (const int32_t status = warp_frame(kPerspective, dst, src, matrix, interpolation, border,
-                                        border_value, result, to);
-      status != TAVIX_OK)
-    return status;
+  TAVIX_RETURN_IF_REFUSED(
+      warp_frame(kPerspective, dst, src, matrix, interpolation, border, border_value, result, to));
   TAVIX_REFUSE_MISMATCH("warpPerspective", result, to);
   result.copyTo(to);
   return TAVIX_OK;
@@ -154,11 +150,12 @@ int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *sr
 
 int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect src_rect,
                            TavixRect dst_rect) {
-  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported Frame Type:%d To OpencvType", src->video.format);
-  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(src, dst);
+  TAVIX_REFUSE_NULL_PLANES(__func__, src, dst);
+  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
 
   // A const output cannot be reallocated: OpenCV raises when the rectangles differ in size.
   const cv::Mat to = plane_view(*dst, type)(whole_rect(dst_rect));
@@ -169,13 +166,13 @@ int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect
 int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t top,
                                       int32_t bottom, int32_t left, int32_t right, int32_t border,
                                       double border_value) {
-  TAVIX_REFUSE_NULL_FRAMES(src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
                   src->video.format);
   TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
                   "src_frame->data[0] is nullptr");
-  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst);
+  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
 
   const cv::Mat picture = source_view(*src, type);
   const int mode = opencv_border(border);

@@ -18,46 +18,30 @@
     return status;                                                           \
   }
 
-// The checks that several operations share. Null records come first; memory comes after the checks
-// that an operation lists, and before what it allocates or reads.
-#define TAVIX_REFUSE_NULL_FRAMES_AS(function, src, dst)                                          \
+// The checks that several operations share, under the name of the exported function. Null records come
+// first; memory comes after the checks that an operation lists, and before what it allocates or reads.
+#define TAVIX_REFUSE_NULL_FRAMES(function, src, dst)                                             \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
                      "src_frame:%p or dst_frame:%p is nullptr", src, dst)
-#define TAVIX_REFUSE_NULL_FRAMES(src, dst) TAVIX_REFUSE_NULL_FRAMES_AS(__func__, src, dst)
-
-#define TAVIX_REFUSE_NULL_PLANES_AS(function, src, dst)                                 \
+#define TAVIX_REFUSE_NULL_PLANES(function, src, dst)                                    \
   TAVIX_REFUSE_AS_IF(                                                                   \
       kFrameConvertUnit, function, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
       "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0], dst->data[0])
-#define TAVIX_REFUSE_NULL_PLANES(src, dst) TAVIX_REFUSE_NULL_PLANES_AS(__func__, src, dst)
-
-#define TAVIX_REFUSE_FOREIGN_MEMORY_AS(function, src, dst)                                        \
+#define TAVIX_REFUSE_FOREIGN_MEMORY(function, src, dst)                                           \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !all_host(src, dst), TAVIX_ERROR_INVALID_PARAM, \
                      "src_frame->memory:%d or dst_frame->memory:%d is not host memory",           \
                      src->memory, dst->memory)
-#define TAVIX_REFUSE_FOREIGN_MEMORY(src, dst) TAVIX_REFUSE_FOREIGN_MEMORY_AS(__func__, src, dst)
 
-// Both, where no other check stands between them.
-#define TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(src, dst) \
-  TAVIX_REFUSE_NULL_PLANES(src, dst);                 \
-  TAVIX_REFUSE_FOREIGN_MEMORY(src, dst)
-
-// A result whose bytes OpenCV would miscount.
-#define TAVIX_REFUSE_UNCOUNTABLE_AS(function, cols, rows, type)                                \
+// A result whose bytes, or a kernel whose bordered rows or columns OpenCV would miscount.
+#define TAVIX_REFUSE_UNCOUNTABLE(function, cols, rows, type)                                   \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable(cols, rows, type),                \
                      TAVIX_ERROR_INVALID_PARAM, "a result of %dx%d pixels is too large", cols, \
                      rows)
-#define TAVIX_REFUSE_UNCOUNTABLE(cols, rows, type) \
-  TAVIX_REFUSE_UNCOUNTABLE_AS(__func__, cols, rows, type)
-
-// A kernel whose bordered rows or columns OpenCV would miscount.
-#define TAVIX_REFUSE_UNCOUNTABLE_KERNEL_AS(function, frame, type, size)                   \
+#define TAVIX_REFUSE_UNCOUNTABLE_KERNEL(function, frame, type, size)                      \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable((frame)->video, type, size), \
                      TAVIX_ERROR_INVALID_PARAM,                                           \
                      "kernel of %dx%d is too large for a frame of %dx%d", (size).width,   \
                      (size).height, (frame)->video.width, (frame)->video.height)
-#define TAVIX_REFUSE_UNCOUNTABLE_KERNEL(frame, type, size) \
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL_AS(__func__, frame, type, size)
 
 namespace tavix::module {
 
