@@ -19,13 +19,11 @@ namespace {
 
 // What samples have come to, for each channel.
 struct ChannelTotals {
-  double min[kMaxChannels], max[kMaxChannels], sum[kMaxChannels], sumsq[kMaxChannels];
+  double min[kMaxChannels], max[kMaxChannels], sum[kMaxChannels] = {}, sumsq[kMaxChannels] = {};
 
   ChannelTotals() {
     std::fill_n(min, kMaxChannels, DBL_MAX);
     std::fill_n(max, kMaxChannels, -DBL_MAX);
-    std::fill_n(sum, kMaxChannels, 0.0);
-    std::fill_n(sumsq, kMaxChannels, 0.0);
   }
 
   void fold(const ChannelTotals &part) {
@@ -64,14 +62,10 @@ void add_lanes(double *sum, const Lane (&lanes)[kPerWord][kStatWords], int32_t c
     for (int32_t r = 0; r < kPerWord; ++r) sum[channel()] += double(sums[r][q]);
 }
 
-template <class T>
-void add_lanes(ChannelTotals &totals, const SumLanes<T> &lanes, int32_t channels) {
+template <class Lanes>
+void add_lanes(ChannelTotals &totals, const Lanes &lanes, int32_t channels) {
   add_lanes(totals.sum, lanes.sum, channels);
-}
-template <class T>
-void add_lanes(ChannelTotals &totals, const SquareLanes<T> &lanes, int32_t channels) {
-  add_lanes(totals.sum, lanes.sum, channels);
-  add_lanes(totals.sumsq, lanes.sumsq, channels);
+  if constexpr (requires { lanes.sumsq; }) add_lanes(totals.sumsq, lanes.sumsq, channels);
 }
 template <class T, class Beats>
 void add_lanes(ChannelTotals &totals, const ExtremeLanes<T, Beats> &lanes, int32_t channels) {
@@ -127,22 +121,10 @@ class RowAccumulator {
   Lanes lanes_;
 };
 
-template <class T, int op>
-struct LanesOf {
-  using type = SumLanes<T>;  // mean and sum
-};
+// What each operation accumulates, by code.
 template <class T>
-struct LanesOf<T, TAVIX_STAT_OP_STDDEV> {
-  using type = SquareLanes<T>;
-};
-template <class T>
-struct LanesOf<T, TAVIX_STAT_OP_MAX> {
-  using type = MaxLanes<T>;
-};
-template <class T>
-struct LanesOf<T, TAVIX_STAT_OP_MIN> {
-  using type = MinLanes<T>;
-};
+using LanesOfOperations =
+    std::tuple<SumLanes<T>, SquareLanes<T>, SumLanes<T>, MaxLanes<T>, MinLanes<T>>;
 
 // Stripes accumulate on their own and are folded here in the order in which they end.
 template <class T, int op>
@@ -160,7 +142,7 @@ class StatisticalFunctionBody final : public ParallelLoopBody {
   const ChannelTotals &totals() const { return totals_; }
 
  private:
-  using Lanes = typename LanesOf<T, op>::type;
+  using Lanes = std::tuple_element_t<op, LanesOfOperations<T>>;
 
   void accumulate(const Range &rows, ChannelTotals &stripe) const {
     if (!has_pixels(src_.video)) return;

@@ -37,12 +37,9 @@ struct SumLanes {
 };
 
 template <class T>
-struct SquareLanes {
-  using Element = T;
+struct SquareLanes : SumLanes<T> {
   static constexpr int64_t kRoom = UINT32_MAX / (255 * 255);
-  static constexpr uint8_t kNeutral = 0;
 
-  StatSum<T> sum[kStatPerWord<T>][kStatWords] = {};
   StatSum<T> sumsq[kStatPerWord<T>][kStatWords] = {};
 };
 

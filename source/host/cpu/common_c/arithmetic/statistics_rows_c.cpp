@@ -21,31 +21,22 @@ StatSum<T> word_element_c(uint32_t word, int32_t r) {
 }
 
 // Lanes are updated in a copy, which no byte of the frame can alias.
-template <class T>
-void accumulate_c(SumLanes<T> &result, const uint8_t *bytes, int64_t blocks) {
-  SumLanes<T> lanes = result;
-  for (; blocks > 0; --blocks, bytes += kStatBlock)
-    for (int32_t r = 0; r < kStatPerWord<T>; ++r)
-      for (int32_t q = 0; q < kStatWords; ++q)
-        lanes.sum[r][q] += word_element_c<T>(load<uint32_t>(bytes, q), r);
-  result = lanes;
-}
-
-template <class T>
-void accumulate_c(SquareLanes<T> &result, const uint8_t *bytes, int64_t blocks) {
-  SquareLanes<T> lanes = result;
+template <class Lanes>
+void accumulate_sums_c(Lanes &result, const uint8_t *bytes, int64_t blocks) {
+  using T = typename Lanes::Element;
+  Lanes lanes = result;
   for (; blocks > 0; --blocks, bytes += kStatBlock)
     for (int32_t r = 0; r < kStatPerWord<T>; ++r)
       for (int32_t q = 0; q < kStatWords; ++q) {
         const StatSum<T> v = word_element_c<T>(load<uint32_t>(bytes, q), r);
         lanes.sum[r][q] += v;
-        lanes.sumsq[r][q] += v * v;
+        if constexpr (requires { lanes.sumsq; }) lanes.sumsq[r][q] += v * v;
       }
   result = lanes;
 }
 
 template <class T, class Beats>
-void accumulate_c(ExtremeLanes<T, Beats> &result, const uint8_t *bytes, int64_t blocks) {
+void accumulate_extremes_c(ExtremeLanes<T, Beats> &result, const uint8_t *bytes, int64_t blocks) {
   ExtremeLanes<T, Beats> lanes = result;
   for (; blocks > 0; --blocks, bytes += kStatBlock)
     for (size_t k = 0; k < std::size(lanes.extreme); ++k) {
@@ -58,7 +49,7 @@ void accumulate_c(ExtremeLanes<T, Beats> &result, const uint8_t *bytes, int64_t 
 }  // namespace
 
 constinit const StatisticsRows kStatisticsRowsC = {
-    accumulate_c<uint8_t>, accumulate_c<float>, accumulate_c<uint8_t>, accumulate_c<float>,
-    accumulate_c<uint8_t>, accumulate_c<float>, accumulate_c<uint8_t>, accumulate_c<float>};
+    accumulate_sums_c,     accumulate_sums_c,     accumulate_sums_c,     accumulate_sums_c,
+    accumulate_extremes_c, accumulate_extremes_c, accumulate_extremes_c, accumulate_extremes_c};
 
 }  // namespace tavix::module
