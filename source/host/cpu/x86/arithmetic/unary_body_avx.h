@@ -45,26 +45,18 @@ inline int32_t in_whole_blocks(int32_t n, int32_t channels) {
   }
 }
 
-// What the bodies of all element types and operations have.
-struct UnaryCall {
-  explicit UnaryCall(const UnaryJob &call) : job(call), channels(call.video().channels) {}
+// run_row(elements, src, dst) where blocks differ from single elements: rows that end in single
+// elements stay apart.
+template <class T, class RunRow>
+void for_each_row_of_blocks(const UnaryJob &job, const Range &rows, const RunRow &run_row) {
+  const int32_t n = row_elements(job.video());
+  const bool apart = in_whole_blocks(n, job.video().channels) != n;
+  const int32_t step = apart ? 1 : rows.end - rows.start;
+  for (int32_t y = rows.start; y < rows.end; y += step)
+    job.for_each_row<T>({y, y + step, 1}, run_row);
+}
 
-  // run_row(elements, src, dst). Where blocks differ from single elements, rows that end in single
-  // elements stay apart.
-  template <class T, bool blocks_differ, class RunRow>
-  void for_each_row(const Range &rows, const RunRow &run_row) const {
-    const int32_t n = row_elements(job.video());
-    const bool apart = blocks_differ && in_whole_blocks(n, channels) != n;
-    const int32_t step = apart ? 1 : rows.end - rows.start;
-    for (int32_t y = rows.start; y < rows.end; y += step)
-      job.for_each_row<T>({y, y + step, 1}, run_row);
-  }
-
-  const UnaryJob job;
-  const int32_t channels;
-};
-
-// What those have that compute every element: its parameters as the kernels take them.
+// The parameters of every element as the kernels take them.
 template <int32_t period>
 struct UnaryParameters {
   explicit UnaryParameters(const UnaryJob &job)
@@ -83,36 +75,37 @@ template <class Kernels, int op>
 class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBody {
  public:
   explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
-      : call_(job), singles_(call_.channels, alike(), fill<false>()) {
+      : job_(job), channels_(job.video().channels), singles_(channels_, alike(), fill<false>()) {
     if (op == TAVIX_UNARY_OP_SQRT && !finite_scales())
-      blocks_.emplace(call_.channels, alike(), fill<true>());
+      blocks_.emplace(channels_, alike(), fill<true>());
   }
 
   void operator()(const Range &rows) const override {
     if (!blocks_)
-      return call_.for_each_row<uint8_t, false>(
-          rows,
-          [this](int32_t n, const uint8_t *src, uint8_t *dst) { singles_.map_row(src, dst, n); });
-    call_.for_each_row<uint8_t, true>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-      const int32_t whole = in_whole_blocks(n, call_.channels);
-      blocks_->map_row(src, dst, whole);
-      singles_.map_row(src + whole, dst + whole, n - whole);
-    });
+      return job_.for_each_row<uint8_t>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+        singles_.map_row(src, dst, n);
+      });
+    for_each_row_of_blocks<uint8_t>(job_, rows,
+                                    [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+                                      const int32_t whole = in_whole_blocks(n, channels_);
+                                      blocks_->map_row(src, dst, whole);
+                                      singles_.map_row(src + whole, dst + whole, n - whole);
+                                    });
   }
 
  private:
-  float scale(int32_t c) const { return float(call_.job.scale[c]); }
-  float offset(int32_t c) const { return float(call_.job.offset[c]); }
+  float scale(int32_t c) const { return float(job_.scale[c]); }
+  float offset(int32_t c) const { return float(job_.offset[c]); }
 
   bool alike() const {
     bool all = true;
-    for (int32_t c = 1; c < call_.channels; ++c)
+    for (int32_t c = 1; c < channels_; ++c)
       all = all && scale(c) == scale(0) && offset(c) == offset(0);
     return all;
   }
   bool finite_scales() const {
     bool all = true;
-    for (int32_t c = 0; c < call_.channels; ++c) all = all && std::isfinite(scale(c));
+    for (int32_t c = 0; c < channels_; ++c) all = all && std::isfinite(scale(c));
     return all;
   }
   template <bool in_blocks>
@@ -124,7 +117,8 @@ class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBo
 
   using ByteMaps = typename Kernels::ByteMaps;
 
-  const UnaryCall call_;
+  const UnaryJob job_;
+  const int32_t channels_;
   const ByteMaps singles_;
   std::optional<ByteMaps> blocks_;
 };
@@ -132,27 +126,30 @@ class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBo
 template <class Kernels>
 class MulAddBytesBodyAVX final : public ParallelLoopBody {
  public:
-  explicit MulAddBytesBodyAVX(const UnaryJob &job) : call_(job), parameters_(job) {}
+  explicit MulAddBytesBodyAVX(const UnaryJob &job) : job_(job), parameters_(job) {}
 
   void operator()(const Range &rows) const override {
-    call_.for_each_row<uint8_t, false>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+    job_.for_each_row<uint8_t>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
       Kernels::mul_add_bytes(src, dst, n, parameters_.scale.lanes, parameters_.offset.lanes);
     });
   }
 
  private:
-  const UnaryCall call_;
+  const UnaryJob job_;
   const UnaryParameters<Kernels::kPeriod> parameters_;
 };
 
 template <class Kernels, int op>
 class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody {
  public:
-  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : call_(job), parameters_(job) {}
+  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : job_(job), parameters_(job) {}
 
   void operator()(const Range &rows) const override {
-    call_.for_each_row<float, kBlocksDiffer>(
-        rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) { run_row(n, src, dst); });
+    const auto run = [this](int32_t n, const uint8_t *src, uint8_t *dst) { run_row(n, src, dst); };
+    if constexpr (kBlocksDiffer)
+      for_each_row_of_blocks<float>(job_, rows, run);
+    else
+      job_.for_each_row<float>(rows, run);
   }
 
  private:
@@ -162,7 +159,7 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
     const auto &scale = parameters_.scale.lanes, &offset = parameters_.offset.lanes;
     if constexpr (op == TAVIX_UNARY_OP_LOG)
       return Kernels::kLibrary.scaled_logf(src, dst, n, FLT_EPSILON, scale, offset, library_logf());
-    const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, call_.channels) : n;
+    const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, job_.video().channels) : n;
     Kernels::template float_blocks<op>(src, dst, whole, scale, offset);
     run_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
   }
@@ -191,7 +188,7 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
     }
   }
 
-  const UnaryCall call_;
+  const UnaryJob job_;
   const UnaryParameters<Kernels::kPeriod> parameters_;
 };
 

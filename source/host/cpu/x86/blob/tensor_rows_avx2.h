@@ -25,40 +25,39 @@ template <class T>
 inline constexpr int kSlots = 16 / sizeof(T);
 static_assert(kSlots<uint8_t> % 3 == 1 && kSlots<float> % 3 == 1);
 
-template <class T, int c>
-constexpr ByteOrder plane_from_slots() {
-  constexpr int kElement = sizeof(T);
-  ByteOrder order{};
-  for (int i = 0; i < 16; ++i)
-    order[i] = uint8_t((3 * (i / kElement) + c) % kSlots<T> * kElement + i % kElement);
-  return order;
-}
+template <class T>
+struct SlotOrders {
+  alignas(16) ByteOrder plane_from_slots[3] = {}, slots_from_plane[3] = {};
 
-template <class T, int c>
-constexpr ByteOrder slots_from_plane() {
-  ByteOrder order{};
-  for (int i = 0; i < 16; ++i) order[plane_from_slots<T, c>()[i]] = uint8_t(i);
-  return order;
-}
-
-template <class T, int c>
-alignas(16) inline constexpr ByteOrder kPlaneFromSlots = plane_from_slots<T, c>();
-template <class T, int c>
-alignas(16) inline constexpr ByteOrder kSlotsFromPlane = slots_from_plane<T, c>();
-
-// Channel c of four pixels of bytes in each lane, as 32-bit integers: -1 makes a zero. Of pixels of
-// three bytes, the upper lane starts four bytes early, so that it ends with the pixels.
-template <int channels, int c>
-constexpr std::array<int8_t, 32> widened_channel() {
-  std::array<int8_t, 32> order{};
-  for (int i = 0; i < 32; ++i) {
-    const int early = channels == 3 && i >= 16 ? 4 : 0;
-    order[i] = int8_t(i % 4 == 0 ? early + channels * (i % 16 / 4) + c : -1);
+  constexpr SlotOrders() {
+    constexpr int kElement = sizeof(T);
+    for (int c = 0; c < 3; ++c)
+      for (int i = 0; i < 16; ++i) {
+        const int from = (3 * (i / kElement) + c) % kSlots<T> * kElement + i % kElement;
+        plane_from_slots[c][i] = uint8_t(from);
+        slots_from_plane[c][from] = uint8_t(i);
+      }
   }
-  return order;
-}
-template <int channels, int c>
-alignas(32) inline constexpr auto kWidenedChannel = widened_channel<channels, c>();
+};
+template <class T>
+constexpr SlotOrders<T> kSlotOrders;
+
+// Each channel of four pixels of bytes in each lane, as 32-bit integers: -1 makes a zero. Of pixels of
+// three bytes, the upper lane starts four bytes early, so that it ends with the pixels.
+template <int channels>
+struct WideningOrders {
+  alignas(32) int8_t order[channels][32] = {};
+
+  constexpr WideningOrders() {
+    for (int c = 0; c < channels; ++c)
+      for (int i = 0; i < 32; ++i) {
+        const int early = channels == 3 && i >= 16 ? 4 : 0;
+        order[c][i] = int8_t(i % 4 == 0 ? early + channels * (i % 16 / 4) + c : -1);
+      }
+  }
+};
+template <int channels>
+constexpr WideningOrders<channels> kWidening;
 
 // Four by four bytes transposed.
 alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
@@ -178,12 +177,10 @@ TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_
   __m256i v[channels];
   for (int j = 0; j < channels; ++j) v[j] = load_halves(src + 16 * j, src + 16 * (channels + j));
   if constexpr (channels == 3) {
-    const __m256i a = every_third<T>(v[0], v[2], v[1]);
-    const __m256i b = every_third<T>(v[1], v[0], v[2]);
-    const __m256i c = every_third<T>(v[2], v[1], v[0]);
-    put<past_caches>(planes[0] + at, shuffle_lanes(a, kPlaneFromSlots<T, 0>));
-    put<past_caches>(planes[1] + at, shuffle_lanes(b, kPlaneFromSlots<T, 1>));
-    put<past_caches>(planes[2] + at, shuffle_lanes(c, kPlaneFromSlots<T, 2>));
+    for (int c = 0; c < 3; ++c)
+      put<past_caches>(planes[c] + at,
+                       shuffle_lanes(every_third<T>(v[c], v[(c + 2) % 3], v[(c + 1) % 3]),
+                                     kSlotOrders<T>.plane_from_slots[c]));
   } else {
     if constexpr (sizeof(T) == 1)
       for (int j = 0; j < 4; ++j) v[j] = shuffle_lanes(v[j], kTransposed);
@@ -196,12 +193,10 @@ template <class T, int channels, bool past_caches>
 TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
   __m256i v[channels];
   if constexpr (channels == 3) {
-    const __m256i a = shuffle_lanes(load_256(planes[0] + at), kSlotsFromPlane<T, 0>);
-    const __m256i b = shuffle_lanes(load_256(planes[1] + at), kSlotsFromPlane<T, 1>);
-    const __m256i c = shuffle_lanes(load_256(planes[2] + at), kSlotsFromPlane<T, 2>);
-    v[0] = every_third<T>(a, b, c);
-    v[1] = every_third<T>(b, c, a);
-    v[2] = every_third<T>(c, a, b);
+    __m256i p[3];
+    for (int c = 0; c < 3; ++c)
+      p[c] = shuffle_lanes(load_256(planes[c] + at), kSlotOrders<T>.slots_from_plane[c]);
+    for (int j = 0; j < 3; ++j) v[j] = every_third<T>(p[j], p[(j + 1) % 3], p[(j + 2) % 3]);
   } else {
     for (int c = 0; c < 4; ++c) v[c] = load_256(planes[c] + at);
     transpose(v);
@@ -217,27 +212,17 @@ TAVIX_INLINE __m256i load_pixels(const uint8_t *src) {
   return channels == 3 ? load_halves(src, src + 8) : load_256(src);
 }
 
-template <class T, int channels, int c>
-TAVIX_INLINE void widen_channel(const __m256i (&pixels)[4], uint8_t *plane) {
-  const __m256i order =
-      _mm256_load_si256(reinterpret_cast<const __m256i *>(kWidenedChannel<channels, c>.data()));
-  for (int k = 0; k < 4; ++k) {
-    const __m256i integers = _mm256_shuffle_epi8(pixels[k], order);
-    store_256(plane + 32 * k, std::is_same_v<T, float>
-                                  ? _mm256_castps_si256(_mm256_cvtepi32_ps(integers))
-                                  : integers);
-  }
-}
-
 // 32 pixels of bytes into planes of 32-bit elements.
 template <class T, int channels>
 TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
   __m256i pixels[4];
   for (int k = 0; k < 4; ++k) pixels[k] = load_pixels<channels>(src + 8 * k * channels);
-  widen_channel<T, channels, 0>(pixels, planes[0] + at);
-  widen_channel<T, channels, 1>(pixels, planes[1] + at);
-  widen_channel<T, channels, 2>(pixels, planes[2] + at);
-  if constexpr (channels == 4) widen_channel<T, channels, 3>(pixels, planes[3] + at);
+  for (int c = 0; c < channels; ++c)
+    for (int k = 0; k < 4; ++k) {
+      const Ints elements = _mm256_shuffle_epi8(pixels[k], load_ints(kWidening<channels>.order[c]));
+      uint8_t *const plane = planes[c] + at + kBytes * k;
+      std::is_same_v<T, float> ? store(plane, as_floats(elements)) : store_ints(plane, elements);
+    }
 }
 
 template <class T, int channels>
