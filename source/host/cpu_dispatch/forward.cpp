@@ -11,9 +11,8 @@ int32_t TavixFrameBinaryArithmeticForward(const TavixFrameV2 *src1_frame,
                                           const TavixFrameV2 *src2_frame, uint32_t op,
                                           const double *alpha, const double *beta,
                                           const double *gamma, TavixFrameV2 *dst_frame) {
-  const auto implementation =
-      use_avx2() ? TavixFrameBinaryArithmeticAVX : TavixFrameBinaryArithmeticCommonC;
-  return implementation(src1_frame, src2_frame, op, alpha, beta, gamma, dst_frame);
+  const auto run = use_avx2() ? TavixFrameBinaryArithmeticAVX : TavixFrameBinaryArithmeticCommonC;
+  return run(src1_frame, src2_frame, op, alpha, beta, gamma, dst_frame);
 }
 
 int32_t TavixFrameUnaryArithmeticForward(const TavixFrameV2 *src, int32_t op, const double *scale,

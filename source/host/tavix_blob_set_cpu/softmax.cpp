@@ -5,11 +5,9 @@
 #include "common/frame_access.h"
 #include "common/log.h"
 
-namespace {
-constexpr auto &kUnit = tavix::module::kBlobSetUnit;
-}
-
 using namespace tavix::module;
+
+static constexpr auto &kUnit = kBlobSetUnit;
 
 int32_t TavixBlobSoftmaxByCPU(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
   TAVIX_REFUSE_IF(kUnit, any_null(src_blob, dst_blob), TAVIX_ERROR_INVALID_PARAM,

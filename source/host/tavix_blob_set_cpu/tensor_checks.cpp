@@ -5,23 +5,20 @@
 
 namespace tavix::module {
 
-namespace {
-
-constexpr auto &kUnit = kBlobSetUnit;
-
-}  // namespace
+static constexpr auto &kUnit = kBlobSetUnit;
 
 int32_t check_tensor(const TensorDirection &direction, const char *function,
                      const TavixFrameV2 &frame, const TensorShape &shape, uint32_t data_type,
                      const TensorRows &rows, const BlobElement *&element) {
   const TavixVideoInfo &video = frame.video;
   const char *const f = direction.frame, *const b = direction.blob;
-  TAVIX_REFUSE_AS_IF(kUnit, function, exceeds(shape, video), TAVIX_ERROR_INVALID_PARAM,
-                     "%s_frame_width:%d %s_frame_height:%d %s_frame_channel:%d need great or "
-                     "equle than %s_blob_width:%d %s_blob_height:%d %s_blob_channel:%d",
-                     f, video.width, f, video.height, f, video.channels, b, shape.w, b, shape.h, b,
-                     shape.c);
-  if (differs(shape, video)) {
+  TAVIX_REFUSE_AS_IF(
+      kUnit, function, video.width < shape.w || video.height < shape.h || video.channels < shape.c,
+      TAVIX_ERROR_INVALID_PARAM,
+      "%s_frame_width:%d %s_frame_height:%d %s_frame_channel:%d need great or "
+      "equle than %s_blob_width:%d %s_blob_height:%d %s_blob_channel:%d",
+      f, video.width, f, video.height, f, video.channels, b, shape.w, b, shape.h, b, shape.c);
+  if (video.width != shape.w || video.height != shape.h || video.channels != shape.c) {
     TAVIX_LOG_AS(kUnit, function, direction.difference_level,
                  "%s_frame_width:%d %s_frame_height:%d %s_frame_channel:%d is different from "
                  "%s_blob_width:%d %s_blob_height:%d %s_blob_channel:%d",

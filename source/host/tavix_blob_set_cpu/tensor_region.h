@@ -26,13 +26,6 @@ constexpr TensorShape nhwc_shape(const TavixBlob &blob) {
   return {blob.dims[0], blob.dims[3], blob.dims[1], blob.dims[2]};
 }
 
-constexpr bool exceeds(const TensorShape &shape, const TavixVideoInfo &video) {
-  return video.width < shape.w || video.height < shape.h || video.channels < shape.c;
-}
-constexpr bool differs(const TensorShape &shape, const TavixVideoInfo &video) {
-  return video.width != shape.w || video.height != shape.h || video.channels != shape.c;
-}
-
 // Whether the elements of a shape that is not empty fit the address space of a process.
 constexpr bool fits_memory(const TensorShape &shape, int32_t element_bytes) {
   constexpr int64_t kAddressSpace = int64_t(1) << 47;

@@ -4,11 +4,9 @@
 #include "common/pixel_format.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
-namespace {
-constexpr auto &kUnit = tavix::module::kFrameConvertUnit;
-}
-
 using namespace tavix::module;
+
+static constexpr auto &kUnit = kFrameConvertUnit;
 
 int32_t TavixFrameBinaryArithmeticByCPU(const TavixFrameV2 *src1_frame,
                                         const TavixFrameV2 *src2_frame, uint32_t op,

@@ -5,11 +5,9 @@
 #include "cpu/tavix_cvt_color/entries.h"
 #include "tavix/video_common_cpu/color.h"
 
-namespace {
-constexpr auto &kUnit = tavix::module::kFrameConvertUnit;
-}
-
 using namespace tavix::module;
+
+static constexpr auto &kUnit = kFrameConvertUnit;
 
 int32_t TavixFrameConvertColorByCPU(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
   TAVIX_REFUSE_IF(kUnit, any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,

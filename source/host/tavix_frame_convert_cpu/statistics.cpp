@@ -5,11 +5,9 @@
 #include "common/log.h"
 #include "common/pixel_format.h"
 
-namespace {
-constexpr auto &kUnit = tavix::module::kFrameConvertUnit;
-}
-
 using namespace tavix::module;
+
+static constexpr auto &kUnit = kFrameConvertUnit;
 
 int32_t TavixFrameStatisticalFunctionByCPU(const TavixFrameV2 *src, int32_t op,
                                            TavixArray **dst_array) {

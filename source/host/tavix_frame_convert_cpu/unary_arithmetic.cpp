@@ -4,11 +4,9 @@
 #include "common/pixel_format.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
-namespace {
-constexpr auto &kUnit = tavix::module::kFrameConvertUnit;
-}
-
 using namespace tavix::module;
+
+static constexpr auto &kUnit = kFrameConvertUnit;
 
 int32_t TavixFrameUnaryArithmeticByCPU(const TavixFrameV2 *src, int32_t op, const double *scale,
                                        const double *offset, TavixFrameV2 *dst) {

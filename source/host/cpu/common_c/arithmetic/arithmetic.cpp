@@ -17,11 +17,7 @@
 
 namespace tavix::module {
 
-namespace {
-
-constexpr auto &kUnit = kArithmeticUnit;
-
-}  // namespace
+static constexpr auto &kUnit = kArithmeticUnit;
 
 int32_t check_binary(const char *unit, const char *function, bool tells_unsupported,
                      const BinaryJob &job, uint32_t op) {

@@ -28,16 +28,8 @@ void map(const Table *tables, const uint8_t *src, uint8_t *dst, int32_t n) {
 }  // namespace
 
 void ChannelTables::map_row(const uint8_t *src, uint8_t *dst, int32_t n, int32_t channels) const {
-  switch (channels) {
-    case 1:
-      return map<1>(tables_.data(), src, dst, n);
-    case 2:
-      return map<2>(tables_.data(), src, dst, n);
-    case 3:
-      return map<3>(tables_.data(), src, dst, n);
-    case 4:
-      return map<4>(tables_.data(), src, dst, n);
-  }
+  constexpr decltype(&map<1>) kByChannels[] = {map<1>, map<2>, map<3>, map<4>};
+  kByChannels[channels - 1](tables_.data(), src, dst, n);
 }
 
 }  // namespace tavix::module

@@ -34,15 +34,8 @@ namespace tavix::module {
 
 // Elements of a row of n that whole blocks cover.
 inline int32_t in_whole_blocks(int32_t n, int32_t channels) {
-  switch (channels) {
-    case 1:
-    case 4:
-      return n - n % 8;
-    case 3:
-      return n - n % 24;
-    default:
-      return 0;
-  }
+  if (channels == 2) return 0;
+  return n - n % (channels == 3 ? 24 : 8);
 }
 
 // run_row(elements, src, dst) where blocks differ from single elements: rows that end in single
