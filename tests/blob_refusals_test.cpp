@@ -190,6 +190,28 @@ TEST(BlobRefusals, FirstFaultWins) {
   }
 }
 
+// The number of bytes leaves 64 bits at each of the dimensions, or just exceeds what a process can
+// address.
+TEST(BlobRefusals, NoTensorExceedsMemory) {
+  constexpr int32_t kSizes[][4] = {{INT32_MAX, INT32_MAX, 1, 1},
+                                   {1, 1 << 30, 1 << 30, 8},
+                                   {1, 1 << 21, 1 << 21, 1 << 21},
+                                   {2, 1 << 15, 1 << 15, 1 << 15}};
+  for (const Entry entry : kEntries) {
+    for (const auto &[n, c, h, w] : kSizes) {
+      Call call(true);
+      const int32_t dims[] = {n, c, h, w};
+      std::ranges::copy(dims, call.blob->dims);
+      call.frame->video.channels = c, call.frame->video.height = h, call.frame->video.width = w;
+      EXPECT_EQ(call.run(entry), to_blob(entry) ? TAVIX_ERROR_INVALID_DATA : kInvalid);
+      EXPECT_EQ(core_double().take_logs(),
+                conversion_lines(entry, converter(entry, "NCHW"),
+                                 printed("%s_blob of %d x %d x %d x %d elements exceeds memory",
+                                         to_blob(entry) ? "dst" : "src", n, c, h, w)));
+    }
+  }
+}
+
 // Sizes fail one by one, whatever the others allow.
 TEST(BlobRefusals, EverySizeIsCompared) {
   for (int32_t TavixVideoInfo::*size :

@@ -182,6 +182,12 @@ TEST(Blob, WrapsMemoryOfItsCallerWithoutACopy) {
 
   TavixBufferRelease(TavixBufferWrap(elements, nullptr, nullptr));
   EXPECT_TRUE(log.take().empty());
+
+  fail_nothrow_new(1);
+  EXPECT_EQ(TavixBufferWrap(elements, count, &released), nullptr);
+  EXPECT_TRUE(log.only_error("TavixBufferWrap", printed("no memory for a buffer around %p",
+                                                        static_cast<void *>(elements))));
+  EXPECT_EQ(released, 1);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <string>
 
 #include "core/recorded_log.h"
@@ -50,6 +51,15 @@ TEST(Logger, CutsALongMessageWhereMemoryIsShort) {
   const auto lines = log.take();
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].message, std::string(511, 'x'));
+}
+
+// No character of the locale of C.
+TEST(Logger, WritesAFormatThatCannotBePrintedAsItIs) {
+  RecordedLog log;
+  TavixLoggerLogV2(TAVIX_LOG_ERROR, "", "", 1, "value %lc", wint_t(0xD800));
+  const auto lines = log.take();
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].message, "value %lc");
 }
 
 TEST(Logger, NullTexts) {
