@@ -11,17 +11,22 @@ if(TAVIX_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${TAVIX_SANITIZE})
 endif()
-if(TAVIX_COVERAGE)
-  add_compile_options(--coverage -O0)
-  add_link_options(--coverage)
-endif()
-
 # Paths in the binaries, and so in log lines, start at the repository's root: a build leaves no trace
-# of where it ran. Coverage reports need the whole paths.
-if(NOT TAVIX_COVERAGE)
-  add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build
-                      -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
-endif()
+# of where it ran.
+add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build
+                    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+# What runs of the libraries' own code is counted: at -O0 each line and each branch stays where it is
+# written, and threads count together. The end of a local variable would count as two branches if its
+# memory served others. Reports need the whole paths.
+function(tavix_count_coverage target)
+  if(TAVIX_COVERAGE)
+    target_compile_options(
+      ${target} PRIVATE --coverage -O0 -fprofile-update=atomic -fstack-reuse=none
+                        -fprofile-prefix-map=${PROJECT_SOURCE_DIR}=${PROJECT_SOURCE_DIR})
+    target_link_options(${target} PUBLIC --coverage)
+  endif()
+endfunction()
 
 # Arithmetic is as written: nothing fuses a multiplication with an addition. No code reads errno or
 # the floating-point exception flags, so neither stands in the way of vector loops.

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/logged_texts.h"
 #include "tavix/core.h"
 
 namespace tavix::test {
@@ -47,6 +48,7 @@ class RecordedLog {
  private:
   static void record(void *user, int32_t level, const char *file, const char *function,
                      int32_t line, const char *message) {
+    note_logged_text(message);
     static_cast<RecordedLog *>(user)->lines_.push_back({level, file, function, line, message});
   }
 

@@ -11,6 +11,8 @@
 #include <set>
 #include <utility>
 
+#include "support/logged_texts.h"
+
 namespace tavix::test {
 
 namespace {
@@ -224,6 +226,7 @@ void TavixLoggerLogV2(int32_t level, const char *file, const char *function, int
   va_start(arguments, format);
   LogLine entry{level, file, function, vprinted(format, arguments), line, format};
   va_end(arguments);
+  note_logged_text(format);
   locked([&](State &s) { s.logs.push_back(std::move(entry)); });
 }
 
