@@ -10,7 +10,9 @@
 #include <map>
 #include <opencv2/imgproc.hpp>
 
+#include "cpu/common_c/channels/mask_row.h"
 #include "support/core_double.h"
+#include "support/guarded_bytes.h"
 #include "support/opencv_reference.h"
 #include "support/seams.h"
 #include "support/sweep.h"
@@ -307,6 +309,23 @@ TEST(AddMask, SourceWithAlphaIsCut) {
   }
 }
 
+// A row that was cut ends at the end of a page.
+TEST(AddMask, CutRowsEndInTime) {
+  for (const bool floats : {false, true}) {
+    for (const int32_t width : {1, 4, 5, 7, 300}) {
+      const size_t element = floats ? 4 : 1, row_bytes = 4 * size_t(width) * element;
+      const GuardedBytes src(row_bytes), mask(size_t(width) * element), dst(row_bytes);
+      std::fill_n(src.data(), row_bytes, uint8_t(1));
+      std::fill_n(mask.data(), mask.size(), uint8_t(2));
+      module::mask_row(module::kRgbRowsC, floats, 4, src.data(), mask.data(), dst.data(), width);
+      for (size_t i = 0; i < row_bytes; ++i)
+        ASSERT_EQ(dst.data()[i], i / element % 5 == 4 ? 2 : 1)
+            << "width " << width << ", byte " << i;
+      EXPECT_TRUE(dst.intact());
+    }
+  }
+}
+
 TEST(AddMask, RefusalsInOrder) {
   GuardedFrame src({TAVIX_PIX_FMT_RGB24, 4, 2}), mask({TAVIX_PIX_FMT_GRAY8, 4, 2});
   src.fill(Fill::noise, 1), mask.fill(Fill::noise, 2);
@@ -336,6 +355,15 @@ TEST(AddMask, RefusalsInOrder) {
   EXPECT_REFUSED(TavixFrameAddMaskByCPU(src, mask, &dst), kInvalid, kUnit, kFunction,
                  "mask channels:3 need to be 1");
   EXPECT_EQ(dst, src) << "checks before the allocation leave the output alone";
+
+  for (int missing = 0; missing < 3; ++missing) {
+    const TavixFrameV2 *const from = missing == 0 ? nullptr : static_cast<TavixFrameV2 *>(src);
+    const TavixFrameV2 *const over = missing == 1 ? nullptr : static_cast<TavixFrameV2 *>(mask);
+    TavixFrameV2 **const to = missing == 2 ? nullptr : &dst;
+    EXPECT_REFUSED(
+        TavixFrameAddMaskByCPU(from, over, to), kInvalid, kUnit, kFunction,
+        printed("src_frame:%p, mask:%p or dst_frame address:%p is nullptr", from, over, to));
+  }
 }
 
 TEST(MultiFrame, EqualsOpencvInPlaceAndInANewFrame) {

@@ -105,6 +105,19 @@ TEST(PackedConversion, EveryPairAtEveryWidth) {
   });
 }
 
+// Strips of the portable rows end in the middle of these.
+TEST(PackedConversion, LongRows) {
+  for_each_path([](const Path &path) {
+    if (path.workers > 1) return;
+    for (const int32_t from : kPackedFormats) {
+      GuardedFrame src({from, 2100, 1});
+      fill_frame(src, Fill::noise, 11);
+      for (const int32_t to : kPackedFormats)
+        if (from != to) expect_reference(src, to, {}, 0, path.vector);
+    }
+  });
+}
+
 TEST(PackedConversion, LargeFrames) {
   for_each_path([](const Path &path) {
     for (const int32_t from : kPackedFormats) {
