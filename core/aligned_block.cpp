@@ -57,8 +57,8 @@ KeptBlock *take(size_t size) {
 void ask_for_large_pages([[maybe_unused]] uint8_t *data, [[maybe_unused]] size_t bytes) {
 #ifdef MADV_HUGEPAGE
   constexpr uintptr_t kPage = 4096;
-  const auto address = (reinterpret_cast<uintptr_t>(data) + kPage - 1) / kPage * kPage;
-  madvise(reinterpret_cast<void *>(address), bytes - kPage, MADV_HUGEPAGE);  // a wish
+  uint8_t *page = data + (kPage - reinterpret_cast<uintptr_t>(data) % kPage) % kPage;
+  madvise(page, bytes - kPage, MADV_HUGEPAGE);  // a wish
 #endif
 }
 

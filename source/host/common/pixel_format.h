@@ -62,6 +62,7 @@ constexpr const FormatTraits &traits(int32_t format) {
 static_assert(traits(TAVIX_PIX_FMT_NONE).layout == PixelLayout::kNone);
 
 constexpr bool is_beyond_formats(int32_t code) {
+  // NOLINTNEXTLINE(misc-redundant-expression): not once there are formats beyond NONE
   return code >= int32_t(kFormatCount) || code == TAVIX_PIX_FMT_NONE;
 }
 constexpr bool is_rgb_family(int32_t format) {

@@ -85,6 +85,7 @@ class TensorWriter {
     uint8_t strip[kStripElements], rest[kStripPixels * sizeof(T)];
     uint8_t *planes[kMaxChannels];
     for (int32_t c = 0; c < channels_; ++c)
+      // cppcheck-suppress legacyUninitvar // what goes into the rest is never read
       planes[c] = c < shape_.c ? columns + c * plane_bytes : rest;
     convert_(pixels, strip, n * channels_);
     split_(strip, planes, n);

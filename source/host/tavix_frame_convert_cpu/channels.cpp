@@ -100,6 +100,7 @@ void split_rows(const cv::Mat &picture, const Planes &planes) {
       Planes strip;
       for (size_t c = 0; c < planes.size(); ++c)
         strip[c] = planes[c] == nullptr
+                       // cppcheck-suppress legacyUninitvar // written, never read
                        ? nowhere + element
                        : planes[c] + (size_t(y) * size_t(src.cols) + size_t(x)) * element;
       split_pixels_c(src.ptr(y, x), strip.data(), std::min(kStripPixels, src.cols - x),

@@ -24,7 +24,8 @@ LibraryFunction examined(float (*call)(float), LibraryRows<8>::Row *row, float c
                          float reach) {
   float x[kProbes], y[kProbes];
   for (int32_t i = 0; i < kProbes; ++i) {
-    const float t = float(i - kProbes / 2) / (kProbes / 2);
+    constexpr int32_t kHalf = kProbes / 2;
+    const float t = float(i - kHalf) / kHalf;
     x[i] = centre + reach * t * t * t;
   }
   row(x, y, kProbes, {call, true});

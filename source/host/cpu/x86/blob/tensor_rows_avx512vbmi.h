@@ -76,7 +76,7 @@ alignas(64) constexpr Order<T> kQuarters = quarters<T, to_quarters>();
 template <int channels, int c>
 constexpr Order<uint8_t> widened_channel() {
   Order<uint8_t> order{};
-  for (int x = 0; x < 16; ++x) order[size_t(4 * x)] = uint8_t(channels * x + c);
+  for (int x = 0; x < 16; ++x) order[size_t(x) * 4] = uint8_t(channels * x + c);
   return order;
 }
 template <int channels, int c>
