@@ -59,7 +59,7 @@ std::string last_error(const std::vector<Line> &lines) {
   return "";
 }
 
-[[noreturn]] void raise(const char *function, py::object status, const std::string &message,
+[[noreturn]] void raise(const char *function, const py::object &status, const std::string &message,
                         std::initializer_list<const Described *> operands) {
   py::list shapes;
   for (const Described *operand : operands) shapes.append(operand->describe());

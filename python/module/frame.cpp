@@ -105,8 +105,8 @@ void require_one_chroma_stride(const TavixFrameV2 &record) {
   }
 }
 
-Frame frame_from(py::object data, py::handle format_like, py::object width, py::object height,
-                 py::handle color_space, py::handle color_range) {
+Frame frame_from(py::object data, py::handle format_like, const py::object &width,
+                 const py::object &height, py::handle color_space, py::handle color_range) {
   Frame frame;
   const int32_t format = code_of(kPixelFormats, format_like);
   const core::PlaneLayout &layout = required_layout(format);
@@ -358,7 +358,7 @@ A part of the frame over the same memory. x and y are even in 4:2:0 formats.
   type.def("__repr__", &repr);
   type.def(
       "__array__",
-      [](const Frame &f, py::object dtype) {
+      [](const Frame &f, const py::object &dtype) {
         const py::array &array = pixels(f);
         return dtype.is_none() ? py::object(array) : py::object(array.attr("astype")(dtype));
       },
@@ -368,7 +368,7 @@ A part of the frame over the same memory. x and y are even in 4:2:0 formats.
       "The pixels, for programs that read NumPy's interface.");
   type.def(
       "__dlpack__",
-      [](const Frame &f, py::object stream) {
+      [](const Frame &f, const py::object &stream) {
         return pixels(f).attr("__dlpack__")(py::arg("stream") = stream);
       },
       py::kw_only(), py::arg("stream") = py::none(),

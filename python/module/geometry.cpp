@@ -36,8 +36,8 @@ py::object resize(py::handle src, py::handle size, py::handle scale, py::handle 
   const auto [width, height] = result_size(size, out, picture);
   Picture result = Picture::result(picture, out, width, height);
   require_no_overlap(picture, result, InPlace::kRefused);
-  call("TavixFrameResizeByCPU", {&picture, &result}, [&] {
-    return TavixFrameResizeByCPU(&picture.record(), &result.record(), width, height, mode);
+  call("TavixFrameResizeByCPU", {&picture, &result}, [&, w = width, h = height] {
+    return TavixFrameResizeByCPU(&picture.record(), &result.record(), w, h, mode);
   });
   return result.object();
 }
