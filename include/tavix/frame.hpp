@@ -71,9 +71,15 @@ class Error : public std::runtime_error {
 
 namespace detail {
 
-// What this thread logged last at the level of errors.
-inline std::string &last_error() {
-  static thread_local std::string line;
+// What this thread logged last at the level of errors, cut where it is very long. It needs no memory,
+// which may be what the line is about.
+struct LastError {
+  char text[2048];
+
+  void set(const char *line) noexcept { std::snprintf(text, sizeof text, "%s", line); }
+};
+inline LastError &last_error() noexcept {
+  static thread_local LastError line = {};
   return line;
 }
 
@@ -96,7 +102,7 @@ class LogTap {
 
   static void receive(void *self, int32_t level, const char *file, const char *function,
                       int32_t line, const char *message) {
-    if (level >= TAVIX_LOG_ERROR) last_error() = message;
+    if (level >= TAVIX_LOG_ERROR) last_error().set(message);
     LogTap &tap = *static_cast<LogTap *>(self);
     const std::lock_guard<std::recursive_mutex> lock(tap.mutex_);
     tap.next_(tap.user_, level, file, function, line, message);
@@ -127,12 +133,12 @@ struct FreedBy {
 // Forgets what was logged for earlier calls.
 inline void begin_call() {
   LogTap::instance();
-  last_error().clear();
+  last_error().set("");
 }
 
 template <class T>
 T *allocated(const char *function, T *object) {
-  if (object == nullptr) throw Error(function, TAVIX_ERROR_MEMORY, last_error());
+  if (object == nullptr) throw Error(function, TAVIX_ERROR_MEMORY, last_error().text);
   return object;
 }
 
@@ -146,7 +152,7 @@ inline void set_log_sink(TavixLogSink sink, void *user = nullptr) {
 /// Throws Error unless status is TAVIX_OK. The message is the last error that this thread logged.
 inline void check(int32_t status, const char *function) {
   detail::LogTap::instance();
-  if (status != TAVIX_OK) throw Error(function, status, detail::last_error());
+  if (status != TAVIX_OK) throw Error(function, status, detail::last_error().text);
 }
 
 using FramePtr = std::unique_ptr<TavixFrameV2, detail::FreedBy<TavixFrameFreeV2>>;
@@ -350,6 +356,17 @@ std::string function_name() {
   return std::string(name);
 }
 
+// Throws the exception that is being handled as an Error.
+[[noreturn]] inline void throw_error(const std::string &function) {
+  try {
+    throw;
+  } catch (const std::exception &exception) {
+    throw Error(function, Error::kException, exception.what());
+  } catch (...) {
+    throw Error(function, Error::kException, "unknown exception");
+  }
+}
+
 // A mask that is refused may have freed its frame, and leaves the pointer to it behind.
 template <auto function>
 constexpr bool refusal_leaves_stale_output() {
@@ -371,24 +388,20 @@ detail::Output<Owner> out(Owner &owner) {
 /// Calls a function of the C interface: call<TavixFrameResizeByCPU>(src, dst, 224, 224, 3).
 /// Frames and tensors are given as owners, as records or as pointers, results as out(owner), which
 /// keeps what it held unless the call succeeds. A status other than TAVIX_OK and every exception
-/// that leaves the function arrive as Error.
+/// that leaves the function arrive as Error, or as std::bad_alloc where there is no memory for one.
 template <auto function, class... Arguments>
 void call(Arguments &&...arguments) {
   detail::begin_call();
   int32_t status = Error::kException;
-  std::string thrown;
   try {
     status = function(detail::argument(arguments)...);
-  } catch (const std::exception &exception) {
-    thrown = exception.what();
   } catch (...) {
-    thrown = "unknown exception";
+    (detail::discard(arguments, false), ...);
+    detail::throw_error(detail::function_name<function>());
   }
   if (status == TAVIX_OK) return (detail::commit(arguments), ...);
-  const bool stale = status != Error::kException && detail::refusal_leaves_stale_output<function>();
-  (detail::discard(arguments, stale), ...);
-  throw Error(detail::function_name<function>(), status,
-              status == Error::kException ? thrown : detail::last_error());
+  (detail::discard(arguments, detail::refusal_leaves_stale_output<function>()), ...);
+  throw Error(detail::function_name<function>(), status, detail::last_error().text);
 }
 
 }  // namespace tavix

@@ -12,14 +12,6 @@
 
 namespace tavix::proof {
 
-// What may leave a call when resources run out.
-enum class Leaves {
-  nothing,  // a status says it all
-  arena,    // what makes an arena and its threads, with more than one worker
-  opencv,   // OpenCV's exceptions and std::bad_alloc
-  memory    // std::bad_alloc: of what OpenCV allocates outside its own exceptions
-};
-
 // The memory that a call writes, and what it made.
 struct Result {
   std::vector<uint8_t> bytes;
@@ -27,14 +19,15 @@ struct Result {
 };
 
 struct Subject {
-  std::string name;
-  Leaves leaves;
+  std::string name;  // of the function
   // At most so many error lines come with a refusal.
   int lines;
   // Calls it; the status, or TAVIX_ERROR_MEMORY for a null result.
   std::function<int32_t()> call;
   // The bytes that a successful call leaves; frees what it made, and all is as before the call.
   std::function<Result()> take;
+  // A use of tavix/frame.hpp instead of one function.
+  bool of_layer = false;
 };
 
 // On records of their own, which stay: to be made before anything fails.

@@ -59,7 +59,7 @@
  * Any number of threads may call it. The frames must not change meanwhile.
  *
  * @par Exceptions
- * A standard exception leaves the call when the thread arena cannot be made.
+ * std::bad_alloc or std::runtime_error where the workers' arena cannot be made.
  *
  * @par Precision
  * Results are defined to the last bit. They differ with and without AVX2 where docs/colour.md says

@@ -126,6 +126,9 @@ TAVIX_API int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFram
  * Takes the minimum under a structuring element, in one iteration; pixels outside do not count.
  * Everything else is as in TavixFrameDilateBorderByCPU.
  *
+ * @par Exceptions
+ * As TavixFrameDilateBorderByCPU.
+ *
  * @return as TavixFrameDilateBorderByCPU
  */
 TAVIX_API int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,

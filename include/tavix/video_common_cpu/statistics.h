@@ -66,6 +66,9 @@ TAVIX_API int32_t TavixFrameStatisticalFunctionByCPU(const TavixFrameV2 *src, in
 /**
  * Hands the call to the entry for this processor, without a check of its own.
  *
+ * @par Exceptions
+ * As TavixFrameStatisticalFunctionByCPU.
+ *
  * @return the status of the implementation that runs
  */
 TAVIX_API int32_t TavixFrameStatisticalFunctionForward(const TavixFrameV2 *src, int32_t op,
@@ -74,12 +77,20 @@ TAVIX_API int32_t TavixFrameStatisticalFunctionForward(const TavixFrameV2 *src, 
 /**
  * The portable entry, with checks and messages of its own; it does not look at memory.
  *
+ * @par Exceptions
+ * As TavixFrameStatisticalFunctionByCPU.
+ *
  * @return As ByCPU, but a null array address is refused together with a null record.
  */
 TAVIX_API int32_t TavixFrameStatisticalFunctionCommonC(const TavixFrameV2 *src, int32_t op,
                                                        TavixArray **dst_array);
 
-/** As CommonC with messages of its own; both run the same kernels and give the same results. */
+/**
+ * As CommonC with messages of its own; both run the same kernels and give the same results.
+ *
+ * @par Exceptions
+ * As TavixFrameStatisticalFunctionByCPU.
+ */
 TAVIX_API int32_t TavixFrameStatisticalFunctionAVX(const TavixFrameV2 *src, int32_t op,
                                                    TavixArray **dst_array);
 
