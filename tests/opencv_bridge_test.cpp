@@ -76,6 +76,25 @@ TEST(OpencvBridge, CountsWhatOpencvLetsWrap) {
   EXPECT_FALSE(countable(1, int64_t(INT32_MAX) + 1, CV_8UC1));
 }
 
+// OpenCV adds the kernel and 64 to both sides in 32 bits, and takes no kernel side beyond 2^28.
+TEST(OpencvBridge, CountsWhatKernelsAdd) {
+  constexpr int32_t kSide = 1 << 28, kMost = INT32_MAX - 64;
+  const auto fits = [](int32_t width, int32_t height, int type, cv::Size kernel) {
+    TavixVideoInfo picture = {};
+    picture.width = width, picture.height = height;
+    return countable(picture, type, kernel);
+  };
+  EXPECT_TRUE(fits(1, kMost - 3, CV_8UC1, {3, 3}));
+  EXPECT_FALSE(fits(1, kMost - 2, CV_8UC1, {3, 3}));
+  EXPECT_TRUE(fits(kMost - 3, 1, CV_8UC1, {3, 3}));
+  EXPECT_FALSE(fits(kMost - 2, 1, CV_8UC1, {3, 3}));
+  EXPECT_TRUE(fits(INT32_MAX / 16 - 64 - 3, 1, CV_32FC4, {3, 3}));
+  EXPECT_FALSE(fits(INT32_MAX / 16 - 64 - 2, 1, CV_32FC4, {3, 3}));
+  EXPECT_TRUE(fits(1, 1, CV_8UC1, {kSide, kSide}));
+  EXPECT_FALSE(fits(1, 1, CV_8UC1, {kSide + 1, 1}));
+  EXPECT_FALSE(fits(1, 1, CV_8UC1, {1, kSide + 1}));
+}
+
 TEST(OpencvBridge, ViewOwnsNothing) {
   GuardedFrame frame({TAVIX_PIX_FMT_BGRF32, 5, 3}, {.pad = 8});
   const cv::Mat view = plane_view(*frame, CV_32FC3);
