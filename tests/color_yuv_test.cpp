@@ -112,7 +112,7 @@ TEST(ColorYuv, LargeFramesWithSeams) {
   for_each_path([](const Path &path) {
     for (const int32_t code : yuv_pairs()) {
       SCOPED_TRACE(pair_name(code));
-      Conversion conversion(code, by_effort(325, 133), by_effort(107, 27));
+      Conversion conversion(code, by_effort(325, 261), by_effort(107, 13));
       conversion.tag(code % 9, 2);
       conversion.expect_as_reference(path.vector);
     }

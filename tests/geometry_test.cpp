@@ -511,6 +511,11 @@ TEST(GeometryRefusals, EveryRowInOrder) {
                  kUnit, printed("TavixFrameResizeByScaleByCPU src frame:%p is nullptr", nullptr));
   EXPECT_REFUSES(TavixFrameRoiByCPU, (src, nullptr, {}, {}), kInvalid, kUnit,
                  printed("src_frame:%p or dst_frame:%p is nullptr", src, no_frame));
+
+  GuardedFrame sound({TAVIX_PIX_FMT_BGR24, 6, 4});
+  EXPECT_REFUSES(TavixFrameResizeByScaleByCPU, (sound, nullptr, 1, 1, cv::INTER_LINEAR), kInvalid,
+                 kUnit,
+                 printed("TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr", nullptr));
   EXPECT_EQ(out, to) << "a refusal leaves the output pointer alone";
   EXPECT_TRUE(frames.untouched());
 }

@@ -86,8 +86,10 @@ TEST(Softmax, EveryAxisLengthAndNeighbourhood) {
 }
 
 TEST(Softmax, LinesOfEveryLength) {
-  for_each_path([](const Path &path) {
-    for (int32_t n = 1; n <= 130; n += by_effort(1, 13))
+  std::vector<int32_t> lengths = {1023, 1024, 1025};  // where a group of lines becomes one line
+  for (int32_t n = 1; n <= 130; n += by_effort(1, 13)) lengths.push_back(n);
+  for_each_path([&](const Path &path) {
+    for (const int32_t n : lengths)
       for (const auto &[dims, axis] :
            {std::pair(Dims{3, n}, 1), {Dims{n, 9}, 0}, {Dims{2, n, 1}, 1}}) {
         GuardedBlob src = float_blob(dims);
@@ -148,7 +150,7 @@ TEST(Softmax, LargeShapes) {
 TEST(Softmax, SpreadsUpToWhereExponentialsEnd) {
   for_each_path([](const Path &path) {
     if (path.workers > 1) return;
-    for (const int32_t n : {8, 13, 40})
+    for (const int32_t n : {8, 13, 40, 203})
       for (int32_t quarters = 4 * 76; quarters < 4 * 106; ++quarters) {
         const Dims dims = {2, n};
         GuardedBlob src = float_blob(dims);
