@@ -93,6 +93,19 @@ TEST(Normalization, EveryFormatSizeAndStride) {
         });
 }
 
+// Rows with gaps as wide as themselves, in frames whose new form has none.
+TEST(Normalization, GapsAsWideAsRows) {
+  for (const int32_t format : kRgbFormats) {
+    const int32_t row_bytes = 16 * channels_of(format) * (is_float_format(format) ? 4 : 1);
+    for (const int32_t times : {1, 3}) {
+      SCOPED_TRACE(::testing::Message() << format_name(format) << ", " << times << " times");
+      GuardedFrame src({format, 16, 3}, {.pad = times * row_bytes});
+      src.fill(Fill::noise, 5);
+      check(src, kNeutral);
+    }
+  }
+}
+
 // Without a float form, bytes stay bytes; what is converted is the first plane.
 TEST(Normalization, FirstPlaneOfOtherFormats) {
   GuardedFrame src({TAVIX_PIX_FMT_NV12, 34, 4});
@@ -346,6 +359,12 @@ TEST_F(NormalizationRefusals, RowsOutOfReach) {
   core_double().alter_frames([](TavixFrameV2 &frame) { frame.linesize[0] = 1 << 30; });
   expect_refused(TAVIX_ERROR_INVALID_PARAM,
                  {line("dst_frame->linesize[0]:1073741824 is too large for 4 rows")}, Output::null);
+  core_double().reset();
+  src_->video.width = src_->video.channels = 1;  // rows of one element are rows
+  src_->linesize[0] = 1 << 30;
+  expect_refused(TAVIX_ERROR_INVALID_PARAM,
+                 {line("src_frame->linesize[0]:1073741824 is too large for 4 rows")},
+                 Output::untouched);
 }
 
 // More than the format has would leave the new frame.
