@@ -5,27 +5,38 @@ namespace tavix::python {
 
 namespace {
 
+using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
+
+Floats floats_of(py::handle object) {
+  try {
+    return Floats(py::reinterpret_borrow<py::object>(object));
+  } catch (const py::error_already_set &error) {
+    if (!error.matches(PyExc_OverflowError)) throw;
+    throw py::value_error("the matrix holds a number that is too large");
+  }
+}
+
 template <class T, size_t n>
 void read_numbers(py::handle object, const char *name, const char *form, T (&numbers)[n]) {
-  const auto items = py::reinterpret_steal<py::object>(PySequence_Fast(object.ptr(), form));
-  if (!items) throw py::error_already_set();
+  const py::object items = items_of(object, name, form);
   if (PySequence_Fast_GET_SIZE(items.ptr()) != py::ssize_t(n)) {
     throw py::value_error(std::string(name) + " must be " + form);
   }
   for (size_t i = 0; i < n; ++i) {
-    numbers[i] = py::handle(PySequence_Fast_GET_ITEM(items.ptr(), py::ssize_t(i))).cast<T>();
+    numbers[i] = number_of<T>(PySequence_Fast_GET_ITEM(items.ptr(), py::ssize_t(i)), name, form);
   }
 }
 
 }  // namespace
 
 Size size_argument(py::handle object, const char *name) {
+  constexpr char kForm[] = "a number or (width, height)";
   if (!PySequence_Check(object.ptr())) {
-    const float side = object.cast<float>();
+    const float side = number_of<float>(object, name, kForm);
     return {side, side};
   }
   float sides[2];
-  read_numbers(object, name, "a number or (width, height)", sides);
+  read_numbers(object, name, kForm, sides);
   return {sides[0], sides[1]};
 }
 
@@ -44,8 +55,7 @@ TavixRect rect_argument(py::handle object, const char *name) {
 
 py::array_t<float, py::array::c_style | py::array::forcecast> matrix_argument(py::handle object,
                                                                               py::ssize_t rows) {
-  py::array_t<float, py::array::c_style | py::array::forcecast> matrix(
-      py::reinterpret_borrow<py::object>(object));
+  Floats matrix = floats_of(object);
   if (matrix.ndim() != 2 || matrix.shape(0) != rows || matrix.shape(1) != 3) {
     throw py::value_error("the matrix must have " + std::to_string(rows) + " rows of 3, not " +
                           describe_array(matrix));

@@ -106,31 +106,32 @@ void require_writeable(const py::array &array, const char *name) {
   if (!array.writeable()) throw py::value_error(std::string(name) + " is read-only");
 }
 
+py::object items_of(py::handle object, const char *name, const char *form) {
+  auto items = py::reinterpret_steal<py::object>(PySequence_Fast(object.ptr(), ""));
+  if (items) return items;
+  const py::error_already_set error;
+  // Of a memoryview with several dimensions.
+  const bool not_a_sequence =
+      error.matches(PyExc_TypeError) || error.matches(PyExc_NotImplementedError);
+  if (!not_a_sequence) throw error;
+  throw py::type_error(std::string(name) + " must be " + form);
+}
+
 ChannelValues channel_values(py::handle object, int32_t channels, const char *name) {
+  constexpr char kForm[] = "a number, or one for each channel";
   ChannelValues result = {};
-  if (PyFloat_CheckExact(object.ptr()) || PyLong_CheckExact(object.ptr())) {
-    std::ranges::fill(result.values, object.cast<double>());
-    return result;
-  }
   if (!PySequence_Check(object.ptr())) {
-    // Scalars of NumPy, for example.
-    const double value = PyFloat_AsDouble(object.ptr());
-    if (value == -1.0 && PyErr_Occurred() != nullptr) throw py::error_already_set();
-    std::ranges::fill(result.values, value);
+    std::ranges::fill(result.values, number_of<double>(object, name, kForm));
     return result;
   }
-  const auto items = py::reinterpret_steal<py::object>(
-      PySequence_Fast(object.ptr(), "a number or a sequence of numbers is needed"));
-  if (!items) throw py::error_already_set();
+  const py::object items = items_of(object, name, kForm);
   const py::ssize_t count = PySequence_Fast_GET_SIZE(items.ptr());
   if (count != channels) {
     throw py::value_error(std::string(name) + " has " + std::to_string(count) + " values for " +
                           std::to_string(channels) + " channels");
   }
   for (py::ssize_t i = 0; i < count; ++i) {
-    const double value = PyFloat_AsDouble(PySequence_Fast_GET_ITEM(items.ptr(), i));
-    if (value == -1.0 && PyErr_Occurred() != nullptr) throw py::error_already_set();
-    result.values[i] = value;
+    result.values[i] = number_of<double>(PySequence_Fast_GET_ITEM(items.ptr(), i), name, kForm);
   }
   return result;
 }

@@ -60,6 +60,18 @@ py::array as_array(py::handle object, const char *name);
 
 void require_writeable(const py::array &array, const char *name);
 
+// A number. Raises TypeError, which says that name must be of that form, for anything else.
+template <class T>
+T number_of(py::handle object, const char *name, const char *form) {
+  py::detail::make_caster<T> caster;
+  if (!caster.load(object, true)) throw py::type_error(std::string(name) + " must be " + form);
+  return py::detail::cast_op<T>(caster);
+}
+
+// The items of a sequence, as a list or a tuple. Raises TypeError, which says that name must be of
+// that form, for anything else.
+py::object items_of(py::handle object, const char *name, const char *form);
+
 // Numbers of a scalar or a sequence: one for each channel.
 struct ChannelValues {
   double values[4];

@@ -17,7 +17,8 @@ std::vector<Picture> pictures_of(py::handle src) {
   if (!PyList_Check(src.ptr()) && !PyTuple_Check(src.ptr())) {
     pictures.push_back(Picture::source(src, "src"));
   } else {
-    for (const py::handle item : py::reinterpret_borrow<py::sequence>(src)) {
+    // A list may say that it is longer than it is; a tuple cannot.
+    for (const py::handle item : py::tuple(py::reinterpret_borrow<py::object>(src))) {
       pictures.push_back(Picture::source(item, "src"));
     }
   }
@@ -102,13 +103,11 @@ py::object normalize(py::handle src, py::handle mean, py::handle scale, py::hand
   if (&type != &float32_type() && &type != &uint8_type()) {
     throw py::type_error("dtype must be float32 or uint8");
   }
-  TavixFrameV2 *frame = nullptr;
-  call("TavixFrameDataTypeConvertNormalizationFuseByCPU", {&picture}, [&] {
-    const int32_t status = TavixFrameDataTypeConvertNormalizationFuseByCPU(
-        &picture.record(), &frame, type.code, values);
-    if (status != TAVIX_OK) TavixFrameFreeV2(std::exchange(frame, nullptr));
-    return status;
-  });
+  TavixFrameV2 *frame = frame_of_call("TavixFrameDataTypeConvertNormalizationFuseByCPU", {&picture},
+                                      [&](TavixFrameV2 **made) {
+                                        return TavixFrameDataTypeConvertNormalizationFuseByCPU(
+                                            &picture.record(), made, type.code, values);
+                                      });
   return Picture::adopt_into(picture, frame, out).object();
 }
 

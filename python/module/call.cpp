@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "tavix/core.h"
@@ -20,15 +22,17 @@ struct Line {
   int32_t line;
 };
 
-// The lines of the call that runs on this thread. The sink never takes the interpreter lock: a
-// thread that holds it may be waiting to log.
-thread_local bool collecting = false;
-thread_local std::vector<Line> collected;
+// The lines of the call that runs on this thread, made with the first one. The sink never takes the
+// interpreter lock: a thread that holds it may be waiting to log. Any other kind of thread-local data
+// is allocated when a thread first uses it, and the process ends where there is no memory for it.
+[[gnu::tls_model("initial-exec")]] thread_local bool collecting = false;
+[[gnu::tls_model("initial-exec")]] thread_local std::vector<Line> *collected = nullptr;
 
 void collect(void *, int32_t level, const char *file, const char *function, int32_t line,
              const char *message) try {
   if (collecting) {
-    collected.push_back({level, file, function, message, line});
+    if (collected == nullptr) collected = new std::vector<Line>;
+    collected->push_back({level, file, function, message, line});
   } else {
     std::fprintf(stderr, "[tavix] %s:%d %s: %s\n", file, line, function, message);
   }
@@ -47,7 +51,6 @@ void take_lock(PyThreadState *state) {
 }
 
 void forward(const std::vector<Line> &lines) {
-  if (lines.empty()) return;
   const py::object log = py::module_::import("tavix._logging").attr("log");
   for (const Line &line : lines) log(line.level, line.file, line.line, line.function, line.message);
 }
@@ -72,7 +75,6 @@ std::string last_error(const std::vector<Line> &lines) {
 }  // namespace
 
 LibraryCall::LibraryCall() {
-  collected.clear();
   collecting = true;
   state_ = PyEval_SaveThread();
 }
@@ -81,11 +83,10 @@ void LibraryCall::finish(const char *function, int32_t status, const std::except
                          std::initializer_list<const Described *> operands) {
   take_lock(state_);
   collecting = false;
-  if (status == TAVIX_OK && !exception && collected.empty()) return;
+  const std::unique_ptr<std::vector<Line>> lines(std::exchange(collected, nullptr));
+  if (status == TAVIX_OK && !exception && !lines) return;
 
-  const std::vector<Line> lines = std::move(collected);
-  collected.clear();
-  forward(lines);
+  if (lines) forward(*lines);
   if (exception) {
     try {
       std::rethrow_exception(exception);
@@ -98,7 +99,7 @@ void LibraryCall::finish(const char *function, int32_t status, const std::except
     }
   }
   if (status != TAVIX_OK) {
-    raise(function, py::int_(status), last_error(lines), operands);
+    raise(function, py::int_(status), lines ? last_error(*lines) : "", operands);
   }
 }
 

@@ -10,6 +10,8 @@
 #include <initializer_list>
 #include <string>
 
+#include "tavix/core.h"
+
 namespace tavix::python {
 
 namespace py = pybind11;
@@ -49,6 +51,20 @@ void call(const char *function, std::initializer_list<const Described *> operand
     exception = std::current_exception();
   }
   library.finish(function, status, exception, operands);
+}
+
+// Calls an operation that makes a frame, which it gets the address for. A failure frees what it left.
+template <class Operation>
+TavixFrameV2 *frame_of_call(const char *function, std::initializer_list<const Described *> operands,
+                            Operation &&operation) {
+  TavixFrameV2 *frame = nullptr;
+  try {
+    call(function, operands, [&] { return operation(&frame); });
+  } catch (...) {
+    TavixFrameFreeV2(frame);
+    throw;
+  }
+  return frame;
 }
 
 void define_logging(py::module_ &module);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <string_view>
+#include <algorithm>
+#include <iterator>
 
 #include "operations.h"
 #include "overlap.h"
@@ -21,11 +22,9 @@ constexpr Channel kChannels[] = {
     {'a', 8, &TavixChannelFrames::alpha},
 };
 
-const Channel &channel_of(char letter) {
-  for (const Channel &channel : kChannels) {
-    if (channel.letter == letter) return channel;
-  }
-  throw py::value_error(std::string("channels are r, g, b and a, not ") + letter);
+const Channel *channel_of(char letter) {
+  const auto found = std::ranges::find(kChannels, letter, &Channel::letter);
+  return found == std::end(kChannels) ? nullptr : found;
 }
 
 // Frees what a split made and nobody took.
@@ -40,16 +39,17 @@ py::tuple split(py::handle src, const std::string &channels) {
   const Picture picture = Picture::source(src, "src");
   uint32_t mask = 0;
   for (const char letter : channels) {
-    const Channel &channel = channel_of(letter);
-    if ((mask & channel.bit) != 0) throw py::value_error("a channel is named twice: " + channels);
-    mask |= channel.bit;
+    const Channel *channel = channel_of(letter);
+    if (channel == nullptr) throw py::value_error("channels are r, g, b and a, not " + channels);
+    if ((mask & channel->bit) != 0) throw py::value_error("a channel is named twice: " + channels);
+    mask |= channel->bit;
   }
   ChannelFrames frames;
   call("TavixFrameChannelSplitByCPU", {&picture},
        [&] { return TavixFrameChannelSplitByCPU(&picture.record(), &frames, mask); });
   py::tuple result(channels.size());
   for (size_t i = 0; i < channels.size(); ++i) {
-    TavixFrameV2 *&slot = frames.*channel_of(channels[i]).slot;
+    TavixFrameV2 *&slot = frames.*channel_of(channels[i])->slot;
     result[i] = Picture::adopt(picture, std::exchange(slot, nullptr)).object();
   }
   return result;
@@ -58,9 +58,13 @@ py::tuple split(py::handle src, const std::string &channels) {
 py::object add_mask(py::handle src, py::handle mask, py::handle source, py::handle out) {
   const Picture picture = Picture::source(src, "src", source);
   const Picture alpha = Picture::source(mask, "mask");
-  TavixFrameV2 *frame = nullptr;
-  call("TavixFrameAddMaskByCPU", {&picture, &alpha},
-       [&] { return TavixFrameAddMaskByCPU(&picture.record(), &alpha.record(), &frame); });
+  TavixFrameV2 *frame =
+      frame_of_call("TavixFrameAddMaskByCPU", {&picture, &alpha}, [&](TavixFrameV2 **made) {
+        const int32_t status = TavixFrameAddMaskByCPU(&picture.record(), &alpha.record(), made);
+        if (status == TAVIX_ERROR_INVALID_PARAM)
+          *made = nullptr;  // freed already, if there was one
+        return status;
+      });
   return Picture::adopt_into(picture, frame, out).object();
 }
 
@@ -70,9 +74,10 @@ py::object product(py::handle src1, py::handle src2, py::handle out) {
   second.take_order_of(first);
   second.require_like(first, "src2");
   if (out.is_none()) {
-    TavixFrameV2 *frame = nullptr;
-    call("TavixFrameMultiFrameByCPU", {&first, &second},
-         [&] { return TavixFrameMultiFrameByCPU(&first.record(), &second.record(), &frame); });
+    TavixFrameV2 *frame =
+        frame_of_call("TavixFrameMultiFrameByCPU", {&first, &second}, [&](TavixFrameV2 **made) {
+          return TavixFrameMultiFrameByCPU(&first.record(), &second.record(), made);
+        });
     return Picture::adopt(second, frame).object();
   }
   if (out.ptr() != src2.ptr()) {

@@ -111,7 +111,10 @@ Frame frame_from(py::object data, py::handle format_like, const py::object &widt
   const int32_t format = code_of(kPixelFormats, format_like);
   const core::PlaneLayout &layout = required_layout(format);
   if (!is_planar(layout)) {
-    if (const Frame *given = frame_of(data)) data = given->planes[0];
+    if (const Frame *given = frame_of(data)) {
+      if (given->plane_count == 0) throw py::type_error("data is a Frame that was never made");
+      data = given->planes[0];
+    }
     const Picture picture = Picture::source(as_array(data, "data"), "data", format_like);
     const TavixVideoInfo &video = picture.record().video;
     frame.record = picture.record();
@@ -124,7 +127,7 @@ Frame frame_from(py::object data, py::handle format_like, const py::object &widt
                  .attr("planes_of_buffer")(as_array(data, "data"), layout.planes[2].pixel_bytes > 0,
                                            width, height);
     }
-    const py::sequence planes = data;
+    const py::tuple planes(data);  // of a list that may say that it is longer than it is
     const size_t count = layout.planes[2].pixel_bytes > 0 ? 3 : 2;
     if (planes.size() != count) {
       throw py::value_error(std::string(name_of(kPixelFormats, format)) + " has " +
@@ -138,8 +141,10 @@ Frame frame_from(py::object data, py::handle format_like, const py::object &widt
     require_one_chroma_stride(frame.record);
   }
   const TavixVideoInfo &video = frame.record.video;
-  if ((!width.is_none() && width.cast<int64_t>() != video.width) ||
-      (!height.is_none() && height.cast<int64_t>() != video.height)) {
+  const auto is_other = [](const py::object &asked, const char *name, int32_t side) {
+    return !asked.is_none() && number_of<int64_t>(asked, name, "an integer") != side;
+  };
+  if (is_other(width, "width", video.width) || is_other(height, "height", video.height)) {
     throw py::value_error("the data is " + std::to_string(video.width) + 'x' +
                           std::to_string(video.height) + " pixels");
   }
@@ -369,7 +374,8 @@ A part of the frame over the same memory. x and y are even in 4:2:0 formats.
   type.def(
       "__dlpack__",
       [](const Frame &f, const py::object &stream) {
-        return pixels(f).attr("__dlpack__")(py::arg("stream") = stream);
+        if (!stream.is_none()) throw py::value_error("host memory has no stream");
+        return pixels(f).attr("__dlpack__")();
       },
       py::kw_only(), py::arg("stream") = py::none(),
       "__dlpack__(self, *, stream=None)\n--\n\nThe pixels, for torch.from_dlpack and the like.");

@@ -25,11 +25,11 @@ py::object resize(py::handle src, py::handle size, py::handle scale, py::handle 
       throw py::type_error("scale makes a new picture: it goes with neither size nor out");
     }
     const Size factors = size_argument(scale, "scale");
-    TavixFrameV2 *frame = nullptr;
-    call("TavixFrameResizeByScaleByCPU", {&picture}, [&] {
-      return TavixFrameResizeByScaleByCPU(&picture.record(), &frame, double(factors.width),
-                                          double(factors.height), mode);
-    });
+    TavixFrameV2 *frame =
+        frame_of_call("TavixFrameResizeByScaleByCPU", {&picture}, [&](TavixFrameV2 **made) {
+          return TavixFrameResizeByScaleByCPU(&picture.record(), made, double(factors.width),
+                                              double(factors.height), mode);
+        });
     return Picture::adopt(picture, frame).object();
   }
   if (size.is_none() && out.is_none()) throw py::type_error("size, scale or out is needed");

@@ -72,8 +72,13 @@ const core::PlaneLayout &required_layout(int32_t format) {
 }
 
 py::capsule own(TavixFrameV2 *frame) {
-  return py::capsule(frame,
-                     [](void *owned) { TavixFrameFreeV2(static_cast<TavixFrameV2 *>(owned)); });
+  const auto free = [](void *owned) { TavixFrameFreeV2(static_cast<TavixFrameV2 *>(owned)); };
+  try {
+    return py::capsule(frame, free);
+  } catch (...) {
+    free(frame);
+    throw;
+  }
 }
 
 void Picture::see_array(const py::array &array, const char *name) {

@@ -3,6 +3,7 @@
 
 from __future__ import annotations
 
+import sys
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
@@ -48,17 +49,23 @@ def from_dlpack(tensor: Any) -> npt.NDArray[Any]:
     """A writeable array over a tensor that exports itself with __dlpack__, such as PyTorch's.
 
     The tensor stays alive as long as the array. Raises ValueError for a tensor that is not in host
-    memory.
+    memory or cannot be shared, TypeError for what is no tensor.
 
     >>> import numpy, tavix
     >>> a = numpy.zeros((2, 3), numpy.float32)
     >>> numpy.shares_memory(tavix.from_dlpack(a), a)
     True
     """
+    if not hasattr(tensor, "__dlpack_device__") or not hasattr(tensor, "__dlpack__"):
+        raise TypeError(f"{type(tensor).__name__} does not export itself with __dlpack__")
     device, _ = tensor.__dlpack_device__()
     if int(device) != 1:
         raise ValueError("the tensor is not in host memory")
-    return _array_of_dlpack(tensor.__dlpack__())
+    try:
+        capsule = tensor.__dlpack__()
+    except BufferError as error:
+        raise ValueError(f"the tensor cannot be shared: {error}") from None
+    return _array_of_dlpack(capsule)
 
 
 def from_av(
@@ -76,6 +83,8 @@ def from_av(
     >>> tavix.from_av(av.VideoFrame(6, 4, 'yuv420p'), color_space='bt709', color_range='tv')
     <tavix.Frame I420 6x4 BT709 LIMITED>
     """
+    if not _is_av(frame):
+        raise TypeError(f"frame must be an av.VideoFrame, not {type(frame).__name__}")
     name = frame.format.name
     if name not in _AV_FORMATS:
         raise ValueError(f"pixel format {name} has no counterpart; reformat it to yuv420p first")
@@ -105,6 +114,10 @@ def to_av(frame: Frame) -> av.VideoFrame:
     >>> tavix.to_av(tavix.Frame.zeros('nv12', 6, 4)).format.name
     'nv12'
     """
+    if not isinstance(frame, Frame):
+        raise TypeError(f"frame must be a Frame, not {type(frame).__name__}")
+    if not frame.planes:
+        raise ValueError("the frame has no pixels")
     import av
 
     names = [name for name, code in _AV_FORMATS.items() if code == frame.format]
@@ -142,12 +155,48 @@ def _plane(
     return array if samples > 1 else array[:, :, 0]
 
 
+def _is_av(thing: Any) -> bool:
+    av = sys.modules.get("av")
+    return issubclass(type(thing), getattr(av, "VideoFrame", ()))
+
+
+class _Exporter:
+    """What a thing says once of its memory, and the thing, which keeps that alive."""
+
+    def __init__(self, thing: Any) -> None:
+        self.thing = thing
+        self.__array_interface__ = dict(thing.__array_interface__)
+
+
+def _of_interface(thing: Any, name: str) -> npt.NDArray[Any]:
+    exporter = _Exporter(thing)
+    said = exporter.__array_interface__
+    data = said.get("data")
+    try:
+        if isinstance(data, tuple):
+            array = np.asarray(exporter)
+        else:
+            # NumPy would not ask how large that buffer is.
+            array = np.ndarray(
+                said["shape"],
+                np.dtype(said["typestr"]),
+                thing if data is None else data,
+                said.get("offset", 0),
+                said.get("strides"),
+            )
+    except (KeyError, OverflowError) as error:
+        raise ValueError(f"{name}: its __array_interface__ is wrong: {error}") from None
+    if array.size > 0 and array.__array_interface__["data"][0] == 0:
+        raise ValueError(f"{name} has no memory")
+    return array
+
+
 def as_array(thing: Any, name: str) -> npt.NDArray[Any]:
     """The memory of a thing as an array; TypeError where it has none to share."""
     if hasattr(thing, "__dlpack__") and not isinstance(thing, Frame):
         return from_dlpack(thing)
     if hasattr(thing, "__array_interface__"):
-        return np.asarray(thing)
+        return _of_interface(thing, name)
     try:
         view = memoryview(thing)
     except TypeError:
@@ -159,7 +208,7 @@ def as_array(thing: Any, name: str) -> npt.NDArray[Any]:
 
 def as_picture(thing: Any, name: str) -> npt.NDArray[Any] | Frame:
     """As as_array, and frames of PyAV."""
-    if type(thing).__module__.startswith("av."):
+    if _is_av(thing):
         return from_av(thing)
     return as_array(thing, name)
 

@@ -176,6 +176,64 @@ def test_codes_that_do_not_exist(code):
         tavix.resize(random_picture(4, 6), (12, 8), interpolation=code)
 
 
+class Raises:
+    def __float__(self):
+        raise ZeroDivisionError
+
+
+@pytest.mark.parametrize("value", ["3", 10**400, 1j, "abc", [10**400] * 3, Raises()])
+def test_what_is_no_number(value):
+    src = random_picture(4, 6)
+    for call in (
+        lambda: tavix.multiply_add(src, value),
+        lambda: tavix.resize(src, scale=value),
+        lambda: tavix.blur(src, value),
+        lambda: tavix.copy_region(src, src.copy(), value, (0, 0, 1, 1)),
+        lambda: tavix.copy_region(src, src.copy(), [value] * 4, (0, 0, 1, 1)),
+        lambda: tavix.Frame(src, "rgb24", width=value),
+    ):
+        with pytest.raises((TypeError, ValueError)) as caught:
+            call()
+        assert str(caught.value)
+
+
+def test_numbers_that_matrices_and_sequences_cannot_hold():
+    src = random_picture(4, 6)
+    with pytest.raises(ValueError, match="too large"):
+        tavix.warp_affine(src, [[10**400, 0, 0], [0, 1, 0]])
+    with pytest.raises(TypeError, match="scale must be"):
+        tavix.multiply_add(src, memoryview(bytes(6)).cast("B", (2, 3)))
+    with pytest.raises(ValueError, match="r, g, b and a"):
+        tavix.split(src, "ä")
+
+
+class Long(list):
+    def __len__(self):
+        return 3
+
+
+def test_lists_that_say_they_are_longer():
+    with pytest.raises(ValueError, match="plane"):
+        tavix.Frame(Long(), "i420")
+    with pytest.raises(ValueError, match="at least one"):
+        tavix.to_blob(Long())
+
+
+def test_frames_that_were_never_made():
+    frame = tavix.Frame.__new__(tavix.Frame)
+    with pytest.raises(TypeError, match="never made"):
+        tavix.Frame(frame, "rgb24")
+    for call in (
+        lambda: tavix.mean(frame),
+        lambda: memoryview(frame),
+        lambda: tavix.resize(random_picture(2, 2), out=frame),
+    ):
+        with pytest.raises((TypeError, ValueError, BufferError, tavix.TavixError)):
+            call()
+    with pytest.raises(ValueError, match="no pixels"):
+        tavix.to_av(frame)
+
+
 def test_enumerations():
     import enum
 

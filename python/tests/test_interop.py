@@ -2,6 +2,7 @@
 """Memory of other programs: PyTorch, PyAV, buffers. Nothing is copied unless a name says so."""
 
 import array
+import ctypes
 import subprocess
 
 import av
@@ -112,6 +113,99 @@ def test_array_interface():
     src = random_picture(4, 5)
     tavix.fill(Exporter(src), 3)
     assert (src == 3).all()
+
+
+class Said:
+    """Exports what it is told to, over memory of its own."""
+
+    def __init__(self, **said):
+        self.memory = np.zeros(144, np.uint8)
+        interface = self.memory.__array_interface__
+        self.__array_interface__ = {**interface, "shape": (6, 8, 3), "strides": None, **said}
+
+
+@pytest.mark.parametrize(
+    "said",
+    [
+        pytest.param({"data": (0, False)}, id="a null address"),
+        pytest.param({"data": bytearray(143)}, id="a buffer that is too small"),
+        pytest.param({"data": bytearray(150), "offset": 7}, id="an offset that is too large"),
+        pytest.param({"data": bytearray(150), "strides": (24, 3, 2)}, id="strides that leave it"),
+        pytest.param({"shape": (2**70, 1)}, id="a size that no number holds"),
+        pytest.param({"shape": (-6, 8, 3)}, id="a negative size"),
+    ],
+)
+def test_interfaces_that_lie(said):
+    with pytest.raises((TypeError, ValueError), match="memory|buffer|strides|negative|large|coerce"):
+        tavix.mean(Said(**said))
+
+
+def test_an_interface_without_a_shape():
+    thing = Said(data=bytearray(144))
+    del thing.__array_interface__["shape"]
+    with pytest.raises(ValueError, match="__array_interface__"):
+        tavix.mean(thing)
+
+
+def test_an_interface_over_a_buffer():
+    thing = Said(data=bytearray(150), offset=6)
+    tavix.fill(thing, 3)
+    assert thing.__array_interface__["data"] == bytes(6) + b"\x03" * 144
+
+
+class Capsule:
+    """A tensor of 6 x 8 bytes with a record that is changed before it is handed over."""
+
+    def __init__(self, offset, value):
+        self.memory = np.zeros((6, 10), np.uint8)[:, :8]
+        self.offset, self.value = offset, value
+
+    def __dlpack_device__(self):
+        return (1, 0)
+
+    def __dlpack__(self):
+        capsule = self.memory.__dlpack__()
+        pointer_of = ctypes.pythonapi.PyCapsule_GetPointer
+        pointer_of.restype, pointer_of.argtypes = ctypes.c_void_p, (ctypes.py_object, ctypes.c_char_p)
+        address = pointer_of(capsule, b"dltensor")
+        if self.offset == "shape":
+            address, self.offset = ctypes.c_void_p.from_address(address + 24).value, 0
+        if self.offset == "strides":
+            address, self.offset = ctypes.c_void_p.from_address(address + 32).value, 0
+        ctypes.memmove(address + self.offset, self.value, len(self.value))
+        return capsule
+
+
+@pytest.mark.parametrize(
+    ("offset", "value", "sentence"),
+    [
+        pytest.param(0, bytes(8), "no memory", id="null data"),
+        pytest.param(24, bytes(8), "no shape", id="a null shape"),
+        pytest.param(16, b"\xff" * 4, "-1 dimensions", id="fewer than no dimensions"),
+        pytest.param(16, b"\x21\0\0\0", "33 dimensions", id="too many dimensions"),
+        pytest.param("shape", b"\xff" * 8, "negative", id="a negative size"),
+        pytest.param("shape", b"\xff" * 7 + b"\x7f", "larger than any", id="a huge size"),
+        pytest.param("strides", b"\xff" * 8, "packed rows", id="a negative stride"),
+    ],
+)
+def test_capsules_that_lie(offset, value, sentence):
+    with pytest.raises(ValueError, match=sentence):
+        tavix.mean(Capsule(offset, value))
+
+
+def test_what_is_no_tensor_and_no_frame():
+    read_only = np.zeros((2, 2), np.uint8)
+    read_only.flags.writeable = False
+    with pytest.raises(ValueError, match="cannot be shared"):
+        tavix.from_dlpack(read_only)
+    for call in (tavix.from_dlpack, tavix.from_av, tavix.to_av):
+        with pytest.raises(TypeError, match="object"):
+            call(object())
+    lookalike = type("VideoFrame", (), {"__module__": "av.video.frame"})()
+    with pytest.raises(TypeError, match="no memory to share"):
+        tavix.mean(lookalike)
+    with pytest.raises(ValueError, match="no stream"):
+        tavix.Frame.zeros("rgb24", 2, 2).__dlpack__(stream=3)
 
 
 AV_FORMATS = ["rgb24", "bgr24", "gray", "bgra", "rgba", "nv12", "nv21", "yuv420p", "yuvj420p"]

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // A fault of the kind that a checker looks for. One that lets it pass checks nothing.
 //
-//   planted_fault overrun | overflow | race | leak
+//   planted_fault FAULT
+#include <unistd.h>
+
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string_view>
 #include <thread>
 
@@ -48,20 +52,52 @@ void leak() {
   kept = nullptr;
 }
 
+// What a program must not do with a file that it cannot read.
+
+[[noreturn]] void refuse(int status) {
+  std::fputs("tavix planted: a sentence\n", stderr);
+  std::exit(status);
+}
+
+void leave_partial_output() {
+  if (FILE *file = std::fopen("partial", "w")) std::fclose(file);
+  refuse(1);
+}
+
+void hang() {
+  for (;;) pause();
+}
+
+void take_all_memory() {
+  for (;;) kept = new char[size_t(1) << 30];
+}
+
+constexpr struct {
+  std::string_view name;
+  void (*commit)();
+} kFaults[] = {
+    {"overrun", overrun},
+    {"overflow", overflow},
+    {"race", race},
+    {"leak", leak},
+    {"crash", [] { std::raise(SIGSEGV); }},
+    {"hang", hang},
+    {"partial", leave_partial_output},
+    {"silence", [] { std::exit(0); }},
+    {"no sentence", [] { std::exit(1); }},
+    {"status", [] { refuse(3); }},
+    {"memory", take_all_memory},
+};
+
 }  // namespace
 
 int main(int count, char **arguments) {
-  const std::string_view fault = count == 2 ? arguments[1] : "";
-  if (fault == "overrun")
-    overrun();
-  else if (fault == "overflow")
-    overflow();
-  else if (fault == "race")
-    race();
-  else if (fault == "leak")
-    leak();
-  else
-    return 2;
-  std::puts("nothing noticed the fault");
-  return 0;
+  const std::string_view asked = count == 2 ? arguments[1] : "";
+  for (const auto &[name, commit] : kFaults) {
+    if (name != asked) continue;
+    commit();
+    std::puts("nothing noticed the fault");
+    return 0;
+  }
+  return 2;
 }
