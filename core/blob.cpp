@@ -28,17 +28,23 @@ struct TavixBuffer {
 namespace {
 
 // Bytes of an element, 0 for types without a name.
-constexpr size_t element_bytes(uint32_t data_type) {
-  constexpr struct {
-    uint32_t data_type;
-    size_t bytes;
-  } kElements[] = {{TAVIX_DATA_TYPE_INT8, 1},    {TAVIX_DATA_TYPE_UINT8, 1},
-                   {TAVIX_DATA_TYPE_INT16, 2},   {TAVIX_DATA_TYPE_UINT16, 2},
-                   {TAVIX_DATA_TYPE_FLOAT32, 4}, {TAVIX_DATA_TYPE_INT32, 4},
-                   {TAVIX_DATA_TYPE_UINT32, 4},  {TAVIX_DATA_TYPE_INT64, 8}};
-  for (const auto &element : kElements)
-    if (element.data_type == data_type) return element.bytes;
-  return 0;
+size_t element_bytes(uint32_t data_type) {
+  switch (data_type) {
+    case TAVIX_DATA_TYPE_INT8:
+    case TAVIX_DATA_TYPE_UINT8:
+      return 1;
+    case TAVIX_DATA_TYPE_INT16:
+    case TAVIX_DATA_TYPE_UINT16:
+      return 2;
+    case TAVIX_DATA_TYPE_FLOAT32:
+    case TAVIX_DATA_TYPE_INT32:
+    case TAVIX_DATA_TYPE_UINT32:
+      return 4;
+    case TAVIX_DATA_TYPE_INT64:
+      return 8;
+    default:
+      return 0;
+  }
 }
 
 }  // namespace

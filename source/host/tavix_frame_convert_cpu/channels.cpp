@@ -239,8 +239,7 @@ int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float
   const int32_t size = element_size(src->video.format);
   TAVIX_REFUSE_IF(kUnit, size < 0, TAVIX_ERROR_INVALID_PARAM,
                   "TavixFrameMemfillByCPU byte_size is not support\n");
-  TAVIX_REFUSE_NULL_PLANES(__func__, src, dst);
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(__func__, src, dst);
   TAVIX_RETURN_IF_REFUSED(check_row_elements(kUnit, __func__, dst->video));
   TAVIX_REFUSE_IF(kUnit,
                   has_pixels(dst->video) && !reaches_rows(dst->linesize[0], dst->video.height),

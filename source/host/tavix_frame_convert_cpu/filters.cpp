@@ -127,8 +127,7 @@ int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *ds
   const int cv_type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, cv_type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_REFUSE_NULL_PLANES(__func__, src, dst);
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(__func__, src, dst);
   try {
     cv::Mat result = plane_view(*dst, cv_type);
     cv::threshold(source_view(*src, cv_type), result, threshold, max_value, type);

@@ -59,14 +59,16 @@ int32_t warp_frame(const WarpKind &kind, const TavixFrameV2 *dst_frame,
   return TAVIX_OK;
 }
 
-// A result is delivered only where it has the size and type of its destination.
-#define TAVIX_REFUSE_MISMATCH(name, result, to)                                          \
+// Ends a warp: its result is delivered only where it has the size and type of its destination.
+#define TAVIX_DELIVER(name, result, to)                                                  \
   TAVIX_REFUSE_IF(kUnit, result.type() != to.type() || result.size() != to.size(),       \
                   TAVIX_ERROR_INVALID_PARAM,                                             \
                   name                                                                   \
                   " result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, " \
                   "type=%d)",                                                            \
-                  result.cols, result.rows, result.type(), to.cols, to.rows, to.type())
+                  result.cols, result.rows, result.type(), to.cols, to.rows, to.type()); \
+  result.copyTo(to);                                                                     \
+  return TAVIX_OK
 
 }  // namespace
 
@@ -132,9 +134,7 @@ int32_t TavixFrameWarpAffineByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src, co
   cv::Mat result, to;
   TAVIX_RETURN_IF_REFUSED(
       warp_frame(kAffine, dst, src, matrix, interpolation, border, border_value, result, to));
-  TAVIX_REFUSE_MISMATCH("warpAffine", result, to);
-  result.copyTo(to);
-  return TAVIX_OK;
+  TAVIX_DELIVER("warpAffine", result, to);
 }
 
 int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src,
@@ -143,9 +143,7 @@ int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *sr
   cv::Mat result, to;
   TAVIX_RETURN_IF_REFUSED(
       warp_frame(kPerspective, dst, src, matrix, interpolation, border, border_value, result, to));
-  TAVIX_REFUSE_MISMATCH("warpPerspective", result, to);
-  result.copyTo(to);
-  return TAVIX_OK;
+  TAVIX_DELIVER("warpPerspective", result, to);
 }
 
 int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect src_rect,
@@ -154,8 +152,7 @@ int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect
   const int type = opencv_type(src->video.format);
   TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported Frame Type:%d To OpencvType", src->video.format);
-  TAVIX_REFUSE_NULL_PLANES(__func__, src, dst);
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(__func__, src, dst);
 
   // A const output cannot be reallocated: OpenCV raises when the rectangles differ in size.
   const cv::Mat to = plane_view(*dst, type)(whole_rect(dst_rect));

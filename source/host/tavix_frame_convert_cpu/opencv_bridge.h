@@ -32,6 +32,11 @@
                      "src_frame->memory:%d or dst_frame->memory:%d is not host memory",           \
                      src->memory, dst->memory)
 
+// Both, where no other check stands between them.
+#define TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(function, src, dst) \
+  TAVIX_REFUSE_NULL_PLANES(function, src, dst);                 \
+  TAVIX_REFUSE_FOREIGN_MEMORY(function, src, dst)
+
 // A result whose bytes, or a kernel whose bordered rows or columns OpenCV would miscount.
 #define TAVIX_REFUSE_UNCOUNTABLE(function, cols, rows, type)                                   \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable(cols, rows, type),                \
