@@ -40,6 +40,10 @@ struct Call {
 // Runs the call once on each path, always on the same records, and expects what is above.
 void check(const Call &call, std::span<const Path> paths);
 
+// What tests of the oracle put after each call: a fault that it must find, with the status at hand.
+using Fault = std::function<void(const Call &, int32_t &status)>;
+extern Fault planted_fault;
+
 // What the calls so far have reached.
 struct Reached {
   std::map<std::string, int64_t> succeeded, refused;  // calls by function

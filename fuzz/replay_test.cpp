@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The kept corpus, and inputs that are the same in every run.
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,17 +8,20 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <opencv2/core.hpp>
 #include <regex>
 #include <string>
 #include <vector>
 
 #include "documented_lines.h"
+#include "oracle.h"
 #include "support/core_double.h"
 #include "support/fill.h"
 #include "support/seams.h"
 #include "support/sweep.h"
 #include "target.h"
 #include "tavix/core/host.h"
+#include "tavix/core/services.h"
 
 namespace tavix::fuzz {
 namespace {
@@ -102,6 +106,105 @@ TEST_P(RandomInputs, KeepEveryExpectation) {
   TavixDeinitialize();
   std::cout << inputs << " inputs, " << calls_so_far() - calls_before << " calls\n";
 }
+
+// Faults that the oracle must find when it replays the corpus, each with words of what it says.
+
+void flip_a_bit(Record &record) {
+  std::vector<uint8_t> bytes = record.contents();
+  if (bytes.empty()) return;
+  bytes[0] ^= 1;
+  record.restore(bytes);
+}
+
+void write_into(const std::vector<Record *> &records) {
+  for (Record *record : records) flip_a_bit(*record);
+}
+
+// The byte after the first row, where it belongs to no row.
+void write_beside_rows(const Call &call, int32_t &) {
+  for (Record *record : call.destinations) {
+    auto *frame = dynamic_cast<FrameRecord *>(record);
+    if (frame == nullptr || frame->spoiled) continue;
+    const TavixVideoInfo &video = (*frame)->video;
+    const int64_t element = test::is_float_format(video.format) ? 4 : 1;
+    const int64_t row = int64_t(video.width) * video.channels * element;
+    if (video.height > 1 && (*frame)->linesize[0] > row) (*frame)->data[0][row] ^= 1;
+  }
+}
+
+// Frames that nobody frees before the oracle has counted.
+std::vector<TavixFrameV2 *> lost_frames;
+
+struct Planted {
+  const char *name, *words;
+  Fault commit;
+};
+std::ostream &operator<<(std::ostream &out, const Planted &planted) {
+  return out << planted.name;
+}
+
+const Planted kPlanted[] = {
+    {"WrongResult", "right(",
+     [](const Call &call, int32_t &status) {
+       if (status == TAVIX_OK) write_into(call.destinations);
+     }},
+    {"ResultThatDependsOnWorkers", "other results",
+     [](const Call &call, int32_t &status) {
+       if (status == TAVIX_OK && module::worker_count > 1) write_into(call.destinations);
+     }},
+    {"WriteBesideRows", "padding of a destination was written", write_beside_rows},
+    {"WriteIntoASource", "a source was written",
+     [](const Call &call, int32_t &) { write_into(call.sources); }},
+    {"WriteByARefusedCall", "written by a refused call",
+     [](const Call &call, int32_t &status) {
+       if (status != TAVIX_OK) write_into(call.destinations);
+     }},
+    {"UndocumentedLine", "not documented with status",
+     [](const Call &call, int32_t &) {
+       TavixLoggerLogV2(TAVIX_LOG_ERROR, "host", call.function.c_str(), 1, "on no page");
+     }},
+    {"UnknownStatus", "kStatuses", [](const Call &, int32_t &status) { status = 99; }},
+    {"SilentRefusal", "in silence",
+     [](const Call &, int32_t &status) {
+       if (status == TAVIX_OK) status = TAVIX_ERROR_INVALID_DATA;
+     }},
+    {"StatusThatDependsOnWorkers", "outcome.status",
+     [](const Call &, int32_t &status) {
+       if (module::worker_count > 1) status = TAVIX_ERROR_INVALID_DATA;
+     }},
+    {"LostFrame", "a frame was lost",
+     [](const Call &, int32_t &) {
+       lost_frames.push_back(
+           TavixVideoFrameAllocV2(TAVIX_PIX_FMT_GRAY8, TAVIX_MEMORY_HOST, 2, 2, 0, 1));
+     }},
+    {"Exception", "call.may_throw",
+     [](const Call &, int32_t &) { throw cv::Exception(-1, "planted", "", "", 0); }},
+};
+
+class Oracle : public ::testing::TestWithParam<Planted> {};
+
+TEST_P(Oracle, FindsAPlantedFault) {
+  const Planted &planted = GetParam();
+  ::testing::TestPartResultArray found;
+  {
+    const ::testing::ScopedFakeTestPartResultReporter reporter(&found);
+    const test::Scoped<Fault> scoped(planted_fault, planted.commit);
+    for (const auto &path : corpus_of("arithmetic")) {
+      const std::string input = text_of(path);
+      try_input(arithmetic, reinterpret_cast<const uint8_t *>(input.data()), input.size());
+      if (found.size() > 0) break;
+    }
+  }
+  for (TavixFrameV2 *frame : lost_frames) TavixFrameFreeV2(frame);
+  lost_frames.clear();
+  TavixDeinitialize();
+  std::string said;
+  for (int i = 0; i < found.size(); ++i) said += found.GetTestPartResult(i).message();
+  EXPECT_NE(said.find(planted.words), said.npos) << "it says: " << said;
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, Oracle, ::testing::ValuesIn(kPlanted),
+                         [](const auto &fault) { return fault.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(Families, RandomInputs, ::testing::Range(size_t(0), std::size(kFamilies)),
                          [](const auto &family) {
