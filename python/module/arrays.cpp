@@ -107,14 +107,27 @@ void require_writeable(const py::array &array, const char *name) {
 }
 
 py::object items_of(py::handle object, const char *name, const char *form) {
-  auto items = py::reinterpret_steal<py::object>(PySequence_Fast(object.ptr(), ""));
-  if (items) return items;
+  if (PyList_CheckExact(object.ptr()) || PyTuple_CheckExact(object.ptr()))
+    return py::reinterpret_borrow<py::object>(object);
+  const auto refused = [&] { return std::string(name) + " must be " + form; };
+  // Its size says how many items are asked for: a range may have more of them than memory holds, and
+  // what only behaves like a sequence may never end.
+  constexpr py::ssize_t kMost = 64;
+  const py::ssize_t size = PySequence_Size(object.ptr());
+  if (size > kMost) throw py::value_error(refused());
+  py::list items;
+  for (py::ssize_t i = 0; i < size; ++i) {
+    const auto item = py::reinterpret_steal<py::object>(PySequence_GetItem(object.ptr(), i));
+    if (!item) break;
+    items.append(item);
+  }
+  if (PyErr_Occurred() == nullptr) return items;
   const py::error_already_set error;
-  // Of a memoryview with several dimensions.
-  const bool not_a_sequence =
-      error.matches(PyExc_TypeError) || error.matches(PyExc_NotImplementedError);
-  if (!not_a_sequence) throw error;
-  throw py::type_error(std::string(name) + " must be " + form);
+  if (error.matches(PyExc_IndexError)) throw py::value_error(refused());
+  // A memoryview with several dimensions has no items yet.
+  if (error.matches(PyExc_TypeError) || error.matches(PyExc_NotImplementedError))
+    throw py::type_error(refused());
+  throw error;
 }
 
 ChannelValues channel_values(py::handle object, int32_t channels, const char *name) {

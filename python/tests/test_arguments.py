@@ -219,6 +219,21 @@ def test_lists_that_say_they_are_longer():
         tavix.to_blob(Long())
 
 
+class Endless:
+    def __len__(self):
+        return 3
+
+    def __getitem__(self, _):
+        return 2.0
+
+
+def test_sequences_that_never_end():
+    src = random_picture(4, 5, 3)
+    assert np.array_equal(tavix.multiply_add(src, Endless(), 1), tavix.multiply_add(src, 2, 1))
+    with pytest.raises(ValueError, match="scale must be a number"):
+        tavix.multiply_add(src, range(2**62), 1)
+
+
 def test_frames_that_were_never_made():
     frame = tavix.Frame.__new__(tavix.Frame)
     with pytest.raises(TypeError, match="never made"):
