@@ -122,12 +122,13 @@ py::object items_of(py::handle object, const char *name, const char *form) {
     items.append(item);
   }
   if (PyErr_Occurred() == nullptr) return items;
-  const py::error_already_set error;
+  py::error_already_set error;
   if (error.matches(PyExc_IndexError)) throw py::value_error(refused());
   // A memoryview with several dimensions has no items yet.
   if (error.matches(PyExc_TypeError) || error.matches(PyExc_NotImplementedError))
     throw py::type_error(refused());
-  throw error;
+  error.restore();
+  throw py::error_already_set();
 }
 
 ChannelValues channel_values(py::handle object, int32_t channels, const char *name) {

@@ -27,19 +27,17 @@ using StatSum = std::conditional_t<std::is_same_v<T, float>, double, uint32_t>;
 
 // Lane [r][q] of a sum is that of element r of word q. kRoom: blocks that fit into the lanes.
 // kNeutral: the byte of samples that change nothing.
-template <class T>
+template <class T, uint32_t largest = 255>
 struct SumLanes {
   using Element = T;
-  static constexpr int64_t kRoom = UINT32_MAX / 255;
+  static constexpr int64_t kRoom = UINT32_MAX / largest;
   static constexpr uint8_t kNeutral = 0;
 
   StatSum<T> sum[kStatPerWord<T>][kStatWords] = {};
 };
 
 template <class T>
-struct SquareLanes : SumLanes<T> {
-  static constexpr int64_t kRoom = UINT32_MAX / (255 * 255);
-
+struct SquareLanes : SumLanes<T, 255 * 255> {
   StatSum<T> sumsq[kStatPerWord<T>][kStatWords] = {};
 };
 
