@@ -125,9 +125,7 @@ void Picture::see_array(const py::array &array, const char *name) {
 Picture Picture::seen(py::handle object, const char *name) {
   Picture picture;
   picture.object_ = py::reinterpret_borrow<py::object>(object);
-  if (is_array(object)) {
-    picture.memory_ = picture.object_;
-  } else if (frame_of(object) != nullptr) {
+  if (is_array(object) || frame_of(object) != nullptr) {
     picture.memory_ = picture.object_;
   } else {
     picture.memory_ = py::module_::import("tavix._interop").attr("as_picture")(object, name);

@@ -13,7 +13,7 @@ py::array statistic(int32_t op, py::handle src, py::handle out) {
   const Picture picture = Picture::source(src, "src");
   const py::ssize_t shape[] = {picture.channels()};
   if (!out.is_none() && !is_array(out)) throw py::type_error("out must be an array");
-  const py::array result =
+  py::array result =
       out.is_none() ? new_array(float64_type(), shape) : py::reinterpret_borrow<py::array>(out);
   if (result.dtype().num() != float64_type().type_number || result.ndim() != 1 ||
       result.shape(0) != shape[0] || (result.flags() & py::array::c_style) == 0) {
