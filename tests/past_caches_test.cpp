@@ -37,7 +37,7 @@ void expect_same(const std::function<std::vector<uint8_t>()> &run) {
   for (const module::CpuLevel level : levels()) {
     SCOPED_TRACE(name_of(level));
     const ScopedLevel scoped(level);
-    module::last_cache_size();  // the probe comes first, so that it cannot undo the change
+    module::cpu_features();  // the probe comes first, so that it cannot undo the change
     std::vector<uint8_t> results[2];
     for (const int64_t cache : {kUnknown, kTiny}) {
       const Scoped<int64_t> size(module::detail::last_cache, cache);
@@ -49,7 +49,7 @@ void expect_same(const std::function<std::vector<uint8_t>()> &run) {
 
 TEST(PastCaches, AreRowsBeyondTheCacheThatStartAtALine) {
   alignas(64) const uint8_t line[64] = {};
-  module::last_cache_size();
+  module::cpu_features();
   const Scoped<int64_t> cache(module::detail::last_cache, 1000);
   EXPECT_FALSE(module::goes_past_caches(1250, line));
   EXPECT_TRUE(module::goes_past_caches(1251, line));

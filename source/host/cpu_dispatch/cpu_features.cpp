@@ -108,14 +108,11 @@ int64_t probe_last_cache(Cpuid *cpuid) {
   return int64_t(amd != 0 ? amd : cache_size(cpuid(4, 3)));
 }
 
-int64_t last_cache_size() {
-  static const int64_t &size = detail::last_cache = probe_last_cache(ask_processor);
-  return size;
-}
-
 const TavixCpuFeatures &cpu_features() {
   // Once, whoever asks; cheaper to ask again than a once_flag.
-  static const TavixCpuFeatures &record = detail::features = probe_cpu(ask_processor);
+  static const TavixCpuFeatures &record =
+      (detail::last_cache = probe_last_cache(ask_processor),
+       detail::features = probe_cpu(ask_processor));
   return record;
 }
 

@@ -44,10 +44,6 @@ inline bool streams_ask_ahead() {
   return cpu_features().vendor[0] == 'G';  // GenuineIntel
 }
 
-// Bytes of the third cache that this processor shares with its neighbours, 0 when it does not say. On AMD
-// the feature record has the third caches of all processors together.
-int64_t last_cache_size();
-
 // One answer of the CPUID instruction.
 struct CpuidAnswer {
   uint32_t eax, ebx, ecx, edx;
@@ -66,5 +62,12 @@ namespace detail {
 extern TavixCpuFeatures features;  // only tests change them, after the probe
 extern int64_t last_cache;
 }  // namespace detail
+
+// Bytes of the third cache that this processor shares with its neighbours, 0 when it does not say. On AMD
+// the feature record has the third caches of all processors together. Rows ask one by one, so this costs
+// a load: it is probed with the record, which every choice of a level asks for.
+inline int64_t last_cache_size() {
+  return detail::last_cache;
+}
 
 }  // namespace tavix::module

@@ -16,15 +16,13 @@ void stream_floats(const uint8_t *src, uint8_t *dst, int64_t n,
   kNormalizeRowsAvx2.by_type[1][1](src, dst, n, parameters);
 }
 
-consteval NormalizeRows normalize_rows_avx512() {
-  NormalizeRows rows = normalize_rows_of<avx512::NormalizeKernels>();
-  rows.by_type[1][1] = stream_floats;
-  return rows;
-}
+using Kernels = avx512::NormalizeKernels;
 
 }  // namespace
 
-constinit const NormalizeRows kNormalizeRowsAvx512 = normalize_rows_avx512();
+constinit const NormalizeRows kNormalizeRowsAvx512 = {
+    {{Kernels::run<uint8_t, uint8_t>, Kernels::run<uint8_t, float>},
+     {Kernels::run<float, uint8_t>, stream_floats}}};
 constinit const TensorRows kTensorRowsAvx512Vbmi = tensor_rows_of<avx512::vbmi::TensorKernels>();
 
 }  // namespace tavix::module
