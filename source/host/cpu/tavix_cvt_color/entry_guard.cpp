@@ -30,7 +30,7 @@ bool lacks_planes(const TavixFrameV2 &frame, const Reach &reach) {
 }
 
 // The offset of a row is a 32-bit product of its number and the stride.
-bool out_of_reach(int32_t linesize, int32_t rows) {
+bool out_of_reach(int32_t linesize, int64_t rows) {
   const int64_t last = int64_t(linesize) * (rows - 1);
   return last < INT32_MIN || last > INT32_MAX;
 }
