@@ -9,8 +9,9 @@ namespace tavix::core {
 
 inline constexpr size_t kAlignment = 64;
 
-// Malloc takes blocks of these sizes in new pages from the system each time, and a fault for each page
-// costs more than zeroing it. So a few freed blocks are kept for the next ones of about their size.
+// Malloc takes blocks of these sizes in new pages from the system each time, and a fault for each
+// page costs more than zeroing it. So a few freed blocks are kept for the next ones of about
+// their size.
 inline constexpr size_t kLeastKept = size_t(4) << 20, kMostKept = size_t(32) << 20;
 inline constexpr int kKeptBlocks = 4;
 

@@ -149,8 +149,8 @@ void threshold(Choices &c, std::span<const Path> paths) {
       [&] { return TavixFrameThresholdBinaryByCPU(f.in, f.out, level, most, type); },
       [&](cv::Mat &result) {
         const cv::Mat src = matrix_of(*f.src);
-        // OpenCV takes rows without gaps for one row, and its vectors and the last elements of a row
-        // disagree about NaN and the sign of zero.
+        // OpenCV takes rows without gaps for one row, and its vectors and the last elements of a
+        // row disagree about NaN and the sign of zero.
         if (!is_gapless(*f.src, src.type()) || !is_gapless(*f.dst, src.type()))
           result = cv::Mat(src.rows, src.cols + 1, src.type()).colRange(0, src.cols);
         cv::threshold(src, result, level, most, type);

@@ -89,8 +89,8 @@ void warp(Choices &c, std::span<const Path> paths) {
   TavixFrameV2 *in = null ? c.maybe(&*src) : &*src, *out = null ? c.maybe(&*dst) : &*dst;
   const float *coefficients = null ? c.maybe(matrix) : matrix;
   const bool positive = src->linesize[0] > 0 && dst->linesize[0] > 0;
-  // Results of another type are refused, and so is the result of the source's size that OpenCV makes for
-  // a destination without pixels. The transparent border starts from black.
+  // Results of another type are refused, and so is the result of the source's size that OpenCV
+  // makes for a destination without pixels. The transparent border starts from black.
   const bool fits = src->video.format == dst->video.format && dst->video.height > 0;
   check_opencv(
       {.function = affine ? "TavixFrameWarpAffineByCPU" : "TavixFrameWarpPerspectiveByCPU",

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Operations that OpenCV carries out: the reference is OpenCV's own function on a copy of the frame,
-// and where it raises, the operation must not succeed.
+// Operations that OpenCV carries out: the reference is OpenCV's own function on a copy of the
+// frame, and where it raises, the operation must not succeed.
 #pragma once
 
 #include <functional>

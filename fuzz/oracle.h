@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What every call must keep, whatever its records: its status is known, and so is each line that it
-// logs; it writes nothing but the rows of its destinations, and nothing at all when it refuses; each
-// level of processor and each number of workers gives the same; and results are the reference's.
+// logs; it writes nothing but the rows of its destinations, and nothing at all when it refuses;
+// each level of processor and each number of workers gives the same; and results are the
+// reference's.
 #pragma once
 
 #include <functional>

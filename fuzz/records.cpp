@@ -91,8 +91,8 @@ void FrameRecord::maybe_spoil(Choices &c) {
       const bool planar = test::plane_shapes(record.video).size() > 1;
       const bool gapless = layout.pad == 0 && layout.row_distance == 0;
       record.video.format = c.of(kNoFormats);
-      // Planes of another 4:2:0 format may be larger than these, and luma that is copied into grey has
-      // its padding after the last row too.
+      // Planes of another 4:2:0 format may be larger than these, and luma that is copied into grey
+      // has its padding after the last row too.
       if ((planar || !gapless) && test::plane_shapes(record.video).size() > 1)
         record.video.format = 6;
       break;

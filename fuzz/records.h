@@ -24,8 +24,8 @@ class Record {
   virtual bool intact() const = 0;
 };
 
-// Not 0: wherever an input may choose a layout, each row ends at a page nobody may touch, so far from
-// the next.
+// Not 0: wherever an input may choose a layout, each row ends at a page nobody may touch, so far
+// from the next.
 inline int32_t row_distance = 0;
 
 class FrameRecord final : public Record {
@@ -45,8 +45,8 @@ class FrameRecord final : public Record {
   // Rows farther apart than 32 bits reach. Of at least three rows, which nobody may ask for then.
   void spread_rows();
 
-  // Where a spoiled record says what no two records of a call would say alike by chance, all of them
-  // say it. Of packed frames.
+  // Where a spoiled record says what no two records of a call would say alike by chance, all of
+  // them say it. Of packed frames.
   template <class... Others>
   static void maybe_spoil_alike(Choices &c, FrameRecord &first, Others &...others) {
     const uint8_t how = c.byte();
@@ -103,8 +103,8 @@ void append_bytes(std::vector<uint8_t> &bytes, const T &value) {
   bytes.insert(bytes.end(), first, first + sizeof value);
 }
 
-// The payload of a frame that a call made, by plane 0 of its record, and what it says of itself; the
-// frame is freed. Null gives nothing and becomes null again.
+// The payload of a frame that a call made, by plane 0 of its record, and what it says of itself;
+// the frame is freed. Null gives nothing and becomes null again.
 std::vector<uint8_t> take_frame(TavixFrameV2 *&frame);
 
 // Codes and numbers that operations may be asked for.

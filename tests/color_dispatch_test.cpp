@@ -224,8 +224,8 @@ TEST(ColorRefusals, MissingPlanes) {
   }
 }
 
-// Whether a frame's channel count is read: grey has a step of 1, and a destination of 0 channels has
-// those of its format where the conversion does not ask for the frame's own.
+// Whether a frame's channel count is read: grey has a step of 1, and a destination of 0 channels
+// has those of its format where the conversion does not ask for the frame's own.
 bool reads_channels(const std::string &function, bool source, int32_t format, int32_t channels) {
   if (channels_of(format) == 1) return false;
   return source || channels != 0 || function == "TavixGray2BGRF32";

@@ -57,8 +57,8 @@ static_assert(kRgbToYuv[kBt709Full].fixed.offset == 0 &&
 static_assert(kRgbToYuv[kBt709Full].real.v_to_r == kRgbToYuv[kBt709Limited].real.v_to_r &&
               kRgbToYuv[kBt2020Full].real.v_to_r == kRgbToYuv[kBt2020Limited].real.v_to_r);
 
-// Grey has no chroma, but for one: the U row of BT.709 sums to -1. White is luma 235 or 255, but BT.2020
-// loses two steps of 256 and full-range BT.709 stays at 219.
+// Grey has no chroma, but for one: the U row of BT.709 sums to -1. White is luma 235 or 255, but
+// BT.2020 loses two steps of 256 and full-range BT.709 stays at 219.
 constexpr bool sums_are(ColorMatrix m, int32_t y, int32_t u, int32_t v) {
   const auto &fixed = kRgbToYuv[m].fixed;
   return sum(fixed.y) == y && sum(fixed.u) == u && sum(fixed.v) == v;

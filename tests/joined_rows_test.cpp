@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Rows without gaps become one long row as long as 32 bits can say how long. The sizes are said only:
-// no memory is as large.
+// Rows without gaps become one long row as long as 32 bits can say how long. The sizes are said
+// only: no memory is as large.
 #include <gtest/gtest.h>
 
 #include <climits>

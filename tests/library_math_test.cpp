@@ -76,7 +76,8 @@ TEST_F(LibraryMath, LogfBitForBit) {
   for_each_width([](const auto &rows) { expect_library_bits(rows.logf, module::library_logf()); });
 }
 
-// Those of another library: rounded once, which the one at hand does not always do, and one unit up.
+// Those of another library: rounded once, which the one at hand does not always do, and one unit
+// up.
 float rounded_log(float x) {
   return float(std::log(double(x)));
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Rows that store their results past the caches give what rows give that do not. Here every row does
-// that starts at a whole line: the cache is said to have one byte.
+// Rows that store their results past the caches give what rows give that do not. Here every row
+// does that starts at a whole line: the cache is said to have one byte.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -479,7 +479,8 @@ TEST(SoftmaxChecks, AxisThroughTheEntry) {
 }
 
 // Products wrap in 32 bits, as the number of lines does; nothing is read or written where it or the
-// length of the lines is not positive. Two negative dimensions or products would make a positive number.
+// length of the lines is not positive. Two negative dimensions or products would make a positive
+// number.
 TEST(SoftmaxChecks, AbsurdDimensions) {
   constexpr int32_t kProducts = 8;
   const struct {

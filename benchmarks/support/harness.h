@@ -15,7 +15,8 @@
 // and one line of CMakeLists.txt: tavix_benchmark(subject peers...). The benchmarks are named
 // operation/peer/size, ours is "tavix", and "memcpy" and "stream" are added to every operation, and
 // ours once more for each narrower level of processor than the one at hand ("portable", "avx2",
-// "avx512"). All run on one thread. A peer that claims equal work is checked against ours before it is timed.
+// "avx512"). All run on one thread. A peer that claims equal work is checked against ours before it
+// is timed.
 #pragma once
 
 #include <functional>

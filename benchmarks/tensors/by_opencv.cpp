@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What "tavix tensors" does, by OpenCV alone: decodes a video, resizes each frame to 224 x 224 pixels
-// and writes (sample - mean) * scale as planes of floats, red first.
+// What "tavix tensors" does, by OpenCV alone: decodes a video, resizes each frame to 224 x 224
+// pixels and writes (sample - mean) * scale as planes of floats, red first.
 //
 //   tensors_by_opencv VIDEO OUTPUT SCALE RED,GREEN,BLUE
 #include <cstdio>

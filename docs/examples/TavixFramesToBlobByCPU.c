@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* Packs the picture of a list of one into a tensor of bytes, with the channels of a pixel together. */
+/* Packs the picture of a list of one into a tensor of bytes, pixel by pixel with its channels. */
 #include <tavix/video_common_cpu.h>
 
 #include "picture.h"

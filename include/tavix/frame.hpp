@@ -71,8 +71,8 @@ class Error : public std::runtime_error {
 
 namespace detail {
 
-// What this thread logged last at the level of errors, cut where it is very long. It needs no memory,
-// which may be what the line is about.
+// What this thread logged last at the level of errors, cut where it is very long. It needs no
+// memory, which may be what the line is about.
 struct LastError {
   char text[2048];
 

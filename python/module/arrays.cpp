@@ -110,8 +110,8 @@ py::object items_of(py::handle object, const char *name, const char *form) {
   if (PyList_CheckExact(object.ptr()) || PyTuple_CheckExact(object.ptr()))
     return py::reinterpret_borrow<py::object>(object);
   const auto refused = [&] { return std::string(name) + " must be " + form; };
-  // Its size says how many items are asked for: a range may have more of them than memory holds, and
-  // what only behaves like a sequence may never end.
+  // Its size says how many items are asked for: a range may have more of them than memory holds,
+  // and what only behaves like a sequence may never end.
   constexpr py::ssize_t kMost = 64;
   const py::ssize_t size = PySequence_Size(object.ptr());
   if (size > kMost) throw py::value_error(refused());

@@ -70,8 +70,8 @@ T number_of(py::handle object, const char *name, const char *form) {
 
 // The items of a sequence: a list or a tuple as it is, anything else as a list of as many items as
 // it says it has. Raises TypeError, which says that name must be of that form, for what has no size
-// or no items, and ValueError, with the same words, for what has more than 64 items or fewer than it
-// says. What else its methods raise goes through.
+// or no items, and ValueError, with the same words, for what has more than 64 items or fewer than
+// it says. What else its methods raise goes through.
 py::object items_of(py::handle object, const char *name, const char *form);
 
 // Numbers of a scalar or a sequence: one for each channel.

@@ -23,8 +23,9 @@ struct Line {
 };
 
 // The lines of the call that runs on this thread, made with the first one. The sink never takes the
-// interpreter lock: a thread that holds it may be waiting to log. Any other kind of thread-local data
-// is allocated when a thread first uses it, and the process ends where there is no memory for it.
+// interpreter lock: a thread that holds it may be waiting to log. Any other kind of thread-local
+// data is allocated when a thread first uses it, and the process ends where there is no memory for
+// it.
 [[gnu::tls_model("initial-exec")]] thread_local bool collecting = false;
 [[gnu::tls_model("initial-exec")]] thread_local std::vector<Line> *collected = nullptr;
 

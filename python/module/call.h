@@ -53,7 +53,8 @@ void call(const char *function, std::initializer_list<const Described *> operand
   library.finish(function, status, exception, operands);
 }
 
-// Calls an operation that makes a frame, which it gets the address for. A failure frees what it left.
+// Calls an operation that makes a frame, which it gets the address for. A failure frees what it
+// left.
 template <class Operation>
 TavixFrameV2 *frame_of_call(const char *function, std::initializer_list<const Described *> operands,
                             Operation &&operation) {

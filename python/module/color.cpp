@@ -21,7 +21,8 @@ bool has_padding(const TavixFrameV2 &frame, int plane) {
 }
 
 // Chroma from grey is filled to the ends of its strides, and luma to grey is copied in whole
-// strides where they are equal. Padding may be somebody else's pixels, or not there in the last row.
+// strides where they are equal. Padding may be somebody else's pixels, or not there in the last
+// row.
 void require_safe_padding(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
   const bool fills_chroma =
       src.video.format == TAVIX_PIX_FMT_GRAY8 && is_planar(required_layout(dst.video.format));

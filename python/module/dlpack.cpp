@@ -28,8 +28,8 @@ const ElementType *element_type_of(const DLDataType &type) {
   return nullptr;
 }
 
-// The bytes from one element to the next in each dimension. Raises ValueError for what no tensor is;
-// whether the memory is as large as the tensor says cannot be known.
+// The bytes from one element to the next in each dimension. Raises ValueError for what no tensor
+// is; whether the memory is as large as the tensor says cannot be known.
 std::vector<py::ssize_t> strides_of(const DLTensor &tensor, py::ssize_t element_bytes) {
   constexpr int32_t kMostDimensions = 32;  // of NumPy
   if (tensor.ndim < 0 || tensor.ndim > kMostDimensions) {

@@ -122,7 +122,8 @@ TEST(Blob, RefusesWhatNoMemoryHolds) {
   EXPECT_FALSE(allocate(TAVIX_DATA_TYPE_INT8, 0, {INT_MAX, INT_MAX}));
   EXPECT_TRUE(
       log.only_error("TavixBlobAlloc", "no memory for a blob of 4611686014132420609 bytes"));
-  // What is left of 2^63 bytes for the start of a block, divided by the last extent, is 641 * 6700417.
+  // What is left of 2^63 bytes for the start of a block, divided by the last extent, is
+  // 641 * 6700417.
   EXPECT_FALSE(allocate(TAVIX_DATA_TYPE_INT8, 0, {641, 6700417, INT_MAX}));
   EXPECT_TRUE(
       log.only_error("TavixBlobAlloc", "no memory for a blob of 9223372034707292159 bytes"));

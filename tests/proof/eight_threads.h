@@ -17,9 +17,9 @@ class EightThreads {
   // Asks one thread first. From here on there are 8 workers.
   EightThreads();
 
-  // Rounds in which every thread makes so many calls; after each the core is de-initialised, and the
-  // arena with it, and go_on is asked. Ends with the first complaint of a thread too. Returns the
-  // complaints.
+  // Rounds in which every thread makes so many calls; after each the core is de-initialised, and
+  // the arena with it, and go_on is asked. Ends with the first complaint of a thread too. Returns
+  // the complaints.
   std::vector<std::string> run(int calls, const std::function<bool()> &go_on);
 
  private:

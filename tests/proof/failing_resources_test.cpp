@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every request for memory, a thread or a mapping fails once, and every one from some point on, in
-// each function: the first call of a process and a later one, on one worker and on twelve. Each case
-// runs in a process of its own, which must answer within seconds.
+// each function: the first call of a process and a later one, on one worker and on twelve. Each
+// case runs in a process of its own, which must answer within seconds.
 #include "failing_resources.h"
 
 #include <gtest/gtest.h>

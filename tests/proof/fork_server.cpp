@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Preloaded into a program, starts it once and forks it for every run asked for: most of the time of
-// a short run goes into loading its libraries.
+// Preloaded into a program, starts it once and forks it for every run asked for: most of the time
+// of a short run goes into loading its libraries.
 //
 // A request is what arrives in one read from stdin, each part with a zero at its end: the folder to
 // run in, the files for the run's stdout and stderr, its bytes of address space, and its arguments.

@@ -98,7 +98,8 @@ std::vector<Subject> frame_layer_subjects() {
     call<TavixFrameMultiFrameByCPU>(source(), source(), out(made));
     keep(made);
   });
-  // An error, and an exception of OpenCV, of which only the text depends on the memory that is left.
+  // An error, and an exception of OpenCV, of which only the text depends on the memory that is
+  // left.
   add("LayerRefusal", 1, [] {
     try {
       ChannelFrames channels;

@@ -21,8 +21,8 @@ namespace {
 
 using test::LongestRow;
 
-// The frames of calls.h have 18 rows. Of the larger distance the product with the last row takes more
-// than 32 bits; of the smaller one only that with the number of rows does.
+// The frames of calls.h have 18 rows. Of the larger distance the product with the last row takes
+// more than 32 bits; of the smaller one only that with the number of rows does.
 constexpr int32_t kPages = 1 << 16, kWithinReach = INT_MAX / 17 / kPages * kPages,
                   kOutOfReach = kWithinReach + kPages;
 static_assert(18 * int64_t(kWithinReach) > INT_MAX);

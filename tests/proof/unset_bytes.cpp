@@ -160,7 +160,8 @@ bool is_planar(int32_t format) {
   return format >= TAVIX_PIX_FMT_NV12 && format <= TAVIX_PIX_FMT_I420;
 }
 
-// Between grey and 4:2:0 whole strides are written: they have no padding. Even sizes: of odd ones, conversions leave rows and columns as they were.
+// Between grey and 4:2:0 whole strides are written: they have no padding. Even sizes: of odd ones,
+// conversions leave rows and columns as they were.
 void color() {
   int pairs = 0;
   for (int32_t from = 0; from < TAVIX_PIX_FMT_NONE; ++from) {

@@ -17,8 +17,8 @@ namespace {
 
 const size_t kPage = size_t(sysconf(_SC_PAGESIZE));
 
-// Mappings of few pages are kept for the next bytes: the kernel takes longer for a mapping than most
-// calls take. What waits holds sentinels alone, so that a late write shows.
+// Mappings of few pages are kept for the next bytes: the kernel takes longer for a mapping than
+// most calls take. What waits holds sentinels alone, so that a late write shows.
 constexpr size_t kKeptPages = 64, kKeptMappings = 32;
 std::mutex kept_mutex;
 std::vector<uint8_t *> kept[kKeptPages + 1];  // by the number of usable pages

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Bytes between two pages that nobody may touch. Reading or writing past either end crashes the
-// test on the spot; what lies between the bytes and the page that they do not touch holds a sentinel.
+// test on the spot; what lies between the bytes and the page that they do not touch holds a
+// sentinel.
 #pragma once
 
 #include <cstddef>
@@ -42,8 +43,8 @@ class GuardedBytes {
   size_t size_;
 };
 
-// Rows as far apart as one likes, each on pages of its own: its last byte touches a page that nobody
-// may touch, as does the page that it starts on.
+// Rows as far apart as one likes, each on pages of its own: its last byte touches a page that
+// nobody may touch, as does the page that it starts on.
 class GuardedRows {
  public:
   // distance: whole pages, more than a row takes.

@@ -32,7 +32,8 @@ struct FrameLayout {
   int32_t pad = 0;    // bytes of the stride beyond the payload
   int32_t shift = 0;  // bytes between the last payload byte and the page, to misalign the plane
   bool bottom_up = false;  // negative strides: the first row lies last
-  // Not 0: the stride, and each row ends at a page nobody may touch; the first two say nothing then.
+  // Not 0: the stride, and each row ends at a page nobody may touch; the first two say nothing
+  // then.
   int32_t row_distance = 0;
 };
 std::ostream &operator<<(std::ostream &out, const FrameLayout &layout);

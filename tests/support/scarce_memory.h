@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Makes operator new(nothrow), which records are allocated with, and calloc, which gives zero-filled
-// storage, fail on demand.
+// Makes operator new(nothrow), which records are allocated with, and calloc, which gives
+// zero-filled storage, fail on demand.
 #pragma once
 
 namespace tavix::test {

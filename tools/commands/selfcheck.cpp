@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Hands over to the program tavix-selfcheck. The library chooses its implementation by itself and
-// exports no way to choose another one for all operations; that program is linked from the library's
-// own object files, where the choice can be made, and would stand in front of the shared library if
-// it were a part of this one.
+// exports no way to choose another one for all operations; that program is linked from the
+// library's own object files, where the choice can be made, and would stand in front of the shared
+// library if it were a part of this one.
 #include <fmt/format.h>
 #include <unistd.h>
 

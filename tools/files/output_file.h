@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A file that appears whole or not at all: it is written under a name beside its target and takes
 // the target's place when it is published. One that is never published leaves nothing behind. A
-// target that is a link stays one: the file that it leads to is replaced. Devices and pipes cannot be
-// replaced, and are refused.
+// target that is a link stays one: the file that it leads to is replaced. Devices and pipes cannot
+// be replaced, and are refused.
 #pragma once
 
 #include <cstdint>

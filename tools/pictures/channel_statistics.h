@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Mean and standard deviation of each channel of many frames, frame by frame: a CSV file, and a plot
-// of it that gnuplot draws.
+// Mean and standard deviation of each channel of many frames, frame by frame: a CSV file, and a
+// plot of it that gnuplot draws.
 #pragma once
 
 #include <sstream>

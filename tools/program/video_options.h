@@ -24,8 +24,8 @@ class VideoOptions {
   // A file of the output folder, which is made where it is missing.
   std::filesystem::path output_path(const char *name) const;
 
-  // Publishes the files of a video that has been read to its end, says what is lost of it, and prints
-  // the result with both. Returns the exit status.
+  // Publishes the files of a video that has been read to its end, says what is lost of it, and
+  // prints the result with both. Returns the exit status.
   int conclude(const VideoReader &reader, Outputs outputs, Json result,
                const std::string &text) const;
 

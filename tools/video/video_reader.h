@@ -22,10 +22,10 @@ class VideoReader {
   // The picture that next() gave last will be given again.
   void put_back();
 
-  // Continues at the key frame before this time, in time_base(), where the file allows to find it and
-  // what follows is decoded as if nothing had been left out; else where it was or from the first
-  // picture, so that the caller still leaves earlier pictures out. To be called after the first
-  // picture.
+  // Continues at the key frame before this time, in time_base(), where the file allows to find it
+  // and what follows is decoded as if nothing had been left out; else where it was or from the
+  // first picture, so that the caller still leaves earlier pictures out. To be called after the
+  // first picture.
   void seek(int64_t pts);
 
   AVRational time_base() const { return stream_->time_base; }

@@ -55,8 +55,8 @@ TAVIX_API void TavixLoggerSetSink(TavixLogSink sink, void *user);
 TAVIX_API void TavixLoggerSetLevel(int32_t least_level);
 
 /**
- * Runs every callback registered so far once, newest first, and forgets them. Then it frees the memory
- * that the core kept of freed frames and blobs. No operation may run meanwhile.
+ * Runs every callback registered so far once, newest first, and forgets them. Then it frees the
+ * memory that the core kept of freed frames and blobs. No operation may run meanwhile.
  */
 TAVIX_API void TavixDeinitialize(void);
 

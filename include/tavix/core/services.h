@@ -35,7 +35,8 @@ TAVIX_API TavixFrameV2 *TavixVideoFrameAllocV2(int32_t format, uint32_t memory, 
  * Frees a frame of TavixVideoFrameAllocV2 and its planes; NULL is ignored.
  *
  * @par Ownership
- * The core keeps at most four freed blocks of 4 to 32 MiB for the next frames and blobs of that size.
+ * The core keeps at most four freed blocks of 4 to 32 MiB for the next frames and blobs of that
+ * size.
  */
 TAVIX_API void TavixFrameFreeV2(TavixFrameV2 *frame);
 

@@ -17,18 +17,18 @@
  * Copies the top left part of a frame into every image of an NCHW or NHWC tensor.
  *
  * @par Formula
- * Values are cast. A byte stays what it is. A float is truncated towards zero to 32 bits, for UINT32
- * and INT64 to 64 bits, and the blob keeps the low bits: in 8 bits 300.7 is 44 and -1.5 is 255.
- * Floats beyond the range of the 32 or 64 bits, infinities and NaN count as the least integer of
- * that range.
+ * Values are cast. A byte stays what it is. A float is truncated towards zero to 32 bits, for
+ * UINT32 and INT64 to 64 bits, and the blob keeps the low bits: in 8 bits 300.7 is 44 and -1.5 is
+ * 255. Floats beyond the range of the 32 or 64 bits, infinities and NaN count as the least integer
+ * of that range.
  * @par Formats
  * The elements of the frame are floats in the formats RGBF32 to GRAYF32 and bytes in every other
  * format, of which plane 0 is read. The blob's are FLOAT32, INT8, UINT8, INT16, UINT16, INT32,
  * UINT32 or INT64.
  * @par Sizes
- * The dims are N, C, H, W or N, H, W, C, as data_format says. The blob takes the left W columns, the
- * upper H rows and the first C channels of the frame, in the frame's channel order. A larger frame
- * is noted in a debug line. Each of the N images is a copy of the frame.
+ * The dims are N, C, H, W or N, H, W, C, as data_format says. The blob takes the left W columns,
+ * the upper H rows and the first C channels of the frame, in the frame's channel order. A larger
+ * frame is noted in a debug line. Each of the N images is a copy of the frame.
  * @par In place
  * The storage of the blob must not overlap the frame.
  * @par Alignment
@@ -45,8 +45,8 @@
  *
  * @param src_frame  the frame to read
  * @param dst_blob   the blob to fill. Its data_format is taken as a slot of the table of layouts: 0
- *                   is NCHW, 1 is NHWC, 2 to 14 are layouts that no frame is converted to, and other
- *                   codes have no slot.
+ *                   is NCHW, 1 is NHWC, 2 to 14 are layouts that no frame is converted to, and
+ *                   other codes have no slot.
  * @return TAVIX_OK, or, first failure wins and nothing is written:
  *         TAVIX_ERROR_INVALID_PARAM  null dst_blob
  *         TAVIX_ERROR_UNSUPPORTED    a layout without a slot
@@ -67,8 +67,9 @@ TAVIX_API int32_t TavixFrameToBlobByCPU(const TavixFrameV2 *src_frame, TavixBlob
  *
  * @param src_frames  a list of exactly one frame
  * @param dst_blob    the blob to fill. Its data_format is a TavixDataFormat.
- * @return as TavixFrameToBlobByCPU, but never TAVIX_ERROR_MEMORY, and TAVIX_ERROR_INVALID_PARAM also
- *         for a null list, a frame_num other than 1 and a null array, in the place of a null frame
+ * @return as TavixFrameToBlobByCPU, but never TAVIX_ERROR_MEMORY, and TAVIX_ERROR_INVALID_PARAM
+ *         also for a null list, a frame_num other than 1 and a null array, in the place of a null
+ *         frame
  */
 TAVIX_API int32_t TavixFramesToBlobByCPU(const TavixFrames *src_frames, TavixBlob *dst_blob);
 
@@ -83,8 +84,8 @@ TAVIX_API int32_t TavixFramesToBlobByCPU(const TavixFrames *src_frames, TavixBlo
  * As TavixFrameToBlobByCPU; plane 0 is written.
  * @par Sizes
  * The dims are N, C, H, W or N, H, W, C, as data_format says. The left W columns, the upper H rows
- * and the first C channels of the frame are written, and all else stays as it was. A larger frame is
- * noted in a warning. The images overwrite each other in turn, so that the last one stays.
+ * and the first C channels of the frame are written, and all else stays as it was. A larger frame
+ * is noted in a warning. The images overwrite each other in turn, so that the last one stays.
  * @par In place
  * The frame must not overlap the storage of the blob.
  * @par Alignment
@@ -121,8 +122,9 @@ TAVIX_API int32_t TavixBlobToFrameByCPU(const TavixBlob *src_blob, TavixFrameV2 
  *
  * @param src_blob    the blob to read. Its data_format is a TavixDataFormat.
  * @param dst_frames  a list of exactly one frame
- * @return as TavixBlobToFrameByCPU, but never TAVIX_ERROR_MEMORY, and TAVIX_ERROR_INVALID_PARAM also
- *         for a null list, a frame_num other than 1 and a null array, in the place of a null frame
+ * @return as TavixBlobToFrameByCPU, but never TAVIX_ERROR_MEMORY, and TAVIX_ERROR_INVALID_PARAM
+ *         also for a null list, a frame_num other than 1 and a null array, in the place of a null
+ *         frame
  */
 TAVIX_API int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames *dst_frames);
 
@@ -135,8 +137,8 @@ TAVIX_API int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames 
  * and rounded, halves up: 2.5 is 3, -7 is 0, 300 is 255. NaN is 0.
  * @par Formats
  * RGB24, BGR24, GRAY8, BGRA32 and RGBA32 become RGBF32, BGRF32, GRAYF32, BGRAF32 and RGBAF32, and
- * the other way round. Where data_type is the frame's own element type, the format stays; any format
- * may then be converted from bytes to bytes, in plane 0.
+ * the other way round. Where data_type is the frame's own element type, the format stays; any
+ * format may then be converted from bytes to bytes, in plane 0.
  * @par Sizes
  * The new frame has the width and height of the source. `video.channels` of the source counts, from
  * 1 to 4 and no more than the new frame's rows hold; without channels nothing is converted.
@@ -158,8 +160,8 @@ TAVIX_API int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames 
  * @param src_frame  the frame to read
  * @param dst_frame  where to store the new frame
  * @param data_type  TAVIX_DATA_TYPE_FLOAT32 or TAVIX_DATA_TYPE_UINT8. With any other, the new frame
- *                   has the format of the form that the source is not in, and its pixels stay as the
- *                   core made them.
+ *                   has the format of the form that the source is not in, and its pixels stay as
+ *                   the core made them.
  * @param norm_vals  8 floats: mean[0..3], then scale[0..3]
  * @return TAVIX_OK, or, first failure wins and no pixel is written:
  *         TAVIX_ERROR_INVALID_PARAM  null src_frame; a format without the other form; null

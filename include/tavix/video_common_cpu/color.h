@@ -10,10 +10,10 @@
  * Converts a frame into the pixel format of another, which the caller has allocated.
  *
  * @par Formula
- * 8-bit values of 0 to 255 are float values of 0 to 1. Alpha is kept; where the source has none, the
- * destination is opaque. `video.color_space` and `video.color_range` choose the matrix: those of dst
- * for colour into 4:2:0, the space of src for 4:2:0 into colour, which is always taken as limited
- * range, and for float into grey. 8-bit colour into grey uses the weights of ITU-R BT.601.
+ * 8-bit values of 0 to 255 are float values of 0 to 1. Alpha is kept; where the source has none,
+ * the destination is opaque. `video.color_space` and `video.color_range` choose the matrix: those
+ * of dst for colour into 4:2:0, the space of src for 4:2:0 into colour, which is always taken as
+ * limited range, and for float into grey. 8-bit colour into grey uses the weights of ITU-R BT.601.
  * docs/colour.md gives the arithmetic.
  *
  * @par Formats
@@ -36,13 +36,13 @@
  * has the count of its format, except for grey into float. A source whose width or height is 0 or
  * less has no pixels, and its conversion writes nothing but padding.
  *
- * Grey into 4:2:0 fills chroma to the ends of its strides. 4:2:0 into grey copies whole strides when
- * both are equal. Both depend on the number of rows alone, whatever the width; these strides must
- * not be negative.
+ * Grey into 4:2:0 fills chroma to the ends of its strides. 4:2:0 into grey copies whole strides
+ * when both are equal. Both depend on the number of rows alone, whatever the width; these strides
+ * must not be negative.
  *
- * Conversions with 4:2:0 work on whole 2x2 blocks. 8-bit colour into 4:2:0 also converts an odd last
- * row, leaves the last column of the rows above it, and logs one warning for each call with an odd
- * size. Float colour into 4:2:0 and 4:2:0 into colour leave the last row and column without a
+ * Conversions with 4:2:0 work on whole 2x2 blocks. 8-bit colour into 4:2:0 also converts an odd
+ * last row, leaves the last column of the rows above it, and logs one warning for each call with an
+ * odd size. Float colour into 4:2:0 and 4:2:0 into colour leave the last row and column without a
  * warning. docs/colour.md has the table for all conversions.
  *
  * @par In place
@@ -70,12 +70,12 @@
  * @return TAVIX_OK, the status of the copy, or, first failure wins and nothing is written:
  *         TAVIX_ERROR_INVALID_PARAM  null record
  *         TAVIX_ERROR_UNSUPPORTED    a format of 16 or more or below 0; no such conversion
- *         TAVIX_ERROR_INVALID_PARAM  RGB24 or BGR24 into each other or into grey: a null plane, or no
- *                                    pixels; any conversion: a channel count that it reads and that
- *                                    is below the format's or above four; a row of 2^31 elements or
- *                                    more; a null plane that it touches; a stride whose product
- *                                    with a row leaves 32 bits; padding to fill or copy whose
- *                                    stride is negative or that spans 2^31 bytes or more
+ *         TAVIX_ERROR_INVALID_PARAM  RGB24 or BGR24 into each other or into grey: a null plane, or
+ *                                    no pixels; any conversion: a channel count that it reads and
+ *                                    that is below the format's or above four; a row of 2^31
+ *                                    elements or more; a null plane that it touches; a stride whose
+ *                                    product with a row leaves 32 bits; padding to fill or copy
+ *                                    whose stride is negative or that spans 2^31 bytes or more
  */
 TAVIX_API int32_t TavixFrameConvertColorByCPU(const TavixFrameV2 *src_frame,
                                               TavixFrameV2 *dst_frame);

@@ -4,8 +4,8 @@
  * Geometry of packed frames, carried out by OpenCV on views of plane 0.
  *
  * A refused call logs one line and writes nothing. A linesize[0] of 0 means packed rows, except in
- * the warps, which refuse it. Each operation lists the exceptions that leave it. An exception ends a
- * C program.
+ * the warps, which refuse it. Each operation lists the exceptions that leave it. An exception ends
+ * a C program.
  *
  * Interpolation codes are OpenCV's: 0 nearest, 1 linear, 2 cubic, 3 area, 4 Lanczos, 5 exact
  * linear, 7, 8 and 16 as OpenCV reads them. Border codes are OpenCV's too: 0 constant, 1 replicate,

@@ -90,8 +90,8 @@ void for_each_joined(int32_t start, int32_t end, int32_t n, int64_t bytes, bool 
   for (int32_t y = start; y < end; y += joined) run(y, n * joined);
 }
 
-// run(elements, row of each frame...) for the rows [start, end) of plane 0 of frames of one shape and
-// of elements T; nothing when they have no pixels. Rows without gaps in every frame are joined.
+// run(elements, row of each frame...) for the rows [start, end) of plane 0 of frames of one shape
+// and of elements T; nothing when they have no pixels. Rows without gaps in every frame are joined.
 template <class T, class Run, class Frame, class... Frames>
 void for_each_long_row(int32_t start, int32_t end, const Run &run, Frame &frame,
                        Frames &...frames) {

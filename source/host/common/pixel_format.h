@@ -10,8 +10,8 @@
 
 namespace tavix::module {
 
-// Where the samples of a pixel lie. Of the 4:2:0 layouts, semi-planar ones interleave their chroma in
-// plane 1, planar ones have a plane for each sample.
+// Where the samples of a pixel lie. Of the 4:2:0 layouts, semi-planar ones interleave their chroma
+// in plane 1, planar ones have a plane for each sample.
 enum class PixelLayout : int8_t { kNone, kPacked, kSemiPlanar, kPlanar };
 
 struct FormatTraits {

@@ -110,9 +110,8 @@ int64_t probe_last_cache(Cpuid *cpuid) {
 
 const TavixCpuFeatures &cpu_features() {
   // Once, whoever asks; cheaper to ask again than a once_flag.
-  static const TavixCpuFeatures &record =
-      (detail::last_cache = probe_last_cache(ask_processor),
-       detail::features = probe_cpu(ask_processor));
+  static const TavixCpuFeatures &record = (detail::last_cache = probe_last_cache(ask_processor),
+                                           detail::features = probe_cpu(ask_processor));
   return record;
 }
 

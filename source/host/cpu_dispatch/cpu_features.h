@@ -37,9 +37,9 @@ inline bool use_avx2() {
 }
 
 // Whether rows that only stream (in order, hardly computing, from one or two places to one) ask for
-// memory ahead of themselves. Intel's own prefetching stops at the end of a page: on Cascade Lake such
-// rows take 1.1 to 1.6 times as long unless they ask. On Zen 5 they take 1.05 to 1.25 times as long
-// when they ask, where the third cache holds them, and as long where it does not.
+// memory ahead of themselves. Intel's own prefetching stops at the end of a page: on Cascade Lake
+// such rows take 1.1 to 1.6 times as long unless they ask. On Zen 5 they take 1.05 to 1.25 times as
+// long when they ask, where the third cache holds them, and as long where it does not.
 inline bool streams_ask_ahead() {
   return cpu_features().vendor[0] == 'G';  // GenuineIntel
 }
@@ -63,9 +63,9 @@ extern TavixCpuFeatures features;  // only tests change them, after the probe
 extern int64_t last_cache;
 }  // namespace detail
 
-// Bytes of the third cache that this processor shares with its neighbours, 0 when it does not say. On AMD
-// the feature record has the third caches of all processors together. Rows ask one by one, so this costs
-// a load: it is probed with the record, which every choice of a level asks for.
+// Bytes of the third cache that this processor shares with its neighbours, 0 when it does not say.
+// On AMD the feature record has the third caches of all processors together. Rows ask one by one,
+// so this costs a load: it is probed with the record, which every choice of a level asks for.
 inline int64_t last_cache_size() {
   return detail::last_cache;
 }

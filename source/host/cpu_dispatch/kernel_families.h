@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernel families of the library: the same row functions for each level of processor, one record
-// of them a level. Who runs rows asks the family's accessor, which is declared with its row functions,
-// once for each call; nothing else asks about the processor. Tests force levels and add records.
+// The kernel families of the library: the same row functions for each level of processor, one
+// record of them a level. Who runs rows asks the family's accessor, which is declared with its row
+// functions, once for each call; nothing else asks about the processor. Tests force levels and add
+// records.
 #pragma once
 
 #include "cpu/common_c/arithmetic/binary_rows.h"

@@ -26,8 +26,8 @@ int32_t check_tensor(const TensorDirection &direction, const char *function,
                  shape.c);
   }
   element = find_element(rows, data_type);
-  // The type is refused at the first element: an empty blob has none. The line speaks of dst_blob in
-  // both directions.
+  // The type is refused at the first element: an empty blob has none. The line speaks of dst_blob
+  // in both directions.
   TAVIX_REFUSE_AS_IF(kUnit, function, !shape.empty() && element == nullptr, TAVIX_ERROR_UNSUPPORTED,
                      "%s dst_blob data_type:%d is not support",
                      is_float(video.format) ? direction.convert_floats : "ConvertUChar", data_type);

@@ -10,16 +10,17 @@
 #include "common/rounding.h"
 #include "tavix/core/records.h"
 
-// Closes the try block of a guarded operation: the format takes what(). Every other exception leaves
-// the call.
+// Closes the try block of a guarded operation: the format takes what(). Every other exception
+// leaves the call.
 #define TAVIX_CATCH_OPENCV(status, format)                                   \
   catch (const cv::Exception &exception) {                                   \
     TAVIX_LOG(kFrameConvertUnit, TAVIX_LOG_ERROR, format, exception.what()); \
     return status;                                                           \
   }
 
-// The checks that several operations share, under the name of the exported function. Null records come
-// first; memory comes after the checks that an operation lists, and before what it allocates or reads.
+// The checks that several operations share, under the name of the exported function. Null records
+// come first; memory comes after the checks that an operation lists, and before what it allocates
+// or reads.
 #define TAVIX_REFUSE_NULL_FRAMES(function, src, dst)                                             \
   TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
                      "src_frame:%p or dst_frame:%p is nullptr", src, dst)
@@ -59,8 +60,9 @@ int opencv_interpolation(int32_t code);
 // Border codes 1 to 5 and 16 are OpenCV's; every other code is constant (0).
 int opencv_border(int32_t code);
 
-// Plane 0 as a matrix of the given type with the frame's size and stride; a stride of 0 means packed
-// rows. OpenCV raises for a stride below the row or off the element size and for a missing plane.
+// Plane 0 as a matrix of the given type with the frame's size and stride; a stride of 0 means
+// packed rows. OpenCV raises for a stride below the row or off the element size and for a missing
+// plane.
 cv::Mat plane_view(const TavixFrameV2 &frame, int type);
 
 // The same of a frame that is read. OpenCV raises for a negative size here, before it is handed to

@@ -27,7 +27,8 @@ inline unsigned char reached[kMost];
   if (const char *number = std::getenv("TAVIX_MUTANT")) chosen = std::atoi(number);
 }
 
-// Each library and executable has its own record and appends it to the file, a byte for each mutant.
+// Each library and executable has its own record and appends it to the file, a byte for each
+// mutant.
 [[gnu::destructor(101)]] static void report() {
   static bool done = false;
   const char *path = std::getenv("TAVIX_MUTANTS_REACHED");

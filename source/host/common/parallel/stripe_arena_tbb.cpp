@@ -10,8 +10,8 @@ namespace tavix::module {
 
 namespace {
 
-// oneTBB looks at the processors once. Where that look runs out of memory, every later one waits for
-// it for ever: it is taken at load, when memory is at hand.
+// oneTBB looks at the processors once. Where that look runs out of memory, every later one waits
+// for it for ever: it is taken at load, when memory is at hand.
 [[maybe_unused]] const int processors = []() noexcept {
   try {
     return tbb::info::default_concurrency();

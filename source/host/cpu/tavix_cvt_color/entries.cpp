@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kinds of conversions, and the entries that the table makes of them. A few kinds have checks of
-// their own; their texts differ in wording on purpose.
+// The kinds of conversions, and the entries that the table makes of them. A few kinds have checks
+// of their own; their texts differ in wording on purpose.
 #include "cpu/tavix_cvt_color/entries.h"
 
 #include <utility>

@@ -17,7 +17,8 @@ ConvertEntry ColorCopyCommon;
 #define TAVIX_CONVERSION(kind, entry, driver, from, to) ConvertEntry entry;
 #include "cpu/tavix_cvt_color/conversions.inc"
 
-// The entry of a pair of format codes, each below kFormatCount; null when there is no such conversion.
+// The entry of a pair of format codes, each below kFormatCount; null when there is no such
+// conversion.
 ConvertEntry *convert_entry(uint32_t src_format, uint32_t dst_format);
 
 }  // namespace tavix::module

@@ -79,9 +79,9 @@ void convert_bytes(const PackedJob &job) {
            rows.bytes_on_all_workers);
 }
 
-// To and from floats: always on all workers. Rows shorter than a vector of floats are portable. Rows
-// that treat every pixel alike name their elements; where floats are rounded, which pixels of a row
-// round half to even is part of the result.
+// To and from floats: always on all workers. Rows shorter than a vector of floats are portable.
+// Rows that treat every pixel alike name their elements; where floats are rounded, which pixels of
+// a row round half to even is part of the result.
 template <auto member, class... Alike>
 void convert_floats(const PackedJob &job) {
   const RgbRows &rows = job.width >= 8 ? rgb_rows() : kRgbRowsC;

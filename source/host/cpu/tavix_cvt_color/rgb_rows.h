@@ -81,7 +81,8 @@ struct RgbRows {
 extern const RgbRows kRgbRowsC, kRgbRowsAvx2, kRgbRowsAvx512Vbmi;
 const RgbRows &rgb_rows();
 
-// Portable rows of what fills no vector, with the arithmetic of the vector rows where it is another.
+// Portable rows of what fills no vector, with the arithmetic of the vector rows where it is
+// another.
 extern const RgbRows kRgbRowsTails;
 
 }  // namespace tavix::module

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// 8-bit RGB to 4:2:0, in fixed point. The portable rows define the arithmetic; the vector rows differ
-// in one thing, the mean of a block.
+// 8-bit RGB to 4:2:0, in fixed point. The portable rows define the arithmetic; the vector rows
+// differ in one thing, the mean of a block.
 #pragma once
 
 #include "cpu/tavix_cvt_color/matrices.h"

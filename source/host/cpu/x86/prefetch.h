@@ -19,7 +19,7 @@ template <int bytes>
 TAVIX_INLINE void prefetch(const void *p, int64_t offset = kAhead) {
   const uintptr_t first = reinterpret_cast<uintptr_t>(p) + uintptr_t(offset);
   for (int i = 0; i < bytes; i += 64)
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer would have to stay in the caller's memory
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a pointer would have to stay within the memory
     _mm_prefetch(reinterpret_cast<const char *>(first + uintptr_t(i)), _MM_HINT_T0);
 }
 

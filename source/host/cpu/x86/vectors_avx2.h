@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the kernel texts (*.inc) are written with, on vectors of eight floats; vectors_avx512.h has the
-// same names. A source file includes one of the two, before the texts.
+// What the kernel texts (*.inc) are written with, on vectors of eight floats; vectors_avx512.h has
+// the same names. A source file includes one of the two, before the texts.
 #pragma once
 
 #include <cstdint>

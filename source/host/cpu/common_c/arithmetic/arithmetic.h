@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the portable and the AVX entries of arithmetic, statistics and softmax share: the checks that
-// both make, under the unit and function of the one that calls.
+// What the portable and the AVX entries of arithmetic, statistics and softmax share: the checks
+// that both make, under the unit and function of the one that calls.
 #pragma once
 
 #include <cstdint>

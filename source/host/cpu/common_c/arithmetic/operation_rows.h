@@ -22,7 +22,8 @@ struct OperationRows {
     (is_float(job.video().format) ? floats : bytes)[op](job);
   }
 
-  // Each function builds Family::Body<T, op> from the job, once for each call, and hands it all rows.
+  // Each function builds Family::Body<T, op> from the job, once for each call, and hands it all
+  // rows.
   template <class Family>
   static constexpr OperationRows of() {
     return of<Family>(std::make_integer_sequence<int, operations>{});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The loop body that both statistics entries run: rows into lanes, lanes into channels, stripes into
-// one result.
+// The loop body that both statistics entries run: rows into lanes, lanes into channels, stripes
+// into one result.
 #include <algorithm>
 #include <cfloat>
 #include <cmath>

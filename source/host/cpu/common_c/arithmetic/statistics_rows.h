@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernel family of statistics, and the lanes that it accumulates in. A row is taken in blocks of
-// 96 bytes, a whole number of pixels of 1, 2, 3 or 4 channels of either element type, so that element k
-// of every block belongs to channel k % channels: each element of a block has a lane, and kernels know
-// nothing of channels.
+// The kernel family of statistics, and the lanes that it accumulates in. A row is taken in blocks
+// of 96 bytes, a whole number of pixels of 1, 2, 3 or 4 channels of either element type, so that
+// element k of every block belongs to channel k % channels: each element of a block has a lane, and
+// kernels know nothing of channels.
 #pragma once
 
 #include <array>

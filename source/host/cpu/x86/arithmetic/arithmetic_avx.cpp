@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The AVX entries of arithmetic, statistics and softmax, with checks of their own. Statistics run on
-// any processor; the others refuse one that has no AVX2.
+// The AVX entries of arithmetic, statistics and softmax, with checks of their own. Statistics run
+// on any processor; the others refuse one that has no AVX2.
 #include "common/blob_shape.h"
 #include "common/frame_access.h"
 #include "common/log.h"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The bodies of vector binary arithmetic, in single precision, for the kernels of one instruction set:
+// The bodies of vector binary arithmetic, in single precision, for the kernels of one instruction
+// set:
 //
 //   struct Kernels {
 //     static constexpr int32_t kPeriod;  // parameters in a row, as the kernels take them

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A function of an 8-bit sample and its channel, given by its 256 values, applied to whole rows. Each
-// class is made from 1 to 4 channels' maps and has
+// A function of an 8-bit sample and its channel, given by its 256 values, applied to whole rows.
+// Each class is made from 1 to 4 channels' maps and has
 //
 //   void map_row(const uint8_t *src, uint8_t *dst, int64_t n) const;
 //
@@ -15,8 +15,8 @@
 namespace tavix::module {
 
 using ByteMap = std::array<uint8_t, 256>;
-// The maps that a step over whole pixels tells apart: one where all channels have the same, else three
-// or four.
+// The maps that a step over whole pixels tells apart: one where all channels have the same, else
+// three or four.
 class ChannelMaps {
  public:
   // fill(c, map) makes the map of channel c. alike: all channels have the same.

@@ -31,8 +31,8 @@ constexpr __mmask64 kThird[] = {0x9249249249249249, 0x2492492492492492, 0x492492
 constexpr __mmask64 kFourth[] = {0x1111111111111111, 0x2222222222222222, 0x4444444444444444,
                                  0x8888888888888888};
 
-// Vectors of interleaved channels as vectors of one channel each, and back. Bytes keep their places;
-// byte i of vector j has channel (j + i) % 3.
+// Vectors of interleaved channels as vectors of one channel each, and back. Bytes keep their
+// places; byte i of vector j has channel (j + i) % 3.
 TAVIX_INLINE Vectors<1> by_channel(const Vectors<1> &x) {
   return x;
 }
@@ -56,8 +56,8 @@ TAVIX_INLINE Vectors<3> interleaved(const Vectors<3> &x) {
   return in_thirds<1>(x);
 }
 
-// With four channels all vectors are alike: pixels are rotated by one byte more in each, so that byte
-// i of vector j has channel (i - j) % 4.
+// With four channels all vectors are alike: pixels are rotated by one byte more in each, so that
+// byte i of vector j has channel (i - j) % 4.
 TAVIX_INLINE Vectors<4> rotated(const Vectors<4> &x) {
   return {{x.v[0], _mm512_rol_epi32(x.v[1], 8), _mm512_rol_epi32(x.v[2], 16),
            _mm512_rol_epi32(x.v[3], 24)}};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The records of arithmetic, statistics and softmax with AVX-512. Byte permutations make maps of 8-bit
-// samples; without them those are the maps of AVX2.
+// The records of arithmetic, statistics and softmax with AVX-512. Byte permutations make maps of
+// 8-bit samples; without them those are the maps of AVX2.
 #include "cpu/x86/vectors_avx512.h"
 
 #include "cpu/x86/arithmetic/binary_rows.inc"

@@ -32,9 +32,9 @@ struct LibraryRows {
   // y[i] = expf(x[i]), logf(x[i]) for i below n. x and y do not overlap.
   using Row = void(const float *x, float *y, int32_t n, const LibraryFunction &function);
 
-  // The logarithm of floats at any address, with a scale and an offset for each element of a period:
-  // dst[i] = logf(max(src[i] * scale[i % kPeriod], least)) + offset[i % kPeriod], NaN kept. dst may
-  // be src.
+  // The logarithm of floats at any address, with a scale and an offset for each element of a
+  // period: dst[i] = logf(max(src[i] * scale[i % kPeriod], least)) + offset[i % kPeriod], NaN kept.
+  // dst may be src.
   using ScaledRow = void(const uint8_t *src, uint8_t *dst, int32_t n, float least,
                          const float (&scale)[kPeriod], const float (&offset)[kPeriod],
                          const LibraryFunction &logf);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Which library is at hand: whether its functions are those that the rows compute, as AVX2 has them.
+// Which library is at hand: whether its functions are those that the rows compute, as AVX2 has
+// them.
 #include "cpu/x86/arithmetic/library_math.h"
 
 #include <bit>

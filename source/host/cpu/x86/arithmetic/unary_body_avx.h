@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The bodies of vector unary arithmetic, in single precision, for the kernels of one instruction set.
-// A row is whole blocks, of 24 elements with three channels and of 8 with one or four, and single
-// elements after them (or all single, with two channels), whatever the width of the vectors. Square
-// root and float exponential tell the two apart; everything else agrees.
+// The bodies of vector unary arithmetic, in single precision, for the kernels of one instruction
+// set. A row is whole blocks, of 24 elements with three channels and of 8 with one or four, and
+// single elements after them (or all single, with two channels), whatever the width of the vectors.
+// Square root and float exponential tell the two apart; everything else agrees.
 //
 //   struct Kernels {
 //     static constexpr int32_t kPeriod;      // parameters in a row, as the kernels take them
@@ -62,8 +62,8 @@ struct UnaryParameters {
 template <class Kernels, class T, int op>
 class UnaryArithmeticBodyAVX;
 
-// 8-bit functions go through maps of all samples. Whole blocks have maps of their own where a scaled
-// sample may be NaN.
+// 8-bit functions go through maps of all samples. Whole blocks have maps of their own where a
+// scaled sample may be NaN.
 template <class Kernels, int op>
 class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBody {
  public:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vectors of eight elements, and the conversions that AVX2 has no instruction for. Include this header
-// last.
+// Vectors of eight elements, and the conversions that AVX2 has no instruction for. Include this
+// header last.
 #pragma once
 
 #include <cstdint>

@@ -42,8 +42,8 @@ struct SlotOrders {
 template <class T>
 constexpr SlotOrders<T> kSlotOrders;
 
-// Each channel of four pixels of bytes in each lane, as 32-bit integers: -1 makes a zero. Of pixels of
-// three bytes, the upper lane starts four bytes early, so that it ends with the pixels.
+// Each channel of four pixels of bytes in each lane, as 32-bit integers: -1 makes a zero. Of pixels
+// of three bytes, the upper lane starts four bytes early, so that it ends with the pixels.
 template <int channels>
 struct WideningOrders {
   alignas(32) int8_t order[channels][32] = {};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The rows of tensors with AVX-512 and VBMI. Moves permute bytes and floats across a whole register;
-// what fills no block is left to AVX2. Include this header last.
+// The rows of tensors with AVX-512 and VBMI. Moves permute bytes and floats across a whole
+// register; what fills no block is left to AVX2. Include this header last.
 #pragma once
 
 #include <array>

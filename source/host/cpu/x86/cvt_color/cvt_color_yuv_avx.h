@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Drivers of the conversions into and out of 4:2:0 and among its formats: each takes the row kernels
-// of this processor once and runs them over the row pairs of a job.
+// Drivers of the conversions into and out of 4:2:0 and among its formats: each takes the row
+// kernels of this processor once and runs them over the row pairs of a job.
 #pragma once
 
 #include "cpu/tavix_cvt_color/float_yuv.h"

@@ -131,9 +131,9 @@ TAVIX_INLINE void store_packed(uint8_t *dst, __m256i packed) {
   }
 }
 
-// (sum of three products + 128) >> 8 of 16 pixels, less 128, as words. Samples are taken less 128 and
-// multiplied by bytes that sum to at most 256: pairs lie in [-29056, 28829] or less, sums of all three
-// in [-32768, 32512], results in [-128, 127].
+// (sum of three products + 128) >> 8 of 16 pixels, less 128, as words. Samples are taken less 128
+// and multiplied by bytes that sum to at most 256: pairs lie in [-29056, 28829] or less, sums of
+// all three in [-32768, 32512], results in [-128, 127].
 template <int step>
 TAVIX_INLINE __m256i weighted_words(const uint8_t *src, __m256i weights) {
   __m256i sums[2];

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where permutations of whole registers find the channels of packed pixels, and the other way round:
-// of floats in 32 bits, of bytes in 8. Include this header last.
+// Where permutations of whole registers find the channels of packed pixels, and the other way
+// round: of floats in 32 bits, of bytes in 8. Include this header last.
 #pragma once
 
 #include <bit>
@@ -33,8 +33,8 @@ struct PlaneOrder {
   }
 };
 
-// Where a column lies in its vector: floats are in order, each quarter of bytes has its even columns
-// before its odd ones.
+// Where a column lies in its vector: floats are in order, each quarter of bytes has its even
+// columns before its odd ones.
 template <class Index>
 constexpr int place_of(int column) {
   return sizeof(Index) == 4 ? column : column / 16 * 16 + column % 2 * 8 + column % 16 / 2;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Pixels and the vectors of their channels: eight pixels of floats, 32 of bytes. Include this header
-// last.
+// Pixels and the vectors of their channels: eight pixels of floats, 32 of bytes. Include this
+// header last.
 #pragma once
 
 #include <cstdint>

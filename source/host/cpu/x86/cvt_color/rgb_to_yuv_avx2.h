@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// 8-bit RGB of four channels to 4:2:0 with AVX2, pixel by pixel: taking the channels apart costs more
-// than the sums. Include this header last.
+// 8-bit RGB of four channels to 4:2:0 with AVX2, pixel by pixel: taking the channels apart costs
+// more than the sums. Include this header last.
 #pragma once
 
 #include "cpu/x86/cvt_color/rgb_to_yuv_lanes.h"
@@ -13,8 +13,8 @@ TAVIX_INLINE Ints lanes_of(uint32_t value) {
   return all_of(int32_t(value));
 }
 
-// Even and odd columns of 16 pixels, both in the order 0 4 1 5 2 6 3 7 of their blocks. Pixels are read
-// once more, which is cheaper than moving them between lanes.
+// Even and odd columns of 16 pixels, both in the order 0 4 1 5 2 6 3 7 of their blocks. Pixels are
+// read once more, which is cheaper than moving them between lanes.
 struct Columns {
   Ints even, odd;
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The records of the colour conversions with AVX-512 and VBMI, with the arithmetic of the AVX2 rows.
+// The records of the colour conversions with AVX-512 and VBMI, with the arithmetic of the AVX2
+// rows.
 #include "cpu/x86/cvt_color/gathers_avx512vbmi.h"
 
 // What fills no block is left to those.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vectors of samples as the row texts of this folder (*.inc) move and pack them, with AVX-512. Include
-// this header last.
+// Vectors of samples as the row texts of this folder (*.inc) move and pack them, with AVX-512.
+// Include this header last.
 #pragma once
 
 #include <cstdint>

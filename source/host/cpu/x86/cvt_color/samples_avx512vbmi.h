@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What VBMI adds to vectors_avx512.h: permutations of bytes, and pixels of them. Include this header
-// last.
+// What VBMI adds to vectors_avx512.h: permutations of bytes, and pixels of them. Include this
+// header last.
 #pragma once
 
 #include "cpu/x86/cvt_color/pixel_orders_avx512.h"
