@@ -72,8 +72,8 @@ TAVIX_API int32_t TavixFrameBinaryArithmeticByCPU(const TavixFrameV2 *src1_frame
 /**
  * Hands the call to the implementation for this processor, without a check of its own.
  *
- * @par Exceptions
- * As TavixFrameBinaryArithmeticByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixFrameBinaryArithmeticByCPU, parameters included.
  *
  * @return the status of the implementation that runs
  */
@@ -85,8 +85,8 @@ TAVIX_API int32_t TavixFrameBinaryArithmeticForward(const TavixFrameV2 *src1_fra
 /**
  * The portable implementation, with checks and messages of its own; it does not look at memory.
  *
- * @par Exceptions
- * As TavixFrameBinaryArithmeticByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions
+ * As TavixFrameBinaryArithmeticByCPU, parameters included.
  *
  * @par Precision
  * 8-bit frames: alpha * src1 and beta * src2 are formed in double, narrowed to float, rounded half
@@ -108,8 +108,8 @@ TAVIX_API int32_t TavixFrameBinaryArithmeticCommonC(const TavixFrameV2 *src1_fra
 /**
  * The vector implementation, with checks of its own; it does not look at memory.
  *
- * @par Exceptions
- * As TavixFrameBinaryArithmeticByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions
+ * As TavixFrameBinaryArithmeticByCPU, parameters included.
  *
  * @par Precision
  * Each parameter is narrowed to float first, and every step is taken in float and rounded. 8-bit
@@ -187,8 +187,8 @@ TAVIX_API int32_t TavixFrameUnaryArithmeticByCPU(const TavixFrameV2 *src, int32_
 /**
  * Hands the call to the implementation for this processor, without a check of its own.
  *
- * @par Exceptions
- * As TavixFrameUnaryArithmeticByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixFrameUnaryArithmeticByCPU, parameters included.
  *
  * @return the status of the implementation that runs
  */
@@ -199,8 +199,8 @@ TAVIX_API int32_t TavixFrameUnaryArithmeticForward(const TavixFrameV2 *src, int3
 /**
  * The portable implementation, with checks and messages of its own; it does not look at memory.
  *
- * @par Exceptions
- * As TavixFrameUnaryArithmeticByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions
+ * As TavixFrameUnaryArithmeticByCPU, parameters included.
  *
  * @par Precision
  * Double throughout, with the C library's functions. Float frames round the sum once; 8-bit frames
@@ -216,8 +216,8 @@ TAVIX_API int32_t TavixFrameUnaryArithmeticCommonC(const TavixFrameV2 *src, int3
 /**
  * The vector implementation, with checks and messages of its own; it does not look at memory.
  *
- * @par Exceptions
- * As TavixFrameUnaryArithmeticByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions
+ * As TavixFrameUnaryArithmeticByCPU, parameters included.
  *
  * @par Precision
  * Each parameter is narrowed to float first; the scaled sample v, the function and the sum are each

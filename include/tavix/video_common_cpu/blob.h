@@ -65,6 +65,9 @@ TAVIX_API int32_t TavixFrameToBlobByCPU(const TavixFrameV2 *src_frame, TavixBlob
 /**
  * Copies the only frame of a list into a tensor, as TavixFrameToBlobByCPU does.
  *
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixFrameToBlobByCPU.
+ *
  * @param src_frames  a list of exactly one frame
  * @param dst_blob    the blob to fill. Its data_format is a TavixDataFormat.
  * @return as TavixFrameToBlobByCPU, but never TAVIX_ERROR_MEMORY, and TAVIX_ERROR_INVALID_PARAM
@@ -120,6 +123,9 @@ TAVIX_API int32_t TavixBlobToFrameByCPU(const TavixBlob *src_blob, TavixFrameV2 
 /**
  * Copies the last image of a tensor into the only frame of a list, as TavixBlobToFrameByCPU does.
  *
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixBlobToFrameByCPU.
+ *
  * @param src_blob    the blob to read. Its data_format is a TavixDataFormat.
  * @param dst_frames  a list of exactly one frame
  * @return as TavixBlobToFrameByCPU, but never TAVIX_ERROR_MEMORY, and TAVIX_ERROR_INVALID_PARAM
@@ -143,7 +149,7 @@ TAVIX_API int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames 
  * The new frame has the width and height of the source. `video.channels` of the source counts, from
  * 1 to 4 and no more than the new frame's rows hold; without channels nothing is converted.
  * @par In place
- * The new frame is another one than the source.
+ * Does not apply: the new frame has memory of its own.
  * @par Alignment
  * The plane of the source and its stride may have any alignment.
  * @par Ownership

@@ -22,6 +22,8 @@
  * @par Sizes
  * New frames have the size of src. Their rows are written packed, whatever linesize the core gave
  * them.
+ * @par In place
+ * Does not apply: the new frames have memory of their own.
  * @par Alignment
  * Rows of float frames start whole floats apart.
  * @par Ownership
@@ -35,6 +37,8 @@
  * @par Exceptions
  * cv::Exception, before anything is allocated: the stride of src lies below its row, or a size is
  * negative.
+ * @par Precision
+ * Samples are copied as they are.
  *
  * @param dst_frames  receives a frame in each slot asked for
  * @param mask        1 red, 2 green, 4 blue, 8 alpha, or-ed; 0 does nothing
@@ -59,6 +63,8 @@ TAVIX_API int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame,
  * The new frame has the size of src. A mask of another size is resized bilinearly. Rows are written
  * packed, whatever linesize the core gave the frame. A source that has alpha already is taken with
  * five channels, and each row is cut to the four of the new frame.
+ * @par In place
+ * Does not apply: the new frame has memory of its own.
  * @par Alignment
  * Rows of float frames start whole floats apart.
  * @par Ownership
@@ -106,6 +112,8 @@ TAVIX_API int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame,
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::multiply, which chooses its code for the processor itself.
  *
  * @param dst_frame  holds beta_frame to write into it, or NULL to receive a frame like beta_frame
  * @return TAVIX_OK, or, first failure wins:
@@ -125,12 +133,23 @@ TAVIX_API int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame,
  * formats. The format of dst is not looked at.
  * @par Sizes
  * Width, height and channels are those of dst.
+ * @par In place
+ * dst may be src, of which no pixel is read.
+ * @par Alignment
+ * The plane of dst and its stride may have any alignment.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
+ * @par Exceptions
+ * None.
  * @par Precision
  * 8-bit values are clamped to 0..255 and truncated, and NaN gives 0. Float values are stored as
- * they are.
+ * they are. The results are the same on every processor.
  *
+ * @param src    gives the element type
+ * @param dst    the frame to fill
+ * @param value  what every element becomes
  * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null record; format of src; null plane;
  *         memory other than host; rows of more than 2^31 - 1 elements; rows that no 32-bit product
  *         of row and linesize reaches

@@ -27,10 +27,14 @@
  * dst may be src. Other overlap is not supported.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::blur, which chooses its code for the processor itself.
  *
  * @param kernel_size  pixels of the rectangle; fractions are dropped. The time of a call grows with
  *                     the square of a side that reaches far beyond the frame.
@@ -54,10 +58,14 @@ TAVIX_API int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
  * dst may be src. Other overlap is not supported.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::boxFilter, which chooses its code for the processor itself.
  *
  * @param kernel_size  pixels of the rectangle; fractions are dropped
  * @return TAVIX_OK, or, first failure wins:
@@ -81,10 +89,14 @@ TAVIX_API int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2
  * dst may be src. Other overlap is not supported.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::filter2D, which chooses its code for the processor itself.
  *
  * @param kernel  elements of TAVIX_DATA_TYPE_FLOAT32; fractions of its sides are dropped
  * @return TAVIX_OK, or TAVIX_ERROR_INVALID_PARAM: null record; null plane; format of src; null
@@ -106,10 +118,14 @@ TAVIX_API int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 
  * dst may be src. Other overlap is not supported.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::dilate, which chooses its code for the processor itself.
  *
  * @param kernel  elements of TAVIX_DATA_TYPE_UINT8, of which those other than 0 count; fractions of
  *                its sides are dropped, and a kernel without elements means 3 x 3 ones
@@ -124,10 +140,11 @@ TAVIX_API int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFram
 
 /**
  * Takes the minimum under a structuring element, in one iteration; pixels outside do not count.
- * Everything else is as in TavixFrameDilateBorderByCPU.
  *
- * @par Exceptions
- * As TavixFrameDilateBorderByCPU.
+ * @par Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions
+ * As TavixFrameDilateBorderByCPU, parameters included.
+ * @par Precision
+ * The result has the bits of cv::erode, which chooses its code for the processor itself.
  *
  * @return as TavixFrameDilateBorderByCPU
  */
@@ -146,10 +163,14 @@ TAVIX_API int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrame
  * dst may be src. Other overlap is not supported.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::threshold, which chooses its code for the processor itself.
  *
  * @param threshold  what elements are compared with
  * @param max_value  what the binary types store
@@ -175,10 +196,14 @@ TAVIX_API int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixF
  * dst may be src. Other overlap is not supported.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::normalize, which chooses its code for the processor itself.
  *
  * @param alpha  what the smallest element becomes
  * @param beta   what the largest element becomes

@@ -30,11 +30,15 @@
  * dst may be src where the size does not change. Other overlap is not supported.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * cv::Exception: src has no pixels, a stride lies below its row, or width or height is not
  * positive. std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::resize, which chooses its code for the processor itself.
  *
  * @param width          pixels of the result
  * @param height         rows of the result
@@ -53,6 +57,8 @@ TAVIX_API int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *d
  * times and flags of src.
  * @par Sizes
  * width * fx by height * fy pixels, each taken to the nearest integer, halves to the even one.
+ * @par In place
+ * Does not apply: the new frame has memory of its own.
  * @par Alignment
  * Rows of float frames start whole floats apart.
  * @par Ownership
@@ -64,6 +70,8 @@ TAVIX_API int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *d
  * @par Exceptions
  * cv::Exception: src has no pixels, its stride lies below its row, or the result has no pixels.
  * std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::resize, which chooses its code for the processor itself.
  *
  * @param dst            receives the new frame
  * @param fx             factor of the width
@@ -92,11 +100,15 @@ TAVIX_API int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFra
  * dst may be src: the result is copied once it is complete.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * cv::Exception: src has no pixels, a stride lies below its row, or OpenCV does not know the
  * combination of codes. std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::warpAffine, which chooses its code for the processor itself.
  *
  * @param matrix         6 floats, row-major
  * @param interpolation  see the top of this file
@@ -127,10 +139,14 @@ TAVIX_API int32_t TavixFrameWarpAffineByCPU(TavixFrameV2 *dst, const TavixFrameV
  * dst may be src: the result is copied once it is complete.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * As TavixFrameWarpAffineByCPU.
+ * @par Precision
+ * The result has the bits of cv::warpPerspective, which chooses its code for the processor itself.
  *
  * @param matrix         9 floats, row-major
  * @param interpolation  see the top of this file
@@ -154,12 +170,18 @@ TAVIX_API int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixF
  * dst may be src where the rectangles do not overlap.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * cv::Exception: the rectangles differ in size or leave their frames, or a stride lies below its
  * row.
+ * @par Precision
+ * Samples are copied as they are.
  *
+ * @param src_rect  what to copy, in pixels of src
+ * @param dst_rect  where it goes, in pixels of dst
  * @return TAVIX_OK, or, first failure wins:
  *         TAVIX_ERROR_INVALID_PARAM  null record
  *         TAVIX_ERROR_UNSUPPORTED    format of src
@@ -180,11 +202,15 @@ TAVIX_API int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
  * Not supported, unless the border has no rows and no columns.
  * @par Alignment
  * Rows of float frames start whole floats apart.
+ * @par Ownership
+ * The operation allocates nothing for the caller and keeps nothing.
  * @par Threads
  * Any thread; frames must not change during the call.
  * @par Exceptions
  * cv::Exception: a stride lies below its row, a side is negative, the code is 5, or a border is
  * wrapped around a frame without pixels. std::bad_alloc: no memory.
+ * @par Precision
+ * The result has the bits of cv::copyMakeBorder, which chooses its code for the processor itself.
  *
  * @param top           rows
  * @param bottom        rows

@@ -56,8 +56,8 @@ TAVIX_API int32_t TavixBlobSoftmaxByCPU(const TavixBlob *src_blob, int32_t axis,
 /**
  * Hands the call to the implementation for this processor, without a check of its own.
  *
- * @par Exceptions
- * As TavixBlobSoftmaxByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixBlobSoftmaxByCPU, parameters included.
  *
  * @return the status of the implementation that runs
  */
@@ -67,8 +67,8 @@ TAVIX_API int32_t TavixBlobSoftmaxForward(const TavixBlob *src_blob, int32_t axi
 /**
  * The portable implementation, with checks and messages of its own.
  *
- * @par Exceptions
- * As TavixBlobSoftmaxByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions
+ * As TavixBlobSoftmaxByCPU, parameters included.
  *
  * @par Precision
  * Single precision: the C library's expf, with the sum taken in order.
@@ -81,8 +81,8 @@ TAVIX_API int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axi
 /**
  * The vector implementation, with checks and messages of its own; missing storage is not logged.
  *
- * @par Exceptions
- * As TavixBlobSoftmaxByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions
+ * As TavixBlobSoftmaxByCPU, parameters included.
  *
  * @par Precision
  * Along the last axis it adds in eight lanes, with an exponential of its own in whole blocks of 8

@@ -30,6 +30,9 @@ enum TavixStatisticalFunctionOp {
  * Any. An array that is given is filled as far as its count goes; then its count becomes the number
  * of channels, whatever it was, so that an array of count 0 gets no element written.
  *
+ * @par In place
+ * Does not apply: src is only read.
+ *
  * @par Alignment
  * None is needed.
  *
@@ -66,8 +69,8 @@ TAVIX_API int32_t TavixFrameStatisticalFunctionByCPU(const TavixFrameV2 *src, in
 /**
  * Hands the call to the entry for this processor, without a check of its own.
  *
- * @par Exceptions
- * As TavixFrameStatisticalFunctionByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixFrameStatisticalFunctionByCPU, parameters included.
  *
  * @return the status of the implementation that runs
  */
@@ -77,8 +80,8 @@ TAVIX_API int32_t TavixFrameStatisticalFunctionForward(const TavixFrameV2 *src, 
 /**
  * The portable entry, with checks and messages of its own; it does not look at memory.
  *
- * @par Exceptions
- * As TavixFrameStatisticalFunctionByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixFrameStatisticalFunctionByCPU, parameters included.
  *
  * @return As ByCPU, but a null array address is refused together with a null record.
  */
@@ -88,8 +91,10 @@ TAVIX_API int32_t TavixFrameStatisticalFunctionCommonC(const TavixFrameV2 *src, 
 /**
  * As CommonC with messages of its own; both run the same kernels and give the same results.
  *
- * @par Exceptions
- * As TavixFrameStatisticalFunctionByCPU.
+ * @par Formula, Formats, Sizes, In place, Alignment, Ownership, Threads, Exceptions, Precision
+ * As TavixFrameStatisticalFunctionByCPU, parameters included.
+ *
+ * @return As CommonC.
  */
 TAVIX_API int32_t TavixFrameStatisticalFunctionAVX(const TavixFrameV2 *src, int32_t op,
                                                    TavixArray **dst_array);
