@@ -53,9 +53,31 @@ static_assert(same_weights(kBt2020Full, kBt2020Limited) && !forward_rounds(kBt20
 static_assert(kRgbToYuv[kBt709Full].fixed.offset == 0 &&
               kRgbToYuv[kBt709Full].fixed.y_scale == 256);
 
-// The way back of the forward full-range tables repeats the limited chroma terms too.
-static_assert(kRgbToYuv[kBt709Full].real.v_to_r == kRgbToYuv[kBt709Limited].real.v_to_r &&
-              kRgbToYuv[kBt2020Full].real.v_to_r == kRgbToYuv[kBt2020Limited].real.v_to_r);
+// The way back of every forward table, which no conversion reads. Full-range BT.709 and BT.2020
+// repeat the limited chroma terms.
+struct WayBack {
+  int32_t fixed[5];
+  float real[5];
+};
+constexpr bool way_back_is(ColorMatrix m, const WayBack &expected) {
+  const auto is = [](const auto &terms, const auto &e) {
+    return terms.y_scale == e[0] && terms.v_to_r == e[1] && terms.u_to_g == e[2] &&
+           terms.v_to_g == e[3] && terms.u_to_b == e[4];
+  };
+  return is(kRgbToYuv[m].fixed, expected.fixed) && is(kRgbToYuv[m].real, expected.real);
+}
+static_assert(way_back_is(kBt601Limited, {{298, 409, -100, -208, 516},
+                                          {1.164f, 1.596f, -0.391f, -0.813f, 2.018f}}));
+static_assert(way_back_is(kBt601Full,
+                          {{256, 358, -88, -182, 452}, {1.0f, 1.4f, -0.343f, -0.711f, 1.765f}}));
+static_assert(way_back_is(kBt709Limited, {{298, 458, -55, -137, 542},
+                                          {1.164f, 1.793f, -0.213f, -0.534f, 2.115f}}));
+static_assert(way_back_is(kBt709Full,
+                          {{256, 458, -55, -137, 542}, {1.0f, 1.793f, -0.213f, -0.534f, 2.115f}}));
+static_assert(way_back_is(kBt2020Limited,
+                          {{298, 430, -48, -166, 548}, {1.164f, 1.678f, -0.187f, -0.65f, 2.141f}}));
+static_assert(way_back_is(kBt2020Full,
+                          {{256, 430, -48, -166, 548}, {1.0f, 1.678f, -0.187f, -0.65f, 2.141f}}));
 
 // Grey has no chroma, but for one: the U row of BT.709 sums to -1. White is luma 235 or 255, but
 // BT.2020 loses two steps of 256 and full-range BT.709 stays at 219.
