@@ -8,8 +8,8 @@
 
 namespace tavix::module {
 
-// What a conversion touches of the two frames, in rows from the first one on. A record of 12 bytes would
-// be returned in registers that gcc 12 loads from stores just made, which takes half of a small call.
+// What a conversion touches of the two frames, in rows from the first one on. A record of 12 bytes
+// would come back in registers, which gcc 12 loads from stores just made: small calls wait for them.
 struct Reach {
   int64_t rows;               // of plane 0; none: the conversion does nothing
   int64_t chroma_rows;        // of the planes behind it
