@@ -116,10 +116,11 @@ std::string documented_exceptions(const std::string &function) {
   if (!std::regex_search(text, found, std::regex("[ *]" + function + "\\("))) return "";
   const size_t declaration = size_t(found.position());
   const size_t comment = text.rfind("/**", declaration);
-  const size_t start = text.find("@par Exceptions", comment);
-  if (start > declaration) return "none";
-  const std::string said = text.substr(start, text.find('@', start + 1) - start);
-  const bool refers = std::regex_search(said, found, std::regex("As (Tavix\\w+)\\."));
+  const std::string contract = text.substr(comment, declaration - comment);
+  if (!std::regex_search(contract, found, std::regex("@par [^@\\n]*Exceptions[^@]*")))
+    return "none";
+  const std::string said = found[0];
+  const bool refers = std::regex_search(said, found, std::regex("As (Tavix\\w+)[.,]"));
   return refers ? documented_exceptions(found[1]) : said;
 }
 
