@@ -29,12 +29,12 @@ html_static_path = ["static"]
 html_css_files = ["pages.css"]
 
 
-BETWEEN_WORDS = re.compile(r"(?<=[a-z0-9])(?=[A-Z])")
+BETWEEN_WORDS = re.compile(r"(?<=[a-z0-9])(?=[A-Z])|(?<=_)")
 
 
 def break_names(_app, _page, _template, context, _doctree):
-    """Lets names such as TavixFrameBlurByCPU go on in the next line between words."""
-    for part, name in ("toc", r"(?<=>)Tavix\w+(?=<)"), ("body", r"(?<=<h2>)Tavix\w+(?=<)"):
+    """Lets names such as TavixFrameBlurByCPU and tavix_core go on in the next line between words."""
+    for part, name in ("toc", r"(?<=>)Tavix\w+(?=<)"), ("body", r"(?<=<h[12]>)[Tt]avix\w+(?=<)"):
         context[part] = re.sub(name, lambda found: BETWEEN_WORDS.sub("<wbr>", found[0]), context.get(part, ""))
 
 
