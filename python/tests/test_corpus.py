@@ -3,12 +3,14 @@
 
 import json
 import os
+import pathlib
+import re
 import signal
 import subprocess
 import time
 
 import pytest
-from clusters import cluster, contents, corpus_command, run_corpus, start_corpus, wait_for_shards
+from clusters import cluster, contents, run_corpus, start_corpus, wait_for_shards
 from videos import make_clip
 
 from tavix.corpus import Corpus
@@ -242,4 +244,16 @@ def test_usage(tmp_path):
     assert run_corpus(*good, "--size", "32", "--workers", "1").returncode == 0
     done = run_corpus(*good, "--size", "64", "--workers", "1")
     assert done.returncode == 2 and "other settings" in done.stderr
-    assert corpus_command("--help")
+
+
+def test_manual_page():
+    """It has every option that the help shows, and nothing that man complains about."""
+    shown = run_corpus("--help")
+    assert shown.returncode == 0
+    page = (pathlib.Path(__file__).parents[1] / "tavix-corpus.1").read_text()
+    options = set(re.findall(r"--[a-z]+", shown.stdout))
+    assert options == set(re.findall(r"--[a-z]+", page.replace("\\-", "-")))
+    assert {"--output", "--size", "--scheduler"} <= options
+    groff = ["groff", "-man", "-Tutf8", "-ww"]
+    made = subprocess.run(groff, input=page, capture_output=True, text=True, check=True)
+    assert made.stderr == ""

@@ -58,32 +58,51 @@ def parser() -> argparse.ArgumentParser:
         epilog="Exit status: 0 all done, 1 some videos failed or are damaged, 2 wrong usage,"
         " 3 disk full, 4 scheduler lost, 130 interrupted.",
     )
-    made.add_argument("videos", nargs="+", metavar="VIDEO_OR_FOLDER")
-    made.add_argument("--output", required=True, metavar="STORE")
-    made.add_argument("--size", type=positive, default=224, help="side of the pictures (224)")
-    made.add_argument("--every", type=seconds, default=0.5, help="time between samples (0.5s)")
+    made.add_argument(
+        "videos", nargs="+", metavar="VIDEO_OR_FOLDER", help="videos, and folders that hold videos"
+    )
+    made.add_argument(
+        "--output", required=True, metavar="STORE", help="the store; created if it does not exist"
+    )
+    made.add_argument(
+        "--size", type=positive, default=224, metavar="N",
+        help="side of the pictures in pixels (default: 224)",
+    )  # fmt: skip
+    made.add_argument(
+        "--every", type=seconds, default=0.5, metavar="SECONDS",
+        help="time between two samples (default: 0.5s)",
+    )  # fmt: skip
     made.add_argument(
         "--mean", type=three_numbers, default=(0.0, 0.0, 0.0), metavar="R,G,B",
-        help="subtracted from 0..255 (0)",
+        help="means of the channels, in the range 0 to 255 (default: 0)",
     )  # fmt: skip
     made.add_argument(
         "--scale", type=three_numbers, default=(1.0, 1.0, 1.0), metavar="R,G,B",
-        help="multiplied then (1)",
+        help="factors of the channels, after the means are subtracted (default: 1)",
     )  # fmt: skip
-    made.add_argument("--dtype", choices=("float32", "uint8"), default="float32")
     made.add_argument(
-        "--chunk", type=positive, default=64,
-        help="pictures in a chunk: what a worker holds in memory (64)",
+        "--dtype", choices=("float32", "uint8"), default="float32",
+        help="type of the elements (default: float32)",
     )  # fmt: skip
-    made.add_argument("--scheduler", metavar="ADDRESS", help="a Dask scheduler, as tcp://host:8786")
     made.add_argument(
-        "--workers", type=positive, default=len(os.sched_getaffinity(0)),
-        help="processes of the local cluster (one for each processor)",
+        "--chunk", type=positive, default=64, metavar="N",
+        help="pictures in a chunk, which a worker holds in memory (default: 64)",
     )  # fmt: skip
-    made.add_argument("--quiet", action="store_true", help="no progress bar")
     made.add_argument(
-        "--reconnect", type=seconds, default=60.0,
-        help="how long to wait for a scheduler that went away (60s)",
+        "--scheduler", metavar="ADDRESS",
+        help="a Dask scheduler, such as tcp://host:8786 (default: start a cluster on this machine)",
+    )  # fmt: skip
+    made.add_argument(
+        "--workers", type=positive, default=len(os.sched_getaffinity(0)), metavar="N",
+        help="processes of the cluster on this machine (default: one for each processor)",
+    )  # fmt: skip
+    made.add_argument(
+        "--reconnect", type=seconds, default=60.0, metavar="SECONDS",
+        help="how long to wait for a scheduler that went away (default: 60s)",
+    )  # fmt: skip
+    made.add_argument(
+        "--quiet", action="store_true",
+        help="print neither a progress bar nor the address of the dashboard",
     )  # fmt: skip
     return made
 
