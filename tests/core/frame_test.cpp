@@ -157,6 +157,7 @@ TEST(FrameAlloc, RefusesPlanesWhoseRowsA32BitOffsetCannotReach) {
 
 TEST(FrameAlloc, ReportsMissingMemory) {
   RecordedLog log;
+  TavixDeinitialize();                                       // kept memory would be freed first
   for (const auto fail : {fail_nothrow_new, fail_calloc}) {  // the record, the planes
     fail(1);
     EXPECT_FALSE(allocate(TAVIX_PIX_FMT_NV12, 6, 5, 1));
@@ -230,6 +231,89 @@ TEST(FrameAlloc, FreedMemoryIsKeptForTheNextFrameUntilTheEnd) {
   }
   TavixDeinitialize();
   EXPECT_LT(bytes_in_use(), before + kBytes);
+}
+
+// A frame whose memory, alignment included, has so many bytes.
+constexpr int32_t kMega = 1 << 20;
+Frame of_block(int32_t bytes) {
+  return allocate(TAVIX_PIX_FMT_GRAY8, bytes - 64, 1, 1);
+}
+
+// Whether a frame of 4 MiB or more comes without new memory, which would be asked for as large pages.
+bool takes_kept(int32_t bytes) {
+  advices.clear();
+  EXPECT_TRUE(of_block(bytes));
+  return advices.empty();
+}
+
+TEST(FrameAlloc, KeepsBlocksOfFourToThirtyTwoMegabytes) {
+  const auto is_kept = [](int32_t bytes) {
+    TavixDeinitialize();
+    const size_t before = bytes_in_use();
+    EXPECT_TRUE(of_block(bytes));
+    return bytes_in_use() >= before + size_t(bytes);
+  };
+  EXPECT_FALSE(is_kept(4 * kMega - 64));
+  EXPECT_TRUE(is_kept(4 * kMega));
+  EXPECT_TRUE(is_kept(32 * kMega));
+  EXPECT_FALSE(is_kept(32 * kMega + 64));
+}
+
+TEST(FrameAlloc, TakesKeptBlocksOfUpToAQuarterMore) {
+  const auto serves = [](int32_t freed, int32_t next) {
+    TavixDeinitialize();
+    EXPECT_FALSE(takes_kept(freed));
+    return takes_kept(next);
+  };
+  EXPECT_FALSE(serves(8 * kMega - 64, 8 * kMega));
+  EXPECT_TRUE(serves(8 * kMega, 8 * kMega));
+  EXPECT_TRUE(serves(10 * kMega, 8 * kMega));
+  EXPECT_FALSE(serves(10 * kMega + 64, 8 * kMega));
+}
+
+TEST(FrameAlloc, KeptBlocksStayWhereTheyDoNotFitAndKeepTheirSize) {
+  TavixDeinitialize();
+  EXPECT_FALSE(takes_kept(10 * kMega));
+  EXPECT_FALSE(takes_kept(20 * kMega));
+  EXPECT_TRUE(takes_kept(8 * kMega)) << "the first";
+  EXPECT_TRUE(takes_kept(10 * kMega)) << "the first, of its whole size again";
+}
+
+TEST(FrameAlloc, KeepsFourBlocksAndReplacesThemInTurn) {
+  const auto free_together = [](int count, int32_t bytes) {
+    std::vector<Frame> frames;
+    advices.clear();
+    for (int n = 0; n < count; ++n) frames.push_back(of_block(bytes));
+    return int(advices.size());  // those that malloc gave
+  };
+  TavixDeinitialize();
+  const size_t before = bytes_in_use();
+  EXPECT_EQ(free_together(4, 5 * kMega), 4);
+  EXPECT_EQ(free_together(3, 8 * kMega), 3);
+  EXPECT_EQ(free_together(2, 5 * kMega), 1) << "one was left";
+  TavixDeinitialize();
+  EXPECT_EQ(free_together(4, 5 * kMega), 4);
+  EXPECT_EQ(free_together(5, 8 * kMega), 5);
+  EXPECT_EQ(free_together(5, 8 * kMega), 1) << "four were kept";
+  TavixDeinitialize();
+  EXPECT_LT(bytes_in_use(), before + kMega);
+}
+
+TEST(FrameAlloc, HasTheMemoryItNeedsWhereKeptBlocksMustGoFirstToo) {
+  for (const bool scarce : {false, true}) {
+    SCOPED_TRACE(scarce);
+    TavixDeinitialize();
+    const size_t before = bytes_in_use();
+    if (scarce) {
+      EXPECT_FALSE(takes_kept(8 * kMega));
+    }
+    fail_calloc(scarce ? 1 : 0);
+    const Frame frame = of_block(16 * kMega);
+    fail_calloc(0);
+    ASSERT_TRUE(frame);
+    EXPECT_GE(bytes_in_use(), before + 16 * size_t(kMega));
+    EXPECT_LT(bytes_in_use(), before + 17 * size_t(kMega));
+  }
 }
 #endif
 
