@@ -239,7 +239,8 @@ Frame of_block(int32_t bytes) {
   return allocate(TAVIX_PIX_FMT_GRAY8, bytes - 64, 1, 1);
 }
 
-// Whether a frame of 4 MiB or more comes without new memory, which would be asked for as large pages.
+// Whether a frame of 4 MiB or more comes without new memory, which would be asked for as large
+// pages.
 bool takes_kept(int32_t bytes) {
   advices.clear();
   EXPECT_TRUE(of_block(bytes));
