@@ -182,7 +182,8 @@ class Convert(tool.ToolTest):
         self.assertEqual(self.tavix("convert", *good).returncode, 0)
         out.unlink()
         for wrong in ([], good[:4], ["--size", "4"], ["--size", "0x4"], ["--size", "4x4x"],
-                      ["--size", "40000x4"], ["--size", "-4x4"], ["--from", "yuyv"],
+                      ["--size", "40000x4"], ["--size", "-4x4"], ["--size", "4x"], ["--size", "x4"],
+                      ["--size", " 4x4"], ["--size", "+4x4"], ["--size", "4x99999999999"], ["--from", "yuyv"],
                       ["--to", ""], ["--range", "wide"], ["--space", "red"], ["--unknown"]):
             with self.subTest(wrong):
                 rest = good[:2] + ["--to", "rgb24"] if wrong and str(wrong[0])[:2] == "--" and \

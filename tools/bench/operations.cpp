@@ -52,7 +52,7 @@ constexpr float kMatrix[9] = {0.98f, 0.1f, 3, -0.1f, 0.98f, 5, 1e-5f, 2e-5f, 1};
 
 // Two pictures into one. Factors are 1 here and none in OpenCV.
 void add_binary(Operations &all) {
-  using Peer = void(const cv::Mat &a, const cv::Mat &b, cv::Mat dst);
+  using Peer = void(cv::InputArray a, cv::InputArray b, cv::OutputArray dst);
   struct Row {
     const char *name;
     TavixBinaryArithmeticOp op;
@@ -60,23 +60,23 @@ void add_binary(Operations &all) {
     Peer *peer;
   };
   const Row rows[] = {
-      {"add", TAVIX_BINARY_OP_ADD, "add", [](auto &a, auto &b, cv::Mat d) { cv::add(a, b, d); }},
+      {"add", TAVIX_BINARY_OP_ADD, "add", [](auto &a, auto &b, auto &d) { cv::add(a, b, d); }},
       {"sub", TAVIX_BINARY_OP_SUB, "subtract",
-       [](auto &a, auto &b, cv::Mat d) { cv::subtract(a, b, d); }},
+       [](auto &a, auto &b, auto &d) { cv::subtract(a, b, d); }},
       {"mul", TAVIX_BINARY_OP_MUL, "multiply",
-       [](auto &a, auto &b, cv::Mat d) { cv::multiply(a, b, d); }},
+       [](auto &a, auto &b, auto &d) { cv::multiply(a, b, d); }},
       {"div", TAVIX_BINARY_OP_DIV, "divide",
-       [](auto &a, auto &b, cv::Mat d) { cv::divide(a, b, d); }},
-      {"min", TAVIX_BINARY_OP_MIN, "min", [](auto &a, auto &b, cv::Mat d) { cv::min(a, b, d); }},
-      {"max", TAVIX_BINARY_OP_MAX, "max", [](auto &a, auto &b, cv::Mat d) { cv::max(a, b, d); }},
+       [](auto &a, auto &b, auto &d) { cv::divide(a, b, d); }},
+      {"min", TAVIX_BINARY_OP_MIN, "min", [](auto &a, auto &b, auto &d) { cv::min(a, b, d); }},
+      {"max", TAVIX_BINARY_OP_MAX, "max", [](auto &a, auto &b, auto &d) { cv::max(a, b, d); }},
       {"absdiff", TAVIX_BINARY_OP_ABSDIFF, "absdiff",
-       [](auto &a, auto &b, cv::Mat d) { cv::absdiff(a, b, d); }},
+       [](auto &a, auto &b, auto &d) { cv::absdiff(a, b, d); }},
       {"or", TAVIX_BINARY_OP_OR, "bitwise_or",
-       [](auto &a, auto &b, cv::Mat d) { cv::bitwise_or(a, b, d); }},
+       [](auto &a, auto &b, auto &d) { cv::bitwise_or(a, b, d); }},
       {"and", TAVIX_BINARY_OP_AND, "bitwise_and",
-       [](auto &a, auto &b, cv::Mat d) { cv::bitwise_and(a, b, d); }},
+       [](auto &a, auto &b, auto &d) { cv::bitwise_and(a, b, d); }},
       {"xor", TAVIX_BINARY_OP_XOR, "bitwise_xor",
-       [](auto &a, auto &b, cv::Mat d) { cv::bitwise_xor(a, b, d); }},
+       [](auto &a, auto &b, auto &d) { cv::bitwise_xor(a, b, d); }},
   };
   for (const Row &row : rows) {
     all.push_back({row.name, std::string(row.peer_name) + ", which takes no factors", 9,
@@ -91,7 +91,7 @@ void add_binary(Operations &all) {
 
 // One picture of floats into another.
 void add_unary(Operations &all) {
-  using Peer = void(const cv::Mat &src, cv::Mat dst);
+  using Peer = void(const cv::Mat &src, cv::OutputArray dst);
   struct Row {
     const char *name;
     TavixUnaryArithmeticOp op;
@@ -100,13 +100,13 @@ void add_unary(Operations &all) {
   };
   const Row rows[] = {
       {"mul-add", TAVIX_UNARY_OP_MUL_ADD, "convertTo with one factor for all channels",
-       [](auto &src, cv::Mat d) { src.convertTo(d, -1, 1, 0.5); }},
+       [](auto &src, auto &d) { src.convertTo(d, -1, 1, 0.5); }},
       {"sqrt", TAVIX_UNARY_OP_SQRT, "sqrt, which takes no factors",
-       [](auto &src, cv::Mat d) { cv::sqrt(src, d); }},
+       [](auto &src, auto &d) { cv::sqrt(src, d); }},
       {"exp", TAVIX_UNARY_OP_EXP, "exp, which takes no factors",
-       [](auto &src, cv::Mat d) { cv::exp(src, d); }},
+       [](auto &src, auto &d) { cv::exp(src, d); }},
       {"log", TAVIX_UNARY_OP_LOG, "log, which takes no factors",
-       [](auto &src, cv::Mat d) { cv::log(src, d); }},
+       [](auto &src, auto &d) { cv::log(src, d); }},
   };
   for (const Row &row : rows) {
     all.push_back({row.name, row.peer_name, 24,

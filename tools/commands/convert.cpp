@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <span>
 #include <stdexcept>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "commands/commands.h"
@@ -73,13 +76,15 @@ struct Size {
 constexpr int32_t kLargest = 32767;
 
 // The sizes of "64x48", or of 0 x 0 where that is not one.
-Size size_of(const std::string &text) {
+Size size_of(std::string_view text) {
   Size size = {};
-  int end = 0;
-  const int read = std::sscanf(text.c_str(), "%5dx%5d%n", &size.width, &size.height, &end);
-  const bool valid =
-      read == 2 && size_t(end) == text.size() && std::min(size.width, size.height) >= 1;
-  return valid && std::max(size.width, size.height) <= kLargest ? size : Size{};
+  const char *end = text.data() + text.size();
+  const auto width = std::from_chars(text.data(), end, size.width);
+  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return {};
+  const auto height = std::from_chars(width.ptr + 1, end, size.height);
+  if (height.ec != std::errc() || height.ptr != end) return {};
+  const auto [smaller, larger] = std::minmax(size.width, size.height);
+  return smaller >= 1 && larger <= kLargest ? size : Size{};
 }
 
 template <class... Arguments>

@@ -57,11 +57,10 @@ Frame converted(const TavixFrameV2 &source, int32_t format) {
 
 // An ellipse of ones.
 std::vector<uint8_t> disc(int side) {
-  std::vector<uint8_t> element(size_t(side) * size_t(side));
+  std::vector<uint8_t> element;
   const int radius = side / 2;
   for (int y = -radius; y <= radius; ++y)
-    for (int x = -radius; x <= radius; ++x)
-      element[size_t((y + radius) * side + x + radius)] = x * x + y * y <= radius * radius;
+    for (int x = -radius; x <= radius; ++x) element.push_back(x * x + y * y <= radius * radius);
   return element;
 }
 

@@ -94,6 +94,8 @@ static inline const TavixAVColorSpace *TavixAVColorSpaces(int *count) {
   return rows;
 }
 
+/* NOLINTBEGIN(modernize-use-nullptr): this part is C */
+
 /** The row of a picture's pixel format, or NULL. */
 static inline const TavixAVFormat *TavixAVFormatOf(int picture_format) {
   int count;
@@ -216,6 +218,8 @@ static inline const char *TavixViewAsAVFrame(const TavixFrameV2 *frame, AVFrame 
 #endif
   return NULL;
 }
+
+/* NOLINTEND(modernize-use-nullptr) */
 
 #ifdef __cplusplus
 
