@@ -48,7 +48,7 @@ class VideoReader {
   bool can_seek() const;
   bool reaches_key_frame(int64_t pts);
   void feed();
-  void found_damage(int error);
+  void found_damage(int failure);
   void put_in_time(AVFrame &picture);
 
   double declared_seconds() const;
