@@ -11,6 +11,9 @@ if(TAVIX_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${TAVIX_SANITIZE})
 endif()
+if(TAVIX_ASSERTIONS)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+endif()
 # Paths in the binaries, and so in log lines, start at the repository's root: a build leaves no trace
 # of where it ran.
 add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build

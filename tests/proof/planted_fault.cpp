@@ -31,6 +31,11 @@ void overflow() {
   size = largest + size;
 }
 
+// Beyond the end of a view, but not of the text: only the view knows.
+void index() {
+  size = std::string_view("fault").substr(0, 1)[size_t(size) / 100];
+}
+
 // Two stripes of a loop write the same number.
 void race() {
   struct Body final : tavix::module::ParallelLoopBody {
@@ -78,6 +83,7 @@ constexpr struct {
 } kFaults[] = {
     {"overrun", overrun},
     {"overflow", overflow},
+    {"index", index},
     {"race", race},
     {"leak", leak},
     {"crash", [] { std::raise(SIGSEGV); }},
