@@ -32,7 +32,8 @@ class MotionTest(tool.ToolTest):
     def assert_works(self, video, frames, width, height, *options, stderr=""):
         run = self.run_motion(video, *options)
         self.assertEqual((run.returncode, run.stderr), (0, stderr))
-        self.assertIn(f"{frames} frames of {width} x {height} pixels\n", run.stdout)
+        counted = "1 frame" if frames == 1 else f"{frames} frames"
+        self.assertIn(f"{counted} of {width} x {height} pixels\n", run.stdout)
         for step in "decode", "convert", "difference", "statistics", "amplify", "blend", "encode", "all":
             self.assertRegex(run.stdout, rf"\n{step}[^\d\n]* +\d+\.\d+ +\d+ +\d+\n")
         self.assertEqual(self.outputs(), OUTPUTS)

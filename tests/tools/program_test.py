@@ -64,7 +64,7 @@ class Program(tool.ToolTest):
                 shown += part
         os.close(master)
         self.assertEqual(run.wait(), 0)
-        self.assertRegex(shown.decode(), r"\r\x1b\[K\[=* *\] +\d+ %  \d+ of 60 frames, \d+ frames/s, "
+        self.assertRegex(shown.decode(), r"\r\x1b\[K\[=* *\] +\d+ %  \d+ of 60 frames, [\d.]+ frames/s, "
                                          r"\d+:\d\d left")
         self.assertTrue(shown.endswith(b"\r\x1b[K"))
 
@@ -78,6 +78,7 @@ class Program(tool.ToolTest):
         for command in self.commands():
             self.assertIn(f"tavix {command}", run.stdout)
         plain = page.replace("\\-", "-")
+        self.assertIn("\\fB--version\\fR", plain)
         for command in self.commands():
             for option in self.options(command):
                 self.assertIn(f"\\fB{option}\\fR", plain)
@@ -101,6 +102,10 @@ class Program(tool.ToolTest):
             self.assertEqual(set(self.complete("tavix", command, "--")) - {"--help"},
                              self.options(command))
         self.assertEqual(self.complete("tavix", "motion", "vid"), [])  # files are bash's business
+        self.assertEqual(self.complete("tavix", "tensors", "clip.mp4", "--layout", ""), ["nchw", "nhwc"])
+        self.assertEqual(self.complete("tavix", "convert", "in", "out", "--to", "gray"), ["gray8", "grayf32"])
+        self.assertEqual(self.complete("tavix", "tensors", "clip.mp4", "--size", ""), [])
+        self.assertEqual(self.complete("tavix", "bench", "warp"), ["warp-affine", "warp-perspective"])
 
 
 if __name__ == "__main__":

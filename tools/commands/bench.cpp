@@ -19,9 +19,9 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Measures operations on this machine beside OpenCV and beside copying the bytes that "
-    "they read and write: prints how many times as long the others take, each on the "
-    "threads that it takes by itself.";
+    "Measures operations on this machine beside OpenCV, and beside copying the bytes that they "
+    "read and write: prints how many times as long the others take. Each runs on as many "
+    "threads as it chooses.";
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
@@ -61,15 +61,14 @@ Options::Options(Command &command) {
   CLI::App &app = command.app();
   std::vector<std::string> all;
   for (const Operation &operation : operations()) all.push_back(operation.name);
-  app.add_option("OPERATION", names,
-                 fmt::format("which ones; without: all of {}", fmt::join(all, ", ")))
+  app.add_option("OPERATION", names, "operations to measure (default: all)")
       ->check(CLI::IsMember(all).description(""))
-      ->type_name("");
+      ->type_name(fmt::format("{{{}}}", fmt::join(all, ",")));
   const auto even = [](const std::string &text) {
     return std::stol(text, nullptr, 0) % 2 == 0 ? std::string() : text + " is odd";
   };
   const auto add_side = [&](const char *name, int &side) {
-    app.add_option(name, side, "pixels, an even number")
+    app.add_option(name, side, "pixels, an even number from 2 to 8192")
         ->check(CLI::Range(2, 8192).description(""))
         ->check(CLI::Validator(even, ""))
         ->type_name("N")
@@ -77,7 +76,7 @@ Options::Options(Command &command) {
   };
   add_side("--width", width);
   add_side("--height", height);
-  app.add_option("--seconds", seconds, "how long each operation is measured")
+  app.add_option("--seconds", seconds, "how long to measure each operation")
       ->check(CLI::PositiveNumber.description(""))
       ->type_name("SECONDS")
       ->capture_default_str();
@@ -92,7 +91,7 @@ int measure(const Command &command, const Options &options) {
   Json result = {{"width", options.width}, {"height", options.height}};
   result["operations"] = Json::object();
   std::string text = fmt::format(
-      "{} x {} pixels; how many times as long the others take\n\n{:<18}{:>10}{:>10}   {}\n",
+      "{} x {} pixels; the time of the others divided by ours\n\n{:<18}{:>10}{:>10}   {}\n",
       options.width, options.height, "operation", "OpenCV", "memcpy", "OpenCV's work");
   Progress progress(int64_t(chosen.size()), "operations");
   for (const Operation &operation : chosen) {

@@ -25,8 +25,8 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Converts one frame from a pixel format into another. Files named .png, .jpg or .jpeg are "
-    "pictures; all others are raw, their planes one after another without padding.";
+    "Converts one frame from one pixel format into another. Files named .png, .jpg or .jpeg are "
+    "pictures; all others are raw: their planes follow each other without padding.";
 
 namespace fs = std::filesystem;
 
@@ -230,18 +230,20 @@ Options::Options(Command &command) {
   for (const Format &format : kFormats) formats.emplace_back(format.name, format.code);
   const CLI::Validator a_size(
       [](const std::string &text) {
-        return size_of(text).width > 0 ? "" : "not a size such as 640x480: " + text;
+        return size_of(text).width > 0 ? "" : "'" + text + "' is not a size such as 640x480";
       },
       "");
   app.add_option("INPUT", input, "raw frame or picture")->required()->type_name("");
   app.add_option("OUTPUT", output, "raw frame or picture")->required()->type_name("");
   add_choice(app, "--from", from, formats, "format of a raw input");
   add_choice(app, "--to", to, formats, "format of the result")->required();
-  app.add_option("--size", size, "pixels of a raw input")->check(a_size)->type_name("WxH");
+  app.add_option("--size", size, "width and height of a raw input in pixels")
+      ->check(a_size)
+      ->type_name("WxH");
   add_choice(app, "--space", space, {{"bt601", 2}, {"bt709", 1}, {"bt2020", 7}},
-             "colour space by name or by its number; without: bt601", true);
+             "colour space, by name or by number (default: bt601)", true);
   add_choice(app, "--range", range, {{"limited", 1}, {"full", 2}},
-             "range of 4:2:0 results; without: limited");
+             "range of 4:2:0 results (default: limited)");
 }
 
 int run(const Command &command, const Options &options) {

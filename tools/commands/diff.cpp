@@ -25,15 +25,16 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Compares two videos or pictures of one size, frame by frame in 8-bit colour: PSNR, SSIM of "
-    "their grey, largest difference, first pixel that differs.";
+    "Compares two videos or pictures of the same size, frame by frame in 8-bit colour: prints the "
+    "PSNR, the SSIM of their grey forms, the largest difference and the first pixel that differs.";
 
 struct Options {
   explicit Options(Command &command) {
     CLI::App &app = command.app();
     app.add_option("FIRST", first, "video or picture")->required()->type_name("FILE");
     app.add_option("SECOND", second, "video or picture")->required()->type_name("FILE");
-    app.add_option("--heat-map", heat_map, "PNG file for a map of the largest differences")
+    app.add_option("--heat-map", heat_map,
+                   "write a map of the largest differences to this PNG file")
         ->type_name("FILE");
   }
 
@@ -206,8 +207,9 @@ Json json_of(const Comparison &comparison) {
 }
 
 std::string text_of(const Comparison &comparison) {
-  const std::string text = fmt::format("{} frames of {} x {} pixels\n", comparison.frames(),
-                                       comparison.largest().cols, comparison.largest().rows);
+  const std::string text =
+      fmt::format("{} of {} x {} pixels\n", counted(comparison.frames(), "frame"),
+                  comparison.largest().cols, comparison.largest().rows);
   if (!comparison.first()) return text + "no pixel differs\n";
   const Pixel &first = *comparison.first();
   return text + fmt::format(

@@ -21,7 +21,7 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Tells which processor features the operations use, on how many workers they run and "
+    "Prints the processor features that the operations use, how many workers they run on and "
     "why, and the versions of the libraries.";
 
 std::string processor_model() {
@@ -72,8 +72,8 @@ std::string joined(const Json &list) {
 int tell(const Command &command, const NoOptions &) {
   const unsigned processors = std::thread::hardware_concurrency();
   const int workers = workers_for(int(processors));
-  const std::string reason = fmt::format(
-      "{} processors, less a tenth of them and two, at least 1 and at most 8", processors);
+  const std::string reason =
+      fmt::format("n - n / 10 - 2 for n = {} processors, at least 1 and at most 8", processors);
   const Json result = {{"processor", processor_model()},
                        {"features", processor_features()},
                        {"implementation", implementation()},
@@ -92,7 +92,7 @@ int tell(const Command &command, const NoOptions &) {
   line("processor", result["processor"]);
   line("features", joined(result["features"]));
   line("implementation", result["implementation"]);
-  line("workers", fmt::format("{}: {}", workers, reason));
+  line("workers", fmt::format("{} ({})", workers, reason));
   for (const auto &[name, version] : result["versions"].items()) line(name, version);
   return command.print(result, text);
 }

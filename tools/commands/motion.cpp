@@ -21,8 +21,8 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Shows where a video moves: writes motion.mp4, the amplified difference of each frame to the "
-    "one before it; contact-sheet.png; and statistics.csv with its plot statistics.png.";
+    "Shows where a video moves: writes motion.mp4, the amplified difference between each frame and "
+    "the one before it; contact-sheet.png; and statistics.csv with its plot statistics.png.";
 
 // Blue, green, red, and an entry that three-channel frames ignore. Blue and red are amplified more:
 // most videos store colour at a quarter of the resolution, so that it differs less.
@@ -101,8 +101,8 @@ int make_motion(const Command &, const VideoOptions &options) {
                        {"height", height},
                        {"milliseconds_per_frame", times.json(frames)}};
   return options.conclude(reader, outputs, result,
-                          fmt::format("{} frames of {} x {} pixels\n\n{}\n", frames, width, height,
-                                      times.table(frames, int64_t(width) * height)));
+                          fmt::format("{} of {} x {} pixels\n\n{}\n", counted(frames, "frame"),
+                                      width, height, times.table(frames, int64_t(width) * height)));
 }
 
 }  // namespace

@@ -17,9 +17,9 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Runs every operation that has several implementations in each one that this machine can "
-    "run, and compares their results: all vector implementations give the same bits, which "
-    "differ from the portable ones in documented places alone. Tells the first difference.";
+    "Runs every implementation that this machine can run, for every operation that has several, "
+    "and compares their results: all vector implementations must give the same bits, which may "
+    "differ from the portable ones in documented places only. Names the first difference.";
 
 namespace fs = std::filesystem;
 
@@ -32,7 +32,7 @@ fs::path helper() {
 
 struct Options {
   explicit Options(Command &command) {
-    command.app().add_flag("--fault", fault, "plant a wrong bit, which must be found");
+    command.app().add_flag("--fault", fault, "plant a wrong bit, which the check must find");
   }
 
   bool fault = false;

@@ -14,8 +14,8 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Takes mean and standard deviation of blue, green and red of every frame of a video: "
-    "writes statistics.csv and its plot statistics.png.";
+    "Computes the mean and the standard deviation of blue, green and red for every frame of a "
+    "video: writes statistics.csv and its plot statistics.png.";
 
 int make_statistics(const Command &, const VideoOptions &options) {
   VideoReader reader = options.open_video();
@@ -42,7 +42,7 @@ int make_statistics(const Command &, const VideoOptions &options) {
   return options.conclude(
       reader, {{"statistics", &csv_file}, {"plot", &plot_file}},
       {{"frames", reader.pictures()}, {"width", width}, {"height", height}},
-      fmt::format("{} frames of {} x {} pixels\n", reader.pictures(), width, height));
+      fmt::format("{} of {} x {} pixels\n", counted(reader.pictures(), "frame"), width, height));
 }
 
 }  // namespace

@@ -26,9 +26,8 @@ namespace tavix::tool {
 namespace {
 
 constexpr const char *kDescription =
-    "Prepares a video for a neural network: writes tensors.npy, frames as an array of "
-    "32-bit floats, (sample - mean) * scale, with ImageNet's means and deviations unless "
-    "others are given.";
+    "Prepares a video for a neural network: writes its frames to tensors.npy as an array of "
+    "32-bit floats, (sample - mean) * scale. The defaults are ImageNet's means and deviations.";
 
 struct Options {
   explicit Options(Command &command);
@@ -49,53 +48,53 @@ std::string parse_size(const std::string &text, Preprocessing &preprocessing) {
     if (std::sscanf(text.c_str(), "%5d%n", &width, &end) == 1) height = width;
   }
   const bool valid = size_t(end) == text.size() && std::min(width, height) >= 1;
-  return valid && std::max(width, height) <= 16384 ? ""
-                                                   : "not a size such as 224 or 320x240: " + text;
+  return valid && std::max(width, height) <= 16384
+             ? ""
+             : "'" + text + "' is not a size such as 224 or 320x240";
 }
 
 Options::Options(Command &command) : video(command) {
   CLI::App &app = command.app();
-  app.add_option("--size", size, "pixels of a tensor: side, or width and height")
+  app.add_option("--size", size, "size of a tensor in pixels: one side, or width and height")
       ->check(CLI::Validator(
           [this](const std::string &text) { return parse_size(text, preprocessing); }, ""))
       ->type_name("N|WxH")
       ->capture_default_str();
   app.add_flag(
       "--crop", preprocessing.crop,
-      "take the middle of each frame, 7/8 of its shorter side, in the tensor's proportions");
+      "take the middle of each frame: 7/8 of its shorter side, in the proportions of the tensor");
   add_choice(app, "--layout", preprocessing.layout,
              {{"nchw", TAVIX_DATA_FORMAT_NCHW}, {"nhwc", TAVIX_DATA_FORMAT_NHWC}},
-             "order of the dimensions; without: nchw");
+             "order of the dimensions (default: nchw)");
   add_choice(app, "--channels", preprocessing.colour,
              {{"rgb", TAVIX_PIX_FMT_RGB24}, {"bgr", TAVIX_PIX_FMT_BGR24}},
-             "order of the channels; without: rgb");
+             "order of the channels (default: rgb)");
   add_choice(app, "--interpolation", preprocessing.interpolation,
              {{"nearest", 0}, {"linear", 1}, {"area", 3}},
-             "how frames are resized; without: linear");
-  app.add_option("--mean", preprocessing.mean, "means of the channels, in 0..255")
-      ->expected(3)
+             "how frames are resized (default: linear)");
+  app.add_option("--mean", preprocessing.mean, "means of the channels, in the range 0 to 255")
       ->delimiter(',')
       ->type_name("A,B,C")
       ->capture_default_str();
   app.add_option("--scale", preprocessing.scale, "factors of the channels")
-      ->expected(3)
       ->delimiter(',')
       ->type_name("A,B,C")
       ->capture_default_str();
   CLI::Option *every = app.add_option("--every", choice.every, "take every K-th frame")
                            ->check(CLI::PositiveNumber.description(""))
                            ->type_name("K");
-  app.add_option("--fps", choice.rate, "take so many frames a second, as far as there are")
+  app.add_option("--fps", choice.rate,
+                 "take RATE frames per second, or every frame of a slower video")
       ->check(CLI::PositiveNumber.description(""))
       ->excludes(every)
       ->type_name("RATE");
-  app.add_option("--start", choice.start, "seconds from the start of the video")
+  app.add_option("--start", choice.start, "leave out the first SECONDS")
       ->check(CLI::NonNegativeNumber.description(""))
       ->type_name("SECONDS");
-  app.add_option("--end", choice.end, "seconds from the start of the video")
+  app.add_option("--end", choice.end, "end SECONDS after the start of the video")
       ->check(CLI::PositiveNumber.description(""))
       ->type_name("SECONDS");
-  app.add_option("--threads", threads, "threads that compute; without: one for each processor")
+  app.add_option("--threads", threads, "threads that compute (default: one for each processor)")
       ->check(CLI::Range(1, 1024).description(""))
       ->type_name("N");
 }
@@ -168,8 +167,9 @@ int make_tensors(const Command &, const Options &options) {
                        {"milliseconds_per_frame", times.json(frames)}};
   return options.video.conclude(
       reader, {{"tensors", &tensors.file()}}, result,
-      fmt::format("{} tensors of {} from {} frames, on {} threads\n\n{}\n", frames,
-                  fmt::join(preprocessing.shape(), " x "), reader.pictures(), threads,
+      fmt::format("{} of {} from {}, on {}\n\n{}\n", counted(frames, "tensor"),
+                  fmt::join(preprocessing.shape(), " x "), counted(reader.pictures(), "frame"),
+                  counted(threads, "thread"),
                   times.table(frames, int64_t(preprocessing.width) * preprocessing.height)));
 }
 

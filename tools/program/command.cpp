@@ -76,6 +76,10 @@ int Command::print(const Json &result, const std::string &text) const {
   return kSuccess;
 }
 
+std::string counted(int64_t count, const std::string &noun) {
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
 void check_interrupted() {
   if (interrupted) throw Interrupted();
 }

@@ -58,6 +58,9 @@ void add_command(CLI::App &program, const char *name, const std::string &descrip
   command->does([command, options, work] { return work(*command, *options); });
 }
 
+// "1 frame", "2 frames".
+std::string counted(int64_t count, const std::string &noun);
+
 // Ends the program where the user wishes so.
 void check_interrupted();
 

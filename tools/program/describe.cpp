@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -29,15 +30,25 @@ std::vector<const CLI::Option *> options(const CLI::App &app) {
   return app.get_options([](const CLI::Option *option) { return !option->get_group().empty(); });
 }
 
+// The words that an option takes, where its type is a list "{first,second}".
+std::string choices(const CLI::Option &option) {
+  const std::string type = option.get_type_name();
+  if (!type.starts_with('{')) return "";
+  std::string words = type.substr(1, type.size() - 2);
+  std::ranges::replace(words, ',', ' ');
+  return words;
+}
+
 // "--size WxH", or "VIDEO".
 std::string option_page(const CLI::Option &option) {
   std::string page = fmt::format(".TP\n\\fB{}\\fR", in_roff(option.get_name(false, true)));
-  if (!option.get_positional() && option.get_items_expected_max() > 0) {
+  const bool typed = !option.get_positional() || !choices(option).empty();
+  if (typed && option.get_items_expected_max() > 0) {
     page += fmt::format(" {}", in_roff(option.get_type_name()));
   }
   page += fmt::format("\n{}", in_roff(option.get_description()));
   const std::string &without = option.get_default_str();
-  if (!without.empty()) page += fmt::format(" (without: {})", in_roff(without));
+  if (!without.empty()) page += fmt::format(" (default: {})", in_roff(without));
   return page + "\n";
 }
 
@@ -67,7 +78,9 @@ std::string man_page(const CLI::App &program) {
       ".SH DESCRIPTION\n"
       "Runs the operations of tavix_video_common_cpu on videos and pictures. Output files appear "
       "whole or not at all. Progress goes to stderr, the result to stdout.\n"
-      ".SH COMMANDS\n";
+      ".SH OPTIONS\n";
+  for (const CLI::Option *option : options(program)) page += option_page(*option);
+  page += ".SH COMMANDS\n";
   for (const CLI::App *command : commands(program)) page += command_page(*command);
   return page +
          ".SH EXIT STATUS\n"
@@ -93,26 +106,47 @@ std::string words(const CLI::App &app) {
   return result;
 }
 
+// The cases that say which words a command takes: its options, and what is no option.
+std::string command_case(const CLI::App &command) {
+  std::string others;
+  for (const CLI::Option *option : options(command))
+    if (option->get_positional()) others += choices(*option);
+  return fmt::format("    {}) words='{}' others='{}' ;;\n", command.get_name(), words(command),
+                     others);
+}
+
+// The cases that say which words follow an option of a command.
+std::string value_cases(const CLI::App &command) {
+  std::string cases;
+  for (const CLI::Option *option : options(command))
+    for (const std::string &name : option->get_lnames())
+      if (const std::string values = choices(*option); !values.empty())
+        cases += fmt::format("    '{} --{}') words='{}' ;;\n", command.get_name(), name, values);
+  return cases;
+}
+
 std::string bash_completion(const CLI::App &program) {
-  std::string names, cases;
+  std::string names, cases, values;
   for (const CLI::App *command : commands(program)) {
     names += command->get_name() + " ";
-    cases += fmt::format("    {}) words='{}' ;;\n", command->get_name(), words(*command));
+    cases += command_case(*command);
+    values += value_cases(*command);
   }
   return fmt::format(
       "# Completion of tavix for bash.\n"
       "_tavix() {{\n"
-      "  local current=${{COMP_WORDS[COMP_CWORD]}} words='{}{}'\n"
+      "  local current=${{COMP_WORDS[COMP_CWORD]}} words='{}{}' others=\n"
       "  COMPREPLY=()\n"
       "  if ((COMP_CWORD > 1)); then\n"
       "    case ${{COMP_WORDS[1]}} in\n{}    esac\n"
-      "    [[ $current == -* ]] || words=\n"
+      "    [[ $current == -* ]] || words=$others\n"
+      "    case \"${{COMP_WORDS[1]}} ${{COMP_WORDS[COMP_CWORD - 1]}}\" in\n{}    esac\n"
       "  fi\n"
       "  mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
       "  # Files come from bash itself where no word fits.\n"
       "}}\n"
       "complete -o default -F _tavix tavix",
-      names, words(program), cases);
+      names, words(program), cases, values);
 }
 
 }  // namespace

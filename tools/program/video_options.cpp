@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 VideoOptions::VideoOptions(Command &command) : command_(command) {
   CLI::App &app = command.app();
   app.add_option("VIDEO", video_, "any video file that FFmpeg can decode")->required();
-  app.add_option("--output", output_, "folder for the results; made where it is missing")
+  app.add_option("--output", output_, "folder for the results; created if it does not exist")
       ->type_name("DIR")
       ->capture_default_str();
   app.add_flag("--skip-damaged", skip_damaged_, "succeed although parts of the video are damaged");

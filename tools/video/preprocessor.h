@@ -2,6 +2,7 @@
 // Pictures as tensors: converted to colour, resized, normalised and packed.
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "tavix/frame.hpp"
@@ -16,8 +17,8 @@ struct Preprocessing {
   int32_t colour = TAVIX_PIX_FMT_RGB24;     // or BGR24
   int32_t interpolation = 1;                // as TavixFrameResizeByCPU numbers them
   // (sample - mean) * scale, channels in their order; ImageNet's for red, green and blue.
-  std::vector<float> mean = {123.675f, 116.28f, 103.53f};
-  std::vector<float> scale = {1 / 58.395f, 1 / 57.12f, 1 / 57.375f};
+  std::array<float, 3> mean = {123.675f, 116.28f, 103.53f};
+  std::array<float, 3> scale = {1 / 58.395f, 1 / 57.12f, 1 / 57.375f};
 
   bool planar() const { return layout == TAVIX_DATA_FORMAT_NCHW; }
 
