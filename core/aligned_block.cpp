@@ -64,7 +64,7 @@ void ask_for_large_pages([[maybe_unused]] uint8_t *data, [[maybe_unused]] size_t
 
 }  // namespace
 
-AlignedBlock::AlignedBlock(size_t bytes) : size_(bytes + kAlignment) {
+AlignedBlock::AlignedBlock(size_t bytes) noexcept : size_(bytes + kAlignment) {
   if (KeptBlock *kept = may_be_kept(size_) ? take(size_) : nullptr) {
     size_ = kept->size;
     block_ = std::memset(kept, 0, size_);

@@ -18,7 +18,7 @@ inline constexpr int kKeptBlocks = 4;
 // Owns a block, with room to align its start.
 class AlignedBlock {
  public:
-  explicit AlignedBlock(size_t bytes);
+  explicit AlignedBlock(size_t bytes) noexcept;
   AlignedBlock(const AlignedBlock &) = delete;
   AlignedBlock &operator=(const AlignedBlock &) = delete;
   ~AlignedBlock();

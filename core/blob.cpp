@@ -11,8 +11,8 @@
 #include "tavix/core/host.h"
 
 struct TavixBuffer {
-  explicit TavixBuffer(size_t bytes) : block(bytes), data(block->data()) {}
-  TavixBuffer(void *memory, void (*release_memory)(void *), void *release_user)
+  explicit TavixBuffer(size_t bytes) noexcept : block(bytes), data(block->data()) {}
+  TavixBuffer(void *memory, void (*release_memory)(void *), void *release_user) noexcept
       : data(memory), release(release_memory), user(release_user) {}
   ~TavixBuffer() {
     if (release != nullptr) release(user);

@@ -17,7 +17,7 @@ using namespace tavix::core;
 
 // A frame of this core: the record callers see comes first, so that its address is the block's.
 struct OwnedFrame {
-  explicit OwnedFrame(size_t plane_bytes) : planes(plane_bytes) {}
+  explicit OwnedFrame(size_t plane_bytes) noexcept : planes(plane_bytes) {}
 
   TavixFrameV2 record = {};
   AlignedBlock planes;

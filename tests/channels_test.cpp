@@ -408,6 +408,10 @@ TEST(MultiFrame, RefusalsInOrder) {
   EXPECT_REFUSED(TavixFrameMultiFrameByCPU(alpha, beta, &dst), kInvalid, kUnit, kFunction,
                  printed("*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p",
                          static_cast<TavixFrameV2 *>(alpha), static_cast<TavixFrameV2 *>(beta)));
+  EXPECT_REFUSED(
+      TavixFrameMultiFrameByCPU(alpha, beta, nullptr), kInvalid, kUnit, kFunction,
+      printed("alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr",
+              static_cast<TavixFrameV2 *>(alpha), static_cast<TavixFrameV2 *>(beta), nullptr));
   EXPECT_EQ(beta.payload(), before);
 
   // A failure of OpenCV after the allocation: the new frame stays stored.
@@ -491,6 +495,9 @@ TEST(Memfill, RefusalsInOrder) {
   src->data[0] = dst->data[0];
   EXPECT_REFUSED(TavixFrameMemfillByCPU(src, dst, 1), kInvalid, kUnit, kFunction,
                  "src_frame->memory:1 or dst_frame->memory:0 is not host memory");
+  EXPECT_REFUSED(TavixFrameMemfillByCPU(src, nullptr, 1), kInvalid, kUnit, kFunction,
+                 printed("src_frame:%p or dst_frame:%p is nullptr",
+                         static_cast<TavixFrameV2 *>(src), nullptr));
   EXPECT_EQ(dst.payload(), before);
 }
 

@@ -248,13 +248,24 @@ TEST_P(EachWarp, CombinedCodesAreNearest) {
       << "unset pixels are black";
 }
 
+// OpenCV takes no size for the source's.
+TEST_P(EachWarp, NoPixelsGetNoBorder) {
+  FramePair frames({TAVIX_PIX_FMT_BGR24, 6, 4});
+  frames.dst->video.width = 0;
+  EXPECT_REFUSED(call(frames.dst, frames.src, kMatrix, cv::INTER_NEAREST, cv::BORDER_TRANSPARENT),
+                 kInvalid, kUnit, GetParam().function,
+                 GetParam().name + std::string(" result size/type mismatch: result(6x4, type=16), "
+                                               "expected(0x4, type=16)"));
+  EXPECT_TRUE(frames.untouched());
+}
+
 // Each refusal with the faults before it still there: it comes first.
 TEST_P(EachWarp, RefusalsInOrder) {
   const Warp &warp = GetParam();
   FramePair frames({TAVIX_PIX_FMT_BGR24, 6, 4}),
       others({TAVIX_PIX_FMT_BGR24, 6, 4}, {TAVIX_PIX_FMT_BGRA32, 6, 4});
   TavixFrameV2 *const src = frames.src, *const dst = frames.dst;
-  const TavixFrameV2 valid = *src;
+  const TavixFrameV2 valid = *src, valid_dst = *dst;
   const auto refused = [&](const TavixFrameV2 *from, const float *matrix, int32_t status,
                            const std::string &text) {
     EXPECT_REFUSED(call(dst, from, matrix), status, kUnit, warp.function, text);
@@ -289,7 +300,15 @@ TEST_P(EachWarp, RefusalsInOrder) {
           printed("src_frame:%p or dst_frame:%p is nullptr", nullptr, dst));
   EXPECT_TRUE(frames.untouched());
 
+  // What a refusal says of either frame holds for the destination alone too.
   *src = valid;
+  dst->linesize[0] = 0;
+  refused(src, kMatrix, kInvalid,
+          "src_frame->linesize[0]:18 or dst_frame->linesize[0]:0 is invalid");
+  dst->video.format = TAVIX_PIX_FMT_NV12;
+  refused(src, kMatrix, kUnsupported,
+          "Unsupported src frame type:1 or dst frame type:7 to OpencvType");
+  *dst = valid_dst;
   EXPECT_EQ(call(dst, src, kMatrix), TAVIX_OK);
 }
 
@@ -429,6 +448,7 @@ TEST(CopyMakeBorder, RefusesWhatOpencvDoesNotSurvive) {
   refuse(0, 0, 3, 3);
   refuse(0, 0, 3, 0);
   refuse(0, 0, 0, 3);
+  EXPECT_EQ(TavixFrameCopyMakeBorderByCPU(src, dst, 3, 3, 0, 0, cv::BORDER_REPLICATE, 0), TAVIX_OK);
   src->video.width = 8, src->video.height = 0;
   refuse(3, 3, 0, 0);
   refuse(3, 0, 0, 0);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cpu/x86/past_caches.h"
+#include "cpu/x86/prefetch.h"
 #include "support/guarded_blob.h"
 #include "support/guarded_frame.h"
 #include "support/names.h"
@@ -56,6 +57,18 @@ TEST(PastCaches, AreRowsBeyondTheCacheThatStartAtALine) {
   EXPECT_FALSE(module::goes_past_caches(1251, line + 32));
   module::detail::last_cache = kUnknown;
   EXPECT_FALSE(module::goes_past_caches(INT64_MAX, line));
+}
+
+TEST(AskingAhead, LongStreamsAskOnProcessorsOfOneMakerOnly) {
+  module::cpu_features();
+  constexpr module::Ahead kRows = {100, 1000};
+  for (const char initial : {'G', 'A'}) {
+    const Scoped<char> vendor(module::detail::features.vendor[0], initial);
+    EXPECT_FALSE(kRows.holds(100));
+    EXPECT_TRUE(kRows.holds(101));
+    EXPECT_TRUE(kRows.holds(1000));
+    EXPECT_EQ(kRows.holds(1001), initial == 'G');
+  }
 }
 
 TEST(PastCaches, BinaryArithmeticIsTheSame) {

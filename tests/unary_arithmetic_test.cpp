@@ -129,6 +129,21 @@ TEST(UnaryArithmetic, EveryByteEverywhere) {
   }
 }
 
+// Channels with one scale and offsets of their own share no map of bytes, nor the other way round.
+TEST(UnaryArithmetic, ChannelsThatDifferInOneParameter) {
+  const FrameShape shape{TAVIX_PIX_FMT_BGR24, 256, 1};
+  GuardedFrame src(shape), dst(shape);
+  for (int32_t i = 0; i < 3 * 256; ++i) src.set(i, 0, uint8_t(i / 3));
+  const auto before = src.payload();
+  kFamily.for_each_op([&](const Implementation &implementation, int32_t op) {
+    for (const Parameters &p : {Parameters{{0.02, 0.02, 0.02, 0}, {1, 2, 40.5, 0}},
+                                Parameters{{0.02, 0.01, 0.03, 0}, {1, 1, 1, 0}}}) {
+      ASSERT_EQ(implementation.entry(src, op, p.scale, p.offset, dst), TAVIX_OK);
+      expect_reference(implementation, op, before, p, dst);
+    }
+  });
+}
+
 // Where the reference leaves a choice, too, wider vectors choose as AVX2 does.
 TEST(UnaryArithmetic, WiderLevelsGiveTheBitsOfAvx2) {
   if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";

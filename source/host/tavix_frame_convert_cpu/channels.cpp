@@ -35,7 +35,7 @@ constexpr ChannelDescriptor kChannels[] = {
 };
 
 constexpr bool is_bgr_ordered(int32_t format) {
-  return is_rgb_family(format) && !traits(format).r_first && traits(format).channels > 1;
+  return !traits(format).r_first && traits(format).channels > 1;
 }
 static_assert(is_bgr_ordered(1) && is_bgr_ordered(4) && is_bgr_ordered(12) && is_bgr_ordered(14));
 static_assert(!is_bgr_ordered(0) && !is_bgr_ordered(2) && !is_bgr_ordered(15));

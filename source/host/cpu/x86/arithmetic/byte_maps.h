@@ -22,9 +22,9 @@ class ChannelMaps {
   // fill(c, map) makes the map of channel c. alike: all channels have the same.
   template <class Fill>
   ChannelMaps(int32_t channels, bool alike, const Fill &fill)
-      : apart_(alike || channels == 1 ? 1
-               : channels == 3        ? 3
-                                      : 4) {
+      : apart_(alike           ? 1
+               : channels == 3 ? 3
+                               : 4) {
     for (int32_t c = 0; c < apart_; ++c) {
       if (c < channels)
         fill(c, maps_[size_t(c)]);

@@ -154,7 +154,8 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
       return Kernels::kLibrary.scaled_logf(src, dst, n, FLT_EPSILON, scale, offset, library_logf());
     const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, job_.video().channels) : n;
     Kernels::template float_blocks<op>(src, dst, whole, scale, offset);
-    run_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
+    if constexpr (kBlocksDiffer)
+      run_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
   }
 
   // A row with two channels has nothing but single elements.
@@ -170,14 +171,12 @@ class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody
     }
   }
 
-  // The functions as single elements take them; the logarithm has rows of its own.
+  // Square root and exponential as single elements take them.
   static void apply(const float *v, float *result, int32_t n) {
     if constexpr (op == TAVIX_UNARY_OP_SQRT) {
       for (int32_t i = 0; i < n; ++i) result[i] = v[i] < 0 ? 0 : std::sqrt(v[i]);
-    } else if constexpr (op == TAVIX_UNARY_OP_EXP) {
-      Kernels::kLibrary.expf(v, result, n, library_expf());
     } else {
-      std::copy_n(v, n, result);
+      Kernels::kLibrary.expf(v, result, n, library_expf());
     }
   }
 
