@@ -21,11 +21,13 @@ add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build
 
 # What runs of the libraries' own code is counted: at -O0 each line and each branch stays where it is
 # written, and threads count together. The end of a local variable would count as two branches if its
-# memory served others. Reports need the whole paths.
+# memory served others. A branch of an inlined function would count once for each of its callers.
+# Reports need the whole paths.
 function(tavix_count_coverage target)
   if(TAVIX_COVERAGE)
     target_compile_options(
       ${target} PRIVATE --coverage -O0 -fprofile-update=atomic -fstack-reuse=none
+                        -DTAVIX_INLINE=inline
                         -fprofile-prefix-map=${PROJECT_SOURCE_DIR}=${PROJECT_SOURCE_DIR})
     target_link_options(${target} PUBLIC --coverage)
   endif()
