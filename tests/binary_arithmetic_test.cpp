@@ -109,6 +109,23 @@ TEST_P(BinaryArithmeticSweeps, EqualTheReference) {
 }
 INSTANTIATE_TEST_SUITE_P(, BinaryArithmeticSweeps, kEverySweep, sweep_name);
 
+// Each parameter alone that no float holds: the others may be taken for floats.
+TEST(BinaryArithmetic, OneParameterThatNoFloatHolds) {
+  const FrameShape shape{TAVIX_PIX_FMT_BGRF32, 21, 3};
+  GuardedFrame src1(shape), src2(shape), dst(shape), expected(shape);
+  src1.fill(Fill::noise, 1), src2.fill(Fill::noise, 2);
+  kFamily.for_each_op([&](const Implementation &implementation, uint32_t op) {
+    for (double(Parameters::*parameter)[4] :
+         {&Parameters::alpha, &Parameters::beta, &Parameters::gamma}) {
+      Parameters p;
+      (p.*parameter)[1] = 0.1;
+      reference_frame(implementation, op, src1, src2, p, expected);
+      ASSERT_EQ(implementation.entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK);
+      EXPECT_TRUE(same_pixels(*expected, *dst)) << binary_op_name(op);
+    }
+  });
+}
+
 TEST(BinaryArithmetic, EveryPairOfBytes) {
   const FrameShape shape{TAVIX_PIX_FMT_GRAY8, 256, 256};
   GuardedFrame src1(shape), src2(shape), dst(shape), expected(shape);

@@ -503,6 +503,7 @@ TEST(SoftmaxChecks, AbsurdDimensions) {
       {{INT32_MIN, INT32_MIN, 2}, 2, -1},
       {{9241, 464773, 2, 9241, 464773}, 2, kProducts},
       {{9241, 464773, 2, 9241, 464773}, 0, -1},
+      {{2, 2, 3, 715827883}, 1, kProducts},
   };
   for_each_path([&](const Path &path) {
     for (const Entry entry : {kByCPU, path.vector ? kAVX : kCommonC})
@@ -519,8 +520,9 @@ TEST(SoftmaxChecks, AbsurdDimensions) {
                          path.vector ? module::kArithmeticAvxUnit : module::kArithmeticUnit,
                          path.vector ? "TavixBlobSoftmaxAVX" : "TavixBlobSoftmaxCommonC",
                          c.negative == kProducts
-                             ? "32-bit products outer(-3) and inner(-3) of the dimensions before "
-                               "and after axis 2 must not be negative"
+                             ? printed("32-bit products outer(%d) and inner(%d) of the dimensions "
+                                       "before and after axis %d must not be negative",
+                                       c.axis == 2 ? -3 : 2, c.axis == 2 ? -3 : -INT32_MAX, c.axis)
                              : printed("dim[%d] value(%d) must not be negative", c.negative,
                                        c.dims[size_t(c.negative)]));
         }
