@@ -185,6 +185,9 @@ TEST(Normalization, ImageToUnitRangeAndBack) {
 // them.
 TEST(Normalization, OtherTypesLeaveThePixelsUnset) {
   GuardedFrame bytes({TAVIX_PIX_FMT_BGR24, 4, 4}), floats({TAVIX_PIX_FMT_GRAYF32, 4, 4});
+  bytes->video.channels =
+      5;  // as nothing reads a sample, neither channels nor a stride are too much
+  floats->linesize[0] = 1 << 30;
   for (const int32_t data_type : {1, 2, 5, 12, -1, INT32_MIN}) {
     for (GuardedFrame *src : {&bytes, &floats}) {
       core_double().alter_frames([](TavixFrameV2 &frame) {

@@ -18,6 +18,7 @@ TEST(Array, HoldsZeroDoubles) {
   for (const int32_t count : {0, 1, 5, 1000}) {
     TavixArray *array = TavixArrayAlloc(TAVIX_ARRAY_TYPE_DOUBLE, count);
     ASSERT_NE(array, nullptr);
+    EXPECT_EQ(last_calloc_bytes(), sizeof(TavixArray) + size_t(count) * sizeof(TavixArrayElement));
     EXPECT_EQ(array->count, count);
     for (int32_t i = 0; i < count; ++i) {
       EXPECT_EQ(array->elements[i].type, TAVIX_ARRAY_TYPE_DOUBLE);
@@ -70,6 +71,7 @@ TEST(Blob, EveryTypeHasZeroedAlignedStorage) {
     const std::vector<int32_t> dims = {2, 3, 5, 7};
     const Blob blob = allocate(type, TAVIX_DATA_FORMAT_NHWC, dims);
     ASSERT_TRUE(blob);
+    EXPECT_EQ(last_calloc_bytes(), size_t(210 * element_bytes + 64));  // with room to align it
     EXPECT_EQ(blob->data_type, type);
     EXPECT_EQ(blob->data_format, uint32_t(TAVIX_DATA_FORMAT_NHWC));
     EXPECT_EQ(blob->dims_size, 4);

@@ -437,6 +437,40 @@ TEST(FrameCopy, AbsurdRecordsCopyNothing) {
   src->linesize[0] = INT_MIN;
   EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
   EXPECT_EQ(dst.payload(), src.payload()) << "one row needs no stride";
+  src->video.width = dst->video.width = 0;
+  src->video.height = dst->video.height = 3;
+  EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK) << "rows of no pixels need none either";
+}
+
+TEST(FrameCopy, LeavesPlanesThatTheFormatHasNot) {
+  for (const int32_t format : named_formats()) {
+    SCOPED_TRACE(format_name(format));
+    GuardedFrame src({format, 6, 4}), dst({format, 6, 4});
+    uint8_t full[256], empty[256] = {};
+    std::ranges::fill(full, uint8_t(1));
+    for (size_t p = plane_shapes(src->video).size(); p < TAVIX_FRAME_MAX_PLANES; ++p) {
+      src->data[p] = full, dst->data[p] = empty;
+      src->linesize[p] = dst->linesize[p] = 64;
+    }
+    EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
+    EXPECT_TRUE(std::ranges::all_of(empty, [](uint8_t b) { return b == 0; }));
+  }
+}
+
+TEST(FrameCopy, ReachesTheLargestOffsetOf32Bits) {
+  constexpr size_t kOffset = INT32_MAX;
+  void *const addresses = mmap(nullptr, kOffset + 1, PROT_READ | PROT_WRITE,
+                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (addresses == MAP_FAILED) GTEST_SKIP() << "two gigabytes of addresses";
+  GuardedFrame src({TAVIX_PIX_FMT_GRAY8, 1, 2}), dst({TAVIX_PIX_FMT_GRAY8, 1, 2});
+  src.fill(Fill::noise, 1);
+  auto *const bytes = static_cast<uint8_t *>(addresses);
+  dst->data[0] = bytes;
+  dst->linesize[0] = INT32_MAX;
+  EXPECT_EQ(TavixFrameCopyV2(dst, src, 0, 0), TAVIX_OK);
+  EXPECT_EQ(bytes[0], src.get<uint8_t>(0, 0));
+  EXPECT_EQ(bytes[kOffset], src.get<uint8_t>(0, 1));
+  munmap(addresses, kOffset + 1);
 }
 
 class FrameCopyRefusal : public ::testing::Test {

@@ -2,6 +2,8 @@
 // De-initialisation, and the core under many threads.
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <atomic>
 #include <string>
 #include <thread>
@@ -64,16 +66,31 @@ TEST(Deinitialize, MissingMemoryCostsOneRegistrationAndALine) {
   EXPECT_TRUE(log.take().empty());
 }
 
-TEST(Deinitialize, TheFirstRegistrationsNeedNoMemory) {
+TEST(Deinitialize, SixteenRegistrationsNeedNoMemory) {
   calls.clear();
+  RecordedLog log;
   for (int round = 0; round < 3; ++round) {
     fail_nothrow_new(1);
     for (int i = 0; i < 16; ++i) TavixAtDeinitializeRegister(first);
+    EXPECT_TRUE(log.take().empty());
+    TavixAtDeinitializeRegister(second);
+    EXPECT_EQ(log.take().size(), 1u);
     TavixDeinitialize();
-    fail_nothrow_new(0);
   }
   EXPECT_EQ(calls, std::string(48, '1'));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(Deinitialize, GivesTheMemoryOfRegistrationsBack) {
+  const auto deinitialize = [] {
+    for (int i = 0; i < 1000; ++i) TavixAtDeinitializeRegister([] {});
+    TavixDeinitialize();
+    return mallinfo2().uordblks;
+  };
+  const size_t before = deinitialize();
+  EXPECT_LT(deinitialize(), before + 1000);
+}
+#endif
 
 constexpr int kThreads = 8;
 

@@ -13,6 +13,7 @@ namespace {
 // Allocations until the one that fails; 0: none does.
 std::atomic<int> until_new_fails = 0;
 int until_calloc_fails = 0;
+thread_local size_t asked_of_calloc = 0;
 
 void *allocate(void *(*throwing)(size_t), size_t bytes) noexcept {
   if (until_new_fails > 0 && --until_new_fails == 0) return nullptr;
@@ -38,6 +39,7 @@ __attribute__((visibility("default"))) void *operator new[](size_t bytes,
 // Threads come here before the thread sanitizer knows them.
 extern "C" __attribute__((visibility("default"), no_sanitize("thread"))) void *calloc(
     size_t count, size_t bytes) noexcept {
+  asked_of_calloc = count * bytes;
   if (__atomic_load_n(&until_calloc_fails, __ATOMIC_RELAXED) > 0 &&
       __atomic_sub_fetch(&until_calloc_fails, 1, __ATOMIC_RELAXED) == 0)
     return nullptr;
@@ -58,4 +60,8 @@ void tavix::test::fail_nothrow_new(int nth) {
 
 void tavix::test::fail_calloc(int nth) {
   __atomic_store_n(&until_calloc_fails, nth, __ATOMIC_RELAXED);
+}
+
+size_t tavix::test::last_calloc_bytes() {
+  return asked_of_calloc;
 }

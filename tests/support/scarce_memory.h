@@ -3,10 +3,15 @@
 // zero-filled storage, fail on demand.
 #pragma once
 
+#include <cstddef>
+
 namespace tavix::test {
 
 // Allocation number nth from now fails, once; 0: none.
 void fail_nothrow_new(int nth);
 void fail_calloc(int nth);
+
+// What this thread asked calloc for last.
+size_t last_calloc_bytes();
 
 }  // namespace tavix::test
