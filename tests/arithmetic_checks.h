@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "support/check_table.h"
 #include "support/guarded_frame.h"
 #include "support/names.h"

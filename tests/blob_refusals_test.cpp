@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "support/core_double.h"
 #include "support/guarded_blob.h"
 #include "support/guarded_frame.h"

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "color_formats.h"
-#include "common/units.h"
+#include "common/log.h"
 #include "cpu/tavix_cvt_color/entries.h"
 #include "support/compare.h"
 #include "support/core_double.h"

@@ -9,7 +9,7 @@
 #include <functional>
 #include <opencv2/imgproc.hpp>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "support/core_double.h"
 #include "support/frame_pair.h"
 #include "support/opencv_reference.h"

@@ -8,7 +8,7 @@
 #include <limits>
 #include <vector>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "normalization_reference.h"
 #include "support/compare.h"
 #include "support/core_double.h"

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "support/core_double.h"
 #include "support/seams.h"
 #include "support/sweep.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "cpu/x86/arithmetic/library_math.h"
 #include "softmax_exp.h"
 #include "softmax_reference.h"

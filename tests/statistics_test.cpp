@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "statistics_reference.h"
 #include "support/core_double.h"
 #include "support/guarded_frame.h"

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "common/units.h"
+#include "common/log.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/guarded_blob.h"

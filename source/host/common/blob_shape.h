@@ -21,13 +21,12 @@ constexpr int32_t differing_dim(const TavixBlob &a, const TavixBlob &b) {
 }
 
 // The check that every layer makes of two blobs, under its own unit and function.
-inline int32_t check_same_dims(const char *unit, const char *function, const TavixBlob &src,
-                               const TavixBlob &dst) {
-  TAVIX_REFUSE_AS_IF(unit, function, src.dims_size != dst.dims_size, TAVIX_ERROR_INVALID_PARAM,
-                     "dims size mismatch: src=%d, dst=%d", src.dims_size, dst.dims_size);
+inline int32_t check_same_dims(const LogOrigin &by, const TavixBlob &src, const TavixBlob &dst) {
+  TAVIX_INVALID_AS_IF(by, src.dims_size != dst.dims_size, "dims size mismatch: src=%d, dst=%d",
+                      src.dims_size, dst.dims_size);
   const int32_t i = differing_dim(src, dst);
-  TAVIX_REFUSE_AS_IF(unit, function, i >= 0, TAVIX_ERROR_INVALID_PARAM,
-                     "dim[%d] value mismatch: src=%d, dst=%d", i, src.dims[i], dst.dims[i]);
+  TAVIX_INVALID_AS_IF(by, i >= 0, "dim[%d] value mismatch: src=%d, dst=%d", i, src.dims[i],
+                      dst.dims[i]);
   return TAVIX_OK;
 }
 

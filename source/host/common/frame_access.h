@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "common/log.h"
 #include "tavix/core/records.h"
 
 namespace tavix::module {
@@ -49,10 +50,12 @@ constexpr bool is_empty(const TavixVideoInfo &video) {
   return video.width <= 0 || video.height <= 0 || video.channels <= 0;
 }
 
-// Whether there are pixels, but in rows of more elements than 32 bits can count. No loop takes such
-// rows; check_row_elements refuses them.
-constexpr bool has_uncountable_rows(const TavixVideoInfo &video) {
-  return !is_empty(video) && row_elements(video) == 0;
+// Refuses pixels in rows of more elements than 32 bits can count, which no loop takes.
+inline int32_t check_row_elements(const LogOrigin &by, const TavixVideoInfo &video) {
+  TAVIX_INVALID_AS_IF(by, !is_empty(video) && row_elements(video) == 0,
+                      "width(%d) * channels(%d) must not exceed %d elements of a row", video.width,
+                      video.channels, INT32_MAX);
+  return TAVIX_OK;
 }
 
 // Whether a loop over the frame touches memory at all.

@@ -118,31 +118,26 @@ class TensorReader {
   MergeRow *direct_;  // from the planes of all channels to pixels in one step, or null
 };
 
-int32_t blob_to_frame(const char *function, const TavixBlob *src_blob,
-                      const TavixFrames *dst_frames, TensorShape (*shape_of)(const TavixBlob &),
-                      bool planar) {
+int32_t blob_to_frame(const LogOrigin &by, const TavixBlob *src_blob, const TavixFrames *dst_frames,
+                      TensorShape (*shape_of)(const TavixBlob &), bool planar) {
   const auto *src = static_cast<const uint8_t *>(TavixBlobBufferGet(src_blob));
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src), TAVIX_ERROR_INVALID_DATA,
-                     "TavixBlobBufferGet is nullptr");
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst_frames), TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frames(%p) must not be nullptr", dst_frames);
-  TAVIX_REFUSE_AS_IF(kUnit, function, dst_frames->frame_num != 1, TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frames->frame_num:%d need to be 1", dst_frames->frame_num);
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst_frames->frames), TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frames->frames(%p) must not be nullptr", dst_frames->frames);
+  TAVIX_REFUSE_AS_IF(by, any_null(src), TAVIX_ERROR_INVALID_DATA, "TavixBlobBufferGet is nullptr");
+  TAVIX_INVALID_AS_IF(by, any_null(dst_frames), "dst_frames(%p) must not be nullptr", dst_frames);
+  TAVIX_INVALID_AS_IF(by, dst_frames->frame_num != 1, "dst_frames->frame_num:%d need to be 1",
+                      dst_frames->frame_num);
+  TAVIX_INVALID_AS_IF(by, any_null(dst_frames->frames),
+                      "dst_frames->frames(%p) must not be nullptr", dst_frames->frames);
   TavixFrameV2 *dst = dst_frames->frames[0];
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst), TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frame is nullptr");
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_plane_null(dst), TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frame->data[0] is nullptr");
+  TAVIX_INVALID_AS_IF(by, any_null(dst), "dst_frame is nullptr");
+  TAVIX_INVALID_AS_IF(by, any_plane_null(dst), "dst_frame->data[0] is nullptr");
   // Not the status of the other direction, on purpose.
-  TAVIX_REFUSE_AS_IF(kUnit, function, src_blob->dims_size != 4, TAVIX_ERROR_INVALID_PARAM,
-                     "src_blob_dims.size:%d need to be 4", src_blob->dims_size);
+  TAVIX_INVALID_AS_IF(by, src_blob->dims_size != 4, "src_blob_dims.size:%d need to be 4",
+                      src_blob->dims_size);
   const TensorShape shape = shape_of(*src_blob);
   const TensorRows &rows = tensor_rows();
   const BlobElement *element = nullptr;
   TAVIX_RETURN_IF_REFUSED(
-      check_tensor(kDirection, function, *dst, shape, src_blob->data_type, rows, element));
+      check_tensor(kDirection, by, *dst, shape, src_blob->data_type, rows, element));
   if (shape.empty()) return TAVIX_OK;
   if (is_float(dst->video.format)) {
     TensorReader<float>(*dst, shape, rows, *element).read(src, planar);
@@ -155,11 +150,11 @@ int32_t blob_to_frame(const char *function, const TavixBlob *src_blob,
 }  // namespace
 
 int32_t BlobNCHWToFrameHWCByCPU(const TavixBlob *src_blob, const TavixFrames *dst_frames) {
-  return blob_to_frame(__func__, src_blob, dst_frames, nchw_shape, true);
+  return blob_to_frame(TAVIX_HERE, src_blob, dst_frames, nchw_shape, true);
 }
 
 int32_t BlobNHWCToFrameHWCByCPU(const TavixBlob *src_blob, const TavixFrames *dst_frames) {
-  return blob_to_frame(__func__, src_blob, dst_frames, nhwc_shape, false);
+  return blob_to_frame(TAVIX_HERE, src_blob, dst_frames, nhwc_shape, false);
 }
 
 }  // namespace tavix::module

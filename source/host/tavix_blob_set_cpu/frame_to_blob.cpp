@@ -125,32 +125,28 @@ class TensorWriter {
 };
 
 // What both layouts check first.
-int32_t check_records(const char *function, const TavixFrames *src_frames,
+int32_t check_records(const LogOrigin &by, const TavixFrames *src_frames,
                       const TavixBlob *dst_blob) {
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src_frames), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frames(%p) must not be nullptr", src_frames);
-  TAVIX_REFUSE_AS_IF(kUnit, function, src_frames->frame_num != 1, TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame num:%d need to be 1", src_frames->frame_num);
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src_frames->frames), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frames->frames(%p) must not be nullptr", src_frames->frames);
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(src_frames->frames[0]), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame is nullptr");
-  TAVIX_REFUSE_AS_IF(kUnit, function, dst_blob->dims_size != 4, TAVIX_ERROR_INVALID_DATA,
+  TAVIX_INVALID_AS_IF(by, any_null(src_frames), "src_frames(%p) must not be nullptr", src_frames);
+  TAVIX_INVALID_AS_IF(by, src_frames->frame_num != 1, "src_frame num:%d need to be 1",
+                      src_frames->frame_num);
+  TAVIX_INVALID_AS_IF(by, any_null(src_frames->frames),
+                      "src_frames->frames(%p) must not be nullptr", src_frames->frames);
+  TAVIX_INVALID_AS_IF(by, any_null(src_frames->frames[0]), "src_frame is nullptr");
+  TAVIX_REFUSE_AS_IF(by, dst_blob->dims_size != 4, TAVIX_ERROR_INVALID_DATA,
                      "dst_blob_dims size:%d need to be 4", dst_blob->dims_size);
   return TAVIX_OK;
 }
 
-int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const TavixBlob &dst_blob,
+int32_t frame_to_blob(const LogOrigin &by, const TavixFrameV2 &src, const TavixBlob &dst_blob,
                       const TensorShape &shape, bool planar) {
   auto *dst = static_cast<uint8_t *>(TavixBlobBufferGet(&dst_blob));
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(dst), TAVIX_ERROR_INVALID_DATA,
-                     "TavixBlobBufferGet is nullptr");
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_plane_null(&src), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame data[0] is nullptr");
+  TAVIX_REFUSE_AS_IF(by, any_null(dst), TAVIX_ERROR_INVALID_DATA, "TavixBlobBufferGet is nullptr");
+  TAVIX_INVALID_AS_IF(by, any_plane_null(&src), "src_frame data[0] is nullptr");
   const TensorRows &rows = tensor_rows();
   const BlobElement *element = nullptr;
   TAVIX_RETURN_IF_REFUSED(
-      check_tensor(kDirection, function, src, shape, dst_blob.data_type, rows, element));
+      check_tensor(kDirection, by, src, shape, dst_blob.data_type, rows, element));
   if (shape.empty()) return TAVIX_OK;
   if (is_float(src.video.format)) {
     TensorWriter<float>(src, shape, rows, *element).write(dst, planar);
@@ -163,18 +159,18 @@ int32_t frame_to_blob(const char *function, const TavixFrameV2 &src, const Tavix
 }  // namespace
 
 int32_t FrameHWCToBlobNCHWByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
-  TAVIX_RETURN_IF_REFUSED(check_records(__func__, src_frames, dst_blob));
-  return frame_to_blob(__func__, *src_frames->frames[0], *dst_blob, nchw_shape(*dst_blob), true);
+  TAVIX_RETURN_IF_REFUSED(check_records(TAVIX_HERE, src_frames, dst_blob));
+  return frame_to_blob(TAVIX_HERE, *src_frames->frames[0], *dst_blob, nchw_shape(*dst_blob), true);
 }
 
 // Elements are written in NHWC order, but the extents are read as the blob declares them.
 int32_t FrameHWCToBlobNHWCByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
-  TAVIX_RETURN_IF_REFUSED(check_records(__func__, src_frames, dst_blob));
+  TAVIX_RETURN_IF_REFUSED(check_records(TAVIX_HERE, src_frames, dst_blob));
   const uint32_t layout = dst_blob->data_format;
-  TAVIX_REFUSE_IF(kUnit, layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data_format:%d need to be NHWC or NCHW", layout);
   return frame_to_blob(
-      __func__, *src_frames->frames[0], *dst_blob,
+      TAVIX_HERE, *src_frames->frames[0], *dst_blob,
       layout == TAVIX_DATA_FORMAT_NCHW ? nchw_shape(*dst_blob) : nhwc_shape(*dst_blob), false);
 }
 

@@ -108,9 +108,8 @@ struct TensorDirection {
   int32_t beyond_memory;       // status of a blob that exceeds memory
 };
 
-// The checks that both directions make of a call whose records are there. Finds the blob's
-// elements; null for those of an empty blob whose type no converter knows.
-int32_t check_tensor(const TensorDirection &direction, const char *function,
+// The checks that both directions make of a call whose records are there. Finds the blob's elements; null for those of an empty blob whose type no converter knows.
+int32_t check_tensor(const TensorDirection &direction, const LogOrigin &by,
                      const TavixFrameV2 &frame, const TensorShape &shape, uint32_t data_type,
                      const TensorRows &rows, const BlobElement *&element);
 

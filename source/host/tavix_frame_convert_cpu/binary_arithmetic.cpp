@@ -12,27 +12,26 @@ int32_t TavixFrameBinaryArithmeticByCPU(const TavixFrameV2 *src1_frame,
                                         const TavixFrameV2 *src2_frame, uint32_t op,
                                         const double *alpha, const double *beta,
                                         const double *gamma, TavixFrameV2 *dst_frame) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src1_frame, src2_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "Invalid input: src1_frame(%p), src2_frame(%p), and dst_frame(%p) must not be "
-                  "nullptr",
-                  src1_frame, src2_frame, dst_frame);
-  TAVIX_REFUSE_IF(kUnit, !all_host(src1_frame, src2_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "Invalid input: src1_frame(%d), src2_frame(%d), and dst_frame(%d) must all be in "
-                  "host memory",
-                  src1_frame->memory, src2_frame->memory, dst_frame->memory);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src1_frame, src2_frame, dst_frame),
-                  TAVIX_ERROR_INVALID_PARAM,
-                  "Invalid input: src1_frame->data[0](%p), src2_frame->data[0](%p), and "
-                  "dst_frame->data[0](%p) must not be nullptr",
-                  src1_frame->data[0], src2_frame->data[0], dst_frame->data[0]);
+  TAVIX_INVALID_IF(any_null(src1_frame, src2_frame, dst_frame),
+                   "Invalid input: src1_frame(%p), src2_frame(%p), and dst_frame(%p) must not be "
+                   "nullptr",
+                   src1_frame, src2_frame, dst_frame);
+  TAVIX_INVALID_IF(
+      !all_host(src1_frame, src2_frame, dst_frame),
+      "Invalid input: src1_frame(%d), src2_frame(%d), and dst_frame(%d) must all be in "
+      "host memory",
+      src1_frame->memory, src2_frame->memory, dst_frame->memory);
+  TAVIX_INVALID_IF(any_plane_null(src1_frame, src2_frame, dst_frame),
+                   "Invalid input: src1_frame->data[0](%p), src2_frame->data[0](%p), and "
+                   "dst_frame->data[0](%p) must not be nullptr",
+                   src1_frame->data[0], src2_frame->data[0], dst_frame->data[0]);
 
   const int32_t format = src1_frame->video.format;
-  TAVIX_REFUSE_IF(kUnit, format != src2_frame->video.format || format != dst_frame->video.format,
-                  TAVIX_ERROR_INVALID_PARAM,
-                  "Invalid input: src1_frame->video.format(%d), src2_frame->video.format(%d), and "
-                  "dst_frame->video.format(%d) must be the same",
-                  format, src2_frame->video.format, dst_frame->video.format);
-  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(format), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_INVALID_IF(format != src2_frame->video.format || format != dst_frame->video.format,
+                   "Invalid input: src1_frame->video.format(%d), src2_frame->video.format(%d), and "
+                   "dst_frame->video.format(%d) must be the same",
+                   format, src2_frame->video.format, dst_frame->video.format);
+  TAVIX_REFUSE_IF(!is_rgb_family(format), TAVIX_ERROR_UNSUPPORTED,
                   "Invalid input: src1_frame->video.format(%d), src2_frame->video.format(%d), and "
                   "dst_frame->video.format(%d) must be either RGB Family",
                   format, src2_frame->video.format, dst_frame->video.format);

@@ -9,7 +9,7 @@
 #include <opencv2/core/hal/hal.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "common/frame_checks.h"
+#include "common/frame_access.h"
 #include "common/pixel_format.h"
 #include "cpu/common_c/channels/mask_row.h"
 #include "tavix_frame_convert_cpu/opencv_bridge.h"
@@ -51,23 +51,21 @@ using Planes = std::array<uint8_t *, kMaxChannels>;
 
 // Allocates the frames of a split in the order of the channels, stores them, and points planes at
 // their memory. Stops at the first channel that cannot be had.
-int32_t make_channel_frames(const TavixFrameV2 &src_frame, uint32_t mask,
+int32_t make_channel_frames(const LogOrigin &by, const TavixFrameV2 &src_frame, uint32_t mask,
                             TavixChannelFrames &dst_frames, Planes &planes) {
-  constexpr char kFunction[] = "TavixFrameChannelSplitByCPU";
   const int32_t format = src_frame.video.format;
   // A record may claim more channels than its format has.
   const int32_t channels = std::min<int32_t>(src_frame.video.channels, traits(format).channels);
   for (const ChannelDescriptor &channel : kChannels) {
     if ((mask & channel.bit) == 0) continue;
     const int32_t index = is_bgr_ordered(format) ? channel.bgr_index : channel.index;
-    TAVIX_REFUSE_AS_IF(kUnit, kFunction, channels < index + 1, TAVIX_ERROR_INVALID_PARAM,
-                       "Split %s requires %d channels (src has %d)", channel.name, index + 1,
-                       src_frame.video.channels);
+    TAVIX_INVALID_AS_IF(by, channels < index + 1, "Split %s requires %d channels (src has %d)",
+                        channel.name, index + 1, src_frame.video.channels);
     TavixFrameV2 *frame =
         alloc_like(src_frame, is_float(format) ? TAVIX_PIX_FMT_GRAYF32 : TAVIX_PIX_FMT_GRAY8);
     dst_frames.*channel.slot = frame;
-    TAVIX_REFUSE_AS_IF(kUnit, kFunction, frame == nullptr || any_plane_null(frame),
-                       TAVIX_ERROR_MEMORY, "%s channel alloc failed", channel.name);
+    TAVIX_REFUSE_AS_IF(by, frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
+                       "%s channel alloc failed", channel.name);
     planes[size_t(index)] = frame->data[0];
   }
   return TAVIX_OK;
@@ -123,54 +121,52 @@ void fill_rows(TavixFrameV2 &frame, T value) {
 
 int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelFrames *dst_frames,
                                     uint32_t mask) {
-  TAVIX_REFUSE_IF(kUnit, src_frame == nullptr || dst_frames == nullptr, TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame:%p or dst_frames:%p is nullptr", src_frame, dst_frames);
+  TAVIX_INVALID_IF(src_frame == nullptr || dst_frames == nullptr,
+                   "src_frame:%p or dst_frames:%p is nullptr", src_frame, dst_frames);
   const int32_t format = src_frame->video.format;
   const int type = opencv_type(format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported src_frame pixel type:%d to OpencvType!", format);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0] is nullptr");
-  TAVIX_REFUSE_IF(kUnit, !all_host(src_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->memory:%d is not host memory", src_frame->memory);
+  TAVIX_INVALID_IF(any_plane_null(src_frame), "src_frame->data[0] is nullptr");
+  TAVIX_INVALID_IF(!all_host(src_frame), "src_frame->memory:%d is not host memory",
+                   src_frame->memory);
 
   const cv::Mat src = source_view(*src_frame, type);
   Planes planes = {};
-  const int32_t status = make_channel_frames(*src_frame, mask, *dst_frames, planes);
+  const int32_t status = make_channel_frames(TAVIX_HERE, *src_frame, mask, *dst_frames, planes);
   split_rows(src, planes);
   return status;
 }
 
 int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *mask_frame,
                                TavixFrameV2 **dst_frame) {
-  TAVIX_REFUSE_IF(
-      kUnit, any_null(src_frame, mask_frame) || dst_frame == nullptr, TAVIX_ERROR_INVALID_PARAM,
-      "src_frame:%p, mask:%p or dst_frame address:%p is nullptr", src_frame, mask_frame, dst_frame);
+  TAVIX_INVALID_IF(any_null(src_frame, mask_frame) || dst_frame == nullptr,
+                   "src_frame:%p, mask:%p or dst_frame address:%p is nullptr", src_frame,
+                   mask_frame, dst_frame);
   const TavixVideoInfo &src = src_frame->video, &mask = mask_frame->video;
-  TAVIX_REFUSE_IF(kUnit, mask.channels != 1, TAVIX_ERROR_INVALID_PARAM,
-                  "mask channels:%d need to be 1", mask.channels);
-  TAVIX_REFUSE_IF(kUnit, mask.format != TAVIX_PIX_FMT_GRAY8 && mask.format != TAVIX_PIX_FMT_GRAYF32,
+  TAVIX_INVALID_IF(mask.channels != 1, "mask channels:%d need to be 1", mask.channels);
+  TAVIX_REFUSE_IF(mask.format != TAVIX_PIX_FMT_GRAY8 && mask.format != TAVIX_PIX_FMT_GRAYF32,
                   TAVIX_ERROR_UNSUPPORTED,
                   "mask video format is:%d now only support TAVIX_PIX_FMT_GRAY8 or "
                   "TAVIX_PIX_FMT_GRAYF32!",
                   mask.format);
   const int src_type = opencv_type(src.format), mask_type = opencv_type(mask.format);
-  TAVIX_REFUSE_IF(kUnit, src_type < 0 || mask_type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(src_type < 0 || mask_type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported src_frame pixel type:%d or mask pixel type:%d to OpencvType!",
                   src.format, mask.format);
   const int32_t format = alpha_partner(src.format);
-  TAVIX_REFUSE_IF(kUnit, format == TAVIX_PIX_FMT_NONE, TAVIX_ERROR_INVALID_PARAM,
-                  "Not suppoted src frame pixel format:%d", src.format);
-  TAVIX_REFUSE_IF(kUnit, !all_host(src_frame, mask_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->memory:%d or mask->memory:%d is not host memory", src_frame->memory,
-                  mask_frame->memory);
+  TAVIX_INVALID_IF(format == TAVIX_PIX_FMT_NONE, "Not suppoted src frame pixel format:%d",
+                   src.format);
+  TAVIX_INVALID_IF(!all_host(src_frame, mask_frame),
+                   "src_frame->memory:%d or mask->memory:%d is not host memory", src_frame->memory,
+                   mask_frame->memory);
 
   TavixFrameV2 *frame = alloc_like(*src_frame, format);
   *dst_frame = frame;
-  TAVIX_REFUSE_IF(kUnit, frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
+  TAVIX_REFUSE_IF(frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
                   "des frame data allocate error");
   if (any_plane_null(src_frame, mask_frame)) {
-    TAVIX_LOG(kUnit, TAVIX_LOG_ERROR, "src_frame->data[0]:%p or mask->data[0]:%p is nullptr",
+    TAVIX_LOG(TAVIX_LOG_ERROR, "src_frame->data[0]:%p or mask->data[0]:%p is nullptr",
               src_frame->data[0], mask_frame->data[0]);
     TavixFrameFreeV2(frame);  // the output is not reset, on purpose
     return TAVIX_ERROR_INVALID_PARAM;
@@ -208,23 +204,20 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
 
 int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFrameV2 *beta_frame,
                                   TavixFrameV2 **dst_frame) {
-  TAVIX_REFUSE_IF(kUnit, any_null(alpha_frame, beta_frame) || dst_frame == nullptr,
-                  TAVIX_ERROR_INVALID_PARAM,
-                  "alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr", alpha_frame,
-                  beta_frame, dst_frame);
-  TAVIX_REFUSE_IF(
-      kUnit, *dst_frame != nullptr && *dst_frame != beta_frame, TAVIX_ERROR_INVALID_PARAM,
-      "*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p", *dst_frame, beta_frame);
+  TAVIX_INVALID_IF(any_null(alpha_frame, beta_frame) || dst_frame == nullptr,
+                   "alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr", alpha_frame,
+                   beta_frame, dst_frame);
+  TAVIX_INVALID_IF(*dst_frame != nullptr && *dst_frame != beta_frame,
+                   "*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p", *dst_frame,
+                   beta_frame);
   const int type = opencv_type(alpha_frame->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
-                  "Unsupported Frame Type:%d To OpencvType!", alpha_frame->video.format);
-  TAVIX_REFUSE_IF(kUnit, !all_host(alpha_frame, beta_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "alpha_frame->memory:%d or beta_frame->memory:%d is not host memory",
-                  alpha_frame->memory, beta_frame->memory);
+  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type:%d To OpencvType!", alpha_frame->video.format);
+  TAVIX_INVALID_IF(!all_host(alpha_frame, beta_frame),
+                   "alpha_frame->memory:%d or beta_frame->memory:%d is not host memory",
+                   alpha_frame->memory, beta_frame->memory);
 
   if (*dst_frame == nullptr) *dst_frame = alloc_like(*beta_frame, beta_frame->video.format);
-  TAVIX_REFUSE_IF(kUnit, *dst_frame == nullptr, TAVIX_ERROR_MEMORY,
-                  "TavixVideoFrameAllocV2 failed");
+  TAVIX_REFUSE_IF(*dst_frame == nullptr, TAVIX_ERROR_MEMORY, "TavixVideoFrameAllocV2 failed");
   try {
     cv::Mat result = plane_view(**dst_frame, type);
     cv::multiply(source_view(*alpha_frame, type), source_view(*beta_frame, type), result, 1.0,
@@ -235,26 +228,20 @@ int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFr
 }
 
 int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float value) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
   const int32_t size = element_size(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, size < 0, TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameMemfillByCPU byte_size is not support\n");
-  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(__func__, src, dst);
-  TAVIX_RETURN_IF_REFUSED(check_row_elements(kUnit, __func__, dst->video));
-  TAVIX_REFUSE_IF(kUnit,
-                  has_pixels(dst->video) && !reaches_rows(dst->linesize[0], dst->video.height),
-                  TAVIX_ERROR_INVALID_PARAM, "dst_frame->linesize[0]:%d is too large for %d rows",
-                  dst->linesize[0], dst->video.height);
-  switch (size) {
-    case 1:
-      fill_rows(*dst, uint8_t(value > 0.0f ? std::min(value, 255.0f) : 0.0f));  // NaN fills 0
-      return TAVIX_OK;
-    case 4:
-      fill_rows(*dst, value);
-      return TAVIX_OK;
-  }
-  TAVIX_LOG(kUnit, TAVIX_LOG_ERROR,
-            "TavixFrameMemfillByCPU src_frame video format:%d is not implemented now",
-            src->video.format);
-  return TAVIX_ERROR_UNSUPPORTED;
+  TAVIX_INVALID_IF(size < 0, "TavixFrameMemfillByCPU byte_size is not support\n");
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE, src, dst);
+  TAVIX_RETURN_IF_REFUSED(check_row_elements(TAVIX_HERE, dst->video));
+  TAVIX_INVALID_IF(has_pixels(dst->video) && !reaches_rows(dst->linesize[0], dst->video.height),
+                   "dst_frame->linesize[0]:%d is too large for %d rows", dst->linesize[0],
+                   dst->video.height);
+  TAVIX_REFUSE_IF(size != 1 && size != 4, TAVIX_ERROR_UNSUPPORTED,
+                  "TavixFrameMemfillByCPU src_frame video format:%d is not implemented now",
+                  src->video.format);
+  if (size == 4)
+    fill_rows(*dst, value);
+  else
+    fill_rows(*dst, uint8_t(value > 0.0f ? std::min(value, 255.0f) : 0.0f));  // NaN fills 0
+  return TAVIX_OK;
 }

@@ -17,20 +17,17 @@ const cv::Point kCentre(-1, -1);
 using Morphology = void (*)(cv::InputArray src, cv::OutputArray dst, cv::InputArray kernel,
                             cv::Point anchor, int iterations, int border, const cv::Scalar &value);
 
-int32_t run_morphology(const char *function, Morphology run, const TavixFrameV2 *src,
+int32_t run_morphology(const LogOrigin &by, Morphology run, const TavixFrameV2 *src,
                        TavixFrameV2 *dst, const TavixKernel *kernel) {
-  TAVIX_REFUSE_NULL_FRAMES(function, src, dst);
-  TAVIX_REFUSE_NULL_PLANES(function, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(by, src, dst);
+  TAVIX_REFUSE_NULL_PLANES(by, src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_AS_IF(kUnit, function, type < 0, TAVIX_ERROR_INVALID_PARAM,
-                     "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(kernel), TAVIX_ERROR_INVALID_PARAM,
-                     "kernel:%p is nullptr", kernel);
-  TAVIX_REFUSE_AS_IF(kUnit, function, kernel->data_type != TAVIX_DATA_TYPE_UINT8,
-                     TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_INVALID_AS_IF(by, type < 0, "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_INVALID_AS_IF(by, any_null(kernel), "kernel:%p is nullptr", kernel);
+  TAVIX_REFUSE_AS_IF(by, kernel->data_type != TAVIX_DATA_TYPE_UINT8, TAVIX_ERROR_UNSUPPORTED,
                      "Only UINT8 data type is supported, current data type: %d", kernel->data_type);
-  TAVIX_REFUSE_FOREIGN_MEMORY(function, src, dst);
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(function, src, type, kernel_size(kernel->width, kernel->height));
+  TAVIX_REFUSE_FOREIGN_MEMORY(by, src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(by, src, type, kernel_size(kernel->width, kernel->height));
   cv::Mat result = plane_view(*dst, type);
   run(source_view(*src, type), result, kernel_view(*kernel, CV_8UC1), kCentre, 1,
       cv::BORDER_CONSTANT, cv::morphologyDefaultBorderValue());
@@ -40,17 +37,16 @@ int32_t run_morphology(const char *function, Morphology run, const TavixFrameV2 
 }  // namespace
 
 int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSize size) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
-  TAVIX_REFUSE_NULL_PLANES(__func__, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE, src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
-                  "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_REFUSE_IF(kUnit, src->video.format != dst->video.format, TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame and dst_frame have different formats: %d vs %d", src->video.format,
-                  dst->video.format);
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
+  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_INVALID_IF(src->video.format != dst->video.format,
+                   "src_frame and dst_frame have different formats: %d vs %d", src->video.format,
+                   dst->video.format);
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
   const cv::Size kernel = kernel_size(size.width, size.height);
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(__func__, src, type, kernel);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE, src, type, kernel);
   try {
     cv::Mat result = plane_view(*dst, type);
     cv::blur(source_view(*src, type), result, kernel, kCentre, cv::BORDER_REFLECT_101);
@@ -61,18 +57,16 @@ int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSiz
 
 int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                  const TavixSize *size) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr", src->data[0],
-                  dst->data[0]);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_INVALID_IF(any_plane_null(src, dst),
+                   "src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr", src->data[0],
+                   dst->data[0]);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
-                  "Unsupported Frame Type To OpencvType!");
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
-  TAVIX_REFUSE_IF(kUnit, any_null(size), TAVIX_ERROR_INVALID_PARAM, "kernel_size:%p is nullptr",
-                  size);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
+  TAVIX_INVALID_IF(any_null(size), "kernel_size:%p is nullptr", size);
   const cv::Size kernel = kernel_size(size->width, size->height);
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(__func__, src, type, kernel);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE, src, type, kernel);
   try {
     constexpr bool kNormalize = false;  // sums, not means, on purpose
     cv::Mat result = plane_view(*dst, type);
@@ -85,17 +79,16 @@ int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
 
 int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                 const TavixKernel *kernel) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
-  TAVIX_REFUSE_NULL_PLANES(__func__, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE, src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
-                  "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_REFUSE_IF(kUnit, any_null(kernel), TAVIX_ERROR_INVALID_PARAM, "kernel:%p is nullptr",
-                  kernel);
-  TAVIX_REFUSE_IF(kUnit, kernel->data_type != TAVIX_DATA_TYPE_FLOAT32, TAVIX_ERROR_INVALID_PARAM,
-                  "kernel->data_type:%d is not supported!", kernel->data_type);
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(__func__, src, type, kernel_size(kernel->width, kernel->height));
+  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_INVALID_IF(any_null(kernel), "kernel:%p is nullptr", kernel);
+  TAVIX_INVALID_IF(kernel->data_type != TAVIX_DATA_TYPE_FLOAT32,
+                   "kernel->data_type:%d is not supported!", kernel->data_type);
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE, src, type,
+                                  kernel_size(kernel->width, kernel->height));
   try {
     cv::Mat result = plane_view(*dst, type);
     cv::filter2D(source_view(*src, type), result, -1, kernel_view(*kernel, CV_32FC1), kCentre, 0.0,
@@ -108,7 +101,7 @@ int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
 int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                     const TavixKernel *kernel) {
   try {
-    return run_morphology(__func__, cv::dilate, src, dst, kernel);
+    return run_morphology(TAVIX_HERE, cv::dilate, src, dst, kernel);
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "Dilate failed: %s")
 }
@@ -116,18 +109,18 @@ int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
 int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                    const TavixKernel *kernel) {
   try {
-    return run_morphology(__func__, cv::erode, src, dst, kernel);
+    return run_morphology(TAVIX_HERE, cv::erode, src, dst, kernel);
   }
   TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "Erosion failed: %s")
 }
 
 int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, double threshold,
                                        double max_value, int32_t type) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
   const int cv_type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, cv_type < 0, TAVIX_ERROR_UNSUPPORTED,
-                  "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(__func__, src, dst);
+  TAVIX_REFUSE_IF(cv_type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType!",
+                  src->video.format);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE, src, dst);
   try {
     cv::Mat result = plane_view(*dst, cv_type);
     cv::threshold(source_view(*src, cv_type), result, threshold, max_value, type);
@@ -138,12 +131,11 @@ int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *ds
 
 int32_t TavixFrameMinMaxNormByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t alpha,
                                   int32_t beta) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
-  TAVIX_REFUSE_NULL_PLANES(__func__, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE, src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
-                  "Unsupported Frame Type To OpencvType!");
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
+  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
   try {
     cv::Mat result = plane_view(*dst, type);
     cv::normalize(source_view(*src, type), result, alpha, beta, cv::NORM_MINMAX, -1, cv::noArray());

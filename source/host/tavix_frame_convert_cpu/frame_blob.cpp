@@ -17,14 +17,14 @@ constexpr auto &kUnit = kFrameConvertUnit;
 
 // Checks the blob and finds the converter of its layout; slot: where the table has it.
 template <class Converters, class Converter>
-int32_t find_converter(const char *function, const char *name, const TavixBlob *blob,
+int32_t find_converter(const LogOrigin &by, const char *name, const TavixBlob *blob,
                        const Converters &converters, uint32_t (*slot)(uint32_t code),
                        Converter *&converter) {
-  TAVIX_REFUSE_AS_IF(kUnit, function, any_null(blob), TAVIX_ERROR_INVALID_PARAM,
-                     "%s(%p) must not be nullptr", name, static_cast<const void *>(blob));
+  TAVIX_INVALID_AS_IF(by, any_null(blob), "%s(%p) must not be nullptr", name,
+                      static_cast<const void *>(blob));
   converter = converters[slot(blob->data_format)];
   // The line speaks of a destination blob in both directions.
-  TAVIX_REFUSE_AS_IF(kUnit, function, converter == nullptr, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_AS_IF(by, converter == nullptr, TAVIX_ERROR_UNSUPPORTED,
                      "dst_blob data format:%d is not support", blob->data_format);
   return TAVIX_OK;
 }
@@ -34,13 +34,11 @@ struct FrameList {
   std::unique_ptr<TavixFrames> list;
   std::unique_ptr<TavixFrameV2 *[]> frames;
 
-  int32_t make(const char *function, const char *name, const TavixFrameV2 *frame) {
+  int32_t make(const LogOrigin &by, const char *name, const TavixFrameV2 *frame) {
     list.reset(new (std::nothrow) TavixFrames{});
-    TAVIX_REFUSE_AS_IF(kUnit, function, list == nullptr, TAVIX_ERROR_MEMORY,
-                       "malloc TavixFrames failed");
+    TAVIX_REFUSE_AS_IF(by, list == nullptr, TAVIX_ERROR_MEMORY, "malloc TavixFrames failed");
     frames.reset(new (std::nothrow) TavixFrameV2 *[1]);
-    TAVIX_REFUSE_AS_IF(kUnit, function, frames == nullptr, TAVIX_ERROR_MEMORY, "malloc %s failed",
-                       name);
+    TAVIX_REFUSE_AS_IF(by, frames == nullptr, TAVIX_ERROR_MEMORY, "malloc %s failed", name);
     frames[0] = const_cast<TavixFrameV2 *>(frame);
     *list = {frames.get(), 1};
     return TAVIX_OK;
@@ -48,8 +46,8 @@ struct FrameList {
 };
 
 // What a converter returned.
-int32_t reported(const char *function, int32_t status) {
-  TAVIX_REFUSE_AS_IF(kUnit, function, status != TAVIX_OK, status, "convert data type failed");
+int32_t reported(const LogOrigin &by, int32_t status) {
+  TAVIX_REFUSE_AS_IF(by, status != TAVIX_OK, status, "convert data type failed");
   return TAVIX_OK;
 }
 
@@ -59,32 +57,32 @@ int32_t reported(const char *function, int32_t status) {
 // layouts CNH4 to C; those for lists fold the codes from 1000 on. Both are kept as they are.
 int32_t TavixFrameToBlobByCPU(const TavixFrameV2 *src_frame, TavixBlob *dst_blob) {
   FrameToBlobConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(find_converter(__func__, "dst_blob", dst_blob, kFrameToBlobConverters,
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "dst_blob", dst_blob, kFrameToBlobConverters,
                                          raw_layout_slot, convert));
   FrameList src;
-  TAVIX_RETURN_IF_REFUSED(src.make(__func__, "frames", src_frame));
-  return reported(__func__, convert(src.list.get(), dst_blob));
+  TAVIX_RETURN_IF_REFUSED(src.make(TAVIX_HERE, "frames", src_frame));
+  return reported(TAVIX_HERE, convert(src.list.get(), dst_blob));
 }
 
 int32_t TavixFramesToBlobByCPU(const TavixFrames *src_frames, TavixBlob *dst_blob) {
   FrameToBlobConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(
-      find_converter(__func__, "dst_blob", dst_blob, kFrameToBlobConverters, layout_slot, convert));
-  return reported(__func__, convert(src_frames, dst_blob));
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "dst_blob", dst_blob, kFrameToBlobConverters,
+                                         layout_slot, convert));
+  return reported(TAVIX_HERE, convert(src_frames, dst_blob));
 }
 
 int32_t TavixBlobToFrameByCPU(const TavixBlob *src_blob, TavixFrameV2 *dst_frame) {
   BlobToFrameConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(find_converter(__func__, "src_blob", src_blob, kBlobToFrameConverters,
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "src_blob", src_blob, kBlobToFrameConverters,
                                          raw_layout_slot, convert));
   FrameList dst;
-  TAVIX_RETURN_IF_REFUSED(dst.make(__func__, "TavixFrameV2", dst_frame));
-  return reported(__func__, convert(src_blob, dst.list.get()));
+  TAVIX_RETURN_IF_REFUSED(dst.make(TAVIX_HERE, "TavixFrameV2", dst_frame));
+  return reported(TAVIX_HERE, convert(src_blob, dst.list.get()));
 }
 
 int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames *dst_frames) {
   BlobToFrameConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(
-      find_converter(__func__, "src_blob", src_blob, kBlobToFrameConverters, layout_slot, convert));
-  return reported(__func__, convert(src_blob, dst_frames));
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "src_blob", src_blob, kBlobToFrameConverters,
+                                         layout_slot, convert));
+  return reported(TAVIX_HERE, convert(src_blob, dst_frames));
 }

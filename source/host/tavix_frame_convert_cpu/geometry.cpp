@@ -17,73 +17,60 @@ constexpr auto &kUnit = kFrameConvertUnit;
 using Warp = void (*)(cv::InputArray src, cv::OutputArray dst, cv::InputArray matrix, cv::Size size,
                       int flags, int border, const cv::Scalar &value);
 
-struct WarpKind {
-  const char *function;  // the exported function, for its log lines
-  Warp warp;
-  int matrix_rows;
-};
-constexpr WarpKind kAffine = {"TavixFrameWarpAffineByCPU", cv::warpAffine, 2};
-constexpr WarpKind kPerspective = {"TavixFrameWarpPerspectiveByCPU", cv::warpPerspective, 3};
-
 // Warps src_frame into result; to is where the result belongs.
-int32_t warp_frame(const WarpKind &kind, const TavixFrameV2 *dst_frame,
+int32_t warp_frame(const LogOrigin &by, Warp warp, int matrix_rows, const TavixFrameV2 *dst_frame,
                    const TavixFrameV2 *src_frame, const float *matrix, int32_t interpolation,
                    int32_t border, double border_value, cv::Mat &result, cv::Mat &to) {
-  const char *const function = kind.function;
-  TAVIX_REFUSE_NULL_FRAMES(function, src_frame, dst_frame);
+  TAVIX_REFUSE_NULL_FRAMES(by, src_frame, dst_frame);
   const int src_type = opencv_type(src_frame->video.format);
   const int dst_type = opencv_type(dst_frame->video.format);
-  TAVIX_REFUSE_AS_IF(kUnit, function, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_AS_IF(by, src_type < 0 || dst_type < 0, TAVIX_ERROR_UNSUPPORTED,
                      "Unsupported src frame type:%d or dst frame type:%d to OpencvType",
                      src_frame->video.format, dst_frame->video.format);
-  TAVIX_REFUSE_NULL_PLANES(function, src_frame, dst_frame);
-  TAVIX_REFUSE_AS_IF(kUnit, function, src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid",
-                     src_frame->linesize[0], dst_frame->linesize[0]);
-  TAVIX_REFUSE_FOREIGN_MEMORY(function, src_frame, dst_frame);
-  TAVIX_REFUSE_AS_IF(kUnit, function, matrix == nullptr, TAVIX_ERROR_INVALID_PARAM,
-                     "matrix:%p is nullptr", matrix);
+  TAVIX_REFUSE_NULL_PLANES(by, src_frame, dst_frame);
+  TAVIX_INVALID_AS_IF(by, src_frame->linesize[0] <= 0 || dst_frame->linesize[0] <= 0,
+                      "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid",
+                      src_frame->linesize[0], dst_frame->linesize[0]);
+  TAVIX_REFUSE_FOREIGN_MEMORY(by, src_frame, dst_frame);
+  TAVIX_INVALID_AS_IF(by, matrix == nullptr, "matrix:%p is nullptr", matrix);
   const TavixVideoInfo &size = dst_frame->video;
-  TAVIX_REFUSE_UNCOUNTABLE(function, size.width, size.height, src_type);
+  TAVIX_REFUSE_UNCOUNTABLE(by, size.width, size.height, src_type);
 
   const cv::Mat src = source_view(*src_frame, src_type);
   to = plane_view(*dst_frame, dst_type);
-  const cv::Mat coefficients(kind.matrix_rows, 3, CV_32FC1, const_cast<float *>(matrix));
+  const cv::Mat coefficients(matrix_rows, 3, CV_32FC1, const_cast<float *>(matrix));
   const int mode = opencv_border(border);
   // A transparent border leaves pixels unset: they are black rather than what memory held.
   if (mode == cv::BORDER_TRANSPARENT && !to.size().empty())
     result = cv::Mat::zeros(to.size(), src_type);
-  kind.warp(src, result, coefficients, to.size(), opencv_interpolation(interpolation), mode,
-            cv::Scalar::all(border_value));
+  warp(src, result, coefficients, to.size(), opencv_interpolation(interpolation), mode,
+       cv::Scalar::all(border_value));
   return TAVIX_OK;
 }
 
 // Ends a warp: its result is delivered only where it has the size and type of its destination.
-#define TAVIX_DELIVER(name, result, to)                                                  \
-  TAVIX_REFUSE_IF(kUnit, result.type() != to.type() || result.size() != to.size(),       \
-                  TAVIX_ERROR_INVALID_PARAM,                                             \
-                  name                                                                   \
-                  " result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, " \
-                  "type=%d)",                                                            \
-                  result.cols, result.rows, result.type(), to.cols, to.rows, to.type()); \
-  result.copyTo(to);                                                                     \
+#define TAVIX_DELIVER(name, result, to)                                                   \
+  TAVIX_INVALID_IF(result.type() != to.type() || result.size() != to.size(),              \
+                   name                                                                   \
+                   " result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, " \
+                   "type=%d)",                                                            \
+                   result.cols, result.rows, result.type(), to.cols, to.rows, to.type()); \
+  result.copyTo(to);                                                                      \
   return TAVIX_OK
 
 }  // namespace
 
 int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t width,
                               int32_t height, int32_t interpolation) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr", src,
-                  dst);
+  TAVIX_INVALID_IF(any_null(src, dst),
+                   "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr", src,
+                   dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByCPU not suppoted src frame data format:%d", src->video.format);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByCPU src frame data is nullptr");
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
-  TAVIX_REFUSE_UNCOUNTABLE(__func__, width, height, type);
+  TAVIX_INVALID_IF(type < 0, "TavixFrameResizeByCPU not suppoted src frame data format:%d",
+                   src->video.format);
+  TAVIX_INVALID_IF(any_plane_null(src), "TavixFrameResizeByCPU src frame data is nullptr");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE(TAVIX_HERE, width, height, type);
 
   cv::Mat result = plane_view(*dst, type);
   cv::resize(source_view(*src, type), result, {width, height}, 0, 0,
@@ -93,20 +80,17 @@ int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_
 
 int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst, double fx,
                                      double fy, int32_t interpolation) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src), TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByScaleByCPU src frame:%p is nullptr", src);
+  TAVIX_INVALID_IF(any_null(src), "TavixFrameResizeByScaleByCPU src frame:%p is nullptr", src);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByScaleByCPU not suppoted src frame data format:%d",
-                  src->video.format);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByScaleByCPU src frame data is nullptr");
-  TAVIX_REFUSE_IF(kUnit, !all_host(src), TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByScaleByCPU src frame memory:%d is not host memory",
-                  src->memory);
-  TAVIX_REFUSE_IF(kUnit, any_null(dst), TAVIX_ERROR_INVALID_PARAM,
-                  "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr", dst);
-  TAVIX_REFUSE_UNCOUNTABLE(__func__, cv::saturate_cast<int>(src->video.width * fx),
+  TAVIX_INVALID_IF(type < 0, "TavixFrameResizeByScaleByCPU not suppoted src frame data format:%d",
+                   src->video.format);
+  TAVIX_INVALID_IF(any_plane_null(src), "TavixFrameResizeByScaleByCPU src frame data is nullptr");
+  TAVIX_INVALID_IF(!all_host(src),
+                   "TavixFrameResizeByScaleByCPU src frame memory:%d is not host memory",
+                   src->memory);
+  TAVIX_INVALID_IF(any_null(dst), "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr",
+                   dst);
+  TAVIX_REFUSE_UNCOUNTABLE(TAVIX_HERE, cv::saturate_cast<int>(src->video.width * fx),
                            cv::saturate_cast<int>(src->video.height * fy), type);
 
   cv::Mat result;
@@ -116,7 +100,7 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
                                                result.rows, src->device, 1);
   *dst = frame;
   if (frame == nullptr || frame->data[0] == nullptr) {
-    TAVIX_LOG(kUnit, TAVIX_LOG_ERROR, "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
+    TAVIX_LOG(TAVIX_LOG_ERROR, "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
     TavixFrameFreeV2(frame);
     *dst = nullptr;
     return TAVIX_ERROR_MEMORY;
@@ -132,8 +116,8 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
 int32_t TavixFrameWarpAffineByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src, const float *matrix,
                                   int32_t interpolation, int32_t border, double border_value) {
   cv::Mat result, to;
-  TAVIX_RETURN_IF_REFUSED(
-      warp_frame(kAffine, dst, src, matrix, interpolation, border, border_value, result, to));
+  TAVIX_RETURN_IF_REFUSED(warp_frame(TAVIX_HERE, cv::warpAffine, 2, dst, src, matrix, interpolation,
+                                     border, border_value, result, to));
   TAVIX_DELIVER("warpAffine", result, to);
 }
 
@@ -141,18 +125,18 @@ int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *sr
                                        const float *matrix, int32_t interpolation, int32_t border,
                                        double border_value) {
   cv::Mat result, to;
-  TAVIX_RETURN_IF_REFUSED(
-      warp_frame(kPerspective, dst, src, matrix, interpolation, border, border_value, result, to));
+  TAVIX_RETURN_IF_REFUSED(warp_frame(TAVIX_HERE, cv::warpPerspective, 3, dst, src, matrix,
+                                     interpolation, border, border_value, result, to));
   TAVIX_DELIVER("warpPerspective", result, to);
 }
 
 int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect src_rect,
                            TavixRect dst_rect) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
-                  "Unsupported Frame Type:%d To OpencvType", src->video.format);
-  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(__func__, src, dst);
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType",
+                  src->video.format);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE, src, dst);
 
   // A const output cannot be reallocated: OpenCV raises when the rectangles differ in size.
   const cv::Mat to = plane_view(*dst, type)(whole_rect(dst_rect));
@@ -163,13 +147,12 @@ int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect
 int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t top,
                                       int32_t bottom, int32_t left, int32_t right, int32_t border,
                                       double border_value) {
-  TAVIX_REFUSE_NULL_FRAMES(__func__, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
+  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
                   src->video.format);
-  TAVIX_REFUSE_IF(kUnit, any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame->data[0] is nullptr");
-  TAVIX_REFUSE_FOREIGN_MEMORY(__func__, src, dst);
+  TAVIX_INVALID_IF(any_plane_null(src), "src_frame->data[0] is nullptr");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
 
   const cv::Mat picture = source_view(*src, type);
   const int mode = opencv_border(border);
@@ -182,8 +165,8 @@ int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
       mode == cv::BORDER_REPLICATE || mode == cv::BORDER_REFLECT || mode == cv::BORDER_REFLECT_101;
   const bool repeats_nothing = repeats && ((picture.rows == 0 && (top > 0 || bottom > 0)) ||
                                            (picture.cols == 0 && (left > 0 || right > 0)));
-  TAVIX_REFUSE_IF(
-      kUnit, sound && (too_large || repeats_nothing), TAVIX_ERROR_INVALID_PARAM,
+  TAVIX_INVALID_IF(
+      sound && (too_large || repeats_nothing),
       "src frame:%dx%d can not take border:%d with top:%d, bottom:%d, left:%d, right:%d",
       picture.cols, picture.rows, border, top, bottom, left, right);
 

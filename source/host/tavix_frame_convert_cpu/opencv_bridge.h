@@ -10,44 +10,40 @@
 #include "common/rounding.h"
 #include "tavix/core/records.h"
 
-// Closes the try block of a guarded operation: the format takes what(). Every other exception
-// leaves the call.
-#define TAVIX_CATCH_OPENCV(status, format)                                   \
-  catch (const cv::Exception &exception) {                                   \
-    TAVIX_LOG(kFrameConvertUnit, TAVIX_LOG_ERROR, format, exception.what()); \
-    return status;                                                           \
+// Closes the try block of a guarded operation: the format takes what(). Every other exception leaves
+// the call.
+#define TAVIX_CATCH_OPENCV(status, format)                \
+  catch (const cv::Exception &exception) {                \
+    TAVIX_LOG(TAVIX_LOG_ERROR, format, exception.what()); \
+    return status;                                        \
   }
 
-// The checks that several operations share, under the name of the exported function. Null records
-// come first; memory comes after the checks that an operation lists, and before what it allocates
-// or reads.
-#define TAVIX_REFUSE_NULL_FRAMES(function, src, dst)                                             \
-  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
-                     "src_frame:%p or dst_frame:%p is nullptr", src, dst)
-#define TAVIX_REFUSE_NULL_PLANES(function, src, dst)                                    \
-  TAVIX_REFUSE_AS_IF(                                                                   \
-      kFrameConvertUnit, function, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM, \
-      "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0], dst->data[0])
-#define TAVIX_REFUSE_FOREIGN_MEMORY(function, src, dst)                                           \
-  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !all_host(src, dst), TAVIX_ERROR_INVALID_PARAM, \
-                     "src_frame->memory:%d or dst_frame->memory:%d is not host memory",           \
-                     src->memory, dst->memory)
+// The checks that several operations share, under the name of the exported function. Null records come
+// first; memory comes after the checks that an operation lists, and before what it allocates or reads.
+#define TAVIX_REFUSE_NULL_FRAMES(by, src, dst) \
+  TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame:%p or dst_frame:%p is nullptr", src, dst)
+#define TAVIX_REFUSE_NULL_PLANES(by, src, dst)                                                   \
+  TAVIX_INVALID_AS_IF(by, any_plane_null(src, dst),                                              \
+                      "src_frame->data[0]:%p or dst_frame->data[0]:%p is nullptr", src->data[0], \
+                      dst->data[0])
+#define TAVIX_REFUSE_FOREIGN_MEMORY(by, src, dst)                                        \
+  TAVIX_INVALID_AS_IF(by, !all_host(src, dst),                                           \
+                      "src_frame->memory:%d or dst_frame->memory:%d is not host memory", \
+                      src->memory, dst->memory)
 
 // Both, where no other check stands between them.
-#define TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(function, src, dst) \
-  TAVIX_REFUSE_NULL_PLANES(function, src, dst);                 \
-  TAVIX_REFUSE_FOREIGN_MEMORY(function, src, dst)
+#define TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(by, src, dst) \
+  TAVIX_REFUSE_NULL_PLANES(by, src, dst);                 \
+  TAVIX_REFUSE_FOREIGN_MEMORY(by, src, dst)
 
 // A result whose bytes, or a kernel whose bordered rows or columns OpenCV would miscount.
-#define TAVIX_REFUSE_UNCOUNTABLE(function, cols, rows, type)                                   \
-  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable(cols, rows, type),                \
-                     TAVIX_ERROR_INVALID_PARAM, "a result of %dx%d pixels is too large", cols, \
-                     rows)
-#define TAVIX_REFUSE_UNCOUNTABLE_KERNEL(function, frame, type, size)                      \
-  TAVIX_REFUSE_AS_IF(kFrameConvertUnit, function, !countable((frame)->video, type, size), \
-                     TAVIX_ERROR_INVALID_PARAM,                                           \
-                     "kernel of %dx%d is too large for a frame of %dx%d", (size).width,   \
-                     (size).height, (frame)->video.width, (frame)->video.height)
+#define TAVIX_REFUSE_UNCOUNTABLE(by, cols, rows, type)                                           \
+  TAVIX_INVALID_AS_IF(by, !countable(cols, rows, type), "a result of %dx%d pixels is too large", \
+                      cols, rows)
+#define TAVIX_REFUSE_UNCOUNTABLE_KERNEL(by, frame, type, size)                           \
+  TAVIX_INVALID_AS_IF(by, !countable((frame)->video, type, size),                        \
+                      "kernel of %dx%d is too large for a frame of %dx%d", (size).width, \
+                      (size).height, (frame)->video.width, (frame)->video.height)
 
 namespace tavix::module {
 

@@ -11,12 +11,11 @@ static constexpr auto &kUnit = kFrameConvertUnit;
 
 int32_t TavixFrameStatisticalFunctionByCPU(const TavixFrameV2 *src, int32_t op,
                                            TavixArray **dst_array) {
-  TAVIX_REFUSE_IF(kUnit, any_null(src) || any_plane_null(src), TAVIX_ERROR_INVALID_PARAM,
-                  "src:(%p), src->data[0]:(%p) must not be nullptr", src,
-                  src == nullptr ? nullptr : src->data[0]);
-  TAVIX_REFUSE_IF(kUnit, !all_host(src), TAVIX_ERROR_INVALID_PARAM,
-                  "src->memory(%d) must be in host memory", src->memory);
-  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_INVALID_IF(any_null(src) || any_plane_null(src),
+                   "src:(%p), src->data[0]:(%p) must not be nullptr", src,
+                   src == nullptr ? nullptr : src->data[0]);
+  TAVIX_INVALID_IF(!all_host(src), "src->memory(%d) must be in host memory", src->memory);
+  TAVIX_REFUSE_IF(!is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
                   "Invalid input: src->video.format(%d) must be either RGB Family",
                   src->video.format);
   return TavixFrameStatisticalFunctionForward(src, op, dst_array);

@@ -55,18 +55,18 @@ void ParallelLoopBodyWrapper::Initialize() {
   auto arena = std::make_unique<StripeArena>(worker_count);
   TavixAtDeinitializeRegister(&ParallelLoopBodyWrapper::Deinitialize);
   tbb_arena = arena.release();
-  TAVIX_LOG_AS(kUnit, "tavix::module::ParallelLoopBodyWrapper::Initialize", TAVIX_LOG_INFO,
-               "tbb_arena_:%p created", static_cast<void *>(tbb_arena));
+  constexpr LogOrigin by = {kUnit, "tavix::module::ParallelLoopBodyWrapper::Initialize"};
+  TAVIX_LOG_AS(by, TAVIX_LOG_INFO, "tbb_arena_:%p created", static_cast<void *>(tbb_arena));
 }
 
 void ParallelLoopBodyWrapper::Deinitialize() {
-  constexpr char kFunction[] = "tavix::module::ParallelLoopBodyWrapper::Deinitialize";
+  constexpr LogOrigin by = {kUnit, "tavix::module::ParallelLoopBodyWrapper::Deinitialize"};
   const std::lock_guard lock(arena_mutex);
-  TAVIX_LOG_AS(kUnit, kFunction, TAVIX_LOG_INFO, "parallel cleanup Enter, tbb_arena_:%p",
+  TAVIX_LOG_AS(by, TAVIX_LOG_INFO, "parallel cleanup Enter, tbb_arena_:%p",
                static_cast<void *>(tbb_arena));
   delete tbb_arena;
   tbb_arena = nullptr;
-  TAVIX_LOG_AS(kUnit, kFunction, TAVIX_LOG_INFO, "parallel cleanup Leave");
+  TAVIX_LOG_AS(by, TAVIX_LOG_INFO, "parallel cleanup Leave");
 }
 
 void parallel_for_(const Range &range, const ParallelLoopBody &body, double nstripes) {

@@ -17,6 +17,8 @@ namespace tavix::module {
 
 namespace {
 
+constexpr auto &kUnit = kCvtColorUnit;
+
 bool is_r_first(const TavixFrameV2 &frame) {
   return traits(frame.video.format).r_first;
 }
@@ -158,38 +160,35 @@ void copy_luma(const PackedJob &job) {
 
 // The checks of a kind.
 template <class Kind>
-int32_t refuse(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  return refuse_unusable(entry, src, dst, Kind::reach);
+int32_t refuse(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
+  return refuse_unusable(by, src, dst, Kind::reach);
 }
 
 template <>
-int32_t refuse<CheckedPacked>(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame or dst_frame is NULL");
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry, any_plane_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                     "frame data is NULL");
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry, src->video.width <= 0 || src->video.height <= 0,
-                     TAVIX_ERROR_INVALID_PARAM, "invalid frame dimensions: %dx%d", src->video.width,
-                     src->video.height);
-  return refuse<Packed>(entry, src, dst);
+int32_t refuse<CheckedPacked>(const LogOrigin &by, const TavixFrameV2 *src,
+                              const TavixFrameV2 *dst) {
+  TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame or dst_frame is NULL");
+  TAVIX_INVALID_AS_IF(by, any_plane_null(src, dst), "frame data is NULL");
+  TAVIX_INVALID_AS_IF(by, src->video.width <= 0 || src->video.height <= 0,
+                      "invalid frame dimensions: %dx%d", src->video.width, src->video.height);
+  return refuse<Packed>(by, src, dst);
 }
 
 // A span of rows [0, rows) of a plane; the line names the height of the frame.
-int32_t refuse_impossible_span(const char *entry, const TavixFrameV2 &frame, int32_t plane,
+int32_t refuse_impossible_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane,
                                int32_t rows, int32_t height) {
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry, impossible_span(span_of(frame.linesize[plane], rows)),
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "linesize[%d](%d) of a frame of %d rows is no span of bytes", plane,
-                     frame.linesize[plane], height);
+  TAVIX_INVALID_AS_IF(by, impossible_span(span_of(frame.linesize[plane], rows)),
+                      "linesize[%d](%d) of a frame of %d rows is no span of bytes", plane,
+                      frame.linesize[plane], height);
   return TAVIX_OK;
 }
 
 // Upside-down chroma has no span that could be filled.
 template <>
-int32_t refuse<GrayToYuv>(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse_unusable(entry, src, dst, GrayToYuv::reach));
+int32_t refuse<GrayToYuv>(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
+  TAVIX_RETURN_IF_REFUSED(refuse_unusable(by, src, dst, GrayToYuv::reach));
   const int32_t height = src->video.height;
-  return refuse_impossible_span(entry, *dst, 1, whole_pairs(height), height);
+  return refuse_impossible_span(by, *dst, 1, whole_pairs(height), height);
 }
 
 bool fills_chroma(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
@@ -197,43 +196,40 @@ bool fills_chroma(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
 }
 
 template <>
-int32_t refuse<GrayToSemiPlanar>(const char *entry, const TavixFrameV2 *src,
+int32_t refuse<GrayToSemiPlanar>(const LogOrigin &by, const TavixFrameV2 *src,
                                  const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse<GrayToYuv>(entry, src, dst));
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry, fills_chroma(*src, *dst) && any_null(dst->data[1]),
-                     TAVIX_ERROR_INVALID_PARAM, "dst_frame->data[1] must not be nullptr");
+  TAVIX_RETURN_IF_REFUSED(refuse<GrayToYuv>(by, src, dst));
+  TAVIX_INVALID_AS_IF(by, fills_chroma(*src, *dst) && any_null(dst->data[1]),
+                      "dst_frame->data[1] must not be nullptr");
   return TAVIX_OK;
 }
 
 template <>
-int32_t refuse<GrayToPlanar>(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse<GrayToYuv>(entry, src, dst));
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry,
-                     fills_chroma(*src, *dst) && any_null(dst->data[1], dst->data[2]),
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr",
-                     dst->data[1], dst->data[2]);
+int32_t refuse<GrayToPlanar>(const LogOrigin &by, const TavixFrameV2 *src,
+                             const TavixFrameV2 *dst) {
+  TAVIX_RETURN_IF_REFUSED(refuse<GrayToYuv>(by, src, dst));
+  TAVIX_INVALID_AS_IF(by, fills_chroma(*src, *dst) && any_null(dst->data[1], dst->data[2]),
+                      "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr",
+                      dst->data[1], dst->data[2]);
   return TAVIX_OK;
 }
 
 template <>
-int32_t refuse<LumaToGray>(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse<Packed>(entry, src, dst));
+int32_t refuse<LumaToGray>(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
+  TAVIX_RETURN_IF_REFUSED(refuse<Packed>(by, src, dst));
   if (src->linesize[0] != dst->linesize[0]) return TAVIX_OK;
   const int32_t height = src->video.height;
-  TAVIX_RETURN_IF_REFUSED(refuse_impossible_span(entry, *src, 0, height, height));
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry,
-                     span_of(src->linesize[0], height) > 0 && any_plane_null(src, dst),
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame->data[0](%p) and dst_frame->data[0](%p) must not be nullptr",
-                     src->data[0], dst->data[0]);
+  TAVIX_RETURN_IF_REFUSED(refuse_impossible_span(by, *src, 0, height, height));
+  TAVIX_INVALID_AS_IF(by, span_of(src->linesize[0], height) > 0 && any_plane_null(src, dst),
+                      "src_frame->data[0](%p) and dst_frame->data[0](%p) must not be nullptr",
+                      src->data[0], dst->data[0]);
   return TAVIX_OK;
 }
 
 template <class Kind, class Driver>
-int32_t convert(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst,
+int32_t convert(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst,
                 Driver &driver) {
-  TAVIX_RETURN_IF_REFUSED(refuse<Kind>(entry, src, dst));
+  TAVIX_RETURN_IF_REFUSED(refuse<Kind>(by, src, dst));
   if (Kind::kAlwaysRuns || Kind::reach(*src, *dst).rows > 0) driver(Kind::job(*src, *dst));
   return TAVIX_OK;
 }
@@ -241,16 +237,14 @@ int32_t convert(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *
 }  // namespace
 
 int32_t ColorCopyCommon(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
-  TAVIX_REFUSE_IF(kCvtColorUnit, any_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "src_frame or des_frame is NULL");
-  TAVIX_REFUSE_IF(kCvtColorUnit, any_plane_null(src_frame, dst_frame), TAVIX_ERROR_INVALID_PARAM,
-                  "frame data is NULL");
+  TAVIX_INVALID_IF(any_null(src_frame, dst_frame), "src_frame or des_frame is NULL");
+  TAVIX_INVALID_IF(any_plane_null(src_frame, dst_frame), "frame data is NULL");
   return TavixFrameCopyV2(dst_frame, src_frame, 0, 0);
 }
 
 #define TAVIX_CONVERSION(kind, entry, driver, from, to)                   \
   int32_t entry(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) { \
-    return convert<kind>(#entry, src_frame, dst_frame, driver);           \
+    return convert<kind>(TAVIX_HERE, src_frame, dst_frame, driver);       \
   }
 #include "cpu/tavix_cvt_color/conversions.inc"
 

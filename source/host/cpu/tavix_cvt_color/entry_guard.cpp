@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cpu/tavix_cvt_color/entry_guard.h"
 
-#include "common/log.h"
 #include "common/pixel_format.h"
 
 namespace tavix::module {
@@ -35,15 +34,13 @@ bool out_of_reach(int32_t linesize, int64_t rows) {
   return last < INT32_MIN || last > INT32_MAX;
 }
 
-int32_t refuse_long_planes(const char *entry, const TavixFrameV2 &frame, const Reach &reach,
+int32_t refuse_long_planes(const LogOrigin &by, const TavixFrameV2 &frame, const Reach &reach,
                            int32_t height) {
   for (int32_t p = 0; p < planes_of(frame, reach) && p < 2;
        ++p)  // both chroma planes share a stride
-    TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry,
-                       out_of_reach(frame.linesize[p], p == 0 ? reach.rows : reach.chroma_rows),
-                       TAVIX_ERROR_INVALID_PARAM,
-                       "linesize[%d](%d) of a frame of %d rows is no span of bytes", p,
-                       frame.linesize[p], height);
+    TAVIX_INVALID_AS_IF(
+        by, out_of_reach(frame.linesize[p], p == 0 ? reach.rows : reach.chroma_rows),
+        "linesize[%d](%d) of a frame of %d rows is no span of bytes", p, frame.linesize[p], height);
   return TAVIX_OK;
 }
 
@@ -55,29 +52,25 @@ int32_t pixel_step(const TavixVideoInfo &video) {
   return video.channels == 0 ? channels : video.channels;
 }
 
-int32_t refuse_unusable(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst,
+int32_t refuse_unusable(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst,
                         ReachOf *reach_of) {
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry, any_null(src, dst), TAVIX_ERROR_INVALID_PARAM,
-                     "src_frame(%p) and dst_frame(%p) must not be nullptr", src, dst);
+  TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame(%p) and dst_frame(%p) must not be nullptr",
+                      src, dst);
   const Reach reach = reach_of(*src, *dst);
   if (reach.rows <= 0) return TAVIX_OK;
 
   const TavixVideoInfo &from = src->video, &to = dst->video;
   const int32_t dst_step = reach.dst_channels ? to.channels : pixel_step(to);
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry,
-                     impossible_step(from, from.channels) || impossible_step(to, dst_step),
-                     TAVIX_ERROR_INVALID_PARAM,
-                     "src channels(%d) and dst channels(%d) do not fit formats %d and %d",
-                     from.channels, to.channels, from.format, to.format);
-  TAVIX_REFUSE_AS_IF(
-      kCvtColorUnit, entry,
-      row_too_long(from.width, pixel_step(from)) || row_too_long(from.width, dst_step),
-      TAVIX_ERROR_INVALID_PARAM, "rows of %d pixels are too long", from.width);
-  TAVIX_REFUSE_AS_IF(kCvtColorUnit, entry, lacks_planes(*src, reach) || lacks_planes(*dst, reach),
-                     TAVIX_ERROR_INVALID_PARAM, "a plane of src_frame(%p) or dst_frame(%p) is NULL",
-                     src, dst);
-  const int32_t status = refuse_long_planes(entry, *src, reach, from.height);
-  return status != TAVIX_OK ? status : refuse_long_planes(entry, *dst, reach, from.height);
+  TAVIX_INVALID_AS_IF(by, impossible_step(from, from.channels) || impossible_step(to, dst_step),
+                      "src channels(%d) and dst channels(%d) do not fit formats %d and %d",
+                      from.channels, to.channels, from.format, to.format);
+  TAVIX_INVALID_AS_IF(
+      by, row_too_long(from.width, pixel_step(from)) || row_too_long(from.width, dst_step),
+      "rows of %d pixels are too long", from.width);
+  TAVIX_INVALID_AS_IF(by, lacks_planes(*src, reach) || lacks_planes(*dst, reach),
+                      "a plane of src_frame(%p) or dst_frame(%p) is NULL", src, dst);
+  const int32_t status = refuse_long_planes(by, *src, reach, from.height);
+  return status != TAVIX_OK ? status : refuse_long_planes(by, *dst, reach, from.height);
 }
 
 }  // namespace tavix::module

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "common/frame_access.h"
+#include "common/log.h"
 
 namespace tavix::module {
 
@@ -19,7 +20,7 @@ struct Reach {
 using ReachOf = Reach(const TavixFrameV2 &src, const TavixFrameV2 &dst);
 
 // TAVIX_OK, or one line is logged under the entry's name.
-int32_t refuse_unusable(const char *entry, const TavixFrameV2 *src, const TavixFrameV2 *dst,
+int32_t refuse_unusable(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst,
                         ReachOf *reach_of);
 
 // The distance of two pixels in elements: 1 for grey, for colour the frame's channels. A

@@ -135,15 +135,15 @@ using ParallelConvertGray2NV12 = GrayToYuvBody;
 }  // namespace
 
 // A driver warns of odd sizes under its own name.
-#define TAVIX_RGB_TO_YUV_DRIVER(name)                                              \
-  void name(const RgbToYuvJob &job) {                                              \
-    if (job.width % 2 != 0 || job.height % 2 != 0)                                 \
-      TAVIX_LOG_AS(kCvtColorAvxUnit, "tavix::module::" #name, TAVIX_LOG_WARNING,   \
-                   #name                                                           \
-                   ": Odd dimensions detected (width=%d, height=%d). May produce " \
-                   "suboptimal results.",                                          \
-                   job.width, job.height);                                         \
-    convert_frame(job);                                                            \
+#define TAVIX_RGB_TO_YUV_DRIVER(name)                                                         \
+  void name(const RgbToYuvJob &job) {                                                         \
+    if (job.width % 2 != 0 || job.height % 2 != 0)                                            \
+      TAVIX_LOG_AS((LogOrigin{kCvtColorAvxUnit, "tavix::module::" #name}), TAVIX_LOG_WARNING, \
+                   #name                                                                      \
+                   ": Odd dimensions detected (width=%d, height=%d). May produce "            \
+                   "suboptimal results.",                                                     \
+                   job.width, job.height);                                                    \
+    convert_frame(job);                                                                       \
   }
 TAVIX_RGB_TO_YUV_DRIVER(BGR2NV12Avx)
 TAVIX_RGB_TO_YUV_DRIVER(BGR2YV12Avx)
