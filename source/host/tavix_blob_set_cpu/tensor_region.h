@@ -100,17 +100,4 @@ void move_channels(const uint8_t *src, int64_t src_channels, uint8_t *dst, int64
       store(dst, x * dst_channels + c, load<T>(src, x * src_channels + c));
 }
 
-// How a direction words its lines, and what it answers.
-struct TensorDirection {
-  const char *frame, *blob;    // "src" or "dst"
-  int32_t difference_level;    // of the line about a frame larger than the blob
-  const char *convert_floats;  // the name of the conversion of float frames
-  int32_t beyond_memory;       // status of a blob that exceeds memory
-};
-
-// The checks that both directions make of a call whose records are there. Finds the blob's elements; null for those of an empty blob whose type no converter knows.
-int32_t check_tensor(const TensorDirection &direction, const LogOrigin &by,
-                     const TavixFrameV2 &frame, const TensorShape &shape, uint32_t data_type,
-                     const TensorRows &rows, const BlobElement *&element);
-
 }  // namespace tavix::module
