@@ -48,19 +48,15 @@ struct Table {
   ConvertEntry *entries[kFormatCount][kFormatCount] = {};
 
   constexpr Table() {
-    for (uint32_t format = 0; format < kFormatCount; ++format)
-      if (!contains(kNotCopied, format)) entries[format][format] = ColorCopyCommon;
-    for (const Rule &rule : kRules) fill(rule);
-  }
-
- private:
-  constexpr void fill(const Rule &rule) {
-    for (uint32_t from = 0; from < kFormatCount; ++from)
-      for (uint32_t to = 0; to < kFormatCount; ++to) {
-        if (from == to || !contains(rule.from, from) || !contains(rule.to, to)) continue;
-        if (entries[from][to] != nullptr) throw "two rules claim one pair";
-        entries[from][to] = rule.entry;
-      }
+    for (uint32_t from = 0; from < kFormatCount; ++from) {
+      if (!contains(kNotCopied, from)) entries[from][from] = ColorCopyCommon;
+      for (uint32_t to = 0; to < kFormatCount; ++to)
+        for (const Rule &rule : kRules) {
+          if (from == to || !contains(rule.from, from) || !contains(rule.to, to)) continue;
+          if (entries[from][to] != nullptr) throw "two rules claim one pair";
+          entries[from][to] = rule.entry;
+        }
+    }
   }
 };
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kinds of conversions, and the entries that the table makes of them. A few kinds have checks
-// of their own; their texts differ in wording on purpose.
+// The kinds of conversions, and the entries that the table makes of them.
 #include "cpu/tavix_cvt_color/entries.h"
 
 #include <utility>
@@ -29,7 +28,8 @@ int32_t step_of(const TavixVideoInfo &video, bool has_pixels) {
 }
 
 // Each kind of conversion says what it touches, whether it runs where that is nothing, and makes a
-// driver's job of two frames.
+// driver's job of two frames. A few have checks of their own, before the guard of all (check_records) or
+// behind it (check_spans); their texts differ in wording on purpose.
 
 struct Packed {
   static constexpr bool kAlwaysRuns = false;
@@ -53,7 +53,16 @@ struct Packed {
   }
 };
 
-struct CheckedPacked : Packed {};
+struct CheckedPacked : Packed {
+  static int32_t check_records(const LogOrigin &by, const TavixFrameV2 *src,
+                               const TavixFrameV2 *dst) {
+    TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame or dst_frame is NULL");
+    TAVIX_INVALID_AS_IF(by, any_plane_null(src, dst), "frame data is NULL");
+    TAVIX_INVALID_AS_IF(by, src->video.width <= 0 || src->video.height <= 0,
+                        "invalid frame dimensions: %dx%d", src->video.width, src->video.height);
+    return TAVIX_OK;
+  }
+};
 
 // The step of the destination is its channel count, whatever the format has.
 struct PackedToChannels : Packed {
@@ -130,7 +139,17 @@ struct Repack {
   }
 };
 
-// Chroma is filled to the ends of its strides, whatever the width.
+// A span of rows [0, rows) of a plane; the line names the height of the frame.
+int32_t check_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane, int32_t rows,
+                   int32_t height) {
+  TAVIX_INVALID_AS_IF(by, impossible_span(span_of(frame.linesize[plane], rows)),
+                      "linesize[%d](%d) of a frame of %d rows is no span of bytes", plane,
+                      frame.linesize[plane], height);
+  return TAVIX_OK;
+}
+
+// Chroma is filled to the ends of its strides, whatever the width. Upside down it has no span that could
+// be filled.
 struct GrayToYuv {
   static constexpr bool kAlwaysRuns = true;
 
@@ -142,13 +161,48 @@ struct GrayToYuv {
     return {src.data[0], src.linesize[0], yuv_planes<uint8_t>(dst), src.video.width,
             src.video.height};
   }
+  static bool fills_chroma(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
+    return span_of(dst.linesize[1], row_pairs(src.video.height)) > 0;
+  }
+  static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
+                             const TavixFrameV2 &dst) {
+    return check_span(by, dst, 1, whole_pairs(src.video.height), src.video.height);
+  }
 };
-struct GrayToSemiPlanar : GrayToYuv {};
-struct GrayToPlanar : GrayToYuv {};
+struct GrayToSemiPlanar : GrayToYuv {
+  static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
+                             const TavixFrameV2 &dst) {
+    TAVIX_RETURN_IF_REFUSED(GrayToYuv::check_spans(by, src, dst));
+    TAVIX_INVALID_AS_IF(by, fills_chroma(src, dst) && any_null(dst.data[1]),
+                        "dst_frame->data[1] must not be nullptr");
+    return TAVIX_OK;
+  }
+};
+struct GrayToPlanar : GrayToYuv {
+  static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
+                             const TavixFrameV2 &dst) {
+    TAVIX_RETURN_IF_REFUSED(GrayToYuv::check_spans(by, src, dst));
+    TAVIX_INVALID_AS_IF(by, fills_chroma(src, dst) && any_null(dst.data[1], dst.data[2]),
+                        "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr",
+                        dst.data[1], dst.data[2]);
+    return TAVIX_OK;
+  }
+};
 
 // Equal strides make the whole plane one span, padding included, whatever the width.
 struct LumaToGray : Packed {
   static constexpr bool kAlwaysRuns = true;
+
+  static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
+                             const TavixFrameV2 &dst) {
+    if (src.linesize[0] != dst.linesize[0]) return TAVIX_OK;
+    const int32_t height = src.video.height;
+    TAVIX_RETURN_IF_REFUSED(check_span(by, src, 0, height, height));
+    TAVIX_INVALID_AS_IF(by, span_of(src.linesize[0], height) > 0 && any_plane_null(&src, &dst),
+                        "src_frame->data[0](%p) and dst_frame->data[0](%p) must not be nullptr",
+                        src.data[0], dst.data[0]);
+    return TAVIX_OK;
+  }
 };
 
 void copy_luma(const PackedJob &job) {
@@ -158,78 +212,14 @@ void copy_luma(const PackedJob &job) {
     copy_bytes(row(job.src, job.src_linesize, y), row(job.dst, job.dst_linesize, y), job.width);
 }
 
-// The checks of a kind.
-template <class Kind>
-int32_t refuse(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  return refuse_unusable(by, src, dst, Kind::reach);
-}
-
-template <>
-int32_t refuse<CheckedPacked>(const LogOrigin &by, const TavixFrameV2 *src,
-                              const TavixFrameV2 *dst) {
-  TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame or dst_frame is NULL");
-  TAVIX_INVALID_AS_IF(by, any_plane_null(src, dst), "frame data is NULL");
-  TAVIX_INVALID_AS_IF(by, src->video.width <= 0 || src->video.height <= 0,
-                      "invalid frame dimensions: %dx%d", src->video.width, src->video.height);
-  return refuse<Packed>(by, src, dst);
-}
-
-// A span of rows [0, rows) of a plane; the line names the height of the frame.
-int32_t refuse_impossible_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane,
-                               int32_t rows, int32_t height) {
-  TAVIX_INVALID_AS_IF(by, impossible_span(span_of(frame.linesize[plane], rows)),
-                      "linesize[%d](%d) of a frame of %d rows is no span of bytes", plane,
-                      frame.linesize[plane], height);
-  return TAVIX_OK;
-}
-
-// Upside-down chroma has no span that could be filled.
-template <>
-int32_t refuse<GrayToYuv>(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse_unusable(by, src, dst, GrayToYuv::reach));
-  const int32_t height = src->video.height;
-  return refuse_impossible_span(by, *dst, 1, whole_pairs(height), height);
-}
-
-bool fills_chroma(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-  return span_of(dst.linesize[1], row_pairs(src.video.height)) > 0;
-}
-
-template <>
-int32_t refuse<GrayToSemiPlanar>(const LogOrigin &by, const TavixFrameV2 *src,
-                                 const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse<GrayToYuv>(by, src, dst));
-  TAVIX_INVALID_AS_IF(by, fills_chroma(*src, *dst) && any_null(dst->data[1]),
-                      "dst_frame->data[1] must not be nullptr");
-  return TAVIX_OK;
-}
-
-template <>
-int32_t refuse<GrayToPlanar>(const LogOrigin &by, const TavixFrameV2 *src,
-                             const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse<GrayToYuv>(by, src, dst));
-  TAVIX_INVALID_AS_IF(by, fills_chroma(*src, *dst) && any_null(dst->data[1], dst->data[2]),
-                      "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr",
-                      dst->data[1], dst->data[2]);
-  return TAVIX_OK;
-}
-
-template <>
-int32_t refuse<LumaToGray>(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst) {
-  TAVIX_RETURN_IF_REFUSED(refuse<Packed>(by, src, dst));
-  if (src->linesize[0] != dst->linesize[0]) return TAVIX_OK;
-  const int32_t height = src->video.height;
-  TAVIX_RETURN_IF_REFUSED(refuse_impossible_span(by, *src, 0, height, height));
-  TAVIX_INVALID_AS_IF(by, span_of(src->linesize[0], height) > 0 && any_plane_null(src, dst),
-                      "src_frame->data[0](%p) and dst_frame->data[0](%p) must not be nullptr",
-                      src->data[0], dst->data[0]);
-  return TAVIX_OK;
-}
-
 template <class Kind, class Driver>
 int32_t convert(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2 *dst,
                 Driver &driver) {
-  TAVIX_RETURN_IF_REFUSED(refuse<Kind>(by, src, dst));
+  if constexpr (requires { Kind::check_records; })
+    TAVIX_RETURN_IF_REFUSED(Kind::check_records(by, src, dst));
+  TAVIX_RETURN_IF_REFUSED(refuse_unusable(by, src, dst, Kind::reach));
+  if constexpr (requires { Kind::check_spans; })
+    TAVIX_RETURN_IF_REFUSED(Kind::check_spans(by, *src, *dst));
   if (Kind::kAlwaysRuns || Kind::reach(*src, *dst).rows > 0) driver(Kind::job(*src, *dst));
   return TAVIX_OK;
 }

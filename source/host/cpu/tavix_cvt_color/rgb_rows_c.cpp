@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Portable rows of the packed conversions: plain loops that a compiler can vectorise.
 #include <algorithm>
+#include <type_traits>
 
 #include "common/frame_access.h"
 #include "common/independent_iterations.h"
@@ -12,16 +13,11 @@ namespace tavix::module {
 namespace {
 
 // How one channel value becomes another, and what an opaque alpha of values that stay is.
-struct ByteToByte {
-  using From = uint8_t;
-  using To = uint8_t;
-  static constexpr To kOpaque = 255;
-  static constexpr To convert(From v) { return v; }
-};
-struct FloatToFloat {
-  using From = float;
-  using To = float;
-  static constexpr To kOpaque = 1.0f;
+template <class T>
+struct Unchanged {
+  using From = T;
+  using To = T;
+  static constexpr To kOpaque = std::is_same_v<T, float> ? T(1) : T(255);
   static constexpr To convert(From v) { return v; }
 };
 struct ByteToFloat {
@@ -60,16 +56,6 @@ inline void convert_pixel_c(const uint8_t *src, uint8_t *dst, int64_t x) {
   if constexpr (dst_step == 4) store(dst, x * dst_step + 3, alpha);
 }
 
-// Red, green and blue of pixel x.
-template <class T, int src_step, bool r_first>
-struct ColourAt {
-  T red, green, blue;
-  ColourAt(const uint8_t *src, int64_t x)
-      : red(load<T>(src, x * src_step + (r_first ? 0 : 2))),
-        green(load<T>(src, x * src_step + 1)),
-        blue(load<T>(src, x * src_step + (r_first ? 2 : 0))) {}
-};
-
 // Channels change places or come and go, values stay.
 template <class Value, bool from_gray>
 struct ShuffleRowC {
@@ -82,8 +68,8 @@ struct ShuffleRowC {
       convert_pixel_c<Value, src_step, dst_step, swap>(src, dst, x);
   }
 };
-using ShuffleBytesRowC = ShuffleRowC<ByteToByte, true>;
-using ShuffleFloatsRowC = ShuffleRowC<FloatToFloat, false>;
+using ShuffleBytesRowC = ShuffleRowC<Unchanged<uint8_t>, true>;
+using ShuffleFloatsRowC = ShuffleRowC<Unchanged<float>, false>;
 
 // Values change, element by element.
 template <class Value>
@@ -132,16 +118,25 @@ struct FloatsToBytesRowC {
   }
 };
 
+// dst[x] = gray(red, green, blue) of pixel x.
+template <class T, int src_step, bool r_first, class Gray>
+void gray_row_c(const uint8_t *src, uint8_t *dst, int32_t width, const Gray &gray) {
+  TAVIX_INDEPENDENT_ITERATIONS
+  for (int32_t x = 0; x < width; ++x) {
+    const T first = load<T>(src, x * src_step), green = load<T>(src, x * src_step + 1),
+            third = load<T>(src, x * src_step + 2);
+    dst[x] = gray(r_first ? first : third, green, r_first ? third : first);
+  }
+}
+
 // The sum is truncated and its terms are added in this order, on purpose: equal channels of 1 give
 // grey 0. The vector rows round instead.
 struct BytesToGrayRowC {
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-    TAVIX_INDEPENDENT_ITERATIONS
-    for (int32_t x = 0; x < width; ++x) {
-      const ColourAt<uint8_t, src_step, r_first> p(src, x);
-      dst[x] = uint8_t(int32_t(p.green * 0.587 + p.red * 0.299 + p.blue * 0.114));
-    }
+    gray_row_c<uint8_t, src_step, r_first>(src, dst, width, [](int32_t r, int32_t g, int32_t b) {
+      return uint8_t(int32_t(g * 0.587 + r * 0.299 + b * 0.114));
+    });
   }
 };
 
@@ -149,12 +144,9 @@ struct RoundedBytesToGrayRowC {
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     const auto &w = kBt601Gray;
-    TAVIX_INDEPENDENT_ITERATIONS
-    for (int32_t x = 0; x < width; ++x) {
-      const ColourAt<uint8_t, src_step, r_first> p(src, x);
-      dst[x] = uint8_t(
-          (p.red * w.fixed_red + p.green * w.fixed_green + p.blue * w.fixed_blue + 128) >> 8);
-    }
+    gray_row_c<uint8_t, src_step, r_first>(src, dst, width, [&](int32_t r, int32_t g, int32_t b) {
+      return uint8_t((r * w.fixed_red + g * w.fixed_green + b * w.fixed_blue + 128) >> 8);
+    });
   }
 };
 
@@ -162,12 +154,9 @@ struct RoundedBytesToGrayRowC {
 struct FloatsToGrayRowC {
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width, const GrayWeights &weights) {
-    const GrayWeights w = weights;
-    TAVIX_INDEPENDENT_ITERATIONS
-    for (int32_t x = 0; x < width; ++x) {
-      const ColourAt<float, src_step, r_first> p(src, x);
-      dst[x] = round_half_up_u8((p.red * w.red + p.green * w.green + p.blue * w.blue) * 255.0f);
-    }
+    gray_row_c<float, src_step, r_first>(src, dst, width, [w = weights](float r, float g, float b) {
+      return round_half_up_u8((r * w.red + g * w.green + b * w.blue) * 255.0f);
+    });
   }
 };
 
