@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/frame_access.h"
-#include "tavix_blob_set_cpu/tensor_region.h"
+#include "tavix_blob_set_cpu/tensor_transfer.h"
 
 namespace tavix::test {
 namespace {

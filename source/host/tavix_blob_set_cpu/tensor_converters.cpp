@@ -23,6 +23,16 @@ constexpr TensorDirection kToBlob = {"src", "dst", TAVIX_LOG_DEBUG, "ConvertFloa
 constexpr TensorDirection kFromBlob = {"dst", "src", TAVIX_LOG_WARNING, "BlobToFrameDataConvert",
                                        TAVIX_ERROR_INVALID_PARAM};
 
+// Whether the elements of a shape that is not empty fit the address space of a process.
+constexpr bool fits_memory(const TensorShape &shape, int32_t element_bytes) {
+  constexpr int64_t kAddressSpace = int64_t(1) << 47;
+  int64_t bytes = element_bytes;
+  return !__builtin_mul_overflow(bytes, shape.n, &bytes) &&
+         !__builtin_mul_overflow(bytes, shape.c, &bytes) &&
+         !__builtin_mul_overflow(bytes, shape.h, &bytes) &&
+         !__builtin_mul_overflow(bytes, shape.w, &bytes) && bytes <= kAddressSpace;
+}
+
 // The checks that both directions make of a call whose records are there. element: null for a type that
 // no converter knows.
 int32_t check_tensor(const LogOrigin &by, const TensorDirection &direction,
@@ -64,7 +74,8 @@ template <bool to_blob, class Frame, class Elements>
 int32_t transfer(const LogOrigin &by, Frame &frame, const TensorShape &shape, uint32_t data_type,
                  Elements *blob, bool planar) {
   const TensorRows &rows = tensor_rows();
-  const BlobElement *const element = find_element(rows, data_type);
+  const auto found = std::ranges::find(rows.elements, data_type, &BlobElement::data_type);
+  const BlobElement *const element = found == rows.elements.end() ? nullptr : &*found;
   TAVIX_RETURN_IF_REFUSED(
       check_tensor(by, to_blob ? kToBlob : kFromBlob, frame, shape, data_type, element));
   if (shape.empty()) return TAVIX_OK;
