@@ -11,7 +11,7 @@
 #include "common/frame_access.h"
 #include "common/rounding.h"
 #include "cpu/common_c/arithmetic/binary_ops.h"
-#include "cpu/common_c/arithmetic/binary_rows.h"
+#include "cpu/common_c/arithmetic/operation_rows.h"
 #include "support/harness.h"
 #include "tavix/video_common_cpu.h"
 

@@ -5,10 +5,9 @@
 // records.
 #pragma once
 
-#include "cpu/common_c/arithmetic/binary_rows.h"
+#include "cpu/common_c/arithmetic/operation_rows.h"
 #include "cpu/common_c/arithmetic/softmax_rows.h"
 #include "cpu/common_c/arithmetic/statistics_rows.h"
-#include "cpu/common_c/arithmetic/unary_rows.h"
 #include "cpu/common_c/blob/normalize_rows.h"
 #include "cpu/common_c/blob/tensor_rows.h"
 #include "cpu/tavix_cvt_color/float_yuv.h"

@@ -5,9 +5,8 @@
 
 #include <cstdint>
 
-#include "cpu/common_c/arithmetic/binary_rows.h"
+#include "cpu/common_c/arithmetic/operation_rows.h"
 #include "cpu/common_c/arithmetic/softmax_rows.h"
-#include "cpu/common_c/arithmetic/unary_rows.h"
 
 namespace tavix::module {
 

@@ -10,9 +10,9 @@
 #include "common/independent_iterations.h"
 #include "common/rounding.h"
 #include "cpu/common_c/arithmetic/binary_ops.h"
-#include "cpu/common_c/arithmetic/binary_rows.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/channel_tables.h"
+#include "cpu/common_c/arithmetic/operation_rows.h"
 
 namespace tavix::module {
 

@@ -7,7 +7,7 @@
 #include "common/rounding.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/channel_tables.h"
-#include "cpu/common_c/arithmetic/unary_rows.h"
+#include "cpu/common_c/arithmetic/operation_rows.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 namespace tavix::module {

@@ -18,8 +18,8 @@
 
 #include "common/frame_access.h"
 #include "common/rounding.h"
-#include "cpu/common_c/arithmetic/binary_rows.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
+#include "cpu/common_c/arithmetic/operation_rows.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 namespace tavix::module {

@@ -25,7 +25,7 @@
 
 #include "common/frame_access.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
-#include "cpu/common_c/arithmetic/unary_rows.h"
+#include "cpu/common_c/arithmetic/operation_rows.h"
 #include "cpu/x86/arithmetic/byte_maps.h"
 #include "cpu/x86/arithmetic/library_math.h"
 #include "tavix/video_common_cpu/arithmetic.h"
