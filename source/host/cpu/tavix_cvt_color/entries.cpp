@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kinds of conversions, and the entries that the table makes of them.
+// The guard of conversions, their kinds, and the entries that the table makes of them.
 #include "cpu/tavix_cvt_color/entries.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/copy_bytes.h"
+#include "common/frame_access.h"
 #include "common/log.h"
 #include "common/pixel_format.h"
-#include "cpu/tavix_cvt_color/entry_guard.h"
 #include "cpu/tavix_cvt_color/rgb_drivers.h"
 #include "cpu/x86/cvt_color/cvt_color_yuv_avx.h"
 #include "tavix/core/services.h"
@@ -17,6 +18,80 @@ namespace tavix::module {
 namespace {
 
 constexpr auto &kUnit = kCvtColorUnit;
+
+// What a conversion touches of the two frames, in rows from the first one on. A record of 12 bytes
+// would be returned in registers that gcc 12 loads from stores just made, which takes half of a
+// small call.
+struct Reach {
+  int64_t rows;               // of plane 0; none: the conversion does nothing
+  int64_t chroma_rows;        // of the planes behind it
+  bool dst_channels = false;  // the destination's channel count is read, also if it is 0
+};
+
+// The distance of two pixels in elements: 1 for grey, for colour the frame's channels. A destination that
+// says 0 has as many as its format.
+int32_t pixel_step(const TavixVideoInfo &video) {
+  const int32_t channels = traits(video.format).channels;
+  if (channels <= 1) return 1;
+  return video.channels == 0 ? channels : video.channels;
+}
+
+// Colour pixels must hold the format's channels, and at most an alpha besides.
+bool impossible_step(const TavixVideoInfo &video, int32_t step) {
+  const int32_t channels = traits(video.format).channels;
+  return channels > 1 && (step < channels || step > kMaxChannels);
+}
+
+// The index of an element within a row is a 32-bit one.
+bool row_too_long(int32_t width, int32_t step) {
+  return int64_t(width) * step > INT32_MAX;
+}
+
+int32_t planes_of(const TavixFrameV2 &frame, const Reach &reach) {
+  return reach.chroma_rows > 0 ? traits(frame.video.format).planes : 1;
+}
+
+bool lacks_planes(const TavixFrameV2 &frame, const Reach &reach) {
+  for (int32_t p = 0; p < planes_of(frame, reach); ++p)
+    if (frame.data[p] == nullptr) return true;
+  return false;
+}
+
+// The offset of a row is a 32-bit product of its number and the stride.
+bool out_of_reach(int32_t linesize, int64_t rows) {
+  const int64_t last = int64_t(linesize) * (rows - 1);
+  return last < INT32_MIN || last > INT32_MAX;
+}
+
+int32_t refuse_long_planes(const LogOrigin &by, const TavixFrameV2 &frame, const Reach &reach,
+                           int32_t height) {
+  // Both chroma planes share a stride.
+  for (int32_t p = 0; p < std::min(planes_of(frame, reach), 2); ++p)
+    TAVIX_INVALID_AS_IF(
+        by, out_of_reach(frame.linesize[p], p == 0 ? reach.rows : reach.chroma_rows),
+        "linesize[%d](%d) of a frame of %d rows is no span of bytes", p, frame.linesize[p], height);
+  return TAVIX_OK;
+}
+
+// The guard of every conversion: refuses frames that would have it touch memory they do not have. What a
+// conversion does not touch is not looked at.
+int32_t refuse_unusable(const LogOrigin &by, const TavixFrameV2 &src, const TavixFrameV2 &dst,
+                        const Reach &reach) {
+  if (reach.rows <= 0) return TAVIX_OK;
+
+  const TavixVideoInfo &from = src.video, &to = dst.video;
+  const int32_t dst_step = reach.dst_channels ? to.channels : pixel_step(to);
+  TAVIX_INVALID_AS_IF(by, impossible_step(from, from.channels) || impossible_step(to, dst_step),
+                      "src channels(%d) and dst channels(%d) do not fit formats %d and %d",
+                      from.channels, to.channels, from.format, to.format);
+  TAVIX_INVALID_AS_IF(
+      by, row_too_long(from.width, pixel_step(from)) || row_too_long(from.width, dst_step),
+      "rows of %d pixels are too long", from.width);
+  TAVIX_INVALID_AS_IF(by, lacks_planes(src, reach) || lacks_planes(dst, reach),
+                      "a plane of src_frame(%p) or dst_frame(%p) is NULL", &src, &dst);
+  TAVIX_RETURN_IF_REFUSED(refuse_long_planes(by, src, reach, from.height));
+  return refuse_long_planes(by, dst, reach, from.height);
+}
 
 bool is_r_first(const TavixFrameV2 &frame) {
   return traits(frame.video.format).r_first;
@@ -139,6 +214,16 @@ struct Repack {
   }
 };
 
+// Bytes of so many rows that are copied or filled as one span, padding included.
+constexpr int64_t span_of(int32_t linesize, int32_t rows) {
+  return rows > 0 ? int64_t(linesize) * rows : 0;
+}
+
+// A span that is no size: upside-down rows, or more than 32 bits hold.
+constexpr bool impossible_span(int64_t bytes) {
+  return bytes < 0 || bytes > INT32_MAX;
+}
+
 // A span of rows [0, rows) of a plane; the line names the height of the frame.
 int32_t check_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane, int32_t rows,
                    int32_t height) {
@@ -217,10 +302,13 @@ int32_t convert(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2
                 Driver &driver) {
   if constexpr (requires { Kind::check_records; })
     TAVIX_RETURN_IF_REFUSED(Kind::check_records(by, src, dst));
-  TAVIX_RETURN_IF_REFUSED(refuse_unusable(by, src, dst, Kind::reach));
+  TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame(%p) and dst_frame(%p) must not be nullptr",
+                      src, dst);
+  const Reach reach = Kind::reach(*src, *dst);
+  TAVIX_RETURN_IF_REFUSED(refuse_unusable(by, *src, *dst, reach));
   if constexpr (requires { Kind::check_spans; })
     TAVIX_RETURN_IF_REFUSED(Kind::check_spans(by, *src, *dst));
-  if (Kind::kAlwaysRuns || Kind::reach(*src, *dst).rows > 0) driver(Kind::job(*src, *dst));
+  if (Kind::kAlwaysRuns || reach.rows > 0) driver(Kind::job(*src, *dst));
   return TAVIX_OK;
 }
 
