@@ -69,10 +69,9 @@ constexpr bool reaches_rows(int32_t linesize, int32_t rows) {
   return rows <= 0 || (-INT32_MAX <= last && last <= INT32_MAX);
 }
 
-inline uint8_t *row(uint8_t *plane, int32_t linesize, int32_t y) {
-  return plane + wrapping_mul(linesize, y);
-}
-inline const uint8_t *row(const uint8_t *plane, int32_t linesize, int32_t y) {
+// Byte is uint8_t or const uint8_t.
+template <class Byte>
+inline Byte *row(Byte *plane, int32_t linesize, int32_t y) {
   return plane + wrapping_mul(linesize, y);
 }
 
@@ -81,7 +80,7 @@ inline uint8_t *row(TavixFrameV2 &frame, int32_t y) {
   return row(frame.data[0], frame.linesize[0], y);
 }
 inline const uint8_t *row(const TavixFrameV2 &frame, int32_t y) {
-  return row(static_cast<const uint8_t *>(frame.data[0]), frame.linesize[0], y);
+  return row<const uint8_t>(frame.data[0], frame.linesize[0], y);
 }
 
 // run(first row, elements) for the rows [start, end), each of n elements and so many bytes, in the

@@ -14,12 +14,6 @@ namespace {
 
 constexpr auto &kUnit = kFrameConvertUnit;
 
-// Elements of a row, 0 when a loop over the frame touches none.
-constexpr int64_t touched_elements(const TavixVideoInfo &video) {
-  if (video.width < 1 || video.height < 1 || video.channels < 1) return 0;
-  return int64_t(video.width) * video.channels;
-}
-
 // What the conversion checks once there is a frame to write to.
 int32_t DataTypeConvertCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *des_frame,
                            const float *norm_vals) {
@@ -59,7 +53,8 @@ int32_t TavixFrameDataTypeConvertNormalizationFuseByCPU(const TavixFrameV2 *src_
 
   const bool to_float = data_type == TAVIX_DATA_TYPE_FLOAT32;
   const bool converts = to_float || data_type == TAVIX_DATA_TYPE_UINT8;
-  const int64_t n = converts ? touched_elements(video) : 0;
+  // Elements of a row; 0: no loop touches any.
+  const int64_t n = converts && !is_empty(video) ? int64_t(video.width) * video.channels : 0;
   TAVIX_INVALID_IF(!all_host(src_frame), "src_frame memory(%d) must be in host memory",
                    src_frame->memory);
   TAVIX_INVALID_IF(n > 0 && video.channels > kMaxChannels,
