@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one way to log and to refuse. Texts stay literals at their checks, so that the compiler verifies
-// their arguments.
+// The one way to log and to refuse. Texts stay literals at their checks, so that the compiler
+// verifies their arguments.
 #pragma once
 
 #include "tavix/core/codes.h"
@@ -24,8 +24,8 @@ struct LogOrigin {
 
 }  // namespace tavix::module
 
-// The function that this stands in, of the unit that its file calls kUnit. Each macro below speaks for
-// it, or in the form with AS for another origin.
+// The function that this stands in, of the unit that its file calls kUnit. Each macro below speaks
+// for it, or in the form with AS for another origin.
 #define TAVIX_HERE (tavix::module::LogOrigin{kUnit, __func__})
 
 #define TAVIX_LOG_AS(origin, level, ...) \

@@ -33,8 +33,8 @@ constexpr bool fits_memory(const TensorShape &shape, int32_t element_bytes) {
          !__builtin_mul_overflow(bytes, shape.w, &bytes) && bytes <= kAddressSpace;
 }
 
-// The checks that both directions make of a call whose records are there. element: null for a type that
-// no converter knows.
+// The checks that both directions make of a call whose records are there. element: null for a type
+// that no converter knows.
 int32_t check_tensor(const LogOrigin &by, const TensorDirection &direction,
                      const TavixFrameV2 &frame, const TensorShape &shape, uint32_t data_type,
                      const BlobElement *element) {
@@ -52,8 +52,8 @@ int32_t check_tensor(const LogOrigin &by, const TensorDirection &direction,
                  f, video.width, f, video.height, f, video.channels, b, shape.w, b, shape.h, b,
                  shape.c);
   }
-  // The type is refused at the first element: an empty blob has none. The line speaks of dst_blob in
-  // both directions.
+  // The type is refused at the first element: an empty blob has none. The line speaks of dst_blob
+  // in both directions.
   TAVIX_REFUSE_AS_IF(by, !shape.empty() && element == nullptr, TAVIX_ERROR_UNSUPPORTED,
                      "%s dst_blob data_type:%d is not support",
                      is_float(video.format) ? direction.convert_floats : "ConvertUChar", data_type);

@@ -57,8 +57,8 @@ void move_channels(const uint8_t *src, int64_t src_channels, uint8_t *dst, int64
       store(dst, x * dst_channels + c, load<T>(src, x * src_channels + c));
 }
 
-// A frame of elements T and the way of its elements into a blob, or of a blob's elements into it. The
-// kernels are chosen once for each call.
+// A frame of elements T and the way of its elements into a blob, or of a blob's elements into it.
+// The kernels are chosen once for each call.
 template <class T, bool to_blob>
 class TensorTransfer {
  public:
@@ -147,7 +147,8 @@ class TensorTransfer {
     }
   }
 
-  // A strip of n pixels and the same columns of every plane, moved while they are elements of the blob.
+  // A strip of n pixels and the same columns of every plane, moved while they are elements of the
+  // blob.
   void move_blob_side(Pixels *pixels, Elements *columns, int64_t plane_bytes, int64_t n) const {
     uint8_t strip[kStripElements], rest[kStripPixels];
     Elements *planes[kMaxChannels];

@@ -10,16 +10,17 @@
 #include "common/rounding.h"
 #include "tavix/core/records.h"
 
-// Closes the try block of a guarded operation: the format takes what(). Every other exception leaves
-// the call.
+// Closes the try block of a guarded operation: the format takes what(). Every other exception
+// leaves the call.
 #define TAVIX_CATCH_OPENCV(status, format)                \
   catch (const cv::Exception &exception) {                \
     TAVIX_LOG(TAVIX_LOG_ERROR, format, exception.what()); \
     return status;                                        \
   }
 
-// The checks that several operations share, under the name of the exported function. Null records come
-// first; memory comes after the checks that an operation lists, and before what it allocates or reads.
+// The checks that several operations share, under the name of the exported function. Null records
+// come first; memory comes after the checks that an operation lists, and before what it allocates
+// or reads.
 #define TAVIX_REFUSE_NULL_FRAMES(by, src, dst) \
   TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame:%p or dst_frame:%p is nullptr", src, dst)
 #define TAVIX_REFUSE_NULL_PLANES(by, src, dst)                                                   \

@@ -28,8 +28,8 @@ struct Reach {
   bool dst_channels = false;  // the destination's channel count is read, also if it is 0
 };
 
-// The distance of two pixels in elements: 1 for grey, for colour the frame's channels. A destination that
-// says 0 has as many as its format.
+// The distance of two pixels in elements: 1 for grey, for colour the frame's channels. A
+// destination that says 0 has as many as its format.
 int32_t pixel_step(const TavixVideoInfo &video) {
   const int32_t channels = traits(video.format).channels;
   if (channels <= 1) return 1;
@@ -73,8 +73,8 @@ int32_t refuse_long_planes(const LogOrigin &by, const TavixFrameV2 &frame, const
   return TAVIX_OK;
 }
 
-// The guard of every conversion: refuses frames that would have it touch memory they do not have. What a
-// conversion does not touch is not looked at.
+// The guard of every conversion: refuses frames that would have it touch memory they do not have.
+// What a conversion does not touch is not looked at.
 int32_t refuse_unusable(const LogOrigin &by, const TavixFrameV2 &src, const TavixFrameV2 &dst,
                         const Reach &reach) {
   if (reach.rows <= 0) return TAVIX_OK;
@@ -103,8 +103,8 @@ int32_t step_of(const TavixVideoInfo &video, bool has_pixels) {
 }
 
 // Each kind of conversion says what it touches, whether it runs where that is nothing, and makes a
-// driver's job of two frames. A few have checks of their own, before the guard of all (check_records) or
-// behind it (check_spans); their texts differ in wording on purpose.
+// driver's job of two frames. A few have checks of their own, before the guard of all
+// (check_records) or behind it (check_spans); their texts differ in wording on purpose.
 
 struct Packed {
   static constexpr bool kAlwaysRuns = false;
@@ -233,8 +233,8 @@ int32_t check_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane
   return TAVIX_OK;
 }
 
-// Chroma is filled to the ends of its strides, whatever the width. Upside down it has no span that could
-// be filled.
+// Chroma is filled to the ends of its strides, whatever the width. Upside down it has no span that
+// could be filled.
 struct GrayToYuv {
   static constexpr bool kAlwaysRuns = true;
 

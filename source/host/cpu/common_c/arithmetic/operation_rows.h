@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernel families of element-wise arithmetic, binary and unary: one function for each element type
-// and operation code.
+// The kernel families of element-wise arithmetic, binary and unary: one function for each element
+// type and operation code.
 #pragma once
 
 #include <cstdint>
