@@ -106,6 +106,13 @@ void for_each_long_row(int32_t start, int32_t end, const Run &run, Frame &frame,
   });
 }
 
+// Takes a new frame back from where the caller would find it; returns status.
+inline int32_t withdraw(TavixFrameV2 **frame, int32_t status) {
+  TavixFrameFreeV2(*frame);
+  *frame = nullptr;
+  return status;
+}
+
 // Element i of a row of T that may start at any address.
 template <class T>
 inline T load(const uint8_t *bytes, int64_t i) {

@@ -121,8 +121,8 @@ void fill_rows(TavixFrameV2 &frame, T value) {
 
 int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelFrames *dst_frames,
                                     uint32_t mask) {
-  TAVIX_INVALID_IF(src_frame == nullptr || dst_frames == nullptr,
-                   "src_frame:%p or dst_frames:%p is nullptr", src_frame, dst_frames);
+  TAVIX_INVALID_IF(any_null(src_frame, dst_frames), "src_frame:%p or dst_frames:%p is nullptr",
+                   src_frame, dst_frames);
   const int32_t format = src_frame->video.format;
   const int type = opencv_type(format);
   TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED,
@@ -140,7 +140,7 @@ int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelF
 
 int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *mask_frame,
                                TavixFrameV2 **dst_frame) {
-  TAVIX_INVALID_IF(any_null(src_frame, mask_frame) || dst_frame == nullptr,
+  TAVIX_INVALID_IF(any_null(src_frame, mask_frame, dst_frame),
                    "src_frame:%p, mask:%p or dst_frame address:%p is nullptr", src_frame,
                    mask_frame, dst_frame);
   const TavixVideoInfo &src = src_frame->video, &mask = mask_frame->video;
@@ -204,7 +204,7 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
 
 int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFrameV2 *beta_frame,
                                   TavixFrameV2 **dst_frame) {
-  TAVIX_INVALID_IF(any_null(alpha_frame, beta_frame) || dst_frame == nullptr,
+  TAVIX_INVALID_IF(any_null(alpha_frame, beta_frame, dst_frame),
                    "alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr", alpha_frame,
                    beta_frame, dst_frame);
   TAVIX_INVALID_IF(*dst_frame != nullptr && *dst_frame != beta_frame,

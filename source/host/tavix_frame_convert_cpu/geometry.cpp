@@ -32,7 +32,7 @@ int32_t warp_frame(const LogOrigin &by, Warp warp, int matrix_rows, const TavixF
                       "src_frame->linesize[0]:%d or dst_frame->linesize[0]:%d is invalid",
                       src_frame->linesize[0], dst_frame->linesize[0]);
   TAVIX_REFUSE_FOREIGN_MEMORY(by, src_frame, dst_frame);
-  TAVIX_INVALID_AS_IF(by, matrix == nullptr, "matrix:%p is nullptr", matrix);
+  TAVIX_INVALID_AS_IF(by, any_null(matrix), "matrix:%p is nullptr", matrix);
   const TavixVideoInfo &size = dst_frame->video;
   TAVIX_REFUSE_UNCOUNTABLE(by, size.width, size.height, src_type);
 
@@ -99,12 +99,8 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
   TavixFrameV2 *frame = TavixVideoFrameAllocV2(src->video.format, src->memory, result.cols,
                                                result.rows, src->device, 1);
   *dst = frame;
-  if (frame == nullptr || frame->data[0] == nullptr) {
-    TAVIX_LOG(TAVIX_LOG_ERROR, "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
-    TavixFrameFreeV2(frame);
-    *dst = nullptr;
-    return TAVIX_ERROR_MEMORY;
-  }
+  TAVIX_REFUSE_IF(any_null(frame) || any_plane_null(frame), withdraw(dst, TAVIX_ERROR_MEMORY),
+                  "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
   result.copyTo(plane_view(*frame, type));
   frame->pts = src->pts;
   frame->dts = src->dts;

@@ -17,7 +17,7 @@ constexpr auto &kUnit = kFrameConvertUnit;
 // What the conversion checks once there is a frame to write to.
 int32_t DataTypeConvertCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *des_frame,
                            const float *norm_vals) {
-  TAVIX_INVALID_IF(any_null(src_frame, des_frame) || any_null(norm_vals),
+  TAVIX_INVALID_IF(any_null(src_frame, des_frame, norm_vals),
                    "DataTypeConvertCPU src_frame:%p des_frame:%p or norm_vals:%p is nullptr",
                    src_frame, des_frame, norm_vals);
   const TavixVideoInfo &src = src_frame->video, &dst = des_frame->video;
@@ -27,13 +27,6 @@ int32_t DataTypeConvertCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *de
       "dst:%d, %d, %d!",
       src_frame->memory, src.width, src.height, des_frame->memory, dst.width, dst.height);
   return TAVIX_OK;
-}
-
-// Takes the new frame back.
-int32_t withdraw(TavixFrameV2 **frame, int32_t status) {
-  TavixFrameFreeV2(*frame);
-  *frame = nullptr;
-  return status;
 }
 
 }  // namespace

@@ -24,26 +24,19 @@ inline void split_channels_c(const uint8_t *packed, ChannelStrip<T> &strip, int3
     for (int k = 0; k < 3; ++k) strip[k][x] = load<T>(packed, x * channels + k);
 }
 
-template <int channels>
-inline void join_channels_c(const ChannelStrip<uint8_t> &strip, uint8_t *packed, int32_t columns) {
+// A fourth channel is opaque.
+template <int channels, class T>
+inline void join_channels_c(const ChannelStrip<T> &strip, uint8_t *packed, int32_t columns) {
   TAVIX_INDEPENDENT_ITERATIONS
   for (int32_t x = 0; x < columns; ++x) {
-    if constexpr (channels == 4) {
+    if constexpr (channels == 4 && sizeof(T) == 1) {
       store(packed, x,
             uint32_t(strip[0][x]) | uint32_t(strip[1][x]) << 8 | uint32_t(strip[2][x]) << 16 |
                 0xff000000);
     } else {
-      for (int k = 0; k < 3; ++k) packed[x * 3 + k] = strip[k][x];
+      for (int k = 0; k < 3; ++k) store(packed, x * channels + k, strip[k][x]);
+      if constexpr (channels == 4) store(packed, x * channels + 3, T(1));
     }
-  }
-}
-
-template <int channels>
-inline void join_channels_c(const ChannelStrip<float> &strip, uint8_t *packed, int32_t columns) {
-  TAVIX_INDEPENDENT_ITERATIONS
-  for (int32_t x = 0; x < columns; ++x) {
-    for (int k = 0; k < 3; ++k) store(packed, x * channels + k, strip[k][x]);
-    if constexpr (channels == 4) store(packed, x * channels + 3, 1.0f);
   }
 }
 

@@ -19,9 +19,9 @@ namespace {
 
 constexpr auto &kUnit = kCvtColorUnit;
 
-// What a conversion touches of the two frames, in rows from the first one on. A record of 12 bytes
-// would be returned in registers that gcc 12 loads from stores just made, which takes half of a
-// small call.
+// What a conversion touches of the two frames, in rows from the first one on. Its numbers are wide
+// because gcc 12 returns 12 bytes in registers that it loads from stores just made, and small calls
+// wait for those.
 struct Reach {
   int64_t rows;               // of plane 0; none: the conversion does nothing
   int64_t chroma_rows;        // of the planes behind it
