@@ -203,7 +203,7 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
 }
 
 int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFrameV2 *beta_frame,
-                                  TavixFrameV2 **dst_frame) {
+                                  TavixFrameV2 **dst_frame) try {
   TAVIX_INVALID_IF(any_null(alpha_frame, beta_frame, dst_frame),
                    "alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr", alpha_frame,
                    beta_frame, dst_frame);
@@ -218,14 +218,11 @@ int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFr
 
   if (*dst_frame == nullptr) *dst_frame = alloc_like(*beta_frame, beta_frame->video.format);
   TAVIX_REFUSE_IF(*dst_frame == nullptr, TAVIX_ERROR_MEMORY, "TavixVideoFrameAllocV2 failed");
-  try {
-    cv::Mat result = plane_view(**dst_frame, type);
-    cv::multiply(source_view(*alpha_frame, type), source_view(*beta_frame, type), result, 1.0,
-                 type);
-    return TAVIX_OK;
-  }
-  TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "multiply failed: %s")
+  cv::Mat result = plane_view(**dst_frame, type);
+  cv::multiply(source_view(*alpha_frame, type), source_view(*beta_frame, type), result, 1.0, type);
+  return TAVIX_OK;
 }
+TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "multiply failed: %s")
 
 int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float value) {
   TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);

@@ -10,8 +10,8 @@
 #include "common/rounding.h"
 #include "tavix/core/records.h"
 
-// Closes the try block of a guarded operation: the format takes what(). Every other exception
-// leaves the call.
+// Ends a guarded operation, whose body is a try block: the format takes what(). Every other
+// exception leaves the call.
 #define TAVIX_CATCH_OPENCV(status, format)                \
   catch (const cv::Exception &exception) {                \
     TAVIX_LOG(TAVIX_LOG_ERROR, format, exception.what()); \
