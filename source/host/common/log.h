@@ -24,13 +24,13 @@ struct LogOrigin {
 
 }  // namespace tavix::module
 
-// The function that this stands in, of the unit that its file calls kUnit. Each macro below speaks
-// for it, or in the form with AS for another origin.
-#define TAVIX_HERE (tavix::module::LogOrigin{kUnit, __func__})
+// The function that this stands in. Each macro below speaks for it, or in the form with AS for
+// another origin.
+#define TAVIX_HERE(unit) (tavix::module::LogOrigin{unit, __func__})
 
 #define TAVIX_LOG_AS(origin, level, ...) \
   TavixLoggerLogV2(level, (origin).unit, (origin).function, __LINE__, __VA_ARGS__)
-#define TAVIX_LOG(level, ...) TAVIX_LOG_AS(TAVIX_HERE, level, __VA_ARGS__)
+#define TAVIX_LOG(unit, level, ...) TAVIX_LOG_AS(TAVIX_HERE(unit), level, __VA_ARGS__)
 
 // A check is one line: when the condition holds, one error line is logged and status returned.
 #define TAVIX_REFUSE_AS_IF(origin, condition, status, ...) \
@@ -40,13 +40,14 @@ struct LogOrigin {
       return status;                                       \
     }                                                      \
   } while (false)
-#define TAVIX_REFUSE_IF(condition, status, ...) \
-  TAVIX_REFUSE_AS_IF(TAVIX_HERE, condition, status, __VA_ARGS__)
+#define TAVIX_REFUSE_IF(unit, condition, status, ...) \
+  TAVIX_REFUSE_AS_IF(TAVIX_HERE(unit), condition, status, __VA_ARGS__)
 
 // With the status of most checks.
 #define TAVIX_INVALID_AS_IF(origin, condition, ...) \
   TAVIX_REFUSE_AS_IF(origin, condition, TAVIX_ERROR_INVALID_PARAM, __VA_ARGS__)
-#define TAVIX_INVALID_IF(condition, ...) TAVIX_INVALID_AS_IF(TAVIX_HERE, condition, __VA_ARGS__)
+#define TAVIX_INVALID_IF(unit, condition, ...) \
+  TAVIX_INVALID_AS_IF(TAVIX_HERE(unit), condition, __VA_ARGS__)
 
 // Returns the status of a shared check that has refused and logged.
 #define TAVIX_RETURN_IF_REFUSED(check)                                     \

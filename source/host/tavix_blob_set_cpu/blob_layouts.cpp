@@ -22,14 +22,14 @@ static_assert(in_slot_order(), "the list of layouts is the table");
 
 }  // namespace
 
-#define TAVIX_REFUSING_CONVERTERS(layout)                                         \
-  int32_t FrameHWCToBlob##layout##ByCPU(const TavixFrames *, const TavixBlob *) { \
-    TAVIX_LOG(TAVIX_LOG_ERROR, "FrameHWCToBlob" #layout " is not support");       \
-    return TAVIX_ERROR_UNSUPPORTED;                                               \
-  }                                                                               \
-  int32_t Blob##layout##ToFrameHWCByCPU(const TavixBlob *, const TavixFrames *) { \
-    TAVIX_LOG(TAVIX_LOG_ERROR, "Blob" #layout "ToFrameHWC is not support");       \
-    return TAVIX_ERROR_UNSUPPORTED;                                               \
+#define TAVIX_REFUSING_CONVERTERS(layout)                                          \
+  int32_t FrameHWCToBlob##layout##ByCPU(const TavixFrames *, const TavixBlob *) {  \
+    TAVIX_LOG(kUnit, TAVIX_LOG_ERROR, "FrameHWCToBlob" #layout " is not support"); \
+    return TAVIX_ERROR_UNSUPPORTED;                                                \
+  }                                                                                \
+  int32_t Blob##layout##ToFrameHWCByCPU(const TavixBlob *, const TavixFrames *) {  \
+    TAVIX_LOG(kUnit, TAVIX_LOG_ERROR, "Blob" #layout "ToFrameHWC is not support"); \
+    return TAVIX_ERROR_UNSUPPORTED;                                                \
   }
 TAVIX_REFUSED_LAYOUTS(TAVIX_REFUSING_CONVERTERS)
 #undef TAVIX_REFUSING_CONVERTERS

@@ -129,27 +129,28 @@ int32_t blob_to_frame(const LogOrigin &by, const TavixBlob *src_blob, const Tavi
 }  // namespace
 
 int32_t FrameHWCToBlobNCHWByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
-  TAVIX_RETURN_IF_REFUSED(check_records(TAVIX_HERE, src_frames, dst_blob));
-  return frame_to_blob(TAVIX_HERE, *src_frames->frames[0], *dst_blob, nchw_shape(*dst_blob), true);
+  TAVIX_RETURN_IF_REFUSED(check_records(TAVIX_HERE(kUnit), src_frames, dst_blob));
+  return frame_to_blob(TAVIX_HERE(kUnit), *src_frames->frames[0], *dst_blob, nchw_shape(*dst_blob),
+                       true);
 }
 
 // Elements are written in NHWC order, but the extents are read as the blob declares them.
 int32_t FrameHWCToBlobNHWCByCPU(const TavixFrames *src_frames, const TavixBlob *dst_blob) {
-  TAVIX_RETURN_IF_REFUSED(check_records(TAVIX_HERE, src_frames, dst_blob));
+  TAVIX_RETURN_IF_REFUSED(check_records(TAVIX_HERE(kUnit), src_frames, dst_blob));
   const uint32_t layout = dst_blob->data_format;
-  TAVIX_REFUSE_IF(layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, layout > TAVIX_DATA_FORMAT_NHWC, TAVIX_ERROR_UNSUPPORTED,
                   "dst_blob data_format:%d need to be NHWC or NCHW", layout);
   return frame_to_blob(
-      TAVIX_HERE, *src_frames->frames[0], *dst_blob,
+      TAVIX_HERE(kUnit), *src_frames->frames[0], *dst_blob,
       layout == TAVIX_DATA_FORMAT_NCHW ? nchw_shape(*dst_blob) : nhwc_shape(*dst_blob), false);
 }
 
 int32_t BlobNCHWToFrameHWCByCPU(const TavixBlob *src_blob, const TavixFrames *dst_frames) {
-  return blob_to_frame(TAVIX_HERE, src_blob, dst_frames, nchw_shape, true);
+  return blob_to_frame(TAVIX_HERE(kUnit), src_blob, dst_frames, nchw_shape, true);
 }
 
 int32_t BlobNHWCToFrameHWCByCPU(const TavixBlob *src_blob, const TavixFrames *dst_frames) {
-  return blob_to_frame(TAVIX_HERE, src_blob, dst_frames, nhwc_shape, false);
+  return blob_to_frame(TAVIX_HERE(kUnit), src_blob, dst_frames, nhwc_shape, false);
 }
 
 }  // namespace tavix::module

@@ -121,52 +121,53 @@ void fill_rows(TavixFrameV2 &frame, T value) {
 
 int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame, TavixChannelFrames *dst_frames,
                                     uint32_t mask) {
-  TAVIX_INVALID_IF(any_null(src_frame, dst_frames), "src_frame:%p or dst_frames:%p is nullptr",
-                   src_frame, dst_frames);
+  TAVIX_INVALID_IF(kUnit, any_null(src_frame, dst_frames),
+                   "src_frame:%p or dst_frames:%p is nullptr", src_frame, dst_frames);
   const int32_t format = src_frame->video.format;
   const int type = opencv_type(format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported src_frame pixel type:%d to OpencvType!", format);
-  TAVIX_INVALID_IF(any_plane_null(src_frame), "src_frame->data[0] is nullptr");
-  TAVIX_INVALID_IF(!all_host(src_frame), "src_frame->memory:%d is not host memory",
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src_frame), "src_frame->data[0] is nullptr");
+  TAVIX_INVALID_IF(kUnit, !all_host(src_frame), "src_frame->memory:%d is not host memory",
                    src_frame->memory);
 
   const cv::Mat src = source_view(*src_frame, type);
   Planes planes = {};
-  const int32_t status = make_channel_frames(TAVIX_HERE, *src_frame, mask, *dst_frames, planes);
+  const int32_t status =
+      make_channel_frames(TAVIX_HERE(kUnit), *src_frame, mask, *dst_frames, planes);
   split_rows(src, planes);
   return status;
 }
 
 int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2 *mask_frame,
                                TavixFrameV2 **dst_frame) {
-  TAVIX_INVALID_IF(any_null(src_frame, mask_frame, dst_frame),
+  TAVIX_INVALID_IF(kUnit, any_null(src_frame, mask_frame, dst_frame),
                    "src_frame:%p, mask:%p or dst_frame address:%p is nullptr", src_frame,
                    mask_frame, dst_frame);
   const TavixVideoInfo &src = src_frame->video, &mask = mask_frame->video;
-  TAVIX_INVALID_IF(mask.channels != 1, "mask channels:%d need to be 1", mask.channels);
-  TAVIX_REFUSE_IF(mask.format != TAVIX_PIX_FMT_GRAY8 && mask.format != TAVIX_PIX_FMT_GRAYF32,
+  TAVIX_INVALID_IF(kUnit, mask.channels != 1, "mask channels:%d need to be 1", mask.channels);
+  TAVIX_REFUSE_IF(kUnit, mask.format != TAVIX_PIX_FMT_GRAY8 && mask.format != TAVIX_PIX_FMT_GRAYF32,
                   TAVIX_ERROR_UNSUPPORTED,
                   "mask video format is:%d now only support TAVIX_PIX_FMT_GRAY8 or "
                   "TAVIX_PIX_FMT_GRAYF32!",
                   mask.format);
   const int src_type = opencv_type(src.format), mask_type = opencv_type(mask.format);
-  TAVIX_REFUSE_IF(src_type < 0 || mask_type < 0, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, src_type < 0 || mask_type < 0, TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported src_frame pixel type:%d or mask pixel type:%d to OpencvType!",
                   src.format, mask.format);
   const int32_t format = alpha_partner(src.format);
-  TAVIX_INVALID_IF(format == TAVIX_PIX_FMT_NONE, "Not suppoted src frame pixel format:%d",
+  TAVIX_INVALID_IF(kUnit, format == TAVIX_PIX_FMT_NONE, "Not suppoted src frame pixel format:%d",
                    src.format);
-  TAVIX_INVALID_IF(!all_host(src_frame, mask_frame),
+  TAVIX_INVALID_IF(kUnit, !all_host(src_frame, mask_frame),
                    "src_frame->memory:%d or mask->memory:%d is not host memory", src_frame->memory,
                    mask_frame->memory);
 
   TavixFrameV2 *frame = alloc_like(*src_frame, format);
   *dst_frame = frame;
-  TAVIX_REFUSE_IF(frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
+  TAVIX_REFUSE_IF(kUnit, frame == nullptr || any_plane_null(frame), TAVIX_ERROR_MEMORY,
                   "des frame data allocate error");
   if (any_plane_null(src_frame, mask_frame)) {
-    TAVIX_LOG(TAVIX_LOG_ERROR, "src_frame->data[0]:%p or mask->data[0]:%p is nullptr",
+    TAVIX_LOG(kUnit, TAVIX_LOG_ERROR, "src_frame->data[0]:%p or mask->data[0]:%p is nullptr",
               src_frame->data[0], mask_frame->data[0]);
     TavixFrameFreeV2(frame);  // the output is not reset, on purpose
     return TAVIX_ERROR_INVALID_PARAM;
@@ -204,36 +205,38 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
 
 int32_t TavixFrameMultiFrameByCPU(const TavixFrameV2 *alpha_frame, const TavixFrameV2 *beta_frame,
                                   TavixFrameV2 **dst_frame) try {
-  TAVIX_INVALID_IF(any_null(alpha_frame, beta_frame, dst_frame),
+  TAVIX_INVALID_IF(kUnit, any_null(alpha_frame, beta_frame, dst_frame),
                    "alpha_frame:%p, beta_frame:%p or dst_frame address:%p is nullptr", alpha_frame,
                    beta_frame, dst_frame);
-  TAVIX_INVALID_IF(*dst_frame != nullptr && *dst_frame != beta_frame,
+  TAVIX_INVALID_IF(kUnit, *dst_frame != nullptr && *dst_frame != beta_frame,
                    "*des_frame:%p pointer need to be nullptr or equal to beta_frame:%p", *dst_frame,
                    beta_frame);
   const int type = opencv_type(alpha_frame->video.format);
-  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type:%d To OpencvType!", alpha_frame->video.format);
-  TAVIX_INVALID_IF(!all_host(alpha_frame, beta_frame),
+  TAVIX_INVALID_IF(kUnit, type < 0, "Unsupported Frame Type:%d To OpencvType!",
+                   alpha_frame->video.format);
+  TAVIX_INVALID_IF(kUnit, !all_host(alpha_frame, beta_frame),
                    "alpha_frame->memory:%d or beta_frame->memory:%d is not host memory",
                    alpha_frame->memory, beta_frame->memory);
 
   if (*dst_frame == nullptr) *dst_frame = alloc_like(*beta_frame, beta_frame->video.format);
-  TAVIX_REFUSE_IF(*dst_frame == nullptr, TAVIX_ERROR_MEMORY, "TavixVideoFrameAllocV2 failed");
+  TAVIX_REFUSE_IF(kUnit, *dst_frame == nullptr, TAVIX_ERROR_MEMORY,
+                  "TavixVideoFrameAllocV2 failed");
   cv::Mat result = plane_view(**dst_frame, type);
   cv::multiply(source_view(*alpha_frame, type), source_view(*beta_frame, type), result, 1.0, type);
   return TAVIX_OK;
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "multiply failed: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_MEMORY, "multiply failed: %s")
 
 int32_t TavixFrameMemfillByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, float value) {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
   const int32_t size = element_size(src->video.format);
-  TAVIX_INVALID_IF(size < 0, "TavixFrameMemfillByCPU byte_size is not support\n");
-  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE, src, dst);
-  TAVIX_RETURN_IF_REFUSED(check_row_elements(TAVIX_HERE, dst->video));
-  TAVIX_INVALID_IF(has_pixels(dst->video) && !reaches_rows(dst->linesize[0], dst->video.height),
-                   "dst_frame->linesize[0]:%d is too large for %d rows", dst->linesize[0],
-                   dst->video.height);
-  TAVIX_REFUSE_IF(size != 1 && size != 4, TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_INVALID_IF(kUnit, size < 0, "TavixFrameMemfillByCPU byte_size is not support\n");
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_RETURN_IF_REFUSED(check_row_elements(TAVIX_HERE(kUnit), dst->video));
+  TAVIX_INVALID_IF(
+      kUnit, has_pixels(dst->video) && !reaches_rows(dst->linesize[0], dst->video.height),
+      "dst_frame->linesize[0]:%d is too large for %d rows", dst->linesize[0], dst->video.height);
+  TAVIX_REFUSE_IF(kUnit, size != 1 && size != 4, TAVIX_ERROR_UNSUPPORTED,
                   "TavixFrameMemfillByCPU src_frame video format:%d is not implemented now",
                   src->video.format);
   if (size == 4)

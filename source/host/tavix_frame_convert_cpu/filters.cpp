@@ -37,95 +37,96 @@ int32_t run_morphology(const LogOrigin &by, Morphology run, const TavixFrameV2 *
 }  // namespace
 
 int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixSize size) try {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
-  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE(kUnit), src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_INVALID_IF(src->video.format != dst->video.format,
+  TAVIX_INVALID_IF(kUnit, type < 0, "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_INVALID_IF(kUnit, src->video.format != dst->video.format,
                    "src_frame and dst_frame have different formats: %d vs %d", src->video.format,
                    dst->video.format);
-  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE(kUnit), src, dst);
   const cv::Size kernel = kernel_size(size.width, size.height);
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE, src, type, kernel);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE(kUnit), src, type, kernel);
   cv::Mat result = plane_view(*dst, type);
   cv::blur(source_view(*src, type), result, kernel, kCentre, cv::BORDER_REFLECT_101);
   return TAVIX_OK;
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
 
 int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                  const TavixSize *size) try {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
-  TAVIX_INVALID_IF(any_plane_null(src, dst),
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src, dst),
                    "src_frame->data[0]:%p or des_frame->data[0]:%p is nullptr", src->data[0],
                    dst->data[0]);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type To OpencvType!");
-  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
-  TAVIX_INVALID_IF(any_null(size), "kernel_size:%p is nullptr", size);
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_INVALID_IF(kUnit, any_null(size), "kernel_size:%p is nullptr", size);
   const cv::Size kernel = kernel_size(size->width, size->height);
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE, src, type, kernel);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE(kUnit), src, type, kernel);
   constexpr bool kNormalize = false;  // sums, not means, on purpose
   cv::Mat result = plane_view(*dst, type);
   cv::boxFilter(source_view(*src, type), result, -1, kernel, kCentre, kNormalize,
                 cv::BORDER_REPLICATE);
   return TAVIX_OK;
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
 
 int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                 const TavixKernel *kernel) try {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
-  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE(kUnit), src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type:%d To OpencvType!", src->video.format);
-  TAVIX_INVALID_IF(any_null(kernel), "kernel:%p is nullptr", kernel);
-  TAVIX_INVALID_IF(kernel->data_type != TAVIX_DATA_TYPE_FLOAT32,
+  TAVIX_INVALID_IF(kUnit, type < 0, "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_INVALID_IF(kUnit, any_null(kernel), "kernel:%p is nullptr", kernel);
+  TAVIX_INVALID_IF(kUnit, kernel->data_type != TAVIX_DATA_TYPE_FLOAT32,
                    "kernel->data_type:%d is not supported!", kernel->data_type);
-  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
-  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE, src, type,
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE_KERNEL(TAVIX_HERE(kUnit), src, type,
                                   kernel_size(kernel->width, kernel->height));
   cv::Mat result = plane_view(*dst, type);
   cv::filter2D(source_view(*src, type), result, -1, kernel_view(*kernel, CV_32FC1), kCentre, 0.0,
                cv::BORDER_REPLICATE);
   return TAVIX_OK;
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_INVALID_PARAM, "OpenCV error: %s")
 
 int32_t TavixFrameDilateBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                     const TavixKernel *kernel) try {
-  return run_morphology(TAVIX_HERE, cv::dilate, src, dst, kernel);
+  return run_morphology(TAVIX_HERE(kUnit), cv::dilate, src, dst, kernel);
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "Dilate failed: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_INVALID_PARAM, "Dilate failed: %s")
 
 int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
                                    const TavixKernel *kernel) try {
-  return run_morphology(TAVIX_HERE, cv::erode, src, dst, kernel);
+  return run_morphology(TAVIX_HERE(kUnit), cv::erode, src, dst, kernel);
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "Erosion failed: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_INVALID_PARAM, "Erosion failed: %s")
 
 int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, double threshold,
                                        double max_value, int32_t type) try {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
   const int cv_type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(cv_type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType!",
-                  src->video.format);
-  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_IF(kUnit, cv_type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported Frame Type:%d To OpencvType!", src->video.format);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE(kUnit), src, dst);
   cv::Mat result = plane_view(*dst, cv_type);
   cv::threshold(source_view(*src, cv_type), result, threshold, max_value, type);
   return TAVIX_OK;
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_MEMORY, "opencv threshold failed: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_MEMORY, "opencv threshold failed: %s")
 
 int32_t TavixFrameMinMaxNormByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t alpha,
                                   int32_t beta) try {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
-  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_REFUSE_NULL_PLANES(TAVIX_HERE(kUnit), src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_INVALID_IF(type < 0, "Unsupported Frame Type To OpencvType!");
-  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
+  TAVIX_INVALID_IF(kUnit, type < 0, "Unsupported Frame Type To OpencvType!");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE(kUnit), src, dst);
   cv::Mat result = plane_view(*dst, type);
   cv::normalize(source_view(*src, type), result, alpha, beta, cv::NORM_MINMAX, -1, cv::noArray());
   return TAVIX_OK;
 }
-TAVIX_CATCH_OPENCV(TAVIX_ERROR_INVALID_PARAM, "normalize failed: %s")
+TAVIX_CATCH_OPENCV(kUnit, TAVIX_ERROR_INVALID_PARAM, "normalize failed: %s")

@@ -57,32 +57,32 @@ int32_t reported(const LogOrigin &by, int32_t status) {
 // layouts CNH4 to C; those for lists fold the codes from 1000 on. Both are kept as they are.
 int32_t TavixFrameToBlobByCPU(const TavixFrameV2 *src_frame, TavixBlob *dst_blob) {
   FrameToBlobConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "dst_blob", dst_blob, kFrameToBlobConverters,
-                                         raw_layout_slot, convert));
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE(kUnit), "dst_blob", dst_blob,
+                                         kFrameToBlobConverters, raw_layout_slot, convert));
   FrameList src;
-  TAVIX_RETURN_IF_REFUSED(src.make(TAVIX_HERE, "frames", src_frame));
-  return reported(TAVIX_HERE, convert(src.list.get(), dst_blob));
+  TAVIX_RETURN_IF_REFUSED(src.make(TAVIX_HERE(kUnit), "frames", src_frame));
+  return reported(TAVIX_HERE(kUnit), convert(src.list.get(), dst_blob));
 }
 
 int32_t TavixFramesToBlobByCPU(const TavixFrames *src_frames, TavixBlob *dst_blob) {
   FrameToBlobConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "dst_blob", dst_blob, kFrameToBlobConverters,
-                                         layout_slot, convert));
-  return reported(TAVIX_HERE, convert(src_frames, dst_blob));
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE(kUnit), "dst_blob", dst_blob,
+                                         kFrameToBlobConverters, layout_slot, convert));
+  return reported(TAVIX_HERE(kUnit), convert(src_frames, dst_blob));
 }
 
 int32_t TavixBlobToFrameByCPU(const TavixBlob *src_blob, TavixFrameV2 *dst_frame) {
   BlobToFrameConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "src_blob", src_blob, kBlobToFrameConverters,
-                                         raw_layout_slot, convert));
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE(kUnit), "src_blob", src_blob,
+                                         kBlobToFrameConverters, raw_layout_slot, convert));
   FrameList dst;
-  TAVIX_RETURN_IF_REFUSED(dst.make(TAVIX_HERE, "TavixFrameV2", dst_frame));
-  return reported(TAVIX_HERE, convert(src_blob, dst.list.get()));
+  TAVIX_RETURN_IF_REFUSED(dst.make(TAVIX_HERE(kUnit), "TavixFrameV2", dst_frame));
+  return reported(TAVIX_HERE(kUnit), convert(src_blob, dst.list.get()));
 }
 
 int32_t TavixBlobToFramesByCPU(const TavixBlob *src_blob, TavixFrames *dst_frames) {
   BlobToFrameConverter *convert;
-  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE, "src_blob", src_blob, kBlobToFrameConverters,
-                                         layout_slot, convert));
-  return reported(TAVIX_HERE, convert(src_blob, dst_frames));
+  TAVIX_RETURN_IF_REFUSED(find_converter(TAVIX_HERE(kUnit), "src_blob", src_blob,
+                                         kBlobToFrameConverters, layout_slot, convert));
+  return reported(TAVIX_HERE(kUnit), convert(src_blob, dst_frames));
 }

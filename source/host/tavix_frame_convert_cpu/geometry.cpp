@@ -50,7 +50,7 @@ int32_t warp_frame(const LogOrigin &by, Warp warp, int matrix_rows, const TavixF
 
 // Ends a warp: its result is delivered only where it has the size and type of its destination.
 #define TAVIX_DELIVER(name, result, to)                                                   \
-  TAVIX_INVALID_IF(result.type() != to.type() || result.size() != to.size(),              \
+  TAVIX_INVALID_IF(kUnit, result.type() != to.type() || result.size() != to.size(),       \
                    name                                                                   \
                    " result size/type mismatch: result(%dx%d, type=%d), expected(%dx%d, " \
                    "type=%d)",                                                            \
@@ -62,15 +62,15 @@ int32_t warp_frame(const LogOrigin &by, Warp warp, int matrix_rows, const TavixF
 
 int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t width,
                               int32_t height, int32_t interpolation) {
-  TAVIX_INVALID_IF(any_null(src, dst),
+  TAVIX_INVALID_IF(kUnit, any_null(src, dst),
                    "TavixFrameResizeByCPU src frame:%p or des frame pointer:%p is nullptr", src,
                    dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_INVALID_IF(type < 0, "TavixFrameResizeByCPU not suppoted src frame data format:%d",
+  TAVIX_INVALID_IF(kUnit, type < 0, "TavixFrameResizeByCPU not suppoted src frame data format:%d",
                    src->video.format);
-  TAVIX_INVALID_IF(any_plane_null(src), "TavixFrameResizeByCPU src frame data is nullptr");
-  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
-  TAVIX_REFUSE_UNCOUNTABLE(TAVIX_HERE, width, height, type);
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src), "TavixFrameResizeByCPU src frame data is nullptr");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE(kUnit), src, dst);
+  TAVIX_REFUSE_UNCOUNTABLE(TAVIX_HERE(kUnit), width, height, type);
 
   cv::Mat result = plane_view(*dst, type);
   cv::resize(source_view(*src, type), result, {width, height}, 0, 0,
@@ -80,17 +80,20 @@ int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_
 
 int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst, double fx,
                                      double fy, int32_t interpolation) {
-  TAVIX_INVALID_IF(any_null(src), "TavixFrameResizeByScaleByCPU src frame:%p is nullptr", src);
+  TAVIX_INVALID_IF(kUnit, any_null(src), "TavixFrameResizeByScaleByCPU src frame:%p is nullptr",
+                   src);
   const int type = opencv_type(src->video.format);
-  TAVIX_INVALID_IF(type < 0, "TavixFrameResizeByScaleByCPU not suppoted src frame data format:%d",
+  TAVIX_INVALID_IF(kUnit, type < 0,
+                   "TavixFrameResizeByScaleByCPU not suppoted src frame data format:%d",
                    src->video.format);
-  TAVIX_INVALID_IF(any_plane_null(src), "TavixFrameResizeByScaleByCPU src frame data is nullptr");
-  TAVIX_INVALID_IF(!all_host(src),
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src),
+                   "TavixFrameResizeByScaleByCPU src frame data is nullptr");
+  TAVIX_INVALID_IF(kUnit, !all_host(src),
                    "TavixFrameResizeByScaleByCPU src frame memory:%d is not host memory",
                    src->memory);
-  TAVIX_INVALID_IF(any_null(dst), "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr",
-                   dst);
-  TAVIX_REFUSE_UNCOUNTABLE(TAVIX_HERE, cv::saturate_cast<int>(src->video.width * fx),
+  TAVIX_INVALID_IF(kUnit, any_null(dst),
+                   "TavixFrameResizeByScaleByCPU dst frame address:%p is nullptr", dst);
+  TAVIX_REFUSE_UNCOUNTABLE(TAVIX_HERE(kUnit), cv::saturate_cast<int>(src->video.width * fx),
                            cv::saturate_cast<int>(src->video.height * fy), type);
 
   cv::Mat result;
@@ -99,7 +102,8 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
   TavixFrameV2 *frame = TavixVideoFrameAllocV2(src->video.format, src->memory, result.cols,
                                                result.rows, src->device, 1);
   *dst = frame;
-  TAVIX_REFUSE_IF(any_null(frame) || any_plane_null(frame), withdraw(dst, TAVIX_ERROR_MEMORY),
+  TAVIX_REFUSE_IF(kUnit, any_null(frame) || any_plane_null(frame),
+                  withdraw(dst, TAVIX_ERROR_MEMORY),
                   "TavixFrameResizeByScaleByCPU dst frame alloc/data failed");
   result.copyTo(plane_view(*frame, type));
   frame->pts = src->pts;
@@ -112,8 +116,8 @@ int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFrameV2 **dst
 int32_t TavixFrameWarpAffineByCPU(TavixFrameV2 *dst, const TavixFrameV2 *src, const float *matrix,
                                   int32_t interpolation, int32_t border, double border_value) {
   cv::Mat result, to;
-  TAVIX_RETURN_IF_REFUSED(warp_frame(TAVIX_HERE, cv::warpAffine, 2, dst, src, matrix, interpolation,
-                                     border, border_value, result, to));
+  TAVIX_RETURN_IF_REFUSED(warp_frame(TAVIX_HERE(kUnit), cv::warpAffine, 2, dst, src, matrix,
+                                     interpolation, border, border_value, result, to));
   TAVIX_DELIVER("warpAffine", result, to);
 }
 
@@ -121,18 +125,18 @@ int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixFrameV2 *sr
                                        const float *matrix, int32_t interpolation, int32_t border,
                                        double border_value) {
   cv::Mat result, to;
-  TAVIX_RETURN_IF_REFUSED(warp_frame(TAVIX_HERE, cv::warpPerspective, 3, dst, src, matrix,
+  TAVIX_RETURN_IF_REFUSED(warp_frame(TAVIX_HERE(kUnit), cv::warpPerspective, 3, dst, src, matrix,
                                      interpolation, border, border_value, result, to));
   TAVIX_DELIVER("warpPerspective", result, to);
 }
 
 int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect src_rect,
                            TavixRect dst_rect) {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "Unsupported Frame Type:%d To OpencvType",
-                  src->video.format);
-  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported Frame Type:%d To OpencvType", src->video.format);
+  TAVIX_REFUSE_NULL_OR_FOREIGN_PLANES(TAVIX_HERE(kUnit), src, dst);
 
   // A const output cannot be reallocated: OpenCV raises when the rectangles differ in size.
   const cv::Mat to = plane_view(*dst, type)(whole_rect(dst_rect));
@@ -143,12 +147,12 @@ int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, TavixRect
 int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst, int32_t top,
                                       int32_t bottom, int32_t left, int32_t right, int32_t border,
                                       double border_value) {
-  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE, src, dst);
+  TAVIX_REFUSE_NULL_FRAMES(TAVIX_HERE(kUnit), src, dst);
   const int type = opencv_type(src->video.format);
-  TAVIX_REFUSE_IF(type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
+  TAVIX_REFUSE_IF(kUnit, type < 0, TAVIX_ERROR_UNSUPPORTED, "src frame video format:%d not support",
                   src->video.format);
-  TAVIX_INVALID_IF(any_plane_null(src), "src_frame->data[0] is nullptr");
-  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE, src, dst);
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src), "src_frame->data[0] is nullptr");
+  TAVIX_REFUSE_FOREIGN_MEMORY(TAVIX_HERE(kUnit), src, dst);
 
   const cv::Mat picture = source_view(*src, type);
   const int mode = opencv_border(border);
@@ -162,7 +166,7 @@ int32_t TavixFrameCopyMakeBorderByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
   const bool repeats_nothing = repeats && ((picture.rows == 0 && (top > 0 || bottom > 0)) ||
                                            (picture.cols == 0 && (left > 0 || right > 0)));
   TAVIX_INVALID_IF(
-      sound && (too_large || repeats_nothing),
+      kUnit, sound && (too_large || repeats_nothing),
       "src frame:%dx%d can not take border:%d with top:%d, bottom:%d, left:%d, right:%d",
       picture.cols, picture.rows, border, top, bottom, left, right);
 

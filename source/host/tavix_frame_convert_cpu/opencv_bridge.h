@@ -12,10 +12,10 @@
 
 // Ends a guarded operation, whose body is a try block: the format takes what(). Every other
 // exception leaves the call.
-#define TAVIX_CATCH_OPENCV(status, format)                \
-  catch (const cv::Exception &exception) {                \
-    TAVIX_LOG(TAVIX_LOG_ERROR, format, exception.what()); \
-    return status;                                        \
+#define TAVIX_CATCH_OPENCV(unit, status, format)                \
+  catch (const cv::Exception &exception) {                      \
+    TAVIX_LOG(unit, TAVIX_LOG_ERROR, format, exception.what()); \
+    return status;                                              \
   }
 
 // The checks that several operations share, under the name of the exported function. Null records

@@ -315,14 +315,14 @@ int32_t convert(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2
 }  // namespace
 
 int32_t ColorCopyCommon(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {
-  TAVIX_INVALID_IF(any_null(src_frame, dst_frame), "src_frame or des_frame is NULL");
-  TAVIX_INVALID_IF(any_plane_null(src_frame, dst_frame), "frame data is NULL");
+  TAVIX_INVALID_IF(kUnit, any_null(src_frame, dst_frame), "src_frame or des_frame is NULL");
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src_frame, dst_frame), "frame data is NULL");
   return TavixFrameCopyV2(dst_frame, src_frame, 0, 0);
 }
 
-#define TAVIX_CONVERSION(kind, entry, driver, from, to)                   \
-  int32_t entry(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) { \
-    return convert<kind>(TAVIX_HERE, src_frame, dst_frame, driver);       \
+#define TAVIX_CONVERSION(kind, entry, driver, from, to)                    \
+  int32_t entry(const TavixFrameV2 *src_frame, TavixFrameV2 *dst_frame) {  \
+    return convert<kind>(TAVIX_HERE(kUnit), src_frame, dst_frame, driver); \
   }
 #include "cpu/tavix_cvt_color/conversions.inc"
 

@@ -126,58 +126,61 @@ int32_t TavixFrameBinaryArithmeticCommonC(const TavixFrameV2 *src1_frame,
                                           const double *alpha, const double *beta,
                                           const double *gamma, TavixFrameV2 *dst_frame) {
   const BinaryJob job = {src1_frame, src2_frame, dst_frame, alpha, beta, gamma};
-  TAVIX_RETURN_IF_REFUSED(check_binary(TAVIX_HERE, true, job, op));
+  TAVIX_RETURN_IF_REFUSED(check_binary(TAVIX_HERE(kUnit), true, job, op));
   if (has_pixels(job.video())) kBinaryRowsC(job, op);
   return TAVIX_OK;
 }
 
 int32_t TavixFrameUnaryArithmeticCommonC(const TavixFrameV2 *src, int32_t op, const double *scale,
                                          const double *offset, TavixFrameV2 *dst) {
-  TAVIX_INVALID_IF(any_null(src, dst), "src:%p or dst:%p is nullptr", src, dst);
-  TAVIX_INVALID_IF(any_plane_null(src, dst), "src->data[0](%p) or dst->data[0](%p) pointers null",
-                   src->data[0], dst->data[0]);
+  TAVIX_INVALID_IF(kUnit, any_null(src, dst), "src:%p or dst:%p is nullptr", src, dst);
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src, dst),
+                   "src->data[0](%p) or dst->data[0](%p) pointers null", src->data[0],
+                   dst->data[0]);
   const TavixVideoInfo &a = src->video, &b = dst->video;
-  TAVIX_INVALID_IF(!same_shape(a, b),
+  TAVIX_INVALID_IF(kUnit, !same_shape(a, b),
                    "src(width=%d, height=%d, channels=%d, format=%d) dst(width=%d, height=%d, "
                    "channels=%d, format=%d) frame info mismatch",
                    a.width, a.height, a.channels, a.format, b.width, b.height, b.channels,
                    b.format);
-  TAVIX_REFUSE_IF(!is_rgb_family(a.format), TAVIX_ERROR_UNSUPPORTED, "Unsupported pixel format: %d",
-                  a.format);
+  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(a.format), TAVIX_ERROR_UNSUPPORTED,
+                  "Unsupported pixel format: %d", a.format);
   if (op < 0 || op >= kUnaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
   const UnaryJob job = {src, dst, scale, offset};
-  TAVIX_RETURN_IF_REFUSED(check_unary_rows(TAVIX_HERE, job));
+  TAVIX_RETURN_IF_REFUSED(check_unary_rows(TAVIX_HERE(kUnit), job));
   if (has_pixels(a)) kUnaryRowsC(job, uint32_t(op));
   return TAVIX_OK;
 }
 
 int32_t TavixFrameStatisticalFunctionCommonC(const TavixFrameV2 *src, int32_t op,
                                              TavixArray **dst_array) {
-  TAVIX_INVALID_IF(any_null(src, dst_array), "src:%p or dst_array:%p is nullptr", src, dst_array);
-  TAVIX_INVALID_IF(any_plane_null(src), "src->data[0](%p) is nullptr", src->data[0]);
-  TAVIX_REFUSE_IF(!is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_INVALID_IF(kUnit, any_null(src, dst_array), "src:%p or dst_array:%p is nullptr", src,
+                   dst_array);
+  TAVIX_INVALID_IF(kUnit, any_plane_null(src), "src->data[0](%p) is nullptr", src->data[0]);
+  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported pixel format: %d", src->video.format);
   return StatisticalFunctionOp(src, op, dst_array);
 }
 
 int32_t TavixBlobSoftmaxCommonC(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
-  TAVIX_RETURN_IF_REFUSED(check_softmax_blobs(TAVIX_HERE, src_blob, dst_blob));
+  TAVIX_RETURN_IF_REFUSED(check_softmax_blobs(TAVIX_HERE(kUnit), src_blob, dst_blob));
   const int32_t real_axis = normalised_axis(*src_blob, axis);
-  TAVIX_INVALID_IF(!has_axis(*src_blob, real_axis), "invalid axis: %d (real check %d in [0, %d))",
-                   axis, real_axis, src_blob->dims_size);
-  TAVIX_REFUSE_IF(!both_float(*src_blob, *dst_blob), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_INVALID_IF(kUnit, !has_axis(*src_blob, real_axis),
+                   "invalid axis: %d (real check %d in [0, %d))", axis, real_axis,
+                   src_blob->dims_size);
+  TAVIX_REFUSE_IF(kUnit, !both_float(*src_blob, *dst_blob), TAVIX_ERROR_UNSUPPORTED,
                   "src_blob->data_type(%d),dst_blob->data_type(%d). only float data type is "
                   "supported",
                   src_blob->data_type, dst_blob->data_type);
-  TAVIX_INVALID_IF(any_null(src_blob->buffer, dst_blob->buffer),
+  TAVIX_INVALID_IF(kUnit, any_null(src_blob->buffer, dst_blob->buffer),
                    "src_blob->buffer(%p) or dst_blob->buffer(%p) is null", src_blob->buffer,
                    dst_blob->buffer);
   const auto *src = static_cast<const float *>(TavixBufferDataGetV2(src_blob->buffer));
   auto *dst = static_cast<float *>(TavixBufferDataGetV2(dst_blob->buffer));
-  TAVIX_INVALID_IF(any_null(src, dst), "src buffer data(%p) or dst buffer data(%p) is null", src,
-                   dst);
+  TAVIX_INVALID_IF(kUnit, any_null(src, dst), "src buffer data(%p) or dst buffer data(%p) is null",
+                   src, dst);
   AxisShape shape;
-  TAVIX_RETURN_IF_REFUSED(check_softmax_shape(TAVIX_HERE, *src_blob, real_axis, shape));
+  TAVIX_RETURN_IF_REFUSED(check_softmax_shape(TAVIX_HERE(kUnit), *src_blob, real_axis, shape));
   if (!shape.empty()) run_softmax(kSoftmaxRowsC, src, dst, shape);
   return TAVIX_OK;
 }

@@ -30,18 +30,18 @@ int32_t TavixFrameBinaryArithmeticAVX(const TavixFrameV2 *src1_frame,
                                       const double *alpha, const double *beta, const double *gamma,
                                       TavixFrameV2 *dst_frame) {
   const BinaryJob job = {src1_frame, src2_frame, dst_frame, alpha, beta, gamma};
-  TAVIX_RETURN_IF_REFUSED(check_binary(TAVIX_HERE, false, job, op));
+  TAVIX_RETURN_IF_REFUSED(check_binary(TAVIX_HERE(kUnit), false, job, op));
   if (!has_pixels(job.video())) return TAVIX_OK;
-  TAVIX_RETURN_IF_REFUSED(check_processor(TAVIX_HERE));
+  TAVIX_RETURN_IF_REFUSED(check_processor(TAVIX_HERE(kUnit)));
   binary_rows()(job, op);
   return TAVIX_OK;
 }
 
 int32_t TavixFrameUnaryArithmeticAVX(const TavixFrameV2 *src, int32_t op, const double *scale,
                                      const double *offset, TavixFrameV2 *dst) {
-  TAVIX_INVALID_IF(any_null(src, dst), "src1_frame(%p) or dst_frame(%p) is null", src, dst);
+  TAVIX_INVALID_IF(kUnit, any_null(src, dst), "src1_frame(%p) or dst_frame(%p) is null", src, dst);
   const TavixVideoInfo &a = src->video, &b = dst->video;
-  TAVIX_INVALID_IF(!same_shape(a, b),
+  TAVIX_INVALID_IF(kUnit, !same_shape(a, b),
                    "src1_frame(width=%d, height=%d, channels=%d, format=%d) and "
                    "dst_frame(width=%d, height=%d, channels=%d, format=%d) dimension mismatch",
                    a.width, a.height, a.channels, a.format, b.width, b.height, b.channels,
@@ -49,37 +49,37 @@ int32_t TavixFrameUnaryArithmeticAVX(const TavixFrameV2 *src, int32_t op, const 
   if (!is_rgb_family(a.format)) return TAVIX_ERROR_UNSUPPORTED;     // silent, on purpose
   if (op < 0 || op >= kUnaryOps) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
   const UnaryJob job = {src, dst, scale, offset};
-  TAVIX_RETURN_IF_REFUSED(check_unary_rows(TAVIX_HERE, job));
+  TAVIX_RETURN_IF_REFUSED(check_unary_rows(TAVIX_HERE(kUnit), job));
   if (!has_pixels(a)) return TAVIX_OK;
-  TAVIX_RETURN_IF_REFUSED(check_processor(TAVIX_HERE));
+  TAVIX_RETURN_IF_REFUSED(check_processor(TAVIX_HERE(kUnit)));
   unary_rows()(job, uint32_t(op));
   return TAVIX_OK;
 }
 
 int32_t TavixFrameStatisticalFunctionAVX(const TavixFrameV2 *src, int32_t op,
                                          TavixArray **dst_array) {
-  TAVIX_INVALID_IF(any_null(src, dst_array), "src_frame(%p) or dst_array(%p) is null", src,
+  TAVIX_INVALID_IF(kUnit, any_null(src, dst_array), "src_frame(%p) or dst_array(%p) is null", src,
                    dst_array);
-  TAVIX_REFUSE_IF(!is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, !is_rgb_family(src->video.format), TAVIX_ERROR_UNSUPPORTED,
                   "Unsupported pixel format: %d", src->video.format);
   return StatisticalFunctionOp(src, op, dst_array);
 }
 
 int32_t TavixBlobSoftmaxAVX(const TavixBlob *src_blob, int32_t axis, TavixBlob *dst_blob) {
-  TAVIX_RETURN_IF_REFUSED(check_softmax_blobs(TAVIX_HERE, src_blob, dst_blob));
+  TAVIX_RETURN_IF_REFUSED(check_softmax_blobs(TAVIX_HERE(kUnit), src_blob, dst_blob));
   const int32_t real_axis = normalised_axis(*src_blob, axis);
-  TAVIX_INVALID_IF(!has_axis(*src_blob, real_axis), "invalid axis: %d, dims size: %d", axis,
+  TAVIX_INVALID_IF(kUnit, !has_axis(*src_blob, real_axis), "invalid axis: %d, dims size: %d", axis,
                    src_blob->dims_size);
-  TAVIX_REFUSE_IF(!both_float(*src_blob, *dst_blob), TAVIX_ERROR_UNSUPPORTED,
+  TAVIX_REFUSE_IF(kUnit, !both_float(*src_blob, *dst_blob), TAVIX_ERROR_UNSUPPORTED,
                   "src blob data type %d or dst blob data type %d is not supported for AVX softmax",
                   src_blob->data_type, dst_blob->data_type);
   const auto *src = static_cast<const float *>(TavixBufferDataGetV2(src_blob->buffer));
   auto *dst = static_cast<float *>(TavixBufferDataGetV2(dst_blob->buffer));
   if (any_null(src, dst)) return TAVIX_ERROR_INVALID_PARAM;  // silent, on purpose
   AxisShape shape;
-  TAVIX_RETURN_IF_REFUSED(check_softmax_shape(TAVIX_HERE, *src_blob, real_axis, shape));
+  TAVIX_RETURN_IF_REFUSED(check_softmax_shape(TAVIX_HERE(kUnit), *src_blob, real_axis, shape));
   if (shape.empty()) return TAVIX_OK;
-  TAVIX_RETURN_IF_REFUSED(check_processor(TAVIX_HERE));
+  TAVIX_RETURN_IF_REFUSED(check_processor(TAVIX_HERE(kUnit)));
   run_softmax(softmax_rows(), src, dst, shape);
   return TAVIX_OK;
 }
