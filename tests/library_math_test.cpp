@@ -26,7 +26,6 @@ void for_each_width(const Run &run) {
 }
 
 using Row = void(const float *x, float *y, int32_t n, const module::LibraryFunction &function);
-using LibraryFunction = float (*)(float);
 
 struct Mismatches {
   uint64_t count = 0, compared = 0;
@@ -92,39 +91,7 @@ TEST_F(LibraryMath, LibrariesAreToldApart) {
   EXPECT_FALSE(module::examined_logf(rounded_log).known);
 }
 
-// Rows stay right with a library that is not known, and every element keeps its own parameters.
-template <int lanes>
-void expect_parameters_of_each_element(const module::LibraryRows<lanes> &rows,
-                                       LibraryFunction library) {
-  constexpr float kLeast = 0.25f;
-  constexpr int32_t kPeriod = 3 * lanes;
-  for (const int32_t channels : {1, 2, 3, 4}) {
-    float scale[kPeriod], offset[kPeriod];
-    for (int32_t k = 0; k < kPeriod; ++k)
-      scale[k] = 1.0f + 0.5f * float(k % channels), offset[k] = float(k % channels);
-    for (const int32_t n : numbers(0, 130)) {
-      std::vector<float> x(size_t(n) + 1), y(size_t(n) + 1), expected(size_t(n) + 1);
-      for (int32_t i = 0; i < n; ++i) {
-        x[size_t(i)] = i % 17 == 5 ? NAN : 0.01f * float(i * i);
-        const float v = x[size_t(i)] * scale[i % kPeriod];
-        expected[size_t(i)] = library(v <= kLeast ? kLeast : v) + offset[i % kPeriod];
-      }
-      rows.scaled_logf(reinterpret_cast<const uint8_t *>(x.data()),
-                       reinterpret_cast<uint8_t *>(y.data()), n, kLeast, scale, offset,
-                       module::examined_logf(library));
-      ASSERT_TRUE(same_values<float>(expected, y)) << n << " elements, " << channels << " channels";
-    }
-  }
-}
-
-TEST_F(LibraryMath, ScaledRows) {
-  for_each_width([](const auto &rows) {
-    expect_parameters_of_each_element(rows, logf);
-    expect_parameters_of_each_element(rows, rounded_log);
-  });
-}
-
-// Every length of a row, ending at a page nobody may touch.
+// Every length of a row, ending at a page nobody may touch, with a library that is known or is not.
 TEST_F(LibraryMath, RowsOfEveryLength) {
   const auto expect_row = [](Row *row, const module::LibraryFunction &library, int32_t n) {
     const GuardedBytes in(size_t(n) * 4), out(size_t(n) * 4);

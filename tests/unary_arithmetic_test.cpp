@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "arithmetic_sweeps.h"
+#include "cpu/x86/arithmetic/library_math.h"
 #include "support/compare.h"
 #include "support/core_double.h"
 #include "support/seams.h"
@@ -163,6 +164,31 @@ TEST(UnaryArithmetic, WiderLevelsGiveTheBitsOfAvx2) {
     }
   });
 }
+
+#if defined(__x86_64__)
+// A logarithm of the C library that vectors do not know is called for every element.
+TEST(UnaryArithmetic, OfAnUnknownLibrary) {
+  if (!module::use_avx2()) GTEST_SKIP() << "no AVX2";
+  const auto successor = [](float x) { return x + 1; };
+  auto &library = const_cast<module::LibraryFunction &>(module::library_logf());
+  const Scoped<module::LibraryFunction> unknown(library, {successor, false});
+  sweep({.formats = kFloatFormats, .heights = {1, 3}}, 300, [&](const SweepCase &c) {
+    GuardedFrame src(c.shape, c.layout), dst(c.shape);
+    src.fill(c.fill, c.seed);
+    const Parameters p = parameters(TAVIX_UNARY_OP_LOG, c.seed);
+    ASSERT_EQ(TavixFrameUnaryArithmeticAVX(src, TAVIX_UNARY_OP_LOG, p.scale, p.offset, dst),
+              TAVIX_OK);
+    const int32_t channels = src->video.channels;
+    for (int32_t y = 0; y < src->video.height; ++y)
+      for (int32_t i = 0; i < src->video.width * channels; ++i) {
+        const float v = src.get<float>(i, y) * float(p.scale[i % channels]);
+        const float expected =
+            successor(v <= FLT_EPSILON ? FLT_EPSILON : v) + float(p.offset[i % channels]);
+        ASSERT_TRUE(same_value(expected, dst.get<float>(i, y))) << "row " << y << ", element " << i;
+      }
+  });
+}
+#endif
 
 // --- pinned values -------------------------------------------------------------------------------
 

@@ -102,11 +102,11 @@ TAVIX_INLINE Bytes choose_where_zero(Bytes b, Bytes yes, Bytes no) {
 TAVIX_INLINE Mask first_lanes(int32_t count) {
   return greater(all_of(count), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
 }
-TAVIX_INLINE Floats load(const float *p, Mask lanes) {
-  return _mm256_maskload_ps(p, bits_of(lanes));
+TAVIX_INLINE Floats load(const void *p, Mask lanes) {
+  return _mm256_maskload_ps(static_cast<const float *>(p), bits_of(lanes));
 }
-TAVIX_INLINE void store(float *p, Mask lanes, Floats v) {
-  _mm256_maskstore_ps(p, bits_of(lanes), v);
+TAVIX_INLINE void store(void *p, Mask lanes, Floats v) {
+  _mm256_maskstore_ps(static_cast<float *>(p), bits_of(lanes), v);
 }
 // The first count of eight, and other values in place of the rest.
 TAVIX_INLINE Eights load_eight(const float *p, int32_t count, Eights other) {

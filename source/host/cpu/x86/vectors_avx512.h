@@ -102,10 +102,10 @@ TAVIX_INLINE Bytes choose_where_zero(Bytes b, Bytes yes, Bytes no) {
 TAVIX_INLINE Mask first_lanes(int32_t count) {
   return Mask(count < kLanes ? (1u << count) - 1 : 0xFFFF);
 }
-TAVIX_INLINE Floats load(const float *p, Mask lanes) {
+TAVIX_INLINE Floats load(const void *p, Mask lanes) {
   return _mm512_maskz_loadu_ps(lanes, p);
 }
-TAVIX_INLINE void store(float *p, Mask lanes, Floats v) {
+TAVIX_INLINE void store(void *p, Mask lanes, Floats v) {
   _mm512_mask_storeu_ps(p, lanes, v);
 }
 // The first count of eight, and other values in place of the rest.

@@ -12,7 +12,7 @@
 namespace tavix::module {
 
 constinit const BinaryRows kBinaryRowsAvx512 = BinaryRows::of<avx512::BinaryKernels>();
-constinit const LibraryRows<16> kLibraryRowsAvx512 = avx512::kLibraryRows;
+constinit const LibraryRows kLibraryRowsAvx512 = avx512::kLibraryRows;
 constinit const SoftmaxRows kSoftmaxRowsAvx512 = {avx512::softmax_panel, avx512::softmax_lines};
 constinit const StatisticsRows kStatisticsRowsAvx512 = avx512::kStatisticsRows;
 constinit const UnaryRows kUnaryRowsAvx512 = UnaryRows::of<avx512::UnaryKernels<ByteMapsAvx2>>();

@@ -21,8 +21,7 @@ namespace {
 // most.
 constexpr int32_t kProbes = 1024;
 
-LibraryFunction examined(float (*call)(float), LibraryRows<8>::Row *row, float centre,
-                         float reach) {
+LibraryFunction examined(float (*call)(float), LibraryRows::Row *row, float centre, float reach) {
   float x[kProbes], y[kProbes];
   for (int32_t i = 0; i < kProbes; ++i) {
     constexpr int32_t kHalf = kProbes / 2;

@@ -7,27 +7,19 @@
 //   struct Kernels {
 //     static constexpr int32_t kPeriod;      // parameters in a row, as the kernels take them
 //     using ByteMaps;                        // byte_maps.h
-//     template <class T, int op> using Body = UnaryBodyAVX<Kernels, T, op>;
-//     static void mul_add_bytes(src, dst, n, scale, offset);
-//     template <int op> static void float_blocks(src, dst, n, scale, offset);
-//     static const LibraryRows<...> kLibrary;
+//     template <class T, int op> using Body = UnaryArithmeticBodyAVX<Kernels, T, op>;
+//     template <class T, int op, bool in_blocks> static void row(src, dst, n, UnaryParameters);
 //     template <int op, bool in_blocks> static void fill_map(scale, offset, map);
 //   };
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <cfloat>
 #include <cmath>
-#include <iterator>
 #include <optional>
-#include <type_traits>
 
 #include "common/frame_access.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/operation_rows.h"
 #include "cpu/x86/arithmetic/byte_maps.h"
-#include "cpu/x86/arithmetic/library_math.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 namespace tavix::module {
@@ -59,18 +51,43 @@ struct UnaryParameters {
   const ParameterPattern<float, period> scale, offset;
 };
 
+// Rows of floats, and of bytes where that is faster than maps.
 template <class Kernels, class T, int op>
-class UnaryArithmeticBodyAVX;
+class UnaryArithmeticBodyAVX final : public ParallelLoopBody {
+ public:
+  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : job_(job), parameters_(job) {}
+
+  void operator()(const Range &rows) const override {
+    if constexpr (op == TAVIX_UNARY_OP_SQRT || op == TAVIX_UNARY_OP_EXP)
+      for_each_row_of_blocks<T>(job_, rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+        const int32_t whole = in_whole_blocks(n, job_.video().channels);
+        const int64_t bytes = int64_t(whole) * int64_t(sizeof(T));
+        Kernels::template row<T, op, true>(src, dst, whole, parameters_);
+        Kernels::template row<T, op, false>(src + bytes, dst + bytes, n - whole, parameters_);
+      });
+    else
+      job_.for_each_row<T>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+        Kernels::template row<T, op, true>(src, dst, n, parameters_);
+      });
+  }
+
+ private:
+  const UnaryJob job_;
+  const UnaryParameters<Kernels::kPeriod> parameters_;
+};
 
 // 8-bit functions go through maps of all samples. Whole blocks have maps of their own where a
 // scaled sample may be NaN.
 template <class Kernels, int op>
-class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBody {
+requires(
+    op != TAVIX_UNARY_OP_MUL_ADD ||
+    Kernels::ByteMaps::kBeatMultiplying) class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final
+    : public ParallelLoopBody {
  public:
   explicit UnaryArithmeticBodyAVX(const UnaryJob &job)
       : job_(job), channels_(job.video().channels), singles_(channels_, alike(), fill<false>()) {
-    if (op == TAVIX_UNARY_OP_SQRT && !finite_scales())
-      blocks_.emplace(channels_, alike(), fill<true>());
+    if constexpr (op == TAVIX_UNARY_OP_SQRT)
+      if (!finite_scales()) blocks_.emplace(channels_, alike(), fill<true>());
   }
 
   void operator()(const Range &rows) const override {
@@ -115,81 +132,5 @@ class UnaryArithmeticBodyAVX<Kernels, uint8_t, op> final : public ParallelLoopBo
   const ByteMaps singles_;
   std::optional<ByteMaps> blocks_;
 };
-
-template <class Kernels>
-class MulAddBytesBodyAVX final : public ParallelLoopBody {
- public:
-  explicit MulAddBytesBodyAVX(const UnaryJob &job) : job_(job), parameters_(job) {}
-
-  void operator()(const Range &rows) const override {
-    job_.for_each_row<uint8_t>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-      Kernels::mul_add_bytes(src, dst, n, parameters_.scale.lanes, parameters_.offset.lanes);
-    });
-  }
-
- private:
-  const UnaryJob job_;
-  const UnaryParameters<Kernels::kPeriod> parameters_;
-};
-
-template <class Kernels, int op>
-class UnaryArithmeticBodyAVX<Kernels, float, op> final : public ParallelLoopBody {
- public:
-  explicit UnaryArithmeticBodyAVX(const UnaryJob &job) : job_(job), parameters_(job) {}
-
-  void operator()(const Range &rows) const override {
-    const auto run = [this](int32_t n, const uint8_t *src, uint8_t *dst) { run_row(n, src, dst); };
-    if constexpr (kBlocksDiffer)
-      for_each_row_of_blocks<float>(job_, rows, run);
-    else
-      job_.for_each_row<float>(rows, run);
-  }
-
- private:
-  static constexpr bool kBlocksDiffer = op == TAVIX_UNARY_OP_SQRT || op == TAVIX_UNARY_OP_EXP;
-
-  void run_row(int32_t n, const uint8_t *src, uint8_t *dst) const {
-    const auto &scale = parameters_.scale.lanes, &offset = parameters_.offset.lanes;
-    if constexpr (op == TAVIX_UNARY_OP_LOG)
-      return Kernels::kLibrary.scaled_logf(src, dst, n, FLT_EPSILON, scale, offset, library_logf());
-    const int32_t whole = kBlocksDiffer ? in_whole_blocks(n, job_.video().channels) : n;
-    Kernels::template float_blocks<op>(src, dst, whole, scale, offset);
-    if constexpr (kBlocksDiffer)
-      run_singles(src + 4 * int64_t(whole), dst + 4 * int64_t(whole), n - whole);
-  }
-
-  // A row with two channels has nothing but single elements.
-  void run_singles(const uint8_t *src, uint8_t *dst, int32_t n) const {
-    constexpr int32_t kPeriod = Kernels::kPeriod;
-    const auto &scale = parameters_.scale.lanes, &offset = parameters_.offset.lanes;
-    for (int64_t start = 0; start < n; start += kPeriod) {
-      const int32_t count = int32_t(std::min<int64_t>(kPeriod, n - start));
-      float v[kPeriod], result[kPeriod];
-      for (int32_t k = 0; k < count; ++k) v[k] = load<float>(src, start + k) * scale[k];
-      apply(v, result, count);
-      for (int32_t k = 0; k < count; ++k) store(dst, start + k, result[k] + offset[k]);
-    }
-  }
-
-  // Square root and exponential as single elements take them.
-  static void apply(const float *v, float *result, int32_t n) {
-    if constexpr (op == TAVIX_UNARY_OP_SQRT) {
-      for (int32_t i = 0; i < n; ++i) result[i] = v[i] < 0 ? 0 : std::sqrt(v[i]);
-    } else {
-      Kernels::kLibrary.expf(v, result, n, library_expf());
-    }
-  }
-
-  const UnaryJob job_;
-  const UnaryParameters<Kernels::kPeriod> parameters_;
-};
-
-template <class Kernels, class T, int op>
-inline constexpr bool kMultiplies = std::is_same_v<T, uint8_t> &&op == TAVIX_UNARY_OP_MUL_ADD &&
-                                    !Kernels::ByteMaps::kBeatMultiplying;
-
-template <class Kernels, class T, int op>
-using UnaryBodyAVX = std::conditional_t<kMultiplies<Kernels, T, op>, MulAddBytesBodyAVX<Kernels>,
-                                        UnaryArithmeticBodyAVX<Kernels, T, op>>;
 
 }  // namespace tavix::module
