@@ -2,18 +2,13 @@
 // Looks up 32 bytes at once: sixteen shuffles, each of them for one value of the bytes' upper half.
 #include "cpu/x86/arithmetic/byte_maps.h"
 
-#include "cpu/x86/vectors_avx2.h"
+#include "cpu/x86/pixels_avx2.h"
 
 #include "cpu/x86/arithmetic/row_blocks.inc"
 
 TAVIX_VECTORS_BEGIN
 
 using Rows = std::array<std::array<uint8_t, 16>, 16>;
-
-template <int count>
-struct Vectors {
-  __m256i v[count];
-};
 
 // A shuffle gives 0 where the index is negative. Counting down from the bytes by sixteen, row after
 // row and with saturation, lets the rows up to their own take part. Bytes from 128 on start out
@@ -37,63 +32,32 @@ TAVIX_INLINE void look_up_bytes(const Rows &rows, __m256i &a, __m256i &b) {
 }
 
 // Vectors of interleaved channels as vectors of one channel each, and back.
-TAVIX_INLINE Vectors<1> by_channel(const Vectors<1> &x) {
-  return x;
-}
-TAVIX_INLINE Vectors<1> interleaved(const Vectors<1> &x) {
-  return x;
-}
+TAVIX_INLINE void take_apart(__m256i (&)[1]) {}
+TAVIX_INLINE void put_together(__m256i (&)[1]) {}
 
 // Byte i of vector j has channel (2 j + i) mod 3. Each vector of a channel keeps the bytes where
 // they are; the same selection brings them back.
-TAVIX_INLINE Vectors<3> by_channel(const Vectors<3> &x) {
+TAVIX_INLINE void take_apart(__m256i (&v)[3]) {
   alignas(32) static constexpr uint8_t kThird[] = {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255,
                                                    0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255,
                                                    0, 0, 255, 0, 0, 255, 0, 0, 255, 0};
   const __m256i second = load_256(kThird + 1), third = load_256(kThird);
-  Vectors<3> result;
+  const __m256i x[3] = {v[0], v[1], v[2]};
   for (int c = 0; c < 3; ++c)
-    result.v[c] = _mm256_blendv_epi8(_mm256_blendv_epi8(x.v[(3 - c) % 3], x.v[(4 - c) % 3], second),
-                                     x.v[(5 - c) % 3], third);
-  return result;
+    v[c] = _mm256_blendv_epi8(_mm256_blendv_epi8(x[(3 - c) % 3], x[(4 - c) % 3], second),
+                              x[(5 - c) % 3], third);
 }
-TAVIX_INLINE Vectors<3> interleaved(const Vectors<3> &x) {
-  return by_channel(x);
-}
-
-// Rows and columns exchanged: of the 4x4 bytes of each half of a vector, and of the 4x4 words of
-// four halves.
-TAVIX_INLINE Vectors<4> transpose_bytes(const Vectors<4> &x) {
-  const __m256i order = _mm256_broadcastsi128_si256(
-      _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
-  Vectors<4> result;
-  for (int j = 0; j < 4; ++j) result.v[j] = _mm256_shuffle_epi8(x.v[j], order);
-  return result;
-}
-TAVIX_INLINE Vectors<4> transpose_words(const Vectors<4> &x) {
-  const __m256i low01 = _mm256_unpacklo_epi32(x.v[0], x.v[1]);
-  const __m256i low23 = _mm256_unpacklo_epi32(x.v[2], x.v[3]);
-  const __m256i high01 = _mm256_unpackhi_epi32(x.v[0], x.v[1]);
-  const __m256i high23 = _mm256_unpackhi_epi32(x.v[2], x.v[3]);
-  return {{_mm256_unpacklo_epi64(low01, low23), _mm256_unpackhi_epi64(low01, low23),
-           _mm256_unpacklo_epi64(high01, high23), _mm256_unpackhi_epi64(high01, high23)}};
-}
-TAVIX_INLINE Vectors<4> by_channel(const Vectors<4> &x) {
-  return transpose_words(transpose_bytes(x));
-}
-TAVIX_INLINE Vectors<4> interleaved(const Vectors<4> &x) {
-  return transpose_bytes(transpose_words(x));
+TAVIX_INLINE void put_together(__m256i (&v)[3]) {
+  take_apart(v);
 }
 
-template <int channels>
-TAVIX_INLINE Vectors<channels> load_channels(const uint8_t *p) {
-  Vectors<channels> x;
-  for (int j = 0; j < channels; ++j) x.v[j] = load_256(p + 32 * j);
-  return x;
+TAVIX_INLINE void take_apart(__m256i (&v)[4]) {
+  transpose_bytes(v);
+  transpose(v);
 }
-template <int channels>
-TAVIX_INLINE void store_channels(uint8_t *p, const Vectors<channels> &x) {
-  for (int j = 0; j < channels; ++j) store_256(p + 32 * j, x.v[j]);
+TAVIX_INLINE void put_together(__m256i (&v)[4]) {
+  transpose(v);
+  transpose_bytes(v);
 }
 
 // Two vectors of each channel, so that both use a row of the map while it is at hand.
@@ -103,11 +67,16 @@ struct MapBlock {
 
   TAVIX_INLINE void block(uint8_t *dst, const uint8_t *src) const {
     constexpr int kHalf = 32 * channels;
-    Vectors<channels> a = by_channel(load_channels<channels>(src));
-    Vectors<channels> b = by_channel(load_channels<channels>(src + kHalf));
-    for (int c = 0; c < channels; ++c) look_up_bytes(rows[c], a.v[c], b.v[c]);
-    store_channels<channels>(dst, interleaved(a));
-    store_channels<channels>(dst + kHalf, interleaved(b));
+    __m256i a[channels], b[channels];
+    for (int j = 0; j < channels; ++j)
+      a[j] = load_256(src + 32 * j), b[j] = load_256(src + kHalf + 32 * j);
+    take_apart(a);
+    take_apart(b);
+    for (int c = 0; c < channels; ++c) look_up_bytes(rows[c], a[c], b[c]);
+    put_together(a);
+    put_together(b);
+    for (int j = 0; j < channels; ++j)
+      store_256(dst + 32 * j, a[j]), store_256(dst + kHalf + 32 * j, b[j]);
   }
 };
 

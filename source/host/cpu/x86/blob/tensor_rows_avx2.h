@@ -2,45 +2,17 @@
 // The rows of tensors with AVX2. Include this header last.
 #pragma once
 
-#include <array>
-
 #include "common/copy_bytes.h"
 #include "common/independent_iterations.h"
 #include "cpu/common_c/blob/element_conversion.h"
 #include "cpu/common_c/blob/tensor_rows.h"
 
 #include "cpu/x86/blob/element_lanes_avx2.h"
+#include "cpu/x86/pixels_avx2.h"
 
 namespace tavix::module::avx2 {
 
 namespace {
-
-// Orders of the bytes of a 16-byte lane: byte i is taken from order[i].
-using ByteOrder = std::array<uint8_t, 16>;
-
-// A lane of packed three-channel pixels holds channel (slot + lane) % 3 in a slot, because it has
-// one slot more than a multiple of three. So three lanes have every channel once in each slot, and
-// channel c of pixel i stands in slot (3 i + c) modulo the slots.
-template <class T>
-inline constexpr int kSlots = 16 / sizeof(T);
-static_assert(kSlots<uint8_t> % 3 == 1 && kSlots<float> % 3 == 1);
-
-template <class T>
-struct SlotOrders {
-  alignas(16) ByteOrder plane_from_slots[3] = {}, slots_from_plane[3] = {};
-
-  constexpr SlotOrders() {
-    constexpr int kElement = sizeof(T);
-    for (int c = 0; c < 3; ++c)
-      for (int i = 0; i < 16; ++i) {
-        const int from = (3 * (i / kElement) + c) % kSlots<T> * kElement + i % kElement;
-        plane_from_slots[c][i] = uint8_t(from);
-        slots_from_plane[c][from] = uint8_t(i);
-      }
-  }
-};
-template <class T>
-constexpr SlotOrders<T> kSlotOrders;
 
 // Each channel of four pixels of bytes in each lane, as 32-bit integers: -1 makes a zero. Of pixels
 // of three bytes, the upper lane starts four bytes early, so that it ends with the pixels.
@@ -58,10 +30,6 @@ struct WideningOrders {
 };
 template <int channels>
 constexpr WideningOrders<channels> kWidening;
-
-// Four by four bytes transposed.
-alignas(16) constexpr ByteOrder kTransposed = {0, 4, 8,  12, 1, 5, 9,  13,
-                                               2, 6, 10, 14, 3, 7, 11, 15};
 
 }  // namespace
 
@@ -142,68 +110,32 @@ TAVIX_INLINE void convert_from_floats(const uint8_t *src, uint8_t *dst) {
   }
 }
 
-// ---- Moving channels. A vector is two 16-byte lanes, the lower of the first half of the block's
-// pixels, the upper of the second half; both go the same way. ----
+// ---- Moving channels. ----
 
-TAVIX_INLINE __m256i shuffle_lanes(__m256i v, const ByteOrder &order) {
-  return _mm256_shuffle_epi8(v, _mm256_broadcastsi128_si256(load_128(order.data())));
-}
-
-// Slots 0, 3, 6... of a, slots 1, 4, 7... of b, slots 2, 5, 8... of c.
+template <int bytes>
+struct Elements {
+  using Vector = Floats;
+};
+template <>
+struct Elements<1> {
+  using Vector = Bytes;
+};
 template <class T>
-TAVIX_INLINE __m256i every_third(__m256i a, __m256i b, __m256i c) {
-  if constexpr (sizeof(T) == 1) {
-    const __m256i from_b = _mm256_broadcastsi128_si256(
-        _mm_setr_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0));
-    const __m256i from_c = _mm256_broadcastsi128_si256(
-        _mm_setr_epi8(0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0));
-    return _mm256_blendv_epi8(_mm256_blendv_epi8(a, b, from_b), c, from_c);
-  } else {
-    return _mm256_blend_epi32(_mm256_blend_epi32(a, b, 0b00100010), c, 0b01000100);
-  }
-}
-
-// Four by four 32-bit elements within each lane.
-TAVIX_INLINE void transpose(__m256i (&v)[4]) {
-  const __m256i a = _mm256_unpacklo_epi32(v[0], v[1]), b = _mm256_unpackhi_epi32(v[0], v[1]);
-  const __m256i c = _mm256_unpacklo_epi32(v[2], v[3]), d = _mm256_unpackhi_epi32(v[2], v[3]);
-  v[0] = _mm256_unpacklo_epi64(a, c), v[1] = _mm256_unpackhi_epi64(a, c);
-  v[2] = _mm256_unpacklo_epi64(b, d), v[3] = _mm256_unpackhi_epi64(b, d);
-}
+using VectorOf = typename Elements<sizeof(T)>::Vector;
 
 // One vector of pixels; at is the byte offset within the planes.
 template <class T, int channels, bool past_caches>
 TAVIX_INLINE void split_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
-  __m256i v[channels];
-  for (int j = 0; j < channels; ++j) v[j] = load_halves(src + 16 * j, src + 16 * (channels + j));
-  if constexpr (channels == 3) {
-    for (int c = 0; c < 3; ++c)
-      put<past_caches>(planes[c] + at,
-                       shuffle_lanes(every_third<T>(v[c], v[(c + 2) % 3], v[(c + 1) % 3]),
-                                     kSlotOrders<T>.plane_from_slots[c]));
-  } else {
-    if constexpr (sizeof(T) == 1)
-      for (int j = 0; j < 4; ++j) v[j] = shuffle_lanes(v[j], kTransposed);
-    transpose(v);
-    for (int c = 0; c < 4; ++c) put<past_caches>(planes[c] + at, v[c]);
-  }
+  VectorOf<T> v[channels];
+  load_planes<channels>(src, v);
+  for (int c = 0; c < channels; ++c) put<past_caches>(planes[c] + at, v[c]);
 }
 
 template <class T, int channels, bool past_caches>
 TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t *dst) {
-  __m256i v[channels];
-  if constexpr (channels == 3) {
-    __m256i p[3];
-    for (int c = 0; c < 3; ++c)
-      p[c] = shuffle_lanes(load_256(planes[c] + at), kSlotOrders<T>.slots_from_plane[c]);
-    for (int j = 0; j < 3; ++j) v[j] = every_third<T>(p[j], p[(j + 1) % 3], p[(j + 2) % 3]);
-  } else {
-    for (int c = 0; c < 4; ++c) v[c] = load_256(planes[c] + at);
-    transpose(v);
-    if constexpr (sizeof(T) == 1)
-      for (int j = 0; j < 4; ++j) v[j] = shuffle_lanes(v[j], kTransposed);
-  }
-  for (int j = 0; j < channels; ++j) store_halves(dst + 16 * j, dst + 16 * (channels + j), v[j]);
+  VectorOf<T> v[channels];
+  for (int c = 0; c < channels; ++c) v[c] = reinterpret_cast<VectorOf<T>>(load(planes[c] + at));
+  store_planes<false>(dst, v);
 }
 
 // Eight pixels of bytes, half of them in each lane.

@@ -29,8 +29,6 @@ TAVIX_INLINE Ints swap_pairs(Ints v) {
 
 // What permutations of floats or bytes take: an index for each element, and a bit of a mask.
 template <class Vector>
-constexpr bool kIsFloats = sizeof(Vector{}[0]) == sizeof(float);
-template <class Vector>
 using IndexOf = std::conditional_t<kIsFloats<Vector>, int32_t, uint8_t>;
 template <class Vector>
 using MaskOf = std::conditional_t<kIsFloats<Vector>, __mmask16, __mmask64>;
