@@ -26,9 +26,9 @@ add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build
 function(tavix_count_coverage target)
   if(TAVIX_COVERAGE)
     target_compile_options(
-      ${target} PRIVATE --coverage -O0 -fprofile-update=atomic -fstack-reuse=none
-                        -DTAVIX_INLINE=inline
-                        -fprofile-prefix-map=${PROJECT_SOURCE_DIR}=${PROJECT_SOURCE_DIR})
+      ${target}
+      PRIVATE --coverage -O0 -fprofile-update=atomic -fstack-reuse=none -DTAVIX_INLINE=inline
+              -fprofile-prefix-map=${PROJECT_SOURCE_DIR}=${PROJECT_SOURCE_DIR})
     target_link_options(${target} PUBLIC --coverage)
   endif()
 endfunction()
