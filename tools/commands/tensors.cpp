@@ -132,7 +132,7 @@ int make_tensors(const Command &, const Options &options) {
       control.stop();
       return nullptr;
     }
-    const auto job = std::make_shared<Job>();
+    auto job = std::make_shared<Job>();
     job->picture.reset(av_frame_clone(picture));
     if (!job->picture) throw std::bad_alloc();
     return job;
