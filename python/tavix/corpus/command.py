@@ -11,7 +11,7 @@ import os
 import signal
 import sys
 import time
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 
 import dask
 from distributed import Client, LocalCluster
@@ -49,6 +49,26 @@ def positive(text: str) -> int:
     return value
 
 
+# fmt: off
+OPTIONS: list[tuple[str, Callable[[str], object], object, str, str]] = [
+    ("--size", positive, 224, "N", "side of the pictures in pixels (default: 224)"),
+    ("--every", seconds, 0.5, "SECONDS", "time between two samples (default: 0.5s)"),
+    ("--mean", three_numbers, (0.0, 0.0, 0.0), "R,G,B",
+     "means of the channels, in the range 0 to 255 (default: 0)"),
+    ("--scale", three_numbers, (1.0, 1.0, 1.0), "R,G,B",
+     "factors of the channels, after the means are subtracted (default: 1)"),
+    ("--chunk", positive, 64, "N",
+     "pictures in a chunk, which a worker holds in memory (default: 64)"),
+    ("--scheduler", str, None, "ADDRESS",
+     "a Dask scheduler, such as tcp://host:8786 (default: start a cluster on this machine)"),
+    ("--workers", positive, len(os.sched_getaffinity(0)), "N",
+     "processes of the cluster on this machine (default: one for each processor)"),
+    ("--reconnect", seconds, 60.0, "SECONDS",
+     "how long to wait for a scheduler that went away (default: 60s)"),
+]
+# fmt: on
+
+
 def parser() -> argparse.ArgumentParser:
     made = argparse.ArgumentParser(
         prog="tavix-corpus",
@@ -64,41 +84,11 @@ def parser() -> argparse.ArgumentParser:
     made.add_argument(
         "--output", required=True, metavar="STORE", help="the store; created if it does not exist"
     )
-    made.add_argument(
-        "--size", type=positive, default=224, metavar="N",
-        help="side of the pictures in pixels (default: 224)",
-    )  # fmt: skip
-    made.add_argument(
-        "--every", type=seconds, default=0.5, metavar="SECONDS",
-        help="time between two samples (default: 0.5s)",
-    )  # fmt: skip
-    made.add_argument(
-        "--mean", type=three_numbers, default=(0.0, 0.0, 0.0), metavar="R,G,B",
-        help="means of the channels, in the range 0 to 255 (default: 0)",
-    )  # fmt: skip
-    made.add_argument(
-        "--scale", type=three_numbers, default=(1.0, 1.0, 1.0), metavar="R,G,B",
-        help="factors of the channels, after the means are subtracted (default: 1)",
-    )  # fmt: skip
+    for name, kind, default, metavar, meaning in OPTIONS:
+        made.add_argument(name, type=kind, default=default, metavar=metavar, help=meaning)
     made.add_argument(
         "--dtype", choices=("float32", "uint8"), default="float32",
         help="type of the elements (default: float32)",
-    )  # fmt: skip
-    made.add_argument(
-        "--chunk", type=positive, default=64, metavar="N",
-        help="pictures in a chunk, which a worker holds in memory (default: 64)",
-    )  # fmt: skip
-    made.add_argument(
-        "--scheduler", metavar="ADDRESS",
-        help="a Dask scheduler, such as tcp://host:8786 (default: start a cluster on this machine)",
-    )  # fmt: skip
-    made.add_argument(
-        "--workers", type=positive, default=len(os.sched_getaffinity(0)), metavar="N",
-        help="processes of the cluster on this machine (default: one for each processor)",
-    )  # fmt: skip
-    made.add_argument(
-        "--reconnect", type=seconds, default=60.0, metavar="SECONDS",
-        help="how long to wait for a scheduler that went away (default: 60s)",
     )  # fmt: skip
     made.add_argument(
         "--quiet", action="store_true",
