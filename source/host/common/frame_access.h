@@ -93,14 +93,13 @@ void for_each_joined(int32_t start, int32_t end, int32_t n, int64_t bytes, bool 
 }
 
 // run(elements, row of each frame...) for the rows [start, end) of plane 0 of frames of one shape
-// and of elements T; nothing when they have no pixels. Rows without gaps in every frame are joined.
+// and of elements T, which have pixels. Rows without gaps in every frame are joined.
 template <class T, class Run, class Frame, class... Frames>
 void for_each_long_row(int32_t start, int32_t end, const Run &run, Frame &frame,
                        Frames &...frames) {
   const int32_t n = row_elements(frame.video);
   const int64_t bytes = n * int64_t(sizeof(T));
   const bool gapless = frame.linesize[0] == bytes && ((frames.linesize[0] == bytes) && ...);
-  if (n == 0) return;
   for_each_joined(start, end, n, bytes, gapless, [&](int32_t y, int32_t elements) {
     run(elements, row(frame, y), row(frames, y)...);
   });

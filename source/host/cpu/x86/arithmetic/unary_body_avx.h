@@ -91,16 +91,17 @@ requires(
   }
 
   void operator()(const Range &rows) const override {
-    if (!blocks_)
-      return job_.for_each_row<uint8_t>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-        singles_.map_row(src, dst, n);
-      });
-    for_each_row_of_blocks<uint8_t>(job_, rows,
-                                    [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-                                      const int32_t whole = in_whole_blocks(n, channels_);
-                                      blocks_->map_row(src, dst, whole);
-                                      singles_.map_row(src + whole, dst + whole, n - whole);
-                                    });
+    if constexpr (op == TAVIX_UNARY_OP_SQRT)
+      if (blocks_)
+        return for_each_row_of_blocks<uint8_t>(
+            job_, rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+              const int32_t whole = in_whole_blocks(n, channels_);
+              blocks_->map_row(src, dst, whole);
+              singles_.map_row(src + whole, dst + whole, n - whole);
+            });
+    job_.for_each_row<uint8_t>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
+      singles_.map_row(src, dst, n);
+    });
   }
 
  private:
