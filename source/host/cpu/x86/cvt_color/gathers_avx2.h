@@ -15,39 +15,25 @@ constexpr uint8_t shuffle_byte(int index) {
   return index < 0 ? 0x80 : uint8_t(index);
 }
 
-// Bytes to bytes: dst_step vectors of two 16-byte lanes each.
-template <int src_step, int dst_step, bool swap>
-struct BytesPlan {
-  static constexpr GatherPlan<src_step, dst_step, swap, 32, 16, 16> kPlan{};
+// Bytes to vectors whose elements of so many bytes are bytes of the source: either half of a vector
+// of bytes has windows of its own, vectors of 32-bit elements have one.
+template <int src_step, int dst_step, bool swap, int pixels, int element>
+struct ShufflePlan {
+  static constexpr int kLanes = element == 1 ? 2 : 1, kLaneBytes = 32 / kLanes;  // of a vector
+  static constexpr int kVectors = pixels * dst_step * element / 32;
+  static constexpr GatherPlan<src_step, dst_step, swap, pixels, kLaneBytes / element, 16> kPlan{};
 
-  alignas(32) uint8_t mask[2][dst_step][32] = {};
-  alignas(32) uint8_t opaque[dst_step][32] = {};
+  alignas(32) uint8_t mask[2][kVectors][32] = {};
+  alignas(32) uint8_t opaque[kVectors][32] = {};
 
-  constexpr BytesPlan() {
-    for (int v = 0; v < dst_step; ++v)
+  constexpr ShufflePlan() {
+    for (int v = 0; v < kVectors; ++v)
       for (int i = 0; i < 32; ++i) {
+        const int lane = kLanes * v + i / kLaneBytes, at = i % kLaneBytes / element;
+        const bool low = i % element == 0;
         for (int w = 0; w < 2; ++w)
-          mask[w][v][i] = shuffle_byte(kPlan.index[w][2 * v + i / 16][i % 16]);
-        opaque[v][i] = kPlan.opaque[2 * v + i / 16][i % 16] ? 255 : 0;
-      }
-  }
-};
-
-// Bytes to 32-bit integers: vectors of 8 elements, each from one 16-byte window.
-template <int src_step, int dst_step, bool swap>
-struct WidenPlan {
-  static constexpr GatherPlan<src_step, dst_step, swap, 16, 8, 16> kPlan{};
-  static_assert(kPlan.windows == 1);
-
-  alignas(32) uint8_t mask[kPlan.kLanes][32] = {};
-  alignas(32) int32_t opaque[kPlan.kLanes][8] = {};
-
-  constexpr WidenPlan() {
-    for (int v = 0; v < kPlan.kLanes; ++v)
-      for (int i = 0; i < 8; ++i) {
-        for (int byte = 0; byte < 4; ++byte)
-          mask[v][4 * i + byte] = shuffle_byte(byte == 0 ? kPlan.index[0][v][i] : -1);
-        opaque[v][i] = kPlan.opaque[v][i] ? 255 : 0;
+          mask[w][v][i] = shuffle_byte(low ? kPlan.index[w][lane][at] : -1);
+        opaque[v][i] = low && kPlan.opaque[lane][at] ? 255 : 0;
       }
   }
 };
@@ -55,17 +41,15 @@ struct WidenPlan {
 // Bytes of 4 pixels in each 16-byte lane to 4 pixels at the start of each lane.
 template <int src_step, int dst_step, bool swap>
 struct LanePlan {
-  static constexpr GatherPlan<src_step, dst_step, swap, 4, 4 * dst_step, 4 * src_step> kPlan{};
-  static_assert(kPlan.windows == 1);
-
   alignas(32) uint8_t mask[32] = {};
   alignas(32) uint8_t opaque[32] = {};
 
   constexpr LanePlan() {
     for (int i = 0; i < 32; ++i) {
       const bool used = i % 16 < 4 * dst_step;
-      mask[i] = shuffle_byte(used ? kPlan.index[0][0][i % 16] : -1);
-      opaque[i] = used && kPlan.opaque[0][i % 16] ? 255 : 0;
+      const int from = source_element(src_step, dst_step, swap, i % 16);
+      mask[i] = shuffle_byte(used ? from : -1);
+      opaque[i] = used && from == kOpaqueElement ? 255 : 0;
     }
   }
 };
@@ -76,16 +60,17 @@ TAVIX_INLINE __m256i reorder(__m256i v) {
   return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(a, b, c, d, e, f, g, h));
 }
 
-// Vectors of 32 pixels.
-template <int src_step, int dst_step, bool swap>
-struct BytesOf {
-  using Plan = BytesPlan<src_step, dst_step, swap>;
+template <int src_step, int dst_step, bool swap, int pixels, int element>
+struct ShuffledBytes {
+  using Plan = ShufflePlan<src_step, dst_step, swap, pixels, element>;
   static constexpr Plan kMasks{};
 
   static TAVIX_INLINE __m256i window(const uint8_t *src, int w, int v) {
-    const auto &offset = Plan::kPlan.offset[w];
-    return _mm256_shuffle_epi8(load_halves(src + offset[2 * v], src + offset[2 * v + 1]),
-                               load_256(kMasks.mask[w][v]));
+    const uint8_t *const low = src + Plan::kPlan.offset[w][Plan::kLanes * v];
+    const uint8_t *const high = src + Plan::kPlan.offset[w][Plan::kLanes * (v + 1) - 1];
+    const __m256i bytes =
+        Plan::kLanes == 2 ? load_halves(low, high) : _mm256_broadcastsi128_si256(load_128(low));
+    return _mm256_shuffle_epi8(bytes, load_256(kMasks.mask[w][v]));
   }
 
   static TAVIX_INLINE __m256i gather(const uint8_t *src, int v) {
@@ -96,31 +81,22 @@ struct BytesOf {
   }
 };
 
-// Vectors of 16 pixels as 32-bit integers.
+// Vectors of 32 pixels, and of 16 pixels as 32-bit integers.
 template <int src_step, int dst_step, bool swap>
-struct WidenedBytesOf {
-  using Plan = WidenPlan<src_step, dst_step, swap>;
-  static constexpr Plan kMasks{};
-
-  static TAVIX_INLINE __m256i gather(const uint8_t *src, int v) {
-    const __m256i bytes = _mm256_broadcastsi128_si256(load_128(src + Plan::kPlan.offset[0][v]));
-    const __m256i wide = _mm256_shuffle_epi8(bytes, load_256(kMasks.mask[v]));
-    if constexpr (Plan::kPlan.adds_alpha) return wide | load_256(kMasks.opaque[v]);
-    return wide;
-  }
-};
+using BytesOf = ShuffledBytes<src_step, dst_step, swap, 32, 1>;
+template <int src_step, int dst_step, bool swap>
+using WidenedBytesOf = ShuffledBytes<src_step, dst_step, swap, 16, 4>;
 
 // Stores 8 pixels, packed from vectors of 32-bit integers half by half.
 template <int src_step, int dst_step, bool swap>
 TAVIX_INLINE void store_packed(uint8_t *dst, __m256i packed) {
-  using Plan = LanePlan<src_step, dst_step, swap>;
-  static constexpr Plan kMasks{};
+  static constexpr LanePlan<src_step, dst_step, swap> kMasks{};
   __m256i out = zip_halves(packed);
   if constexpr (src_step != dst_step || swap) {
     // Pixels 0 to 3 into the low lane, pixels 4 to 7 into the high one.
     if constexpr (src_step == 3) out = reorder<0, 4, 1, -1, 5, 2, 6, -1>(packed);
     out = _mm256_shuffle_epi8(out, load_256(kMasks.mask));
-    if constexpr (Plan::kPlan.adds_alpha) out = out | load_256(kMasks.opaque);
+    if constexpr (src_step == 3 && dst_step == 4) out = out | load_256(kMasks.opaque);
     if constexpr (dst_step == 3) out = reorder<0, 1, 2, 4, 5, 6, -1, -1>(out);
   }
   if constexpr (dst_step == 4) {
