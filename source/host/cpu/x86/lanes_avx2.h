@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vectors of bytes and of eight floats, loaded, stored and packed in order. Every helper touches
-// exactly the bytes it names; nothing needs to be aligned. Include this header last.
+// Vectors of bytes, loaded, stored and packed in order. Every helper touches exactly the bytes it
+// names; nothing needs to be aligned. Include this header last.
 #pragma once
 
 #include "cpu/x86/avx2.h"
@@ -20,9 +20,6 @@ TAVIX_INLINE __m128i load_128(const void *p) {
 TAVIX_INLINE __m256i load_256(const void *p) {
   return _mm256_loadu_si256(static_cast<const __m256i *>(p));
 }
-TAVIX_INLINE __m256 load_8_floats(const void *p) {
-  return _mm256_castsi256_ps(load_256(p));
-}
 TAVIX_INLINE void store_64(void *p, __m128i v) {
   _mm_storel_epi64(static_cast<__m128i *>(p), v);
 }
@@ -31,9 +28,6 @@ TAVIX_INLINE void store_128(void *p, __m128i v) {
 }
 TAVIX_INLINE void store_256(void *p, __m256i v) {
   _mm256_storeu_si256(static_cast<__m256i *>(p), v);
-}
-TAVIX_INLINE void store_8_floats(void *p, __m256 v) {
-  store_256(p, _mm256_castps_si256(v));
 }
 
 // The halves of a vector, 16 bytes at either address.

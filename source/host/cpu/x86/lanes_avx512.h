@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vectors of 64 bytes and of sixteen floats, loaded, stored and packed in order. Every helper
-// touches exactly the bytes it names; nothing needs to be aligned. Include this header last.
+// Vectors of 64 bytes, loaded, stored and packed in order. Every helper touches exactly the bytes it
+// names; nothing needs to be aligned. Include this header last.
 #pragma once
 
 #include "cpu/x86/avx512.h"
@@ -15,14 +15,8 @@ namespace {
 TAVIX_INLINE __m512i load_512(const void *p) {
   return _mm512_loadu_si512(p);
 }
-TAVIX_INLINE __m512 load_16_floats(const void *p) {
-  return _mm512_castsi512_ps(load_512(p));
-}
 TAVIX_INLINE void store_512(void *p, __m512i v) {
   _mm512_storeu_si512(p, v);
-}
-TAVIX_INLINE void store_16_floats(void *p, __m512 v) {
-  store_512(p, _mm512_castps_si512(v));
 }
 // The first 48 bytes.
 TAVIX_INLINE void store_384(uint8_t *p, __m512i v) {

@@ -163,7 +163,7 @@ TAVIX_INLINE void widen_channel(const __m512i (&pixels)[kWidenedVectors], uint8_
   for (int k = 0; k < kWidenedVectors; ++k) {
     const __m512i integers = _mm512_maskz_permutexvar_epi8(kLowBytes, order, pixels[k]);
     if constexpr (std::is_same_v<T, float>) {
-      store_16_floats(plane + 64 * k, _mm512_cvtepi32_ps(integers));
+      store(plane + 64 * k, as_floats(integers));
     } else {
       store_512(plane + 64 * k, integers);
     }

@@ -150,7 +150,7 @@ struct FloatsOf {
   static constexpr GatherPlan<src_step, dst_step, swap, 8, 8, 8> kPlan{};
 
   static TAVIX_INLINE __m256 window(const uint8_t *src, int w, int v) {
-    return _mm256_permutevar8x32_ps(load_8_floats(src + 4 * kPlan.offset[w][v]),
+    return _mm256_permutevar8x32_ps(load(src + 4 * kPlan.offset[w][v]),
                                     load_256(kPlan.index[w][v]));
   }
 
