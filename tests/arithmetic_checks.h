@@ -293,6 +293,22 @@ TYPED_TEST_P(ArithmeticChecks, ImplementationsDoNotLookAtMemory) {
   if (module::use_avx2()) expect_not_to_look_at_memory<typename TypeParam::Avx>();
 }
 
+template <class Call>
+void expect_limits_of_one_row() {
+  for (const Check<Call> &check : limit_rows<Call>()) {
+    SCOPED_TRACE(check.name);
+    Call call;
+    call.set_all(&TavixVideoInfo::height, 1);
+    check.fault(call);
+    expect_refusal(call, check);
+  }
+}
+
+TYPED_TEST_P(ArithmeticChecks, OneRowHasTheLimitsOfMany) {
+  expect_limits_of_one_row<typename TypeParam::CommonC>();
+  expect_limits_of_one_row<typename TypeParam::Avx>();
+}
+
 TYPED_TEST_P(ArithmeticChecks, EntryLeavesTheRestToTheImplementation) {
   const WithoutAvx2 portable;
   using Call = typename TypeParam::Call;
@@ -314,6 +330,6 @@ TYPED_TEST_P(ArithmeticChecks, EntryLeavesTheRestToTheImplementation) {
 
 REGISTER_TYPED_TEST_SUITE_P(ArithmeticChecks, ByCPU, CommonC, AVX, AVXWithoutAvx2,
                             OtherFormatsAreRefused, ImplementationsDoNotLookAtMemory,
-                            EntryLeavesTheRestToTheImplementation);
+                            OneRowHasTheLimitsOfMany, EntryLeavesTheRestToTheImplementation);
 
 }  // namespace tavix::test

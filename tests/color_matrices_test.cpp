@@ -79,6 +79,15 @@ static_assert(way_back_is(kBt2020Limited,
 static_assert(way_back_is(kBt2020Full,
                           {{256, 430, -48, -166, 548}, {1.0f, 1.678f, -0.187f, -0.65f, 2.141f}}));
 
+// The luma of black is the same both ways.
+constexpr bool same_offsets(ColorMatrix m) {
+  const auto &to_yuv = kRgbToYuv[m];
+  const auto &to_rgb = kYuvToRgb[m];
+  return to_yuv.fixed.offset == to_rgb.fixed.offset && to_yuv.real.offset == to_rgb.real.offset &&
+         to_rgb.real.offset == float(to_rgb.fixed.offset);
+}
+static_assert(std::ranges::all_of(kEveryMatrix, same_offsets));
+
 // Grey has no chroma, but for one: the U row of BT.709 sums to -1. White is luma 235 or 255, but
 // BT.2020 loses two steps of 256 and full-range BT.709 stays at 219.
 constexpr bool sums_are(ColorMatrix m, int32_t y, int32_t u, int32_t v) {
