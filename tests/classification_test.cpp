@@ -7,6 +7,7 @@
 #include <set>
 
 #include "../core/plane_layout.h"
+#include "common/log.h"
 #include "common/pixel_format.h"
 #include "support/sweep.h"
 #include "tavix_blob_set_cpu/blob_layouts.h"
@@ -117,6 +118,17 @@ TEST(DataFormat, TwoRunsOfCodesFoldIntoOneTable) {
     EXPECT_EQ(layout_slot(code), kNoLayout) << code;
   EXPECT_EQ(kLayoutSlots, 15u);
   EXPECT_GE(kNoLayout, kLayoutSlots);
+}
+
+// Users filter lines by these: they stay, wherever the sources go.
+TEST(Units, NamesOfLogLines) {
+  EXPECT_STREQ(kFrameConvertUnit, "source/host/tavix_frame_convert_cpu");
+  EXPECT_STREQ(kBlobSetUnit, "source/host/tavix_blob_set_cpu");
+  EXPECT_STREQ(kCvtColorUnit, "source/host/cpu/tavix_cvt_color");
+  EXPECT_STREQ(kCvtColorAvxUnit, "source/host/cpu/x86/cvt_color/cvt_color_yuv_avx");
+  EXPECT_STREQ(kArithmeticUnit, "source/host/cpu/common_c/arithmetic/arithmetic");
+  EXPECT_STREQ(kArithmeticAvxUnit, "source/host/cpu/x86/arithmetic/arithmetic_avx");
+  EXPECT_STREQ(kParallelUnit, "source/host/common/parallel/tavix_parallel_wrapper");
 }
 
 }  // namespace
