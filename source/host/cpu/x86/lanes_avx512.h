@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Vectors of 64 bytes, loaded, stored and packed in order. Every helper touches exactly the bytes it
-// names; nothing needs to be aligned. Include this header last.
+// Vectors of 64 bytes, loaded, stored and packed in order. Every helper touches exactly the bytes
+// it names; nothing needs to be aligned. Include this header last.
 #pragma once
 
 #include "cpu/x86/avx512.h"
