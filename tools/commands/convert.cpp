@@ -5,19 +5,17 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <span>
 #include <stdexcept>
-#include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "commands/commands.h"
 #include "files/output_file.h"
 #include "program/choice.h"
 #include "program/command.h"
+#include "program/size.h"
 #include "tavix/interop/opencv.h"
 
 namespace tavix::tool {
@@ -69,23 +67,7 @@ struct Options {
   int32_t space = 2, range = 1;  // as TavixVideoInfo numbers them
 };
 
-struct Size {
-  int32_t width, height;
-};
-
 constexpr int32_t kLargest = 32767;
-
-// The sizes of "64x48", or of 0 x 0 where that is not one.
-Size size_of(std::string_view text) {
-  Size size = {};
-  const char *end = text.data() + text.size();
-  const auto width = std::from_chars(text.data(), end, size.width);
-  if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x') return {};
-  const auto height = std::from_chars(width.ptr + 1, end, size.height);
-  if (height.ec != std::errc() || height.ptr != end) return {};
-  const auto [smaller, larger] = std::minmax(size.width, size.height);
-  return smaller >= 1 && larger <= kLargest ? size : Size{};
-}
 
 template <class... Arguments>
 std::runtime_error error(fmt::format_string<Arguments...> text, Arguments &&...arguments) {
@@ -154,7 +136,8 @@ Frame read_picture(const Options &options, const std::vector<uint8_t> &bytes) {
   if (options.from != TAVIX_PIX_FMT_NONE && options.from != format.code) {
     throw error("'{}' holds {}, not {}", options.input, format.name, format_of(options.from).name);
   }
-  const Size size = options.size.empty() ? Size{picture.cols, picture.rows} : size_of(options.size);
+  const Size size =
+      options.size.empty() ? Size{picture.cols, picture.rows} : size_of(options.size, kLargest);
   if (size.width != picture.cols || size.height != picture.rows) {
     throw error("'{}' has {} x {} pixels, not {}", options.input, picture.cols, picture.rows,
                 options.size);
@@ -170,7 +153,7 @@ Frame read_raw(const Options &options, const std::vector<uint8_t> &bytes) {
     throw error("'{}' is a raw file, which needs --from and --size", options.input);
   }
   const Format &format = format_of(options.from);
-  const Size size = size_of(options.size);
+  const Size size = size_of(options.size, kLargest);
   require_even(format, size);
   const int64_t expected = raw_bytes(format, size);
   if (int64_t(bytes.size()) != expected) {
@@ -230,7 +213,8 @@ Options::Options(Command &command) {
   for (const Format &format : kFormats) formats.emplace_back(format.name, format.code);
   const CLI::Validator a_size(
       [](const std::string &text) {
-        return size_of(text).width > 0 ? "" : "'" + text + "' is not a size such as 640x480";
+        return size_of(text, kLargest).width > 0 ? ""
+                                                 : "'" + text + "' is not a size such as 640x480";
       },
       "");
   app.add_option("INPUT", input, "raw frame or picture")->required()->type_name("");

@@ -16,6 +16,7 @@
 #include "files/npy_file.h"
 #include "program/choice.h"
 #include "program/progress.h"
+#include "program/size.h"
 #include "program/step_times.h"
 #include "program/video_options.h"
 #include "video/frame_selection.h"
@@ -41,16 +42,11 @@ struct Options {
 
 // "224", or "320x240".
 std::string parse_size(const std::string &text, Preprocessing &preprocessing) {
-  int32_t &width = preprocessing.width, &height = preprocessing.height;
-  int end = 0;
-  if (std::sscanf(text.c_str(), "%5dx%5d%n", &width, &height, &end) != 2) {
-    end = 0;
-    if (std::sscanf(text.c_str(), "%5d%n", &width, &end) == 1) height = width;
-  }
-  const bool valid = size_t(end) == text.size() && std::min(width, height) >= 1;
-  return valid && std::max(width, height) <= 16384
-             ? ""
-             : "'" + text + "' is not a size such as 224 or 320x240";
+  const bool has_both = text.find('x') != text.npos;
+  const auto [width, height] = size_of(has_both ? text : text + "x" + text, 16384);
+  preprocessing.width = width;
+  preprocessing.height = height;
+  return width > 0 ? "" : "'" + text + "' is not a size such as 224 or 320x240";
 }
 
 Options::Options(Command &command) : video(command) {
