@@ -11,6 +11,7 @@ extern "C" {
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 namespace tavix::tool {
@@ -76,7 +77,9 @@ void VideoReader::open_decoder() {
   const std::string failure = "cannot decode " + name_;
   checked(avcodec_parameters_to_context(decoder_.get(), stream_->codecpar), failure);
   decoder_->pkt_timebase = stream_->time_base;
-  decoder_->thread_count = 0;  // one for each processor
+  // Pictures wait for those that they refer to, so that one thread for each processor leaves processors
+  // idle. FFmpeg advises against more than 16.
+  decoder_->thread_count = std::min(16, 4 * int(std::thread::hardware_concurrency()));
   checked(avcodec_open2(decoder_.get(), codec, nullptr), failure);
 
   const AVRational rate = av_guess_frame_rate(input_.get(), stream_, nullptr);
