@@ -77,8 +77,8 @@ void VideoReader::open_decoder() {
   const std::string failure = "cannot decode " + name_;
   checked(avcodec_parameters_to_context(decoder_.get(), stream_->codecpar), failure);
   decoder_->pkt_timebase = stream_->time_base;
-  // Pictures wait for those that they refer to, so that one thread for each processor leaves processors
-  // idle. FFmpeg advises against more than 16.
+  // Pictures wait for those that they refer to, so that one thread for each processor leaves
+  // processors idle. FFmpeg advises against more than 16.
   decoder_->thread_count = std::min(16, 4 * int(std::thread::hardware_concurrency()));
   checked(avcodec_open2(decoder_.get(), codec, nullptr), failure);
 
