@@ -5,7 +5,7 @@
 
 #include "cpu/x86/vectors_avx2.h"
 
-#include "cpu/x86/arithmetic/row_blocks.inc"
+#include "cpu/x86/arithmetic/arithmetic_blocks.inc"
 
 TAVIX_AVX2_BEGIN
 

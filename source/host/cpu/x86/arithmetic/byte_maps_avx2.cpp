@@ -2,9 +2,9 @@
 // Looks up 32 bytes at once: sixteen shuffles, each of them for one value of the bytes' upper half.
 #include "cpu/x86/arithmetic/byte_maps.h"
 
-#include "cpu/x86/pixels_avx2.h"
+#include "cpu/x86/packed_pixels_avx2.h"
 
-#include "cpu/x86/arithmetic/row_blocks.inc"
+#include "cpu/x86/arithmetic/arithmetic_blocks.inc"
 
 TAVIX_VECTORS_BEGIN
 

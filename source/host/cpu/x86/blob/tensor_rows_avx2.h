@@ -8,7 +8,7 @@
 #include "cpu/common_c/blob/tensor_rows.h"
 
 #include "cpu/x86/blob/element_lanes_avx2.h"
-#include "cpu/x86/pixels_avx2.h"
+#include "cpu/x86/packed_pixels_avx2.h"
 
 namespace tavix::module::avx2 {
 

@@ -3,7 +3,7 @@
 // last.
 #pragma once
 
-#include "cpu/x86/pixels_avx2.h"
+#include "cpu/x86/packed_pixels_avx2.h"
 
 TAVIX_VECTORS_BEGIN
 

@@ -8,7 +8,7 @@
 
 TAVIX_VECTORS_BEGIN
 
+#include "cpu/x86/cvt_color/pixel_blocks.inc"
 #include "cpu/x86/cvt_color/pixels_avx512.inc"
-#include "cpu/x86/cvt_color/row_blocks.inc"
 
 TAVIX_VECTORS_END

@@ -20,7 +20,7 @@ TAVIX_INLINE Ints even_then_odd(Ints v) {
   return _mm256_permute4x64_epi64(v, _MM_SHUFFLE(3, 1, 2, 0));
 }
 
-#include "cpu/x86/cvt_color/row_blocks.inc"
+#include "cpu/x86/cvt_color/pixel_blocks.inc"
 #include "cpu/x86/cvt_color/samples.inc"
 
 // One or two vectors of integers clamped to bytes.

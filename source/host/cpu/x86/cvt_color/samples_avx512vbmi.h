@@ -43,8 +43,8 @@ TAVIX_INLINE Ints replaced(Ints v, __mmask64 mask, Ints index, Ints other) {
   return _mm512_mask_permutexvar_epi8(v, mask, index, other);
 }
 
+#include "cpu/x86/cvt_color/pixel_blocks.inc"
 #include "cpu/x86/cvt_color/pixels_avx512.inc"
-#include "cpu/x86/cvt_color/row_blocks.inc"
 
 // Every first and every second byte of two vectors.
 TAVIX_INLINE void split_pairs(Ints a, Ints b, Ints (&bytes)[2]) {
