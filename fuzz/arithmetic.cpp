@@ -34,8 +34,7 @@ struct Parameters {
 // The frame's rows as the reference would have them, where the record says that there are any.
 template <class T, class Element>
 void expect_elements(const TavixVideoInfo &video, const GuardedFrame &dst, const Element &right) {
-  if (video.width <= 0 || video.channels <= 0) return;
-  const int32_t n = video.width * video.channels;
+  const int64_t n = row_elements(video);
   for (int32_t y = 0; y < video.height; ++y)
     for (int32_t i = 0; i < n; ++i) {
       const T actual = dst.get<T>(i, y);
@@ -123,7 +122,7 @@ template <class T>
 void expect_unary(bool vector, int32_t op, const FrameRecord &src, const Parameters &p,
                   const FrameRecord &dst) {
   const TavixVideoInfo &video = src.frame->video;
-  const int32_t n = video.width * video.channels;
+  const auto n = int32_t(row_elements(video));
   expect_elements<T>(video, dst.frame, [&](int32_t i, int32_t y, T actual) {
     const int32_t k = i % video.channels;
     const T x = src.frame.get<T>(i, y);

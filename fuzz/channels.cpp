@@ -194,10 +194,10 @@ void fill(Choices &c, std::span<const Path> paths) {
   TavixFrameV2 *src = null ? c.maybe(&*like) : &*like, *out = null ? c.maybe(&*dst) : &*dst;
   const auto expect_result = [&](const Path &) {
     const TavixVideoInfo &video = dst->video;
-    if (video.width <= 0 || video.channels <= 0) return;
+    const int64_t n = row_elements(video);
     const auto byte = uint8_t(std::isnan(value) ? 0.0f : std::clamp(value, 0.0f, 255.0f));
     for (int32_t y = 0; y < video.height; ++y)
-      for (int32_t i = 0; i < video.width * video.channels; ++i)
+      for (int32_t i = 0; i < n; ++i)
         ASSERT_TRUE(floats ? test::same_value(value, dst.frame.get<float>(i, y))
                            : byte == dst.frame.get<uint8_t>(i, y));
   };

@@ -137,7 +137,7 @@ void morphology(Choices &c, std::span<const Path> paths) {
 
 // Whether the rows follow each other without gaps.
 bool is_gapless(const TavixFrameV2 &frame, int type) {
-  return frame.linesize[0] == frame.video.width * int(CV_ELEM_SIZE(type));
+  return frame.linesize[0] == int64_t(frame.video.width) * CV_ELEM_SIZE(type);
 }
 
 void threshold(Choices &c, std::span<const Path> paths) {

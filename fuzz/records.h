@@ -28,6 +28,12 @@ class Record {
 // from the next.
 inline int32_t row_distance = 0;
 
+// Elements of a row, 0 where a record has no pixels. Spoiled records have more than 32 bits count.
+inline int64_t row_elements(const TavixVideoInfo &video) {
+  const bool any = video.width > 0 && video.height > 0 && video.channels > 0;
+  return any ? int64_t(video.width) * video.channels : 0;
+}
+
 class FrameRecord final : public Record {
  public:
   FrameRecord(Choices &c, const test::FrameShape &shape) : FrameRecord(c, shape, any_layout(c)) {}
