@@ -143,8 +143,8 @@ struct BytesToGrayRowC {
 struct RoundedBytesToGrayRowC {
   template <int src_step, bool r_first>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-    const auto &w = kBt601Gray;
-    gray_row_c<uint8_t, src_step, r_first>(src, dst, width, [&](int32_t r, int32_t g, int32_t b) {
+    gray_row_c<uint8_t, src_step, r_first>(src, dst, width, [](int32_t r, int32_t g, int32_t b) {
+      constexpr GrayWeights w = kBt601Gray;
       return uint8_t((r * w.fixed_red + g * w.fixed_green + b * w.fixed_blue + 128) >> 8);
     });
   }
