@@ -4,6 +4,7 @@
 #include "program/command.h"
 #include "program/describe.h"
 
+// NOLINTNEXTLINE(bugprone-exception-escape): where there is no memory for options, nothing can run
 int main(int argc, char **argv) {
   using namespace tavix::tool;
   CLI::App program("CPU image and tensor operations on videos and pictures.", "tavix");

@@ -6,8 +6,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <stdexcept>
+#include <system_error>
 
 #include "commands/commands.h"
 #include "program/command.h"
@@ -45,7 +45,8 @@ int hand_over(const Command &command, const Options &options) {
   if (options.fault) arguments.push_back("--fault");
   arguments.push_back(nullptr);
   execv(path.c_str(), const_cast<char *const *>(arguments.data()));
-  throw std::runtime_error(fmt::format("cannot run '{}': {}", path, std::strerror(errno)));
+  const int error = errno;
+  throw std::system_error(error, std::generic_category(), fmt::format("cannot run '{}'", path));
 }
 
 }  // namespace

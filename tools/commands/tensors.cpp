@@ -42,7 +42,7 @@ struct Options {
 
 // "224", or "320x240".
 std::string parse_size(const std::string &text, Preprocessing &preprocessing) {
-  const bool has_both = text.find('x') != text.npos;
+  const bool has_both = text.find('x') != std::string::npos;
   const auto [width, height] = size_of(has_both ? text : text + "x" + text, 16384);
   preprocessing.width = width;
   preprocessing.height = height;

@@ -68,6 +68,7 @@ cv::Mat ContactSheet::draw() const {
     put_label(sheet, columns[c]->label, {kMargin + int(c) * across, kHeading - 12});
   for (size_t r = 0; r < rows_.size(); ++r) {
     std::vector<cv::Mat> pictures;
+    pictures.reserve(columns.size());
     for (const Column *column : columns) pictures.push_back(column->pictures[r]);
     const double scale = rows_[r].scaled ? 255 / bright_level(pictures) : 1;
     const int y = kHeading + int(r) * down;

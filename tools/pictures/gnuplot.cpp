@@ -17,6 +17,7 @@ namespace {
 
 // Without a shell: while one runs, an interrupt would be lost.
 bool is_on_path(const char *program) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
   const char *path = std::getenv("PATH");
   std::istringstream folders(path == nullptr ? "" : path);
   for (std::string folder; std::getline(folders, folder, ':');)

@@ -39,7 +39,10 @@ void write_heat_map(const cv::Mat &values, const OutputFile &file) {
   put_label(sheet, "largest difference of a channel", {kGap, kHeading - kGap});
   colours(stretched).copyTo(sheet(map));
   cv::Mat ramp(scale.height, scale.width, CV_8U);
-  for (int y = 0; y < ramp.rows; ++y) ramp.row(y) = 255 - 255 * y / std::max(1, ramp.rows - 1);
+  for (int y = 0; y < ramp.rows; ++y) {
+    const int level = 255 - 255 * y / std::max(1, ramp.rows - 1);
+    ramp.row(y) = level;
+  }
   colours(ramp).copyTo(sheet(scale));
   put_label(sheet, fmt::format("{:.0f}", largest), {scale.br().x + 4, scale.y + 14});
   put_label(sheet, "0", {scale.br().x + 4, scale.br().y});

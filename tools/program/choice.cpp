@@ -16,7 +16,7 @@ CLI::Option *add_choice(CLI::App &app, const std::string &name, int32_t &value, 
   const std::string list = fmt::format("{{{}}}", fmt::join(shown, ","));
   const auto number_of = [=](std::string &text) -> std::string {
     const auto row = std::ranges::find(names, text, &Names::value_type::first);
-    const bool digits = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+    const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
     if (row == names.end() && !(or_number && digits)) {
       return fmt::format("'{}' is not one of {}", text, list);
     }
