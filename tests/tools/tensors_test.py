@@ -26,7 +26,7 @@ def pictures_of(video, width, height):
 class Tensors(tool.ToolTest):
 
     def tensors(self, video, *options):
-        result = self.json("tensors", video, "--output", self.output, *options)
+        result = self.json("tensors", "--output", self.output, *options, video)
         self.assertEqual(self.outputs(), ["tensors.npy"])
         # As on disk: mapped, so that offset and size are right too.
         tensors = numpy.load(self.output / "tensors.npy", mmap_mode="r")
@@ -47,12 +47,16 @@ class Tensors(tool.ToolTest):
         numpy.testing.assert_array_equal(
             self.tensors(video, *size, "--layout", "nhwc", "--channels", "bgr", "--mean", "1,2,3",
                          "--scale", "0.5,0.25,2"), normalised(pictures[..., ::-1], *values))
+        values = numpy.float32(5), numpy.float32(.5)  # of all channels
+        numpy.testing.assert_array_equal(
+            self.tensors(video, *size, "--layout", "nhwc", "--mean", 5, "--scale", .5),
+            normalised(pictures, *values))
 
     def test_resizing(self):
         """To a quarter, by area: means of 2 x 2 pixels; by nearest: every second pixel."""
         video = make_video(self.folder / "clip.mkv", *LOSSLESS, size="64x48", frames=2)
         pictures = pictures_of(video, 64, 48)
-        options = "--size", "32x24", "--layout", "nhwc", "--mean", "0,0,0", "--scale", "1,1,1"
+        options = "--size", "32x24", "--layout", "nhwc", "--mean", 0, "--scale", 1
         blocks = pictures.reshape(2, 24, 2, 32, 2, 3).astype(float).mean((2, 4))
         for name in "area", "linear":
             tensors = self.tensors(video, *options, "--interpolation", name)
@@ -72,7 +76,7 @@ class Tensors(tool.ToolTest):
         video = self.folder / "clip.mkv"
         ffmpeg("-f", "lavfi", "-i", "nullsrc=s=16x16:r=10,geq=r='5*N':g='5*N':b='5*N',format=bgr0",
                "-frames:v", 40, *LOSSLESS, video)
-        values = "--size", 16, "--mean", "0,0,0", "--scale", "1,1,1"
+        values = "--size", 16, "--mean", 0, "--scale", 1
         for options, expected in (
                 ((), range(40)), (("--every", 3), range(0, 40, 3)), (("--fps", 2), range(0, 40, 5)),
                 (("--fps", 100), range(40)), (("--fps", 4), [0, 3, 5, 8, 10, 13, 15, 18, 20, 23, 25,
@@ -125,7 +129,7 @@ class Tensors(tool.ToolTest):
                                        f"scale=out_color_matrix={space}", "-c:v", "ffv1", "-pix_fmt",
                                        "yuv420p", "-colorspace", space, size=size, frames=2)
                     width, height = map(int, size.split("x"))
-                    tensors = self.tensors(video, "--size", size, "--mean", "0,0,0", "--scale",
+                    tensors = self.tensors(video, "--size", size, "--mean", 0, "--scale",
                                            "1,1,1", "--layout", "nhwc")
                     error = numpy.abs(tensors - pictures_of(video, width, height))
                     self.assertLess(numpy.median(error), 3)  # of 255; chroma edges differ more
@@ -184,6 +188,7 @@ class Tensors(tool.ToolTest):
     def test_command_line(self):
         for wrong in ([], ["a.mp4", "--size", "0"], ["a.mp4", "--size", "4x"],
                       ["a.mp4", "--layout", "chw"], ["a.mp4", "--mean", "1,2"],
+                      ["a.mp4", "--scale", "x"],
                       ["a.mp4", "--every", "0"], ["a.mp4", "--every", "2", "--fps", "2"],
                       ["a.mp4", "--start", "-1"], ["a.mp4", "--threads", "0"]):
             with self.subTest(wrong):

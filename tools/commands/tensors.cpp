@@ -9,6 +9,7 @@
 #include <oneapi/tbb/parallel_pipeline.h>
 #include <oneapi/tbb/task_arena.h>
 
+#include <algorithm>
 #include <memory>
 #include <thread>
 
@@ -49,6 +50,26 @@ std::string parse_size(const std::string &text, Preprocessing &preprocessing) {
   return width > 0 ? "" : "'" + text + "' is not a size such as 224 or 320x240";
 }
 
+// An option that takes "0.5" for all channels, or "0.5,0.25,2".
+void add_per_channel(CLI::App &app, const std::string &name, std::array<float, 3> &values,
+                     const std::string &description) {
+  const auto take = [&values, name](const std::vector<float> &given) {
+    if (given.size() == 1)
+      values.fill(given[0]);
+    else if (given.size() == values.size())
+      std::ranges::copy(given, values.begin());
+    else
+      throw CLI::ValidationError(name, "takes one number, or three with commas between them");
+  };
+  app.add_option_function<std::vector<float>>(name, take, description)
+      ->delimiter(',')
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->type_name("A[,B,C]")
+      ->default_str(fmt::format("{}", fmt::join(values, ",")));
+}
+
 Options::Options(Command &command) : video(command) {
   CLI::App &app = command.app();
   app.add_option("--size", size, "size of a tensor in pixels: one side, or width and height")
@@ -68,14 +89,8 @@ Options::Options(Command &command) : video(command) {
   add_choice(app, "--interpolation", preprocessing.interpolation,
              {{"nearest", 0}, {"linear", 1}, {"area", 3}},
              "how frames are resized (default: linear)");
-  app.add_option("--mean", preprocessing.mean, "means of the channels, in the range 0 to 255")
-      ->delimiter(',')
-      ->type_name("A,B,C")
-      ->capture_default_str();
-  app.add_option("--scale", preprocessing.scale, "factors of the channels")
-      ->delimiter(',')
-      ->type_name("A,B,C")
-      ->capture_default_str();
+  add_per_channel(app, "--mean", preprocessing.mean, "means of the channels, in the range 0 to 255");
+  add_per_channel(app, "--scale", preprocessing.scale, "factors of the channels");
   CLI::Option *every = app.add_option("--every", choice.every, "take every K-th frame")
                            ->check(CLI::PositiveNumber.description(""))
                            ->type_name("K");
