@@ -9,6 +9,7 @@ import subprocess
 import sys
 import time
 
+PROGRAM = pathlib.Path(__file__).parents[1] / "tavix-corpus"
 PYTHON = [sys.executable, "-B", "-m"]
 
 
@@ -75,7 +76,7 @@ def cluster(folder, workers, **options):
 
 
 def corpus_command(*arguments):
-    return [*PYTHON, "tavix.corpus.command", "--quiet", *map(str, arguments)]
+    return [sys.executable, "-P", PROGRAM, "--quiet", *map(str, arguments)]
 
 
 def run_corpus(*arguments, timeout=300):
