@@ -89,7 +89,8 @@ Options::Options(Command &command) : video(command) {
   add_choice(app, "--interpolation", preprocessing.interpolation,
              {{"nearest", 0}, {"linear", 1}, {"area", 3}},
              "how frames are resized (default: linear)");
-  add_per_channel(app, "--mean", preprocessing.mean, "means of the channels, in the range 0 to 255");
+  add_per_channel(app, "--mean", preprocessing.mean,
+                  "means of the channels, in the range 0 to 255");
   add_per_channel(app, "--scale", preprocessing.scale, "factors of the channels");
   CLI::Option *every = app.add_option("--every", choice.every, "take every K-th frame")
                            ->check(CLI::PositiveNumber.description(""))
