@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstdlib>
 
 #include "log.h"
@@ -18,7 +19,7 @@ TavixArray *TavixArrayAlloc(int32_t type, int32_t count) {
   auto *array = static_cast<TavixArray *>(block);
   array->count = count;
   array->elements = reinterpret_cast<TavixArrayElement *>(array + 1);
-  for (int32_t i = 0; i < count; ++i) array->elements[i].type = type;
+  std::fill_n(array->elements, count, TavixArrayElement{type, 0.0});
   return array;
 }
 

@@ -36,6 +36,33 @@ TEST(JoinedRows, EndWhereThirtyTwoBitsDo) {
   EXPECT_EQ(runs_of(0, 2, (1 << 28) - 1, (int64_t(1) << 30) - 4, true).size(), 1u);
 }
 
+// Of two frames of four rows, whose other planes say the opposite of their gaps.
+TEST(JoinedRows, OnlyThePlaneWithThePixelsTellsOfGaps) {
+  std::vector<uint8_t> bytes(4 * 31);
+  for (const int32_t gap : {0, 1}) {
+    for (const int32_t other_gap : {0, 1}) {
+      TavixFrameV2 frame = {}, other = {};
+      for (const auto &[record, padding] : {std::pair(&frame, gap), {&other, other_gap}}) {
+        record->video = {3, 10, 4, 0, 0, 0};
+        record->data[0] = bytes.data();
+        record->linesize[0] = 30 + padding;
+        record->linesize[1] = 31 - padding;
+      }
+      Runs runs;
+      module::for_each_long_row<uint8_t>(
+          0, 4,
+          [&](int32_t n, const uint8_t *row, const uint8_t *other_row) {
+            EXPECT_EQ((row - bytes.data()) * other.linesize[0],
+                      (other_row - bytes.data()) * frame.linesize[0]);
+            runs.push_back({int32_t(row - bytes.data()) / frame.linesize[0], n});
+          },
+          frame, other);
+      const bool gapless = gap + other_gap == 0;
+      EXPECT_EQ(runs, gapless ? (Runs{{0, 120}}) : (Runs{{0, 30}, {1, 30}, {2, 30}, {3, 30}}));
+    }
+  }
+}
+
 template <class T>
 int32_t joined_height(int32_t width, int32_t height, int32_t channels, int32_t gap = 0) {
   TavixFrameV2 frame = {};

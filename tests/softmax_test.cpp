@@ -312,6 +312,7 @@ constexpr int32_t kInvalid = TAVIX_ERROR_INVALID_PARAM, kUnsupported = TAVIX_ERR
 struct Faults {
   bool no_src = false, no_dst = false;
   int32_t src_rank = 3, dst_rank = 3;
+  int32_t dst_first = 2;             // dims[0]
   int32_t src_dim = 3, dst_dim = 3;  // dims[1]
   int32_t axis = 1;
   uint32_t src_type = TAVIX_DATA_TYPE_FLOAT32, dst_type = TAVIX_DATA_TYPE_FLOAT32;
@@ -344,6 +345,7 @@ void Refuser::operator()(const Refusal &refusal) const {
   const Faults &f = refusal.faults;
   GuardedBlob src = float_blob({2, 3, 4}), dst = float_blob({2, 3, 4});
   src->dims_size = f.src_rank, dst->dims_size = f.dst_rank;
+  dst->dims[0] = f.dst_first;
   src->dims[1] = f.src_dim, dst->dims[1] = f.dst_dim;
   src->data_type = f.src_type, dst->data_type = f.dst_type;
   if (f.no_src_buffer) src->buffer = nullptr;
@@ -374,6 +376,8 @@ const std::vector<Refusal> kShapeRefusals = {
     {{.src_rank = 100, .dst_rank = 100, .src_dim = -3, .axis = 9},
      kInvalid,
      says("dim[1] value mismatch: src=-3, dst=3")},
+    {{.dst_first = 3, .axis = 9}, kInvalid, says("dim[0] value mismatch: src=2, dst=3")},
+    {{.dst_first = 1, .dst_dim = 4}, kInvalid, says("dim[0] value mismatch: src=2, dst=1")},
 };
 
 TEST(SoftmaxChecks, ByCPU) {

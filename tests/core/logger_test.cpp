@@ -41,6 +41,9 @@ TEST(Logger, MessagesOfAnyLength) {
     const auto lines = log.take();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].message, text);
+    if (length >= 512) {
+      EXPECT_EQ(last_nothrow_new_bytes(), length + 1);
+    }
   }
 }
 

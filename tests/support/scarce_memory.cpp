@@ -13,9 +13,10 @@ namespace {
 // Allocations until the one that fails; 0: none does.
 std::atomic<int> until_new_fails = 0;
 int until_calloc_fails = 0;
-thread_local size_t asked_of_calloc = 0;
+thread_local size_t asked_of_new = 0, asked_of_calloc = 0;
 
 void *allocate(void *(*throwing)(size_t), size_t bytes) noexcept {
+  asked_of_new = bytes;
   if (until_new_fails > 0 && --until_new_fails == 0) return nullptr;
   try {
     return throwing(bytes);
@@ -60,6 +61,10 @@ void tavix::test::fail_nothrow_new(int nth) {
 
 void tavix::test::fail_calloc(int nth) {
   __atomic_store_n(&until_calloc_fails, nth, __ATOMIC_RELAXED);
+}
+
+size_t tavix::test::last_nothrow_new_bytes() {
+  return asked_of_new;
 }
 
 size_t tavix::test::last_calloc_bytes() {

@@ -11,7 +11,8 @@ namespace tavix::test {
 void fail_nothrow_new(int nth);
 void fail_calloc(int nth);
 
-// What this thread asked calloc for last.
+// What this thread asked each for last.
+size_t last_nothrow_new_bytes();
 size_t last_calloc_bytes();
 
 }  // namespace tavix::test
