@@ -23,7 +23,7 @@ constexpr auto &kUnit = kCvtColorUnit;
 // because gcc 12 returns 12 bytes in registers that it loads from stores just made, and small calls
 // wait for those.
 struct Reach {
-  int64_t rows;               // of plane 0; none: the conversion does nothing
+  int64_t rows;               // of plane 0; none: there is nothing to guard
   int64_t chroma_rows;        // of the planes behind it
   bool dst_channels = false;  // the destination's channel count is read, also if it is 0
 };
@@ -102,13 +102,11 @@ int32_t step_of(const TavixVideoInfo &video, bool has_pixels) {
   return has_pixels ? pixel_step(video) : traits(video.format).channels;
 }
 
-// Each kind of conversion says what it touches, whether it runs where that is nothing, and makes a
-// driver's job of two frames. A few have checks of their own, before the guard of all
-// (check_records) or behind it (check_spans); their texts differ in wording on purpose.
+// Each kind of conversion says what it touches and makes a driver's job of two frames, which may
+// have no pixels. A few have checks of their own, before the guard of all (check_records) or behind
+// it (check_spans); their texts differ in wording on purpose.
 
 struct Packed {
-  static constexpr bool kAlwaysRuns = false;
-
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &) {
     return {src.video.width > 0 ? src.video.height : 0, 0};
   }
@@ -148,8 +146,6 @@ struct PackedToChannels : Packed {
 
 // Conversions between packed and 4:2:0 pictures work on whole blocks.
 struct Blocks {
-  static constexpr bool kAlwaysRuns = false;
-
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &) {
     const bool any = has_blocks(src.video.width, src.video.height);
     const int32_t pairs = any ? src.video.height / 2 : 0;
@@ -173,8 +169,6 @@ using EncodeFloats = Encode<RgbF32ToYuvJob>;
 
 // Of bytes, an odd last row is converted too.
 struct EncodeBytes : Encode<RgbToYuvJob> {
-  static constexpr bool kAlwaysRuns = true;  // for the warning of odd sizes
-
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t height = src.video.height;
     const bool has_last_row = src.video.width > 0 && height > 0 && height % 2 == 1;
@@ -198,8 +192,6 @@ using DecodeToBytes = Decode<YuvToRgbJob>;
 using DecodeToFloats = Decode<YuvToRgbF32Job>;
 
 struct Repack {
-  static constexpr bool kAlwaysRuns = false;
-
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t luma = src.video.width > 0 ? 2 * row_pairs(src.video.height) : 0;
     return {luma, Blocks::reach(src, dst).chroma_rows};
@@ -236,8 +228,6 @@ int32_t check_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane
 // Chroma is filled to the ends of its strides, whatever the width. Upside down it has no span that
 // could be filled.
 struct GrayToYuv {
-  static constexpr bool kAlwaysRuns = true;
-
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t pairs = src.video.width > 0 ? row_pairs(src.video.height) : 0;
     return {2 * pairs, dst.linesize[1] != 0 ? pairs : 0};
@@ -276,8 +266,6 @@ struct GrayToPlanar : GrayToYuv {
 
 // Equal strides make the whole plane one span, padding included, whatever the width.
 struct LumaToGray : Packed {
-  static constexpr bool kAlwaysRuns = true;
-
   static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
                              const TavixFrameV2 &dst) {
     if (src.linesize[0] != dst.linesize[0]) return TAVIX_OK;
@@ -304,11 +292,10 @@ int32_t convert(const LogOrigin &by, const TavixFrameV2 *src, const TavixFrameV2
     TAVIX_RETURN_IF_REFUSED(Kind::check_records(by, src, dst));
   TAVIX_INVALID_AS_IF(by, any_null(src, dst), "src_frame(%p) and dst_frame(%p) must not be nullptr",
                       src, dst);
-  const Reach reach = Kind::reach(*src, *dst);
-  TAVIX_RETURN_IF_REFUSED(refuse_unusable(by, *src, *dst, reach));
+  TAVIX_RETURN_IF_REFUSED(refuse_unusable(by, *src, *dst, Kind::reach(*src, *dst)));
   if constexpr (requires { Kind::check_spans; })
     TAVIX_RETURN_IF_REFUSED(Kind::check_spans(by, *src, *dst));
-  if (Kind::kAlwaysRuns || reach.rows > 0) driver(Kind::job(*src, *dst));
+  driver(Kind::job(*src, *dst));
   return TAVIX_OK;
 }
 
