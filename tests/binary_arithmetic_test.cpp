@@ -3,6 +3,7 @@
 // in double precision for the portable implementation, one in single precision for the AVX one.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cfloat>
 #include <cmath>
@@ -109,26 +110,50 @@ TEST_P(BinaryArithmeticSweeps, EqualTheReference) {
 }
 INSTANTIATE_TEST_SUITE_P(, BinaryArithmeticSweeps, kEverySweep, sweep_name);
 
+// Of frames without gaps.
+void expect_reference(const Implementation &implementation, uint32_t op, const GuardedFrame &src1,
+                      const GuardedFrame &src2, const Parameters &p) {
+  const FrameShape shape{src1->video.format, src1->video.width, src1->video.height};
+  GuardedFrame dst(shape), expected(shape);
+  reference_frame(implementation, op, src1, src2, p, expected);
+  ASSERT_EQ(implementation.entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK);
+  ASSERT_TRUE(same_pixels(*expected, *dst))
+      << binary_op_name(op) << " of " << p.alpha[0] << ' ' << p.beta[0] << ' ' << p.gamma[0];
+}
+
 // Each parameter alone that no float holds: the others may be taken for floats.
 TEST(BinaryArithmetic, OneParameterThatNoFloatHolds) {
   const FrameShape shape{TAVIX_PIX_FMT_BGRF32, 21, 3};
-  GuardedFrame src1(shape), src2(shape), dst(shape), expected(shape);
+  GuardedFrame src1(shape), src2(shape);
   src1.fill(Fill::noise, 1), src2.fill(Fill::noise, 2);
   kFamily.for_each_op([&](const Implementation &implementation, uint32_t op) {
     for (double(Parameters::*parameter)[4] :
          {&Parameters::alpha, &Parameters::beta, &Parameters::gamma}) {
       Parameters p;
       (p.*parameter)[1] = 0.1;
-      reference_frame(implementation, op, src1, src2, p, expected);
-      ASSERT_EQ(implementation.entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK);
-      EXPECT_TRUE(same_pixels(*expected, *dst)) << binary_op_name(op);
+      expect_reference(implementation, op, src1, src2, p);
     }
+  });
+}
+
+// Of those, only 1 changes nothing.
+TEST(BinaryArithmetic, WholeScalesOfBytes) {
+  const FrameShape shape{TAVIX_PIX_FMT_BGR24, 43, 2};
+  GuardedFrame src1(shape), src2(shape);
+  src1.fill(Fill::noise, 1), src2.fill(Fill::noise, 2);
+  kFamily.for_each_op([&](const Implementation &implementation, uint32_t op) {
+    for (double(Parameters::*parameter)[4] : {&Parameters::alpha, &Parameters::beta})
+      for (int scale = -16; scale <= 16; ++scale) {
+        Parameters p;
+        std::fill_n(p.*parameter, 4, scale);
+        expect_reference(implementation, op, src1, src2, p);
+      }
   });
 }
 
 TEST(BinaryArithmetic, EveryPairOfBytes) {
   const FrameShape shape{TAVIX_PIX_FMT_GRAY8, 256, 256};
-  GuardedFrame src1(shape), src2(shape), dst(shape), expected(shape);
+  GuardedFrame src1(shape), src2(shape);
   for (int32_t y = 0; y < 256; ++y)
     for (int32_t x = 0; x < 256; ++x) src1.set(x, y, uint8_t(x)), src2.set(x, y, uint8_t(y));
   constexpr struct {
@@ -138,9 +163,7 @@ TEST(BinaryArithmetic, EveryPairOfBytes) {
     for (const auto &set : std::span(kSets).first(size_t(by_effort(6, 1)))) {
       Parameters p;
       p.alpha[0] = set.alpha, p.beta[0] = set.beta, p.gamma[0] = set.gamma;
-      reference_frame(implementation, op, src1, src2, p, expected);
-      ASSERT_EQ(implementation.entry(src1, src2, op, p.alpha, p.beta, p.gamma, dst), TAVIX_OK);
-      ASSERT_TRUE(same_pixels(*expected, *dst)) << set.alpha << ' ' << set.beta << ' ' << set.gamma;
+      expect_reference(implementation, op, src1, src2, p);
     }
   });
 }
