@@ -108,6 +108,17 @@ TEST(ColorYuv, EveryPairShapeAndLayout) {
   });
 }
 
+TEST(ColorYuv, EveryPairOfTheSmallestFrames) {
+  for_each_path([](const Path &path) {
+    for (const int32_t code : yuv_pairs())
+      for (int32_t width = 1; width <= 3; ++width)
+        for (int32_t height = 1; height <= 3; ++height) {
+          SCOPED_TRACE(::testing::Message() << pair_name(code) << ", " << width << 'x' << height);
+          Conversion(code, width, height).expect_as_reference(path.vector);
+        }
+  });
+}
+
 TEST(ColorYuv, LargeFramesWithSeams) {
   for_each_path([](const Path &path) {
     for (const int32_t code : yuv_pairs()) {
