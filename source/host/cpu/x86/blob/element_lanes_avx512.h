@@ -14,8 +14,8 @@ TAVIX_VECTORS_BEGIN
 TAVIX_INLINE __m512 unsigned_as_floats(__m512i v) {
   return _mm512_cvtepu32_ps(v);
 }
-TAVIX_INLINE __m256 int64_as_floats(__m512i v) {
-  return _mm512_cvtepi64_ps(v);
+TAVIX_INLINE __m256 int64_as_floats(const uint8_t *p) {
+  return _mm512_cvtepi64_ps(load_ints(p));
 }
 
 #include "cpu/x86/blob/element_lanes.inc"

@@ -41,41 +41,16 @@ constexpr int kElements = 4 * kLanes, kWidened = 4 * kLanes;
 
 // ---- Converting. ----
 
-constexpr int32_t kMantissaBits = 23;
-constexpr int32_t kPointBias =
-    127 + kMantissaBits;  // exponent of a float whose mantissa counts ones
-
 // Low halves of the floats truncated to 64 bits: the mantissa moved to where its point belongs.
 // Shifts of more than 31 give 0, as values from 2^63 on, infinities and NaN must.
-TAVIX_INLINE __m256i truncate_to_uint32(__m256 floats) {
-  const __m256i v = _mm256_castps_si256(floats);
-  const __m256i sign = _mm256_srai_epi32(v, 31);
-  const __m256i exponent =
-      _mm256_and_si256(_mm256_srli_epi32(v, kMantissaBits), _mm256_set1_epi32(0xff));
-  const __m256i mantissa = _mm256_or_si256(_mm256_and_si256(v, _mm256_set1_epi32(0x7fffff)),
-                                           _mm256_set1_epi32(0x800000));
-  const __m256i bias = _mm256_set1_epi32(kPointBias);
-  const __m256i magnitude =
-      _mm256_or_si256(_mm256_sllv_epi32(mantissa, _mm256_sub_epi32(exponent, bias)),
-                      _mm256_srlv_epi32(mantissa, _mm256_sub_epi32(bias, exponent)));
-  return _mm256_sub_epi32(_mm256_xor_si256(magnitude, sign), sign);
-}
-
-// Four floats truncated to 64 bits; INT64_MIN from 2^63 on and for NaN.
-TAVIX_INLINE __m256i truncate_to_int64(__m128 floats) {
-  const __m128i v = _mm_castps_si128(floats);
-  const __m256i sign = _mm256_cvtepi32_epi64(_mm_srai_epi32(v, 31));
-  const __m256i exponent =
-      _mm256_cvtepu32_epi64(_mm_and_si128(_mm_srli_epi32(v, kMantissaBits), _mm_set1_epi32(0xff)));
-  const __m256i mantissa = _mm256_cvtepu32_epi64(
-      _mm_or_si128(_mm_and_si128(v, _mm_set1_epi32(0x7fffff)), _mm_set1_epi32(0x800000)));
-  const __m256i bias = _mm256_set1_epi64x(kPointBias);
-  const __m256i magnitude =
-      _mm256_or_si256(_mm256_sllv_epi64(mantissa, _mm256_sub_epi64(exponent, bias)),
-                      _mm256_srlv_epi64(mantissa, _mm256_sub_epi64(bias, exponent)));
-  const __m256i too_large = _mm256_cmpgt_epi64(exponent, _mm256_set1_epi64x(127 + 62));
-  return _mm256_blendv_epi8(_mm256_sub_epi64(_mm256_xor_si256(magnitude, sign), sign),
-                            _mm256_set1_epi64x(INT64_MIN), too_large);
+TAVIX_INLINE Ints truncate_to_uint32(Floats floats) {
+  const Ints v = bits_of(floats), sign = shift_right<31>(v);
+  const Ints exponent = shift_right_32<23>(v) & all_of(0xff);
+  const Ints mantissa = (v & all_of(0x7fffff)) | all_of(0x800000);
+  const Ints whole = all_of(127 + 23);  // exponent of a float whose mantissa counts ones
+  const Ints magnitude = _mm256_sllv_epi32(mantissa, sub(exponent, whole)) |
+                         _mm256_srlv_epi32(mantissa, sub(whole, exponent));
+  return sub(magnitude ^ sign, sign);
 }
 
 // The low bytes of 32 integers, and the low halves of 16, in order; the masks keep the packs from
@@ -92,8 +67,9 @@ TAVIX_INLINE __m256i pack_low_16(__m256i a, __m256i b) {
 template <class To>
 TAVIX_INLINE void convert_from_floats(const uint8_t *src, uint8_t *dst) {
   if constexpr (sizeof(To) == 8) {
-    for (int k = 0; k < 8; ++k)
-      store_256(dst + kBytes * k, truncate_to_int64(load_half(src + kBytes / 2 * k)));
+    // One by one, which is as fast as vectors; INT64_MIN from 2^63 on and for NaN.
+    for (int k = 0; k < kElements; ++k)
+      module::store(dst, k, int64_t(_mm_cvttss_si64(_mm_set_ss(module::load<float>(src, k)))));
     return;
   }
   const Floats v[4] = {load(src), load(src + kBytes), load(src + 2 * kBytes),
