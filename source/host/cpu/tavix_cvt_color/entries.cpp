@@ -19,12 +19,10 @@ namespace {
 
 constexpr auto &kUnit = kCvtColorUnit;
 
-// What a conversion touches of the two frames, in rows from the first one on. Its numbers are wide
-// because gcc 12 returns 12 bytes in registers that it loads from stores just made, and small calls
-// wait for those.
+// What a conversion touches of the two frames, in rows from the first one on.
 struct Reach {
-  int64_t rows;               // of plane 0; none: there is nothing to guard
-  int64_t chroma_rows;        // of the planes behind it
+  int32_t rows;               // of plane 0; none: there is nothing to guard
+  int32_t chroma_rows;        // of the planes behind it
   bool dst_channels = false;  // the destination's channel count is read, also if it is 0
 };
 
@@ -58,18 +56,26 @@ bool lacks_planes(const TavixFrameV2 &frame, const Reach &reach) {
 }
 
 // The offset of a row is a 32-bit product of its number and the stride.
-bool out_of_reach(int32_t linesize, int64_t rows) {
-  const int64_t last = int64_t(linesize) * (rows - 1);
+bool out_of_reach(int32_t linesize, int32_t rows) {
+  const int64_t last = int64_t(linesize) * (int64_t(rows) - 1);
   return last < INT32_MIN || last > INT32_MAX;
+}
+
+// Refuses rows of a plane whose stride gives them no span; the line names the height of the frame.
+int32_t refuse_span(const LogOrigin &by, bool impossible, int32_t plane, const TavixFrameV2 &frame,
+                    int32_t height) {
+  TAVIX_INVALID_AS_IF(by, impossible, "linesize[%d](%d) of a frame of %d rows is no span of bytes",
+                      plane, frame.linesize[plane], height);
+  return TAVIX_OK;
 }
 
 int32_t refuse_long_planes(const LogOrigin &by, const TavixFrameV2 &frame, const Reach &reach,
                            int32_t height) {
   // Both chroma planes share a stride.
   for (int32_t p = 0; p < std::min(planes_of(frame, reach), 2); ++p)
-    TAVIX_INVALID_AS_IF(
-        by, out_of_reach(frame.linesize[p], p == 0 ? reach.rows : reach.chroma_rows),
-        "linesize[%d](%d) of a frame of %d rows is no span of bytes", p, frame.linesize[p], height);
+    TAVIX_RETURN_IF_REFUSED(
+        refuse_span(by, out_of_reach(frame.linesize[p], p == 0 ? reach.rows : reach.chroma_rows), p,
+                    frame, height));
   return TAVIX_OK;
 }
 
@@ -191,6 +197,11 @@ struct Decode : Blocks {
 using DecodeToBytes = Decode<YuvToRgbJob>;
 using DecodeToFloats = Decode<YuvToRgbF32Job>;
 
+YuvRepackJob repack_job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
+  return {yuv_planes<const uint8_t>(src), yuv_planes<uint8_t>(dst), src.video.width,
+          src.video.height};
+}
+
 struct Repack {
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t luma = src.video.width > 0 ? 2 * row_pairs(src.video.height) : 0;
@@ -198,8 +209,7 @@ struct Repack {
   }
   // An interleaved picture that starts with V pairs up with the planes of the other in that order.
   static YuvRepackJob job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-    YuvRepackJob job = {yuv_planes<const uint8_t>(src), yuv_planes<uint8_t>(dst), src.video.width,
-                        src.video.height};
+    YuvRepackJob job = repack_job(src, dst);
     if (job.src.v_first) std::swap(job.dst.chroma[0], job.dst.chroma[1]);
     if (job.dst.v_first) std::swap(job.src.chroma[0], job.src.chroma[1]);
     return job;
@@ -211,18 +221,11 @@ constexpr int64_t span_of(int32_t linesize, int32_t rows) {
   return rows > 0 ? int64_t(linesize) * rows : 0;
 }
 
-// A span that is no size: upside-down rows, or more than 32 bits hold.
-constexpr bool impossible_span(int64_t bytes) {
-  return bytes < 0 || bytes > INT32_MAX;
-}
-
-// A span of rows [0, rows) of a plane; the line names the height of the frame.
+// A span of rows [0, rows) that is no size: upside-down rows, or more than 32 bits hold.
 int32_t check_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane, int32_t rows,
                    int32_t height) {
-  TAVIX_INVALID_AS_IF(by, impossible_span(span_of(frame.linesize[plane], rows)),
-                      "linesize[%d](%d) of a frame of %d rows is no span of bytes", plane,
-                      frame.linesize[plane], height);
-  return TAVIX_OK;
+  const int64_t bytes = span_of(frame.linesize[plane], rows);
+  return refuse_span(by, bytes < 0 || bytes > INT32_MAX, plane, frame, height);
 }
 
 // Chroma is filled to the ends of its strides, whatever the width. Upside down it has no span that
@@ -232,32 +235,18 @@ struct GrayToYuv {
     const int32_t pairs = src.video.width > 0 ? row_pairs(src.video.height) : 0;
     return {2 * pairs, dst.linesize[1] != 0 ? pairs : 0};
   }
-  static GrayToYuvJob job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-    return {src.data[0], src.linesize[0], yuv_planes<uint8_t>(dst), src.video.width,
-            src.video.height};
-  }
-  static bool fills_chroma(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-    return span_of(dst.linesize[1], row_pairs(src.video.height)) > 0;
+  static YuvRepackJob job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
+    return repack_job(src, dst);
   }
   static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
                              const TavixFrameV2 &dst) {
-    return check_span(by, dst, 1, whole_pairs(src.video.height), src.video.height);
-  }
-};
-struct GrayToSemiPlanar : GrayToYuv {
-  static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
-                             const TavixFrameV2 &dst) {
-    TAVIX_RETURN_IF_REFUSED(GrayToYuv::check_spans(by, src, dst));
-    TAVIX_INVALID_AS_IF(by, fills_chroma(src, dst) && any_null(dst.data[1]),
+    const int32_t height = src.video.height;
+    TAVIX_RETURN_IF_REFUSED(check_span(by, dst, 1, whole_pairs(height), height));
+    const bool fills_chroma = span_of(dst.linesize[1], row_pairs(height)) > 0;
+    const bool planar = traits(dst.video.format).layout == PixelLayout::kPlanar;
+    TAVIX_INVALID_AS_IF(by, fills_chroma && !planar && any_null(dst.data[1]),
                         "dst_frame->data[1] must not be nullptr");
-    return TAVIX_OK;
-  }
-};
-struct GrayToPlanar : GrayToYuv {
-  static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
-                             const TavixFrameV2 &dst) {
-    TAVIX_RETURN_IF_REFUSED(GrayToYuv::check_spans(by, src, dst));
-    TAVIX_INVALID_AS_IF(by, fills_chroma(src, dst) && any_null(dst.data[1], dst.data[2]),
+    TAVIX_INVALID_AS_IF(by, fills_chroma && planar && any_null(dst.data[1], dst.data[2]),
                         "dst_frame->data[1](%p) and dst_frame->data[2](%p) must not be nullptr",
                         dst.data[1], dst.data[2]);
     return TAVIX_OK;

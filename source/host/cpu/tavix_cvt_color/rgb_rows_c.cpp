@@ -82,7 +82,7 @@ constexpr int32_t kStripPixels = 1024;  // strips of either type stay in the fir
 
 // Calls convert(src, dst, pixels) for one strip of a row after the other.
 template <int src_pixel, int dst_pixel, class Convert>
-void for_each_strip(const uint8_t *src, uint8_t *dst, int32_t width, const Convert &convert) {
+void for_each_strip_c(const uint8_t *src, uint8_t *dst, int32_t width, const Convert &convert) {
   for (int64_t x = 0; x < width; x += kStripPixels)
     convert(src + x * src_pixel, dst + x * dst_pixel,
             int32_t(std::min<int64_t>(kStripPixels, width - x)));
@@ -100,7 +100,7 @@ struct BytesToFloatsRowC {
       ShuffleBytesRowC::row<src_step, dst_step, swap>(from, bytes, pixels);
       convert_elements_c<Value>(bytes, to, pixels * dst_step);
     };
-    for_each_strip<src_step, 4 * dst_step>(src, dst, width, convert);
+    for_each_strip_c<src_step, 4 * dst_step>(src, dst, width, convert);
   }
 };
 
@@ -114,7 +114,7 @@ struct FloatsToBytesRowC {
       convert_elements_c<FloatToByte>(from, bytes, pixels * src_step);
       ShuffleBytesRowC::row<src_step, dst_step, swap>(bytes, to, pixels);
     };
-    for_each_strip<4 * src_step, dst_step>(src, dst, width, convert);
+    for_each_strip_c<4 * src_step, dst_step>(src, dst, width, convert);
   }
 };
 

@@ -45,6 +45,6 @@ const RgbToYuvRows &rgb_to_yuv_rows();
 
 // The last row of an odd height, a block of one row for each pair; the last pixel of an odd width
 // is a block of its own.
-void rgb_to_yuv_last_row(const RgbToYuvJob &job);
+void rgb_to_yuv_last_row_c(const RgbToYuvJob &job);
 
 }  // namespace tavix::module

@@ -82,7 +82,7 @@ struct RgbToYuvRowC {
 constinit const RgbToYuvRows kRgbToYuvRowsC = RgbToYuvRows::of<RgbToYuvRowC>();
 
 // Blocks whose missing pixels repeat those that are there are the portable rows' to convert.
-void rgb_to_yuv_last_row(const RgbToYuvJob &job) {
+void rgb_to_yuv_last_row_c(const RgbToYuvJob &job) {
   const int32_t channels = job.packed.channels, pairs = whole_pairs(job.width), y = job.height - 1;
   const RgbToYuvRowPair rows = job.rows(y, y, y / 2);
   RgbToYuvRow *const convert = kRgbToYuvRowsC(channels, job.yuv.layout);

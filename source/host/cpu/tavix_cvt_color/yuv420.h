@@ -14,6 +14,11 @@ namespace tavix::module {
 
 enum class ChromaLayout : uint8_t { kInterleaved, kPlanar };
 
+// Of a pair of samples, in one row of chroma.
+constexpr int pair_bytes(ChromaLayout layout) {
+  return layout == ChromaLayout::kInterleaved ? 2 : 1;
+}
+
 // Byte is uint8_t or const uint8_t.
 template <class Byte>
 struct YuvPlanes {

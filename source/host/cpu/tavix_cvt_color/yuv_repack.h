@@ -8,17 +8,10 @@
 namespace tavix::module {
 
 // Sizes in pixels. Sample 0 of a source pair becomes sample 0 of a destination pair, planes being
-// chosen so; only from interleaved to interleaved the two change places.
+// chosen so; only from interleaved to interleaved the two change places. A grey source has luma
+// only.
 struct YuvRepackJob {
   YuvPlanes<const uint8_t> src;
-  YuvPlanes<uint8_t> dst;
-  int32_t width, height;
-};
-
-// Grey to 4:2:0; sizes in pixels.
-struct GrayToYuvJob {
-  const uint8_t *src;
-  int32_t src_linesize;
   YuvPlanes<uint8_t> dst;
   int32_t width, height;
 };
@@ -31,7 +24,7 @@ struct RepackRows {
 };
 
 // From planes to planes, at every level.
-MoveChromaRow copy_chroma_row;
+MoveChromaRow copy_chroma_row_c;
 
 extern const RepackRows kRepackRowsC, kRepackRowsAvx2, kRepackRowsAvx512Vbmi;
 const RepackRows &repack_rows();

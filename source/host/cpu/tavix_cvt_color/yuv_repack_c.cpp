@@ -27,14 +27,14 @@ void move_chroma_row_c(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2],
 
 }  // namespace
 
-void copy_chroma_row(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
+void copy_chroma_row_c(const uint8_t *const (&src)[2], uint8_t *const (&dst)[2], int32_t pairs) {
   for (int k = 0; k < 2; ++k) copy_bytes(src[k], dst[k], pairs);
 }
 
 constinit const RepackRows kRepackRowsC = {
     .move_chroma = {{move_chroma_row_c<kInterleaved, kInterleaved>,
                      move_chroma_row_c<kInterleaved, kPlanar>},
-                    {move_chroma_row_c<kPlanar, kInterleaved>, copy_chroma_row}},
+                    {move_chroma_row_c<kPlanar, kInterleaved>, copy_chroma_row_c}},
     .on_all_workers = false,
 };
 

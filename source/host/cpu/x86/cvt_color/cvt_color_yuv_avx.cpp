@@ -59,16 +59,18 @@ void run_row_pairs(const Job &job, const PackedYuvRows<Row> &rows) {
 // Whole row pairs on all workers, then the last row of an odd height in the calling thread.
 void convert_frame(const RgbToYuvJob &job) {
   run_row_pairs(job, rgb_to_yuv_rows());
-  if (job.width > 0 && job.height > 0 && job.height % 2 == 1) rgb_to_yuv_last_row(job);
+  if (job.width > 0 && job.height > 0 && job.height % 2 == 1) rgb_to_yuv_last_row_c(job);
 }
 
 // The luma rows of some chroma rows.
-void copy_luma(const uint8_t *src, int32_t src_linesize, const YuvPlanes<uint8_t> &dst,
-               int32_t width, const Range &rows) {
-  const bool gapless = src_linesize == width && dst.y_linesize == width;
-  for_each_joined(2 * rows.start, 2 * rows.end, width, width, gapless, [&](int32_t y, int32_t n) {
-    copy_bytes(row(src, src_linesize, y), row(dst.y, dst.y_linesize, y), n);
-  });
+void copy_luma(const YuvRepackJob &job, const Range &rows) {
+  const auto &src = job.src;
+  const auto &dst = job.dst;
+  const bool gapless = src.y_linesize == job.width && dst.y_linesize == job.width;
+  for_each_joined(2 * rows.start, 2 * rows.end, job.width, job.width, gapless,
+                  [&](int32_t y, int32_t n) {
+                    copy_bytes(row(src.y, src.y_linesize, y), row(dst.y, dst.y_linesize, y), n);
+                  });
 }
 
 // A body over chroma rows, each with two rows of luma.
@@ -77,15 +79,11 @@ class RepackBody final : public ParallelLoopBody {
   RepackBody(const YuvRepackJob &job, const RepackRows &kernels) : job_(job), kernels_(kernels) {}
 
   void operator()(const Range &rows) const override {
-    copy_luma(job_.src.y, job_.src.y_linesize, job_.dst, job_.width, rows);
+    copy_luma(job_, rows);
     if (job_.width > 1) move_chroma(rows);
   }
 
  private:
-  static int32_t pair_bytes(ChromaLayout layout) {
-    return layout == ChromaLayout::kInterleaved ? 2 : 1;
-  }
-
   void move_chroma(const Range &rows) const {
     const auto &src = job_.src;
     const auto &dst = job_.dst;
@@ -114,11 +112,11 @@ typedef RepackBody ParallelConvertNV122NV21, ParallelConvertNV122YV12, ParallelC
 // chroma rows are one span.
 class GrayToYuvBody final : public ParallelLoopBody {
  public:
-  explicit GrayToYuvBody(const GrayToYuvJob &job) : job_(job) {}
+  explicit GrayToYuvBody(const YuvRepackJob &job) : job_(job) {}
 
   void operator()(const Range &rows) const override {
     const auto &dst = job_.dst;
-    if (job_.width > 0) copy_luma(job_.src, job_.src_linesize, dst, job_.width, rows);
+    if (job_.width > 0) copy_luma(job_, rows);
     if (dst.chroma_linesize <= 0) return;  // the planes may be missing then
     const int planes = dst.layout == ChromaLayout::kPlanar ? 2 : 1;
     const int64_t bytes = int64_t(dst.chroma_linesize) * (rows.end - rows.start);
@@ -127,7 +125,7 @@ class GrayToYuvBody final : public ParallelLoopBody {
   }
 
  private:
-  const GrayToYuvJob &job_;
+  const YuvRepackJob &job_;
 };
 
 using ParallelConvertGray2NV12 = GrayToYuvBody;
@@ -167,10 +165,10 @@ void repack_yuv(const YuvRepackJob &job) {
   run_rows({0, pairs, 1}, RepackBody(job, kernels), kernels.on_all_workers);
 }
 
-void Gray2NV12(const GrayToYuvJob &job) {
+void Gray2NV12(const YuvRepackJob &job) {
   run_rows({0, row_pairs(job.height), 1}, GrayToYuvBody(job), repack_rows().on_all_workers);
 }
-void Gray2YV12(const GrayToYuvJob &job) {
+void Gray2YV12(const YuvRepackJob &job) {
   run_rows({0, row_pairs(job.height), 1}, GrayToYuvBody(job), false);
 }
 

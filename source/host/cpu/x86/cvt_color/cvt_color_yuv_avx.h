@@ -28,8 +28,8 @@ void repack_yuv(const YuvRepackJob &job);
 
 // Grey to 4:2:0, chroma 128 up to the ends of its strides. An odd last row is left alone. To planar
 // formats, and with portable rows, in the calling thread.
-void Gray2NV12(const GrayToYuvJob &job);
-void Gray2YV12(const GrayToYuvJob &job);
+void Gray2NV12(const YuvRepackJob &job);
+void Gray2YV12(const YuvRepackJob &job);
 
 // The conversions by name.
 inline constexpr auto &NV122BGR = yuv_to_rgb, &YV122BGR = yuv_to_rgb, &YV122BGRA = yuv_to_rgb;
