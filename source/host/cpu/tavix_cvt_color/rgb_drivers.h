@@ -34,11 +34,11 @@ struct PackedJob {
 
 inline PackedRow *kernel_of(const PackedJob &job, const RgbRows &rows,
                             PackedRows RgbRows::*member) {
-  return rows.kernel(member, job.src_step, job.dst_step, job.swap);
+  return (rows.*member).find(job.src_step, job.dst_step, job.swap);
 }
 template <class Row>
 Row *kernel_of(const PackedJob &job, const RgbRows &rows, GrayRows<Row> RgbRows::*member) {
-  return rows.kernel(member, job.src_step, job.r_first);
+  return (rows.*member).find(job.src_step, job.r_first);
 }
 
 // Rows without gaps are joined.

@@ -20,13 +20,11 @@ class PackedRows {
     return rows_[src_step / 2][dst_step - 3][swap];
   }
 
-  // Family::row<src_step, dst_step, swap> for colour sources, and for grey ones if it has them.
-  template <class Family>
+  // Family::row<src_step, dst_step, swap> for these source steps.
+  template <class Family, int... src_steps>
   static constexpr PackedRows of() {
     PackedRows rows;
-    if constexpr (Family::kFromGray) rows.add_source<Family, 1>();
-    rows.add_source<Family, 3>();
-    rows.add_source<Family, 4>();
+    (rows.add_source<Family, src_steps>(), ...);
     return rows;
   }
 
@@ -58,24 +56,14 @@ class GrayRows {
   Row *rows_[2][2] = {};  // source step 3, 4; red first
 };
 
-// A record may lack members that a narrower one has. Ask it with kernel().
 struct RgbRows {
-  PackedRows shuffle_bytes = {};    // reorder, add or drop alpha, spread grey
-  PackedRows shuffle_floats = {};   // the same without grey; values are copied unchanged
-  PackedRows bytes_to_floats = {};  // 0..255 to 0..1
-  PackedRows floats_to_bytes = {};  // 0..1 to 0..255, clamped
-  GrayRows<PackedRow> bytes_to_gray = {};
-  GrayRows<WeightedRow> floats_to_gray = {};
-  bool bytes_on_all_workers = false;  // of 8-bit to 8-bit, or in the calling thread
-  const RgbRows *narrower = nullptr;  // has what this record lacks
-
-  // The kernel of a member for these steps and this order.
-  template <class Rows, class... Key>
-  auto *kernel(Rows RgbRows::*member, Key... key) const {
-    const RgbRows *record = this;
-    while ((record->*member).find(key...) == nullptr) record = record->narrower;
-    return (record->*member).find(key...);
-  }
+  PackedRows shuffle_bytes;    // reorder, add or drop alpha, spread grey
+  PackedRows shuffle_floats;   // the same without grey; values are copied unchanged
+  PackedRows bytes_to_floats;  // 0..255 to 0..1
+  PackedRows floats_to_bytes;  // 0..1 to 0..255, clamped
+  GrayRows<PackedRow> bytes_to_gray;
+  GrayRows<WeightedRow> floats_to_gray;
+  bool bytes_on_all_workers;  // of 8-bit to 8-bit, or in the calling thread
 };
 
 extern const RgbRows kRgbRowsC, kRgbRowsAvx2, kRgbRowsAvx512Vbmi;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Portable rows of the packed conversions: plain loops that a compiler can vectorise.
 #include <algorithm>
-#include <type_traits>
 
 #include "common/frame_access.h"
 #include "common/independent_iterations.h"
@@ -12,70 +11,49 @@ namespace tavix::module {
 
 namespace {
 
-// How one channel value becomes another, and what an opaque alpha of values that stay is.
-template <class T>
-struct Unchanged {
-  using From = T;
-  using To = T;
-  static constexpr To kOpaque = std::is_same_v<T, float> ? T(1) : T(255);
-  static constexpr To convert(From v) { return v; }
-};
-struct ByteToFloat {
-  using From = uint8_t;
-  using To = float;
-  static constexpr To convert(From v) { return float(v) / 255.0f; }
-};
-struct ScaledByteToFloat : ByteToFloat {
-  static constexpr To convert(From v) { return float(v) * kByteToUnit; }
-};
-struct FloatToByte {
-  using From = float;
-  using To = uint8_t;
-  static constexpr To convert(From v) { return round_half_up_u8(v * 255.0f); }
-};
+// How one channel value becomes another.
+constexpr float divided(uint8_t v) {
+  return float(v) / 255.0f;
+}
+constexpr float scaled(uint8_t v) {
+  return float(v) * kByteToUnit;
+}
+constexpr uint8_t rounded(float v) {
+  return round_half_up_u8(v * 255.0f);
+}
 
-// Pixel x of a row. All channels are read before the first is written: dst may be src when pixels
-// keep their size.
+// Channels change places or come and go, values stay. All channels of a pixel are read before the
+// first is written: dst may be src when pixels keep their size.
 //
 // A step is the distance of two pixels in elements: 3 or 4, and 1 for grey. Swapping exchanges the
 // first and the third colour channel; green and alpha never move.
-template <class Value, int src_step, int dst_step, bool swap>
-inline void convert_pixel_c(const uint8_t *src, uint8_t *dst, int64_t x) {
-  constexpr bool is_gray = src_step == 1;
-  constexpr int first = !is_gray && swap ? 2 : 0, second = is_gray ? 0 : 1,
-                third = !is_gray && !swap ? 2 : 0;
-  const auto channel = [src, x](int c) {
-    return Value::convert(load<typename Value::From>(src, x * src_step + c));
-  };
-  const typename Value::To c0 = channel(first), c1 = channel(second), c2 = channel(third);
-  typename Value::To alpha = Value::kOpaque;
-  if constexpr (src_step == 4 && dst_step == 4) alpha = channel(3);
-  store(dst, x * dst_step, c0);
-  store(dst, x * dst_step + 1, c1);
-  store(dst, x * dst_step + 2, c2);
-  if constexpr (dst_step == 4) store(dst, x * dst_step + 3, alpha);
-}
-
-// Channels change places or come and go, values stay.
-template <class Value, bool from_gray>
+template <class T>
 struct ShuffleRowC {
-  static constexpr bool kFromGray = from_gray;
-
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    constexpr bool is_gray = src_step == 1;
+    constexpr int first = !is_gray && swap ? 2 : 0, second = is_gray ? 0 : 1,
+                  third = !is_gray && !swap ? 2 : 0;
     TAVIX_INDEPENDENT_ITERATIONS
-    for (int32_t x = 0; x < width; ++x)
-      convert_pixel_c<Value, src_step, dst_step, swap>(src, dst, x);
+    for (int32_t x = 0; x < width; ++x) {
+      const int64_t from = int64_t(x) * src_step, to = int64_t(x) * dst_step;
+      const T c0 = load<T>(src, from + first), c1 = load<T>(src, from + second),
+              c2 = load<T>(src, from + third);
+      T alpha = sizeof(T) == 1 ? T(255) : T(1);
+      if constexpr (src_step == 4 && dst_step == 4) alpha = load<T>(src, from + 3);
+      store(dst, to, c0);
+      store(dst, to + 1, c1);
+      store(dst, to + 2, c2);
+      if constexpr (dst_step == 4) store(dst, to + 3, alpha);
+    }
   }
 };
-using ShuffleBytesRowC = ShuffleRowC<Unchanged<uint8_t>, true>;
-using ShuffleFloatsRowC = ShuffleRowC<Unchanged<float>, false>;
 
 // Values change, element by element.
-template <class Value>
+template <class From, auto convert>
 void convert_elements_c(const uint8_t *src, uint8_t *dst, int64_t n) {
   TAVIX_INDEPENDENT_ITERATIONS
-  for (int64_t i = 0; i < n; ++i) store(dst, i, Value::convert(load<typename Value::From>(src, i)));
+  for (int64_t i = 0; i < n; ++i) store(dst, i, convert(load<From>(src, i)));
 }
 
 constexpr int32_t kStripPixels = 1024;  // strips of either type stay in the first cache
@@ -89,30 +67,26 @@ void for_each_strip_c(const uint8_t *src, uint8_t *dst, int32_t width, const Con
 }
 
 // Channels are shuffled while they are bytes; an opaque 255 becomes 1.
-template <class Value>
+template <auto to_float>
 struct BytesToFloatsRowC {
-  static constexpr bool kFromGray = true;
-
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     const auto convert = [](const uint8_t *from, uint8_t *to, int32_t pixels) {
       uint8_t bytes[kStripPixels * dst_step];
-      ShuffleBytesRowC::row<src_step, dst_step, swap>(from, bytes, pixels);
-      convert_elements_c<Value>(bytes, to, pixels * dst_step);
+      ShuffleRowC<uint8_t>::row<src_step, dst_step, swap>(from, bytes, pixels);
+      convert_elements_c<uint8_t, to_float>(bytes, to, pixels * dst_step);
     };
     for_each_strip_c<src_step, 4 * dst_step>(src, dst, width, convert);
   }
 };
 
 struct FloatsToBytesRowC {
-  static constexpr bool kFromGray = false;
-
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     const auto convert = [](const uint8_t *from, uint8_t *to, int32_t pixels) {
       uint8_t bytes[kStripPixels * src_step];
-      convert_elements_c<FloatToByte>(from, bytes, pixels * src_step);
-      ShuffleBytesRowC::row<src_step, dst_step, swap>(bytes, to, pixels);
+      convert_elements_c<float, rounded>(from, bytes, pixels * src_step);
+      ShuffleRowC<uint8_t>::row<src_step, dst_step, swap>(bytes, to, pixels);
     };
     for_each_strip_c<4 * src_step, dst_step>(src, dst, width, convert);
   }
@@ -163,10 +137,10 @@ struct FloatsToGrayRowC {
 template <class ToFloats, class ToGray>
 constexpr RgbRows rows_of(bool bytes_on_all_workers) {
   return {
-      .shuffle_bytes = PackedRows::of<ShuffleBytesRowC>(),
-      .shuffle_floats = PackedRows::of<ShuffleFloatsRowC>(),
-      .bytes_to_floats = PackedRows::of<ToFloats>(),
-      .floats_to_bytes = PackedRows::of<FloatsToBytesRowC>(),
+      .shuffle_bytes = PackedRows::of<ShuffleRowC<uint8_t>, 1, 3, 4>(),
+      .shuffle_floats = PackedRows::of<ShuffleRowC<float>, 3, 4>(),
+      .bytes_to_floats = PackedRows::of<ToFloats, 1, 3, 4>(),
+      .floats_to_bytes = PackedRows::of<FloatsToBytesRowC, 3, 4>(),
       .bytes_to_gray = GrayRows<PackedRow>::of<ToGray>(),
       .floats_to_gray = GrayRows<WeightedRow>::of<FloatsToGrayRowC>(),
       .bytes_on_all_workers = bytes_on_all_workers,
@@ -175,8 +149,8 @@ constexpr RgbRows rows_of(bool bytes_on_all_workers) {
 
 }  // namespace
 
-constinit const RgbRows kRgbRowsC = rows_of<BytesToFloatsRowC<ByteToFloat>, BytesToGrayRowC>(false);
+constinit const RgbRows kRgbRowsC = rows_of<BytesToFloatsRowC<divided>, BytesToGrayRowC>(false);
 constinit const RgbRows kRgbRowsTails =
-    rows_of<BytesToFloatsRowC<ScaledByteToFloat>, RoundedBytesToGrayRowC>(true);
+    rows_of<BytesToFloatsRowC<scaled>, RoundedBytesToGrayRowC>(true);
 
 }  // namespace tavix::module

@@ -70,11 +70,10 @@ void mask_row(const RgbRows &rows, bool floats, int32_t channels, const uint8_t 
                   : cut_five_channels<uint8_t>(src, mask, dst, width);
   }
   if (!floats)
-    return mask_colour<uint8_t>(rows.kernel(&RgbRows::shuffle_bytes, channels, 4, false), channels,
-                                src, mask, dst, width);
+    return mask_colour<uint8_t>(rows.shuffle_bytes.find(channels, 4, false), channels, src, mask,
+                                dst, width);
   if (channels == 1) return mask_float_grey(src, mask, dst, width);
-  mask_colour<float>(rows.kernel(&RgbRows::shuffle_floats, channels, 4, false), channels, src, mask,
-                     dst, width);
+  mask_colour<float>(rows.shuffle_floats.find(channels, 4, false), channels, src, mask, dst, width);
 }
 
 }  // namespace tavix::module

@@ -164,16 +164,13 @@ struct FloatsOf {
 };
 
 struct ShuffleFloatsVectorRow {
-  static constexpr bool kFromGray = false;
-
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
     using Vectors = FloatsOf<src_step, dst_step, swap>;
     convert_row(GatherBlock<Vectors, 8, 4 * src_step, 4 * dst_step, kAlways>(),
-                *kRgbRowsTails.kernel(&RgbRows::shuffle_floats, src_step, dst_step, swap), src, dst,
-                0, width);
+                *kRgbRowsTails.shuffle_floats.find(src_step, dst_step, swap), src, dst, 0, width);
   }
 };
-constexpr PackedRows kShuffleFloats = PackedRows::of<ShuffleFloatsVectorRow>();
+constexpr PackedRows kShuffleFloats = PackedRows::of<ShuffleFloatsVectorRow, 3, 4>();
 
 TAVIX_VECTORS_END

@@ -159,6 +159,12 @@ TAVIX_INLINE __m512i pack_words(__m512i low, __m512i high) {
 }
 
 // Left to the narrower rows: memory bounds these, and wider loads are split by more lines of it.
-constexpr PackedRows kShuffleFloats = {};
+struct ShuffleFloatsNarrowerRow {
+  template <int src_step, int dst_step, bool swap>
+  static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
+    kRgbRowsAvx2.shuffle_floats.find(src_step, dst_step, swap)(src, dst, width);
+  }
+};
+constexpr PackedRows kShuffleFloats = PackedRows::of<ShuffleFloatsNarrowerRow, 3, 4>();
 
 TAVIX_VECTORS_END
