@@ -35,10 +35,8 @@ TAVIX_INLINE Ints truncated_means(const Columns &top, const Columns &bottom) {
 }
 
 struct LaneChroma {
-  Ints weights, flip;
-
-  explicit TAVIX_INLINE LaneChroma(const ChromaLanes &lanes)
-      : weights(lanes_of(lanes.weights)), flip(lanes_of(lanes.flip)) {}
+  const ChromaLanes &lanes;
+  Ints weights = lanes_of(lanes.weights), flip = lanes_of(lanes.flip);
 
   // 16 samples as words, 256 times their distance from 128 and a fraction.
   TAVIX_INLINE Ints of(const Ints (&means)[2]) const {
@@ -57,14 +55,9 @@ template <ChromaLayout layout>
 struct RgbToYuvBlock<4, layout> {
   static constexpr int kColumns = 32;
 
-  Ints weights, offset;
-  LaneChroma first, second;
-
-  explicit TAVIX_INLINE RgbToYuvBlock(const RgbToYuvLanes &lanes)
-      : weights(lanes_of(lanes.luma.weights)),
-        offset(all_bytes(char(lanes.luma.offset))),
-        first(lanes.chroma[0]),
-        second(lanes.chroma[1]) {}
+  const RgbToYuvLanes &lanes;
+  Ints weights = lanes_of(lanes.luma.weights), offset = all_bytes(char(lanes.luma.offset));
+  LaneChroma first{lanes.chroma[0]}, second{lanes.chroma[1]};
 
   TAVIX_INLINE void run(const RgbToYuvRowPair &rows, int32_t x) const {
     const uint8_t *const at[2] = {rows.packed[0] + 4 * int64_t(x), rows.packed[1] + 4 * int64_t(x)};
