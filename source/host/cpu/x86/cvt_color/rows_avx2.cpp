@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The records of the colour conversions with AVX2.
 #include "cpu/x86/cvt_color/gathers_avx2.h"
-#include "cpu/x86/cvt_color/pixels_avx2.h"
 #include "cpu/x86/cvt_color/rgb_to_yuv_avx2.h"
+#include "cpu/x86/packed_pixels_avx2.h"
 
 // What fills no block is left to portable rows, of packed pixels to those with this arithmetic.
 #define TAVIX_NARROWER(Rows) k##Rows##C
