@@ -103,9 +103,9 @@ bool is_r_first(const TavixFrameV2 &frame) {
   return traits(frame.video.format).r_first;
 }
 
-// Without pixels a record may say any number of channels, which no driver has kernels for.
-int32_t step_of(const TavixVideoInfo &video, bool has_pixels) {
-  return has_pixels ? pixel_step(video) : traits(video.format).channels;
+// Without pixels a record may say any number of channels, also one that no driver has kernels for.
+int32_t step_of(const TavixVideoInfo &video) {
+  return std::clamp<int32_t>(pixel_step(video), traits(video.format).channels, kMaxChannels);
 }
 
 // Each kind of conversion says what it touches and makes a driver's job of two frames, which may
@@ -117,13 +117,13 @@ struct Packed {
     return {src.video.width > 0 ? src.video.height : 0, 0};
   }
   static PackedJob job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-    const bool r_first = is_r_first(src), any = src.video.width > 0 && src.video.height > 0;
+    const bool r_first = is_r_first(src);
     return {src.data[0],
             src.linesize[0],
-            step_of(src.video, any),
+            step_of(src.video),
             dst.data[0],
             dst.linesize[0],
-            step_of(dst.video, any),
+            step_of(dst.video),
             src.video.width,
             src.video.height,
             r_first,

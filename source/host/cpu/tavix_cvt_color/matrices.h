@@ -160,14 +160,9 @@ inline constexpr GrayWeights kBt601Gray = {0.299f, 0.587f, 0.114f, 77, 150, 29};
 
 // The weights that go with a colour space; unknown spaces are BT.601.
 constexpr const GrayWeights &gray_weights(int32_t color_space) {
-  switch (color_matrix(color_space, true)) {
-    case kBt709Full:
-      return kBt709Gray;
-    case kBt2020Full:
-      return kBt2020Gray;
-    default:
-      return kBt601Gray;
-  }
+  const ColorMatrix matrix = color_matrix(color_space, true);
+  if (matrix == kBt709Full) return kBt709Gray;
+  return matrix == kBt2020Full ? kBt2020Gray : kBt601Gray;
 }
 
 }  // namespace tavix::module

@@ -58,12 +58,9 @@ void convert_elements_c(const uint8_t *src, uint8_t *dst, int64_t n) {
 
 constexpr int32_t kStripPixels = 1024;  // strips of either type stay in the first cache
 
-// Calls convert(src, dst, pixels) for one strip of a row after the other.
-template <int src_pixel, int dst_pixel, class Convert>
-void for_each_strip_c(const uint8_t *src, uint8_t *dst, int32_t width, const Convert &convert) {
-  for (int64_t x = 0; x < width; x += kStripPixels)
-    convert(src + x * src_pixel, dst + x * dst_pixel,
-            int32_t(std::min<int64_t>(kStripPixels, width - x)));
+// Pixels of the strip from pixel x on.
+constexpr int32_t strip_pixels(int64_t x, int32_t width) {
+  return int32_t(std::min<int64_t>(kStripPixels, width - x));
 }
 
 // Channels are shuffled while they are bytes; an opaque 255 becomes 1.
@@ -71,24 +68,24 @@ template <auto to_float>
 struct BytesToFloatsRowC {
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-    const auto convert = [](const uint8_t *from, uint8_t *to, int32_t pixels) {
-      uint8_t bytes[kStripPixels * dst_step];
-      ShuffleRowC<uint8_t>::row<src_step, dst_step, swap>(from, bytes, pixels);
-      convert_elements_c<uint8_t, to_float>(bytes, to, pixels * dst_step);
-    };
-    for_each_strip_c<src_step, 4 * dst_step>(src, dst, width, convert);
+    uint8_t bytes[kStripPixels * dst_step];
+    for (int64_t x = 0; x < width; x += kStripPixels) {
+      const int32_t pixels = strip_pixels(x, width);
+      ShuffleRowC<uint8_t>::row<src_step, dst_step, swap>(src + x * src_step, bytes, pixels);
+      convert_elements_c<uint8_t, to_float>(bytes, dst + 4 * x * dst_step, pixels * dst_step);
+    }
   }
 };
 
 struct FloatsToBytesRowC {
   template <int src_step, int dst_step, bool swap>
   static void row(const uint8_t *src, uint8_t *dst, int32_t width) {
-    const auto convert = [](const uint8_t *from, uint8_t *to, int32_t pixels) {
-      uint8_t bytes[kStripPixels * src_step];
-      convert_elements_c<float, rounded>(from, bytes, pixels * src_step);
-      ShuffleRowC<uint8_t>::row<src_step, dst_step, swap>(bytes, to, pixels);
-    };
-    for_each_strip_c<4 * src_step, dst_step>(src, dst, width, convert);
+    uint8_t bytes[kStripPixels * src_step];
+    for (int64_t x = 0; x < width; x += kStripPixels) {
+      const int32_t pixels = strip_pixels(x, width);
+      convert_elements_c<float, rounded>(src + 4 * x * src_step, bytes, pixels * src_step);
+      ShuffleRowC<uint8_t>::row<src_step, dst_step, swap>(bytes, dst + x * dst_step, pixels);
+    }
   }
 };
 

@@ -53,17 +53,6 @@ TAVIX_INLINE Ints truncate_to_uint32(Floats floats) {
   return sub(magnitude ^ sign, sign);
 }
 
-// The low bytes of 32 integers, and the low halves of 16, in order; the masks keep the packs from
-// saturating.
-TAVIX_INLINE __m256i pack_low_8(__m256i a, __m256i b, __m256i c, __m256i d) {
-  const __m256i mask = all_of(0xff);
-  return pack_clamped(a & mask, b & mask, c & mask, d & mask);
-}
-TAVIX_INLINE __m256i pack_low_16(__m256i a, __m256i b) {
-  const __m256i mask = all_of(0xffff);
-  return _mm256_permute4x64_epi64(_mm256_packus_epi32(a & mask, b & mask), 0xd8);
-}
-
 template <class To>
 TAVIX_INLINE void convert_from_floats(const uint8_t *src, uint8_t *dst) {
   if constexpr (sizeof(To) == 8) {
@@ -72,17 +61,21 @@ TAVIX_INLINE void convert_from_floats(const uint8_t *src, uint8_t *dst) {
       module::store(dst, k, int64_t(_mm_cvttss_si64(_mm_set_ss(module::load<float>(src, k)))));
     return;
   }
-  const Floats v[4] = {load(src), load(src + kBytes), load(src + 2 * kBytes),
-                       load(src + 3 * kBytes)};
+  Ints v[4];
+  for (int k = 0; k < 4; ++k) {
+    const Floats floats = load(src + kBytes * k);
+    v[k] = std::is_same_v<To, uint32_t> ? truncate_to_uint32(floats) : truncated(floats);
+    // Low bytes or halves only, so that the packs do not saturate.
+    if constexpr (sizeof(To) < 4) v[k] = v[k] & all_of(sizeof(To) == 1 ? 0xff : 0xffff);
+  }
   if constexpr (sizeof(To) == 1) {
-    store_256(dst, pack_low_8(truncated(v[0]), truncated(v[1]), truncated(v[2]), truncated(v[3])));
+    store_256(dst, pack_clamped(v[0], v[1], v[2], v[3]));
   } else if constexpr (sizeof(To) == 2) {
-    store_256(dst, pack_low_16(truncated(v[0]), truncated(v[1])));
-    store_256(dst + kBytes, pack_low_16(truncated(v[2]), truncated(v[3])));
-  } else {
-    for (int k = 0; k < 4; ++k)
+    for (int k = 0; k < 2; ++k)
       store_256(dst + kBytes * k,
-                std::is_same_v<To, uint32_t> ? truncate_to_uint32(v[k]) : truncated(v[k]));
+                _mm256_permute4x64_epi64(_mm256_packus_epi32(v[2 * k], v[2 * k + 1]), 0xd8));
+  } else {
+    for (int k = 0; k < 4; ++k) store_256(dst + kBytes * k, v[k]);
   }
 }
 
