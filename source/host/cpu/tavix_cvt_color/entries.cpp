@@ -153,8 +153,7 @@ struct PackedToChannels : Packed {
 // Conversions between packed and 4:2:0 pictures work on whole blocks.
 struct Blocks {
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &) {
-    const bool any = has_blocks(src.video.width, src.video.height);
-    const int32_t pairs = any ? src.video.height / 2 : 0;
+    const int32_t pairs = has_blocks(src.video.width, src.video.height) ? src.video.height / 2 : 0;
     return {2 * pairs, pairs};
   }
 };
@@ -197,11 +196,6 @@ struct Decode : Blocks {
 using DecodeToBytes = Decode<YuvToRgbJob>;
 using DecodeToFloats = Decode<YuvToRgbF32Job>;
 
-YuvRepackJob repack_job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-  return {yuv_planes<const uint8_t>(src), yuv_planes<uint8_t>(dst), src.video.width,
-          src.video.height};
-}
-
 struct Repack {
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t luma = src.video.width > 0 ? 2 * row_pairs(src.video.height) : 0;
@@ -209,7 +203,8 @@ struct Repack {
   }
   // An interleaved picture that starts with V pairs up with the planes of the other in that order.
   static YuvRepackJob job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-    YuvRepackJob job = repack_job(src, dst);
+    YuvRepackJob job = {yuv_planes<const uint8_t>(src), yuv_planes<uint8_t>(dst), src.video.width,
+                        src.video.height};
     if (job.src.v_first) std::swap(job.dst.chroma[0], job.dst.chroma[1]);
     if (job.dst.v_first) std::swap(job.src.chroma[0], job.src.chroma[1]);
     return job;
@@ -230,13 +225,10 @@ int32_t check_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane
 
 // Chroma is filled to the ends of its strides, whatever the width. Upside down it has no span that
 // could be filled.
-struct GrayToYuv {
+struct GrayToYuv : Repack {
   static Reach reach(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
     const int32_t pairs = src.video.width > 0 ? row_pairs(src.video.height) : 0;
     return {2 * pairs, dst.linesize[1] != 0 ? pairs : 0};
-  }
-  static YuvRepackJob job(const TavixFrameV2 &src, const TavixFrameV2 &dst) {
-    return repack_job(src, dst);
   }
   static int32_t check_spans(const LogOrigin &by, const TavixFrameV2 &src,
                              const TavixFrameV2 &dst) {

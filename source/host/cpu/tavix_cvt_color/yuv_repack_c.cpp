@@ -3,7 +3,6 @@
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
 #include "common/copy_bytes.h"
-
 #include "common/independent_iterations.h"
 
 namespace tavix::module {

@@ -81,16 +81,9 @@ TAVIX_INLINE void convert_from_floats(const uint8_t *src, uint8_t *dst) {
 
 // ---- Moving channels. ----
 
-template <int bytes>
-struct Elements {
-  using Vector = Floats;
-};
-template <>
-struct Elements<1> {
-  using Vector = Bytes;
-};
+// Floats, or integers for bytes.
 template <class T>
-using VectorOf = typename Elements<sizeof(T)>::Vector;
+using VectorOf = decltype(all_of(T()));
 
 // One vector of pixels; at is the byte offset within the planes.
 template <class T, int channels, bool past_caches>
@@ -107,17 +100,14 @@ TAVIX_INLINE void merge_block(const uint8_t *const *planes, int64_t at, uint8_t 
   store_planes<false>(dst, v);
 }
 
-// Eight pixels of bytes, half of them in each lane.
-template <int channels>
-TAVIX_INLINE __m256i load_pixels(const uint8_t *src) {
-  return channels == 3 ? load_halves(src, src + 8) : load_256(src);
-}
-
 // 32 pixels of bytes into planes of 32-bit elements.
 template <class T, int channels>
 TAVIX_INLINE void widen_block(const uint8_t *src, uint8_t *const *planes, int64_t at) {
-  __m256i pixels[4];
-  for (int k = 0; k < 4; ++k) pixels[k] = load_pixels<channels>(src + 8 * k * channels);
+  __m256i pixels[4];  // eight each, half of them in each lane
+  for (int k = 0; k < 4; ++k) {
+    const uint8_t *const eight = src + 8 * k * channels;
+    pixels[k] = channels == 3 ? load_halves(eight, eight + 8) : load_256(eight);
+  }
   for (int c = 0; c < channels; ++c)
     for (int k = 0; k < 4; ++k) {
       const Ints elements = _mm256_shuffle_epi8(pixels[k], load_ints(kWidening<channels>.order[c]));

@@ -9,10 +9,6 @@
 
 TAVIX_VECTORS_BEGIN
 
-TAVIX_INLINE Ints lanes_of(uint32_t value) {
-  return all_of(int32_t(value));
-}
-
 // Even and odd columns of 16 pixels, both in the order 0 4 1 5 2 6 3 7 of their blocks. Pixels are
 // read once more, which is cheaper than moving them between lanes.
 struct Columns {
@@ -36,7 +32,7 @@ TAVIX_INLINE Ints truncated_means(const Columns &top, const Columns &bottom) {
 
 struct LaneChroma {
   const ChromaLanes &lanes;
-  Ints weights = lanes_of(lanes.weights), flip = lanes_of(lanes.flip);
+  Ints weights = all_of(lanes.weights), flip = all_of(lanes.flip);
 
   // 16 samples as words, 256 times their distance from 128 and a fraction.
   TAVIX_INLINE Ints of(const Ints (&means)[2]) const {
@@ -56,7 +52,7 @@ struct RgbToYuvBlock<4, layout> {
   static constexpr int kColumns = 32;
 
   const RgbToYuvLanes &lanes;
-  Ints weights = lanes_of(lanes.luma.weights), offset = all_bytes(char(lanes.luma.offset));
+  Ints weights = all_of(lanes.luma.weights), offset = all_bytes(char(lanes.luma.offset));
   LaneChroma first{lanes.chroma[0]}, second{lanes.chroma[1]};
 
   TAVIX_INLINE void run(const RgbToYuvRowPair &rows, int32_t x) const {

@@ -5,22 +5,20 @@
 // pmaddubsw then fit 16 bits where they would not with signed weights of up to 157.
 #pragma once
 
-#include <algorithm>
-
 #include "cpu/tavix_cvt_color/rgb_to_yuv.h"
 
 namespace tavix::module {
 
 // Four bytes as one lane.
-constexpr uint32_t bytes_of(int32_t b0, int32_t b1, int32_t b2, int32_t b3) {
-  return uint32_t(b0) | uint32_t(b1) << 8 | uint32_t(b2) << 16 | uint32_t(b3) << 24;
+constexpr int32_t bytes_of(int32_t b0, int32_t b1, int32_t b2, int32_t b3) {
+  return b0 | b1 << 8 | b2 << 16 | b3 << 24;
 }
 
 // Luma: sum w (p - 128) = sum w p - 128 sum w, and with sum w even the second term leaves the
 // shift as a whole number. Bounds, for weights that sum to at most 256: pairs and sums stay in
 // [-32768, 32512], after rounding in [-32640, 32640], the result in 0..255: nothing saturates.
 struct LumaLanes {
-  uint32_t weights = 0;
+  int32_t weights = 0;
   uint8_t offset = 0;
 
   constexpr LumaLanes() = default;
@@ -41,7 +39,7 @@ struct LumaLanes {
 // |w0| + |w1| <= 255 and |w2| <= 150: the pairs stay in [-32640, 32385] and within 19200 and what
 // is missing. Their sum saturates, on purpose: beyond 16 bits the result is clamped anyway.
 struct ChromaLanes {
-  uint32_t weights = 0, flip = 0;
+  int32_t weights = 0, flip = 0;
 
   constexpr ChromaLanes() = default;
   constexpr explicit ChromaLanes(const int16_t (&w)[3]) {
@@ -55,7 +53,7 @@ struct ChromaLanes {
     const ChromaLanes lanes(w);
     const bool pairs_fit = magnitude(w[0]) + magnitude(w[1]) <= 255 && magnitude(w[2]) <= 150 &&
                            missing(w) >= 0 && missing(w) <= 12000;
-    return pairs_fit && makes_up(missing(w), int32_t(lanes.flip >> 24));
+    return pairs_fit && makes_up(missing(w), lanes.flip >> 24);
   }
 
  private:
@@ -70,24 +68,9 @@ struct ChromaLanes {
   }
 };
 
-// In either order of channels.
-constexpr bool fits_lanes(ColorMatrix matrix) {
-  for (const bool r_first : {false, true}) {
-    const RgbToYuvWeights w(matrix, r_first, false);
-    if (!LumaLanes::fit(w.y) || !ChromaLanes::fit(w.chroma[0]) || !ChromaLanes::fit(w.chroma[1]))
-      return false;
-  }
-  return true;
-}
-static_assert(std::ranges::all_of(kEveryMatrix, fits_lanes));
-
 struct RgbToYuvLanes {
   LumaLanes luma;
   ChromaLanes chroma[2];
-
-  constexpr RgbToYuvLanes() = default;
-  constexpr explicit RgbToYuvLanes(const RgbToYuvWeights &w)
-      : luma(w), chroma{ChromaLanes(w.chroma[0]), ChromaLanes(w.chroma[1])} {}
 };
 
 // The lanes of every matrix in either order of channels and samples.
@@ -97,9 +80,14 @@ struct RgbToYuvLanesTable {
   constexpr RgbToYuvLanesTable() {
     for (const ColorMatrix matrix : kEveryMatrix)
       for (const bool r_first : {false, true})
-        for (const bool v_first : {false, true})
-          lanes[matrix][r_first][v_first] =
-              RgbToYuvLanes(RgbToYuvWeights(matrix, r_first, v_first));
+        for (const bool v_first : {false, true}) {
+          const RgbToYuvWeights w(matrix, r_first, v_first);
+          if (!LumaLanes::fit(w.y) || !ChromaLanes::fit(w.chroma[0]) ||
+              !ChromaLanes::fit(w.chroma[1]))
+            throw "weights that the lanes do not hold";
+          lanes[matrix][r_first][v_first] = {LumaLanes(w),
+                                             {ChromaLanes(w.chroma[0]), ChromaLanes(w.chroma[1])}};
+        }
   }
 
   constexpr const RgbToYuvLanes &of(const RgbToYuvWeights &w) const {
