@@ -11,31 +11,15 @@
 
 namespace tavix::module {
 
-// The first dimension in which two blobs of one dimension count differ, or -1. Looks at no more
+// The check that every layer makes of two blobs, under its own unit and function. Looks at no more
 // dimensions than a record holds.
-constexpr int32_t differing_dim(const TavixBlob &a, const TavixBlob &b) {
-  const int32_t dims = std::min<int32_t>(a.dims_size, TAVIX_BLOB_MAX_DIMS);
-  for (int32_t i = 0; i < dims; ++i)
-    if (a.dims[i] != b.dims[i]) return i;
-  return -1;
-}
-
-// The check that every layer makes of two blobs, under its own unit and function.
 inline int32_t check_same_dims(const LogOrigin &by, const TavixBlob &src, const TavixBlob &dst) {
   TAVIX_INVALID_AS_IF(by, src.dims_size != dst.dims_size, "dims size mismatch: src=%d, dst=%d",
                       src.dims_size, dst.dims_size);
-  const int32_t i = differing_dim(src, dst);
-  TAVIX_INVALID_AS_IF(by, i >= 0, "dim[%d] value mismatch: src=%d, dst=%d", i, src.dims[i],
-                      dst.dims[i]);
+  for (int32_t i = 0; i < std::min<int32_t>(src.dims_size, TAVIX_BLOB_MAX_DIMS); ++i)
+    TAVIX_INVALID_AS_IF(by, src.dims[i] != dst.dims[i], "dim[%d] value mismatch: src=%d, dst=%d", i,
+                        src.dims[i], dst.dims[i]);
   return TAVIX_OK;
-}
-
-// The first negative dimension, or -1.
-constexpr int32_t negative_dim(const TavixBlob &blob) {
-  const int32_t dims = std::min<int32_t>(blob.dims_size, TAVIX_BLOB_MAX_DIMS);
-  for (int32_t i = 0; i < dims; ++i)
-    if (blob.dims[i] < 0) return i;
-  return -1;
 }
 
 // A negative axis counts from the end.

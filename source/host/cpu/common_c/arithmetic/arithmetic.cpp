@@ -79,10 +79,11 @@ int32_t check_softmax_shape(const LogOrigin &by, const TavixBlob &src, int32_t a
   TAVIX_INVALID_AS_IF(by, src.dims_size > TAVIX_BLOB_MAX_DIMS, "dims size(%d) must not exceed %d",
                       src.dims_size, TAVIX_BLOB_MAX_DIMS);
   shape = axis_shape(src, axis);
-  const int32_t i = negative_dim(src);
-  TAVIX_INVALID_AS_IF(by, !shape.empty() && i >= 0, "dim[%d] value(%d) must not be negative", i,
-                      src.dims[i]);
-  TAVIX_INVALID_AS_IF(by, !shape.empty() && (shape.outer < 0 || shape.inner < 0),
+  if (shape.empty()) return TAVIX_OK;
+  for (int32_t i = 0; i < src.dims_size; ++i)
+    TAVIX_INVALID_AS_IF(by, src.dims[i] < 0, "dim[%d] value(%d) must not be negative", i,
+                        src.dims[i]);
+  TAVIX_INVALID_AS_IF(by, shape.outer < 0 || shape.inner < 0,
                       "32-bit products outer(%d) and inner(%d) of the dimensions before and after "
                       "axis %d must not be negative",
                       shape.outer, shape.inner, axis);
