@@ -4,10 +4,12 @@
 // Source and destination start at any address and do not overlap.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
 #include "common/frame_access.h"
+#include "common/independent_iterations.h"
 #include "tavix/core/codes.h"
 
 namespace tavix::module {
@@ -45,12 +47,18 @@ const TensorRows &tensor_rows();
 
 // Pixel by pixel.
 template <class T, int channels, class To = T>
-inline void split_pixels_c(const uint8_t *src, uint8_t *const *planes, int64_t n) {
+inline void split_pixels_c(const uint8_t *src, uint8_t *const *to, int64_t n) {
+  std::array<uint8_t *, channels> planes;
+  std::copy_n(to, channels, planes.begin());
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int64_t x = 0; x < n; ++x)
     for (int c = 0; c < channels; ++c) store(planes[c], x, To(load<T>(src, x * channels + c)));
 }
 template <class T, int channels>
-inline void merge_pixels_c(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
+inline void merge_pixels_c(const uint8_t *const *from, uint8_t *dst, int64_t n) {
+  std::array<const uint8_t *, channels> planes;  // which no store to dst can change
+  std::copy_n(from, channels, planes.begin());
+  TAVIX_INDEPENDENT_ITERATIONS
   for (int64_t x = 0; x < n; ++x)
     for (int c = 0; c < channels; ++c) store(dst, x * channels + c, load<T>(planes[c], x));
 }
