@@ -317,7 +317,7 @@ TEST(AddMask, CutRowsEndInTime) {
       const GuardedBytes src(row_bytes), mask(size_t(width) * element), dst(row_bytes);
       std::fill_n(src.data(), row_bytes, uint8_t(1));
       std::fill_n(mask.data(), mask.size(), uint8_t(2));
-      module::mask_row(module::kRgbRowsC, floats, 4, src.data(), mask.data(), dst.data(), width);
+      module::mask_row(module::kTensorRowsC, floats, 4, src.data(), mask.data(), dst.data(), width);
       for (size_t i = 0; i < row_bytes; ++i)
         ASSERT_EQ(dst.data()[i], i / element % 5 == 4 ? 2 : 1)
             << "width " << width << ", byte " << i;

@@ -188,7 +188,7 @@ int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame, const TavixFrameV2
   }
   // Rows go out with a packed pitch, whatever stride the new frame has, on purpose.
   const size_t row_bytes = size_t(colour.cols) * traits(format).channels * colour.elemSize1();
-  const RgbRows &kernels = rgb_rows();
+  const TensorRows &kernels = tensor_rows();
   cv::Mat converted;  // a row
   for (int y = 0; y < colour.rows; ++y) {
     const uint8_t *mask_values = alpha.ptr(y);

@@ -5,14 +5,14 @@
 
 #include <cstdint>
 
-#include "cpu/tavix_cvt_color/rgb_rows.h"
+#include "cpu/common_c/blob/tensor_rows.h"
 
 namespace tavix::module {
 
 // Reads width pixels of 1, 3 or 4 channels and as many elements of the mask. Pixels of four
 // channels stand side by side with their mask, five elements each, and the row is cut to 4 * width
 // elements.
-void mask_row(const RgbRows &rows, bool floats, int32_t channels, const uint8_t *src,
+void mask_row(const TensorRows &rows, bool floats, int32_t channels, const uint8_t *src,
               const uint8_t *mask, uint8_t *dst, int32_t width);
 
 }  // namespace tavix::module
