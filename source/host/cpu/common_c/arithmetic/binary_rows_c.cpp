@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <cstring>
 
 #include "common/frame_access.h"
 #include "common/independent_iterations.h"
@@ -52,34 +51,46 @@ class ScaledOperand {
   ChannelTables tables_;
 };
 
-// The offset of an 8-bit result: sat(round(offset) + result). An offset far within int32 adds or
-// takes away a byte, saturating; near its ends and beyond, rounding to int32 has the last word.
-class ByteOffset {
+// The operation on scaled bytes and the offset of its result: sat(round(offset) + result). An offset
+// far within int32 adds or takes away a byte, saturating; near its ends and beyond, rounding to
+// int32 has the last word.
+template <int op>
+class ByteOperation {
  public:
-  ByteOffset(const ChannelParameters &offset, int32_t channels)
+  ByteOperation(const ChannelParameters &gamma, int32_t channels)
       : channels_(channels),
-        offset_{std::rint(offset[0]), std::rint(offset[1]), std::rint(offset[2]),
-                std::rint(offset[3])},
+        offset_{std::rint(gamma[0]), std::rint(gamma[1]), std::rint(gamma[2]), std::rint(gamma[3])},
         neutral_(all_channels(offset_, channels, [](double g) { return g == 0.0; })),
         saturates_(all_channels(offset_, channels, [](double g) { return std::fabs(g) < 0x1p30; })),
         added_(clamped(offset_, 1), channels),
         taken_(clamped(offset_, -1), channels) {}
 
-  bool neutral() const { return neutral_; }
-
-  void add_to(uint8_t *row, int32_t n) const {
-    if (saturates_) {
+  // dst may be a or b.
+  void run(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) const {
+    if (neutral_) {
+      TAVIX_INDEPENDENT_ITERATIONS
+      for (int32_t i = 0; i < n; ++i) dst[i] = BinaryOp<op>::run(a[i], b[i]);
+    } else if (saturates_) {
       for_each_element<kBytePeriod>(n, [=, this](int32_t i, int32_t k) {
-        row[i] = Sub::run(Add::run(row[i], added_.lanes[k]), taken_.lanes[k]);
+        const uint8_t result = Add::run(BinaryOp<op>::run(a[i], b[i]), added_.lanes[k]);
+        dst[i] = unless_by_zero(b[i], Sub::run(result, taken_.lanes[k]));
       });
     } else {
-      for (int32_t i = 0; i < n; ++i) row[i] = round_to_u8(offset_[i % channels_] + row[i]);
+      for (int32_t i = 0; i < n; ++i) {
+        const double result = offset_[i % channels_] + BinaryOp<op>::run(a[i], b[i]);
+        dst[i] = unless_by_zero(b[i], round_to_u8(result));
+      }
     }
   }
 
  private:
   using Add = BinaryOp<TAVIX_BINARY_OP_ADD>;
   using Sub = BinaryOp<TAVIX_BINARY_OP_SUB>;
+
+  // No offset is added to a zero-divisor result, on purpose.
+  static uint8_t unless_by_zero(uint8_t b, uint8_t result) {
+    return op == TAVIX_BINARY_OP_DIV && b == 0 ? 0 : result;
+  }
 
   static ChannelParameters clamped(ChannelParameters values, double sign) {
     for (double &v : values) v = std::fmin(std::fmax(sign * v, 0.0), 255.0);
@@ -91,13 +102,6 @@ class ByteOffset {
   bool neutral_, saturates_;
   ParameterPattern<uint8_t, kBytePeriod> added_, taken_;
 };
-
-// Plain byte loop; dst may be a or b.
-template <int op>
-void combine_bytes_c(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) {
-  TAVIX_INDEPENDENT_ITERATIONS
-  for (int32_t i = 0; i < n; ++i) dst[i] = BinaryOp<op>::run(a[i], b[i]);
-}
 
 // The float chain on scaled operands. Offset is double, or float where the offsets are floats: the
 // sum of two floats rounded to double and then to float is the sum rounded once. The quotient stays
@@ -127,40 +131,25 @@ class BinaryArithmeticBody<uint8_t, op> final : public ParallelLoopBody {
         channels_(job.video().channels),
         scaled1_(copy_parameters(job.alpha), channels_),
         scaled2_(copy_parameters(job.beta), channels_),
-        offset_(copy_parameters(job.gamma), channels_) {}
+        operation_(copy_parameters(job.gamma), channels_) {}
 
   void operator()(const Range &rows) const override {
     job_.for_each_row<uint8_t>(rows, [this](int32_t n, const uint8_t *src1, const uint8_t *src2,
-                                            uint8_t *dst) { run_row(n, src1, src2, dst); });
+                                            uint8_t *dst) {
+      uint8_t strip1[kStrip], strip2[kStrip];
+      for (int64_t i = 0; i < n; i += kStrip) {  // 64-bit: the strip after the longest row's last
+        const int32_t count = int32_t(std::min<int64_t>(kStrip, n - i));
+        operation_.run(scaled1_.row(src1 + i, strip1, count, channels_),
+                       scaled2_.row(src2 + i, strip2, count, channels_), dst + i, count);
+      }
+    });
   }
 
  private:
-  void run_row(int32_t n, const uint8_t *src1, const uint8_t *src2, uint8_t *dst) const {
-    uint8_t strip1[kStrip], strip2[kStrip], result[kStrip];
-    for (int64_t i = 0; i < n; i += kStrip) {  // 64-bit: the strip after the longest row's last
-      const int32_t count = int32_t(std::min<int64_t>(kStrip, n - i));
-      const uint8_t *a = scaled1_.row(src1 + i, strip1, count, channels_);
-      const uint8_t *b = scaled2_.row(src2 + i, strip2, count, channels_);
-      if (offset_.neutral()) {
-        combine_bytes_c<op>(a, b, dst + i, count);
-      } else {
-        combine_bytes_c<op>(a, b, result, count);
-        offset_.add_to(result, count);
-        if constexpr (op == TAVIX_BINARY_OP_DIV) clear_zero_divisors(b, result, count);
-        std::memcpy(dst + i, result, size_t(count));
-      }
-    }
-  }
-
-  // No offset is added to a zero-divisor result, on purpose.
-  static void clear_zero_divisors(const uint8_t *b, uint8_t *result, int32_t n) {
-    for (int32_t i = 0; i < n; ++i) result[i] = b[i] == 0 ? 0 : result[i];
-  }
-
   const BinaryJob job_;
   const int32_t channels_;
   const ScaledOperand scaled1_, scaled2_;
-  const ByteOffset offset_;
+  const ByteOperation<op> operation_;
 };
 
 template <int op>
