@@ -71,7 +71,7 @@ class ByteOperation {
       TAVIX_INDEPENDENT_ITERATIONS
       for (int32_t i = 0; i < n; ++i) dst[i] = BinaryOp<op>::run(a[i], b[i]);
     } else if (saturates_) {
-      for_each_element<kBytePeriod>(n, [=, this](int32_t i, int32_t k) {
+      for_each_element<kBytePeriod>(n, [=, this](int64_t i, int32_t k) {
         const uint8_t result = Add::run(BinaryOp<op>::run(a[i], b[i]), added_.lanes[k]);
         dst[i] = unless_by_zero(b[i], Sub::run(result, taken_.lanes[k]));
       });

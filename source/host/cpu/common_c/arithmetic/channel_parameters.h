@@ -20,11 +20,19 @@ inline ChannelParameters copy_parameters(const double *values) {
   return copy;
 }
 
+// Elements of whole pixels of 1, 2, 3 or 4 channels, and the channel of each by their number.
+inline constexpr int32_t kWholePixels = 12;
+inline constexpr uint8_t kChannelOf[kMaxChannels][kWholePixels] = {
+    {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+    {0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1},
+    {0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2},
+    {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3}};
+
 // step(i, k) for the elements i of [0, n), which are independent of each other; k is i modulo the
 // period.
 template <int32_t period, class Step>
-void for_each_element(int32_t n, const Step &step) {
-  int32_t i = 0;
+void for_each_element(int64_t n, const Step &step) {
+  int64_t i = 0;
   for (; i <= n - period; i += period) {
     TAVIX_INDEPENDENT_ITERATIONS
     for (int32_t k = 0; k < period; ++k) step(i + k, k);
@@ -32,21 +40,18 @@ void for_each_element(int32_t n, const Step &step) {
   for (int32_t k = 0; i < n; ++i, ++k) step(i, k);
 }
 
-// The parameters of so many elements in a row, whole pixels of 1, 2, 3 or 4 channels.
+// The parameters of so many elements in a row. Values has one for each channel.
 template <class T, int32_t period>
 struct ParameterPattern {
-  ParameterPattern(const ChannelParameters &values, int32_t channels) {
-    constexpr int32_t kUnit = 12;
-    static_assert(period % kUnit == 0);
-    static constexpr uint8_t kChannel[kMaxChannels][kUnit] = {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-                                                              {0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1},
-                                                              {0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2},
-                                                              {0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3}};
-    for (int32_t k = 0; k < kUnit; ++k) lanes[k] = T(values[kChannel[channels - 1][k]]);
-    if constexpr (period > kUnit) {
-      T unit[kUnit];  // in registers, where the stores that follow cannot change it
-      std::copy_n(lanes, kUnit, unit);
-      for (int32_t k = kUnit; k < period; k += kUnit) std::copy_n(unit, kUnit, lanes + k);
+  template <class Values>
+  ParameterPattern(const Values &values, int32_t channels) {
+    static_assert(period % kWholePixels == 0);
+    for (int32_t k = 0; k < kWholePixels; ++k) lanes[k] = T(values[kChannelOf[channels - 1][k]]);
+    if constexpr (period > kWholePixels) {
+      T unit[kWholePixels];  // in registers, where the stores that follow cannot change it
+      std::copy_n(lanes, kWholePixels, unit);
+      for (int32_t k = kWholePixels; k < period; k += kWholePixels)
+        std::copy_n(unit, kWholePixels, lanes + k);
     }
   }
   T lanes[period];

@@ -10,6 +10,7 @@
 
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "common/pixel_format.h"
+#include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/statistics_rows.h"
 #include "tavix/video_common_cpu/statistics.h"
 
@@ -36,30 +37,19 @@ struct ChannelTotals {
   }
 };
 
-// Counts channels round and round: a division for each lane would cost more than a small frame.
-class NextChannel {
- public:
-  explicit NextChannel(int32_t channels) : channels_(channels) {}
-  int32_t operator()() { return next_ = next_ + 1 < channels_ ? next_ + 1 : 0; }
-
- private:
-  const int32_t channels_;
-  int32_t next_ = -1;
-};
-
-// Every number of channels divides 12: twelve sums first, none of which waits for another.
+// Sums of whole pixels first, none of which waits for another.
 template <class Lane, int32_t kPerWord>
 void add_lanes(double *sum, const Lane (&lanes)[kPerWord][kStatWords], int32_t channels) {
   using Sum = std::conditional_t<std::is_integral_v<Lane>, uint64_t, Lane>;
-  constexpr int32_t kWords = 12 / kPerWord;
+  constexpr int32_t kWords = kWholePixels / kPerWord;
   static_assert(kStatWords % kWords == 0);
   Sum sums[kPerWord][kWords] = {};
   for (int32_t first = 0; first < kStatWords; first += kWords)
     for (int32_t r = 0; r < kPerWord; ++r)
       for (int32_t q = 0; q < kWords; ++q) sums[r][q] += lanes[r][first + q];
-  NextChannel channel(channels);
-  for (int32_t q = 0; q < kWords; ++q)
-    for (int32_t r = 0; r < kPerWord; ++r) sum[channel()] += double(sums[r][q]);
+#pragma GCC unroll 12
+  for (int32_t k = 0; k < kWholePixels; ++k)
+    sum[kChannelOf[channels - 1][k]] += double(sums[k % kPerWord][k / kPerWord]);
 }
 
 template <class Lanes>
@@ -70,10 +60,13 @@ void add_lanes(ChannelTotals &totals, const Lanes &lanes, int32_t channels) {
 template <class T, class Beats>
 void add_lanes(ChannelTotals &totals, const ExtremeLanes<T, Beats> &lanes, int32_t channels) {
   double *extreme = lanes.kMax ? totals.max : totals.min;
-  NextChannel channel(channels);
-  for (const T lane : lanes.extreme) {
-    double &e = extreme[channel()];
-    if (lanes.kMax ? lane > e : lane < e) e = lane;
+  for (size_t first = 0; first < std::size(lanes.extreme); first += kWholePixels) {
+#pragma GCC unroll 12
+    for (size_t k = 0; k < kWholePixels; ++k) {
+      const T lane = lanes.extreme[first + k];
+      double &e = extreme[kChannelOf[channels - 1][k]];
+      if (lanes.kMax ? lane > e : lane < e) e = lane;
+    }
   }
 }
 

@@ -58,8 +58,8 @@ class UnaryArithmeticBody<float, op> final : public ParallelLoopBody {
  public:
   explicit UnaryArithmeticBody(const UnaryJob &job)
       : job_(job),
-        scale_(copy_parameters(job.scale), job.video().channels),
-        offset_(copy_parameters(job.offset), job.video().channels) {}
+        scale_(job.scale, job.video().channels),
+        offset_(job.offset, job.video().channels) {}
 
   void operator()(const Range &rows) const override {
     job_.for_each_row<float>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {

@@ -4,10 +4,12 @@
 // rounded, halves up. NaN becomes byte 0.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 
 #include "common/frame_access.h"
+#include "cpu/common_c/arithmetic/channel_parameters.h"
 
 namespace tavix::module {
 
@@ -15,19 +17,16 @@ namespace tavix::module {
 // channels and of vectors of 16 floats.
 struct NormalizeParameters {
   static constexpr int kPeriod = 48;
-  static_assert(kPeriod % 12 == 0 && kPeriod % 16 == 0);
 
-  float mean[kPeriod], scale[kPeriod];
-  bool centred = false;  // some mean is not +0
+  ParameterPattern<float, kPeriod> mean, scale;
+  bool centred;  // some mean is not +0
 
   // norm_vals: a mean for each of four channels, then a scale for each. channels: 1 to 4.
-  NormalizeParameters(const float *norm_vals, int32_t channels) {
-    for (int k = 0, c = 0; k < kPeriod; ++k, c = c + 1 < channels ? c + 1 : 0) {
-      mean[k] = norm_vals[c];
-      scale[k] = norm_vals[kMaxChannels + c];
-    }
-    for (int32_t c = 0; c < channels; ++c) centred |= std::bit_cast<uint32_t>(norm_vals[c]) != 0;
-  }
+  NormalizeParameters(const float *norm_vals, int32_t channels)
+      : mean(norm_vals, channels),
+        scale(norm_vals + kMaxChannels, channels),
+        centred(std::any_of(norm_vals, norm_vals + channels,
+                            [](float v) { return std::bit_cast<uint32_t>(v) != 0; })) {}
 };
 
 // n elements of whole pixels.

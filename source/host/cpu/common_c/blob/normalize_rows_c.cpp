@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cpu/common_c/blob/normalize_rows.h"
 
-#include "common/independent_iterations.h"
-
 namespace tavix::module {
 
 namespace {
@@ -13,15 +11,9 @@ struct NormalizeFamilyC {
                   const NormalizeParameters &parameters) {
     // A copy that no store to dst can change, so that its loads leave the loop.
     const NormalizeParameters p = parameters;
-    constexpr int kPeriod = NormalizeParameters::kPeriod;
-    int64_t i = 0;
-    for (; i <= n - kPeriod; i += kPeriod) {
-      TAVIX_INDEPENDENT_ITERATIONS
-      for (int k = 0; k < kPeriod; ++k)
-        store(dst, i + k, normalized_c<To>(load<From>(src, i + k), p.mean[k], p.scale[k]));
-    }
-    for (int k = 0; i < n; ++i, ++k)
-      store(dst, i, normalized_c<To>(load<From>(src, i), p.mean[k], p.scale[k]));
+    for_each_element<NormalizeParameters::kPeriod>(n, [&](int64_t i, int32_t k) {
+      store(dst, i, normalized_c<To>(load<From>(src, i), p.mean.lanes[k], p.scale.lanes[k]));
+    });
   }
 };
 
