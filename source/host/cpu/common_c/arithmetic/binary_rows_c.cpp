@@ -26,14 +26,14 @@ constexpr int32_t kStrip = 3072;
 static_assert(kStrip % kBytePeriod == 0);
 
 template <class Predicate>
-bool all_channels(const ChannelParameters &values, int32_t channels, const Predicate &holds) {
-  return std::all_of(values.begin(), values.begin() + channels, holds);
+bool all_channels(const double *values, int32_t channels, const Predicate &holds) {
+  return std::all_of(values, values + channels, holds);
 }
 
 // One operand of 8-bit arithmetic: sat(round(float(sample * scale))), a table for each channel.
 class ScaledOperand {
  public:
-  ScaledOperand(const ChannelParameters &scale, int32_t channels)
+  ScaledOperand(const double *scale, int32_t channels)
       : neutral_(all_channels(scale, channels, [](double s) { return s == 1.0; })) {
     if (neutral_) return;
     tables_.fill(channels, [&](uint8_t v, int32_t c) { return round_to_u8(float(v * scale[c])); });
@@ -57,13 +57,13 @@ class ScaledOperand {
 template <int op>
 class ByteOperation {
  public:
-  ByteOperation(const ChannelParameters &gamma, int32_t channels)
+  ByteOperation(const double *gamma, int32_t channels)
       : channels_(channels),
         offset_{std::rint(gamma[0]), std::rint(gamma[1]), std::rint(gamma[2]), std::rint(gamma[3])},
         neutral_(all_channels(offset_, channels, [](double g) { return g == 0.0; })),
         saturates_(all_channels(offset_, channels, [](double g) { return std::fabs(g) < 0x1p30; })),
-        added_(clamped(offset_, 1), channels),
-        taken_(clamped(offset_, -1), channels) {}
+        added_(clamped(1), channels),
+        taken_(clamped(-1), channels) {}
 
   // dst may be a or b.
   void run(const uint8_t *a, const uint8_t *b, uint8_t *dst, int32_t n) const {
@@ -92,13 +92,15 @@ class ByteOperation {
     return op == TAVIX_BINARY_OP_DIV && b == 0 ? 0 : result;
   }
 
-  static ChannelParameters clamped(ChannelParameters values, double sign) {
-    for (double &v : values) v = std::fmin(std::fmax(sign * v, 0.0), 255.0);
-    return values;
+  ChannelParameters clamped(double sign) const {
+    ChannelParameters bytes;
+    for (size_t c = 0; c < bytes.size(); ++c)
+      bytes[c] = std::fmin(std::fmax(sign * offset_[c], 0.0), 255.0);
+    return bytes;
   }
 
   int32_t channels_;
-  ChannelParameters offset_;
+  double offset_[kMaxChannels];
   bool neutral_, saturates_;
   ParameterPattern<uint8_t, kBytePeriod> added_, taken_;
 };
@@ -116,7 +118,7 @@ float combine_floats_c(float a, float b, Offset offset) {
   }
 }
 
-bool all_floats(const ChannelParameters &values, int32_t channels) {
+bool all_floats(const double *values, int32_t channels) {
   return all_channels(values, channels, [](double v) { return double(float(v)) == v; });
 }
 
@@ -129,9 +131,9 @@ class BinaryArithmeticBody<uint8_t, op> final : public ParallelLoopBody {
   explicit BinaryArithmeticBody(const BinaryJob &job)
       : job_(job),
         channels_(job.video().channels),
-        scaled1_(copy_parameters(job.alpha), channels_),
-        scaled2_(copy_parameters(job.beta), channels_),
-        operation_(copy_parameters(job.gamma), channels_) {}
+        scaled1_(job.alpha, channels_),
+        scaled2_(job.beta, channels_),
+        operation_(job.gamma, channels_) {}
 
   void operator()(const Range &rows) const override {
     job_.for_each_row<uint8_t>(rows, [this](int32_t n, const uint8_t *src1, const uint8_t *src2,
@@ -155,17 +157,13 @@ class BinaryArithmeticBody<uint8_t, op> final : public ParallelLoopBody {
 template <int op>
 class BinaryArithmeticBody<float, op> final : public ParallelLoopBody {
  public:
-  explicit BinaryArithmeticBody(const BinaryJob &job)
-      : job_(job),
-        alpha_(copy_parameters(job.alpha)),
-        beta_(copy_parameters(job.beta)),
-        gamma_(copy_parameters(job.gamma)) {}
+  explicit BinaryArithmeticBody(const BinaryJob &job) : job_(job) {}
 
   void operator()(const Range &rows) const override {
     const int32_t channels = job_.video().channels;
-    if (!all_floats(gamma_, channels)) {
+    if (!all_floats(job_.gamma, channels)) {
       run<double, double>(rows);
-    } else if (!all_floats(alpha_, channels) || !all_floats(beta_, channels)) {
+    } else if (!all_floats(job_.alpha, channels) || !all_floats(job_.beta, channels)) {
       run<double, float>(rows);
     } else {
       run<float, float>(rows);
@@ -178,8 +176,9 @@ class BinaryArithmeticBody<float, op> final : public ParallelLoopBody {
   template <class Scale, class Offset>
   void run(const Range &rows) const {
     const int32_t channels = job_.video().channels;
-    const ParameterPattern<Scale, kFloatPeriod> alpha(alpha_, channels), beta(beta_, channels);
-    const ParameterPattern<Offset, kFloatPeriod> gamma(gamma_, channels);
+    const ParameterPattern<Scale, kFloatPeriod> alpha(job_.alpha, channels),
+        beta(job_.beta, channels);
+    const ParameterPattern<Offset, kFloatPeriod> gamma(job_.gamma, channels);
     const auto run_row = [&](int32_t n, const uint8_t *src1, const uint8_t *src2, uint8_t *dst) {
       for_each_element<kFloatPeriod>(n, [&](int64_t i, int32_t k) {
         const float a = float(load<float>(src1, i) * alpha.lanes[k]);
@@ -191,7 +190,6 @@ class BinaryArithmeticBody<float, op> final : public ParallelLoopBody {
   }
 
   const BinaryJob job_;
-  const ChannelParameters alpha_, beta_, gamma_;
 };
 
 struct BinaryC {
