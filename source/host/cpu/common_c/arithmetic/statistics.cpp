@@ -20,12 +20,9 @@ namespace {
 
 // What samples have come to, for each channel.
 struct ChannelTotals {
-  double min[kMaxChannels], max[kMaxChannels], sum[kMaxChannels] = {}, sumsq[kMaxChannels] = {};
-
-  ChannelTotals() {
-    std::fill_n(min, kMaxChannels, DBL_MAX);
-    std::fill_n(max, kMaxChannels, -DBL_MAX);
-  }
+  double min[kMaxChannels] = {DBL_MAX, DBL_MAX, DBL_MAX, DBL_MAX};
+  double max[kMaxChannels] = {-DBL_MAX, -DBL_MAX, -DBL_MAX, -DBL_MAX};
+  double sum[kMaxChannels] = {}, sumsq[kMaxChannels] = {};
 
   void fold(const ChannelTotals &part) {
     for (int32_t c = 0; c < kMaxChannels; ++c) {
@@ -76,9 +73,6 @@ class RowAccumulator {
  public:
   RowAccumulator(Accumulate<Lanes> *accumulate, ChannelTotals &totals, int32_t channels)
       : accumulate_(accumulate), totals_(totals), channels_(channels) {}
-  ~RowAccumulator() { add_lanes(totals_, lanes_, channels_); }
-  RowAccumulator(const RowAccumulator &) = delete;
-  RowAccumulator &operator=(const RowAccumulator &) = delete;
 
   // What is left of a row after its whole blocks goes through a block of neutral samples.
   void row(const uint8_t *bytes, int64_t n) {
@@ -91,11 +85,14 @@ class RowAccumulator {
     run(block, 1);
   }
 
+  // What rows have come to since the lanes were last full goes to the totals.
+  void finish() const { add_lanes(totals_, lanes_, channels_); }
+
  private:
   void run(const uint8_t *bytes, int64_t blocks) {
     while (blocks > 0) {
       if (room_ == 0) {
-        add_lanes(totals_, lanes_, channels_);
+        finish();
         lanes_ = Lanes();
         room_ = Lanes::kRoom;
       }
@@ -126,8 +123,14 @@ class StatisticalFunctionBody final : public ParallelLoopBody {
   explicit StatisticalFunctionBody(const TavixFrameV2 &src) : src_(src) {}
 
   void operator()(const Range &rows) const override {
+    if (!has_pixels(src_.video)) return;
     ChannelTotals stripe;
-    accumulate(rows, stripe);
+    RowAccumulator<Lanes> accumulator(accumulate_, stripe, src_.video.channels);
+    const auto run_row = [&](int64_t n, const uint8_t *src) {
+      accumulator.row(src, n * int64_t(sizeof(T)));
+    };
+    for_each_long_row<T>(rows.start, rows.end, run_row, src_);
+    accumulator.finish();
     const std::lock_guard lock(mutex_);
     totals_.fold(stripe);
   }
@@ -136,15 +139,6 @@ class StatisticalFunctionBody final : public ParallelLoopBody {
 
  private:
   using Lanes = std::tuple_element_t<op, LanesOfOperations<T>>;
-
-  void accumulate(const Range &rows, ChannelTotals &stripe) const {
-    if (!has_pixels(src_.video)) return;
-    RowAccumulator<Lanes> accumulator(accumulate_, stripe, src_.video.channels);
-    const auto run_row = [&](int64_t n, const uint8_t *src) {
-      accumulator.row(src, n * int64_t(sizeof(T)));
-    };
-    for_each_long_row<T>(rows.start, rows.end, run_row, src_);
-  }
 
   const TavixFrameV2 &src_;
   Accumulate<Lanes> *const accumulate_ = std::get<Accumulate<Lanes> *>(statistics_rows());
