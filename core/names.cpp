@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "plane_layout.h"
 #include "tavix/core/codes.h"
 #include "tavix/core/host.h"
 
@@ -18,22 +19,7 @@ const char *TavixStatusName(int32_t status) {
 }
 
 const char *TavixPixelFormatName(int32_t format) {
-  switch (format) {
-    NAME(TAVIX_PIX_FMT_RGB24);
-    NAME(TAVIX_PIX_FMT_BGR24);
-    NAME(TAVIX_PIX_FMT_GRAY8);
-    NAME(TAVIX_PIX_FMT_BGRA32);
-    NAME(TAVIX_PIX_FMT_RGBA32);
-    NAME(TAVIX_PIX_FMT_NV12);
-    NAME(TAVIX_PIX_FMT_NV21);
-    NAME(TAVIX_PIX_FMT_YV12);
-    NAME(TAVIX_PIX_FMT_I420);
-    NAME(TAVIX_PIX_FMT_RGBF32);
-    NAME(TAVIX_PIX_FMT_BGRF32);
-    NAME(TAVIX_PIX_FMT_RGBAF32);
-    NAME(TAVIX_PIX_FMT_BGRAF32);
-    NAME(TAVIX_PIX_FMT_GRAYF32);
-    NAME(TAVIX_PIX_FMT_NONE);
-  }
-  return "unknown";
+  if (format == TAVIX_PIX_FMT_NONE) return "TAVIX_PIX_FMT_NONE";
+  const tavix::core::PlaneLayout *layout = tavix::core::plane_layout(format);
+  return layout == nullptr ? "unknown" : layout->name;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How the planes of each named pixel format lie: one row for each format.
+// The pixel formats: a name for each code, and how its planes lie.
 #pragma once
 
 #include <algorithm>
@@ -18,29 +18,32 @@ struct Plane {
 };
 
 struct PlaneLayout {
+  const char *name;
   int8_t format;
   int8_t channels;  // interleaved in plane 0
   Plane planes[3];
 };
 
+#define TAVIX_FORMAT(code) #code, code
 // clang-format off
 inline constexpr PlaneLayout kPlaneLayouts[] = {
-    { TAVIX_PIX_FMT_RGB24,   3, {{  3, false}} },
-    { TAVIX_PIX_FMT_BGR24,   3, {{  3, false}} },
-    { TAVIX_PIX_FMT_GRAY8,   1, {{  1, false}} },
-    { TAVIX_PIX_FMT_BGRA32,  4, {{  4, false}} },
-    { TAVIX_PIX_FMT_RGBA32,  4, {{  4, false}} },
-    { TAVIX_PIX_FMT_NV12,    1, {{  1, false}, {2, true}} },
-    { TAVIX_PIX_FMT_NV21,    1, {{  1, false}, {2, true}} },
-    { TAVIX_PIX_FMT_YV12,    1, {{  1, false}, {1, true}, {1, true}} },
-    { TAVIX_PIX_FMT_I420,    1, {{  1, false}, {1, true}, {1, true}} },
-    { TAVIX_PIX_FMT_RGBF32,  3, {{ 12, false}} },
-    { TAVIX_PIX_FMT_BGRF32,  3, {{ 12, false}} },
-    { TAVIX_PIX_FMT_RGBAF32, 4, {{ 16, false}} },
-    { TAVIX_PIX_FMT_BGRAF32, 4, {{ 16, false}} },
-    { TAVIX_PIX_FMT_GRAYF32, 1, {{  4, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_RGB24),   3, {{  3, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_BGR24),   3, {{  3, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_GRAY8),   1, {{  1, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_BGRA32),  4, {{  4, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_RGBA32),  4, {{  4, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_NV12),    1, {{  1, false}, {2, true}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_NV21),    1, {{  1, false}, {2, true}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_YV12),    1, {{  1, false}, {1, true}, {1, true}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_I420),    1, {{  1, false}, {1, true}, {1, true}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_RGBF32),  3, {{ 12, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_BGRF32),  3, {{ 12, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_RGBAF32), 4, {{ 16, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_BGRAF32), 4, {{ 16, false}} },
+    { TAVIX_FORMAT(TAVIX_PIX_FMT_GRAYF32), 1, {{  4, false}} },
 };
 // clang-format on
+#undef TAVIX_FORMAT
 
 // Null for codes without a name.
 constexpr const PlaneLayout *plane_layout(int32_t format) {
