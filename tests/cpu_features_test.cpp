@@ -259,13 +259,11 @@ void pin_operation(const UnaryJob &job) {
   ++pinned_runs;
   *job.dst->data[0] = 77;
 }
-struct PinnedBody {
-  template <class T, int op>
-  struct Body final : ParallelLoopBody {
-    explicit Body(const UnaryJob &call) : job(call) {}
-    void operator()(const Range &) const override { pin_operation(job); }
-    const UnaryJob &job;
-  };
+template <class T, int op>
+struct PinnedBody final : ParallelLoopBody {
+  explicit PinnedBody(const UnaryJob &call) : job(call) {}
+  void operator()(const Range &) const override { pin_operation(job); }
+  const UnaryJob &job;
 };
 constinit const UnaryRows kPinnedRows = UnaryRows::of<PinnedBody>();
 

@@ -192,13 +192,8 @@ class BinaryArithmeticBody<float, op> final : public ParallelLoopBody {
   const BinaryJob job_;
 };
 
-struct BinaryC {
-  template <class T, int op>
-  using Body = BinaryArithmeticBody<T, op>;
-};
-
 }  // namespace
 
-constinit const BinaryRows kBinaryRowsC = BinaryRows::of<BinaryC>();
+constinit const BinaryRows kBinaryRowsC = BinaryRows::of<BinaryArithmeticBody>();
 
 }  // namespace tavix::module

@@ -25,11 +25,10 @@ struct OperationRows {
     (is_float(job.video().format) ? floats : bytes)[op](job);
   }
 
-  // Each function builds Family::Body<T, op> from the job, once for each call, and hands it all
-  // rows.
-  template <class Family>
+  // Each function builds Body<T, op> from the job, once for each call, and hands it all rows.
+  template <template <class T, int op> class Body>
   static constexpr OperationRows of() {
-    return of<Family>(std::make_integer_sequence<int, operations>{});
+    return of<Body>(std::make_integer_sequence<int, operations>{});
   }
 
  private:
@@ -37,10 +36,9 @@ struct OperationRows {
   static void run(const Job &job) {
     parallel_for_({0, job.video().height, 1}, Body(job), -1.0);
   }
-  template <class Family, int... op>
+  template <template <class, int> class Body, int... op>
   static constexpr OperationRows of(std::integer_sequence<int, op...>) {
-    return {{run<typename Family::template Body<uint8_t, op>>...},
-            {run<typename Family::template Body<float, op>>...}};
+    return {{run<Body<uint8_t, op>>...}, {run<Body<float, op>>...}};
   }
 };
 

@@ -76,13 +76,8 @@ class UnaryArithmeticBody<float, op> final : public ParallelLoopBody {
   const ParameterPattern<double, kPeriod> scale_, offset_;
 };
 
-struct UnaryC {
-  template <class T, int op>
-  using Body = UnaryArithmeticBody<T, op>;
-};
-
 }  // namespace
 
-constinit const UnaryRows kUnaryRowsC = UnaryRows::of<UnaryC>();
+constinit const UnaryRows kUnaryRowsC = UnaryRows::of<UnaryArithmeticBody>();
 
 }  // namespace tavix::module

@@ -10,10 +10,10 @@
 
 namespace tavix::module {
 
-constinit const BinaryRows kBinaryRowsAvx2 = BinaryRows::of<avx2::BinaryKernels>();
+constinit const BinaryRows kBinaryRowsAvx2 = BinaryRows::of<avx2::BinaryKernels::Body>();
 constinit const LibraryRows kLibraryRowsAvx2 = avx2::kLibraryRows;
 constinit const SoftmaxRows kSoftmaxRowsAvx2 = {avx2::softmax_panel, avx2::softmax_lines};
 constinit const StatisticsRows kStatisticsRowsAvx2 = avx2::kStatisticsRows;
-constinit const UnaryRows kUnaryRowsAvx2 = UnaryRows::of<avx2::UnaryKernels<ByteMapsAvx2>>();
+constinit const UnaryRows kUnaryRowsAvx2 = UnaryRows::of<avx2::UnaryKernels<ByteMapsAvx2>::Body>();
 
 }  // namespace tavix::module

@@ -11,12 +11,13 @@
 
 namespace tavix::module {
 
-constinit const BinaryRows kBinaryRowsAvx512 = BinaryRows::of<avx512::BinaryKernels>();
+constinit const BinaryRows kBinaryRowsAvx512 = BinaryRows::of<avx512::BinaryKernels::Body>();
 constinit const LibraryRows kLibraryRowsAvx512 = avx512::kLibraryRows;
 constinit const SoftmaxRows kSoftmaxRowsAvx512 = {avx512::softmax_panel, avx512::softmax_lines};
 constinit const StatisticsRows kStatisticsRowsAvx512 = avx512::kStatisticsRows;
-constinit const UnaryRows kUnaryRowsAvx512 = UnaryRows::of<avx512::UnaryKernels<ByteMapsAvx2>>();
+constinit const UnaryRows kUnaryRowsAvx512 =
+    UnaryRows::of<avx512::UnaryKernels<ByteMapsAvx2>::Body>();
 constinit const UnaryRows kUnaryRowsAvx512Vbmi =
-    UnaryRows::of<avx512::UnaryKernels<ByteMapsAvx512Vbmi>>();
+    UnaryRows::of<avx512::UnaryKernels<ByteMapsAvx512Vbmi>::Body>();
 
 }  // namespace tavix::module
