@@ -22,13 +22,9 @@ struct TensorRowsFamilyC {
   }
 
   template <class T, int channels>
-  static void split(const uint8_t *src, uint8_t *const *planes, int64_t n) {
-    split_pixels_c<T, channels>(src, planes, n);
-  }
+  static constexpr SplitRow *split = split_pixels_c<T, channels>;
   template <class T, int channels>
-  static void merge(const uint8_t *const *planes, uint8_t *dst, int64_t n) {
-    merge_pixels_c<T, channels>(planes, dst, n);
-  }
+  static constexpr MergeRow *merge = merge_pixels_c<T, channels>;
   template <class T, int channels>
   static consteval SplitRow *widening_split() {
     return nullptr;
