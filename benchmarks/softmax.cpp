@@ -10,7 +10,7 @@
 #include <oneapi/dnnl/dnnl.hpp>
 #include <vector>
 
-#include "cpu_dispatch/cpu_level.h"
+#include "cpu_dispatch/cpu_features.h"
 #include "support/harness.h"
 #include "support/sleef_softmax_avx2.h"
 #include "tavix/video_common_cpu.h"

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "cpu_dispatch/cpu_features.h"
-#include "cpu_dispatch/cpu_level.h"
 #include "cpu_dispatch/kernel_families.h"
 #include "support/seams.h"
 #include "tavix/video_common_cpu.h"

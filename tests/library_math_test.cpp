@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "cpu/x86/arithmetic/library_math.h"
-#include "cpu_dispatch/cpu_level.h"
+#include "cpu_dispatch/cpu_features.h"
 #include "support/compare.h"
 #include "support/guarded_bytes.h"
 #include "support/sweep.h"

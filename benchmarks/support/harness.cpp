@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "common/parallel/tavix_parallel_wrapper.h"
-#include "cpu_dispatch/cpu_level.h"
+#include "cpu_dispatch/cpu_features.h"
 #include "support/stream.h"
 
 namespace tavix::benchmarks {

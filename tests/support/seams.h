@@ -15,7 +15,6 @@
 
 #include "common/parallel/tavix_parallel_wrapper.h"
 #include "cpu_dispatch/cpu_features.h"
-#include "cpu_dispatch/cpu_level.h"
 #include "tavix/core/host.h"
 
 namespace tavix::test {

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "cpu_dispatch/cpu_features.h"
-#include "cpu_dispatch/cpu_level.h"
 
 namespace tavix::selfcheck {
 

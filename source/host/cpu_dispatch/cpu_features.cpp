@@ -5,6 +5,7 @@
 #include <cpuid.h>
 #endif
 
+#include <algorithm>
 #include <cstring>
 
 namespace tavix::module {
@@ -56,6 +57,25 @@ uint64_t cache_size(const CpuidAnswer &answer) {
          (uint64_t(answer.ecx) + 1);                 // sets
 }
 
+constexpr bool has_all(uint64_t word, uint64_t wanted) {
+  return (word & wanted) == wanted;
+}
+
+constexpr uint32_t kOsxsave = 1u << 27;  // leaf 1, ecx
+constexpr uint32_t kFoundation = 1u << 16, kDq = 1u << 17, kBw = 1u << 30,
+                   kVl = 1u << 31;   // 7, ebx
+constexpr uint32_t kVbmi = 1u << 1;  // leaf 7, ecx
+// What the operating system saves: xmm, ymm, masks, the upper halves of zmm 0 to 15, zmm 16 to 31.
+constexpr uint64_t kWideState = 0xe6;
+
+uint64_t ask_operating_system() {
+  uint32_t low = 0, high = 0;
+#if defined(__x86_64__)
+  __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+#endif
+  return uint64_t(high) << 32 | low;
+}
+
 }  // namespace
 
 CpuidAnswer ask_processor([[maybe_unused]] uint32_t leaf, [[maybe_unused]] uint32_t subleaf) {
@@ -69,6 +89,7 @@ CpuidAnswer ask_processor([[maybe_unused]] uint32_t leaf, [[maybe_unused]] uint3
 namespace detail {
 TavixCpuFeatures features = {};
 int64_t last_cache = 0;
+CpuLevel level_limit = CpuLevel::kAvx512Vbmi;
 }  // namespace detail
 
 TavixCpuFeatures probe_cpu(Cpuid *cpuid) {
@@ -113,6 +134,20 @@ const TavixCpuFeatures &cpu_features() {
   static const TavixCpuFeatures &record = (detail::last_cache = probe_last_cache(ask_processor),
                                            detail::features = probe_cpu(ask_processor));
   return record;
+}
+
+CpuLevel probe_vector_level(Cpuid *cpuid, uint64_t (*xgetbv)()) {
+  // xgetbv is an instruction only where the operating system says so.
+  if (!has_all(cpuid(1, 0).ecx, kOsxsave) || !has_all(xgetbv(), kWideState)) return CpuLevel::kAvx2;
+  const CpuidAnswer features = cpuid(7, 0);
+  if (!has_all(features.ebx, kFoundation | kDq | kBw | kVl)) return CpuLevel::kAvx2;
+  return has_all(features.ecx, kVbmi) ? CpuLevel::kAvx512Vbmi : CpuLevel::kAvx512;
+}
+
+CpuLevel cpu_level() {
+  if (!use_avx2()) return CpuLevel::kPortable;
+  static const CpuLevel widest = probe_vector_level(ask_processor, ask_operating_system);
+  return std::min(widest, detail::level_limit);
 }
 
 }  // namespace tavix::module

@@ -36,6 +36,20 @@ inline bool use_avx2() {
   return (cpu_features().flags & TAVIX_CPU_FEATURE_AVX2) != 0;
 }
 
+// How wide the row kernels of this process may be. The AVX2 bit of the feature record decides
+// between the portable and the vector path; wider levels give the bits of AVX2 and are taken inside
+// the vector path only. Each level includes those before it.
+enum class CpuLevel : uint8_t {
+  kPortable,
+  kAvx2,
+  kAvx512,      // F, BW, DQ and VL, and an operating system that keeps the wide registers
+  kAvx512Vbmi,  // permutations of bytes across a register
+};
+inline constexpr int kCpuLevels = 4;
+
+// The level of this processor, of the feature record as it stands.
+CpuLevel cpu_level();
+
 // Whether rows that only stream (in order, hardly computing, from one or two places to one) ask for
 // memory ahead of themselves. Intel's own prefetching stops at the end of a page: on Cascade Lake
 // such rows take 1.1 to 1.6 times as long unless they ask. On Zen 5 they take 1.05 to 1.25 times as
@@ -54,13 +68,17 @@ using Cpuid = CpuidAnswer(uint32_t leaf, uint32_t subleaf);
 // Of this processor; zeros from one that has no such instruction.
 Cpuid ask_processor;
 
-// Both read any source of CPUID answers.
+// All read any source of CPUID answers.
 TavixCpuFeatures probe_cpu(Cpuid *cpuid);
 int64_t probe_last_cache(Cpuid *cpuid);
+// The widest vector level that a processor and its operating system offer, kAvx2 at least; xgetbv
+// (register 0) answers for the operating system.
+CpuLevel probe_vector_level(Cpuid *cpuid, uint64_t (*xgetbv)());
 
 namespace detail {
 extern TavixCpuFeatures features;  // only tests change them, after the probe
 extern int64_t last_cache;
+extern CpuLevel level_limit;  // only tests lower it
 }  // namespace detail
 
 // Bytes of the third cache that this processor shares with its neighbours, 0 when it does not say.

@@ -15,7 +15,7 @@
 #include "cpu/tavix_cvt_color/rgb_to_yuv.h"
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 #include "cpu/tavix_cvt_color/yuv_to_rgb.h"
-#include "cpu_dispatch/cpu_level.h"
+#include "cpu_dispatch/cpu_features.h"
 
 namespace tavix::module {
 
