@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <type_traits>
 
 #include "common/frame_access.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
@@ -47,16 +48,14 @@ consteval NormalizeRows normalize_rows_of() {
 }
 
 template <class To>
-inline To normalized_c(float sample, float mean, float scale);
-template <>
-inline float normalized_c(float sample, float mean, float scale) {
-  return (sample - mean) * scale;
-}
-template <>
-inline uint8_t normalized_c(float sample, float mean, float scale) {
-  const double value = normalized_c<float>(sample, mean, scale);
-  const double clamped = value > 0.0 ? (value < 255.0 ? value : 255.0) : 0.0;
-  return uint8_t(int32_t(clamped + 0.5));
+inline To normalized_c(float sample, float mean, float scale) {
+  const float value = (sample - mean) * scale;
+  if constexpr (std::is_same_v<To, float>) {
+    return value;
+  } else {
+    const double clamped = value > 0.0f ? (value < 255.0f ? value : 255.0f) : 0.0f;
+    return uint8_t(int32_t(clamped + 0.5));
+  }
 }
 
 }  // namespace tavix::module
