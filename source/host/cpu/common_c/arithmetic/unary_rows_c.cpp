@@ -63,17 +63,15 @@ class UnaryArithmeticBody<float, op> final : public ParallelLoopBody {
 
   void operator()(const Range &rows) const override {
     job_.for_each_row<float>(rows, [this](int32_t n, const uint8_t *src, uint8_t *dst) {
-      for_each_element<kPeriod>(n, [&](int64_t i, int32_t k) {
+      for_each_element<kWholePixels>(n, [&](int64_t i, int32_t k) {
         store(dst, i, float(apply_c<op>(load<float>(src, i) * scale_.lanes[k]) + offset_.lanes[k]));
       });
     });
   }
 
  private:
-  static constexpr int32_t kPeriod = 12;
-
   const UnaryJob job_;
-  const ParameterPattern<double, kPeriod> scale_, offset_;
+  const ParameterPattern<double, kWholePixels> scale_, offset_;
 };
 
 }  // namespace
