@@ -3,7 +3,7 @@
 // each stripe, and each stripe before what follows the loop. Stands in front of StripeArena::run.
 #include <valgrind/helgrind.h>
 
-#include "common/parallel/stripe_arena.h"
+#include "common/parallel/tavix_parallel_wrapper.h"
 
 using tavix::module::StripeArena;
 

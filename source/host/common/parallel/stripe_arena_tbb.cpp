@@ -4,7 +4,7 @@
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 
-#include "common/parallel/stripe_arena.h"
+#include "common/parallel/tavix_parallel_wrapper.h"
 
 namespace tavix::module {
 

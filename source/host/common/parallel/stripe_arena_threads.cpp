@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/parallel/stripe_arena.h"
+#include "common/parallel/tavix_parallel_wrapper.h"
 
 namespace tavix::module {
 
