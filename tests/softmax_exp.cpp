@@ -20,12 +20,12 @@ TAVIX_INLINE __m256 floats_from(uint32_t first) {
 
 TAVIX_INLINE __m256 exp_any(__m256 x) {
   __m256 e[1] = {x};
-  module::avx2::softmax_exp(e);
+  module::avx2::softmax_exp<false>(e);
   return e[0];
 }
 TAVIX_INLINE __m256 exp_normal(__m256 x) {
   __m256 e[1] = {x};
-  module::avx2::softmax_exp_normal(e);
+  module::avx2::softmax_exp<true>(e);
   return e[0];
 }
 

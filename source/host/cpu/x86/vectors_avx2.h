@@ -55,9 +55,6 @@ TAVIX_INLINE Bytes clamped_to_bytes(Ints a, Ints b, Ints c, Ints d) {
 TAVIX_INLINE __m256 greatest_in_eights(Floats v) {
   return v;
 }
-TAVIX_INLINE __m256 least_in_eights(Floats v) {
-  return v;
-}
 TAVIX_INLINE __m256 add_in_eights(__m256 sums, Floats v) {
   return sums + v;
 }
