@@ -21,7 +21,7 @@ namespace {
 
 namespace avx2 = module::avx2;
 
-using Pattern = module::ParameterPattern<float, avx2::kBlockFloats>;
+using Pattern = module::FloatPattern;
 
 template <auto function>
 struct SleefBlock {
@@ -37,8 +37,7 @@ struct SleefBlock {
 template <auto function>
 void run_row(const uint8_t *src, uint8_t *dst, int64_t n, const Pattern &scale,
              const Pattern &offset) {
-  const SleefBlock<function> step = {avx2::load_pattern(scale.lanes),
-                                     avx2::load_pattern(offset.lanes)};
+  const SleefBlock<function> step = {avx2::load_pattern(scale), avx2::load_pattern(offset)};
   avx2::run_blocks<avx2::kBlockBytes>(step, 4 * n, dst, src);
 }
 

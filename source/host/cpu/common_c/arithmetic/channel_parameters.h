@@ -57,4 +57,8 @@ struct ParameterPattern {
   T lanes[period];
 };
 
+// As many as the blocks of the widest vectors have.
+using FloatPattern = ParameterPattern<float, 48>;
+using BytePattern = ParameterPattern<uint8_t, 4 * 48>;
+
 }  // namespace tavix::module

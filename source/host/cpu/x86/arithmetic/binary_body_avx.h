@@ -3,10 +3,9 @@
 // set:
 //
 //   struct Kernels {
-//     static constexpr int32_t kPeriod;  // parameters in a row, as the kernels take them
 //     template <class T, int op> using Body = BinaryArithmeticBodyAVX<Kernels, T, op>;
-//     template <int op> static void row(src1, src2, dst, n, BinaryBytes<kPeriod>)
-//     template <int op> static void row(src1, src2, dst, n, BinaryFloats<kPeriod>)
+//     template <int op> static void row(src1, src2, dst, n, BinaryBytes)
+//     template <int op> static void row(src1, src2, dst, n, BinaryFloats)
 //   };
 //
 // Whole vectors and single elements agree for every operand, so a row is cut as is fastest.
@@ -25,25 +24,16 @@
 namespace tavix::module {
 
 // The parameters of float frames.
-template <int32_t period>
 struct BinaryFloats {
-  using Pattern = ParameterPattern<float, period>;
-
   explicit BinaryFloats(const BinaryJob &job)
-      : alpha(pattern(job.alpha, job)),
-        beta(pattern(job.beta, job)),
-        gamma(pattern(job.gamma, job)) {}
+      : alpha(copy_parameters(job.alpha), job.video().channels),
+        beta(copy_parameters(job.beta), job.video().channels),
+        gamma(copy_parameters(job.gamma), job.video().channels) {}
 
-  Pattern alpha, beta, gamma;
-
- private:
-  static Pattern pattern(const double *values, const BinaryJob &job) {
-    return {copy_parameters(values), job.video().channels};
-  }
+  FloatPattern alpha, beta, gamma;
 };
 
 // The parameters of 8-bit frames, as they act on the bytes of a block.
-template <int32_t period>
 struct BinaryBytes {
   explicit BinaryBytes(const BinaryJob &job)
       : floats(job),
@@ -52,13 +42,13 @@ struct BinaryBytes {
         offset(rounded(0.0f, 1.0f), job.video().channels),
         zero_divisor(rounded(FLT_EPSILON, -1.0f), job.video().channels) {}
 
-  BinaryFloats<period> floats;
-  bool scaled1, scaled2;                               // whether a scale changes anything
-  ParameterPattern<uint8_t, 4 * period> offset;        // sat(round(gamma)), added to every result
-  ParameterPattern<uint8_t, 4 * period> zero_divisor;  // in place of a quotient by zero
+  BinaryFloats floats;
+  bool scaled1, scaled2;     // whether a scale changes anything
+  BytePattern offset;        // sat(round(gamma)), added to every result
+  BytePattern zero_divisor;  // in place of a quotient by zero
 
  private:
-  static bool is_neutral(const ParameterPattern<float, period> &scale) {
+  static bool is_neutral(const FloatPattern &scale) {
     return std::all_of(scale.lanes, scale.lanes + kMaxChannels * 3,
                        [](float s) { return s == 1.0f; });
   }
@@ -84,11 +74,8 @@ class BinaryArithmeticBodyAVX final : public ParallelLoopBody {
   }
 
  private:
-  static constexpr int32_t kPeriod = Kernels::kPeriod;
-
   const BinaryJob job_;
-  const std::conditional_t<std::is_same_v<T, uint8_t>, BinaryBytes<kPeriod>, BinaryFloats<kPeriod>>
-      parameters_;
+  const std::conditional_t<std::is_same_v<T, uint8_t>, BinaryBytes, BinaryFloats> parameters_;
 };
 
 }  // namespace tavix::module
