@@ -133,8 +133,8 @@ TAVIX_INLINE Doubles multiply_add(Doubles a, Doubles b, Doubles c) {
   return a * b + c;
 }
 
-// The lower or upper 32 bits of each double, in the order that one shuffle gives; what is computed
-// from them comes back with in_lane_order.
+// The lower or upper 32 bits of each double, in the order that one shuffle gives; in_lane_order goes
+// there and back.
 TAVIX_INLINE Ints low_words(const DoublePair &x) {
   return every_other_word<0>(_mm256_castpd_si256(x.low), _mm256_castpd_si256(x.high));
 }
@@ -152,13 +152,7 @@ TAVIX_INLINE Mask far_from_midpoint(const DoublePair &x, int32_t margin) {
   return from_bits(_mm256_cmpeq_epi32(_mm256_max_epu32(above, all_of(2 * margin)), above));
 }
 
-// A table of 16 doubles, and doubles made of words, all in an order whose low_words and narrowed
-// halves are in_lane_order's argument: lanes 0, 1, 4, 5 and 2, 3, 6, 7.
-TAVIX_INLINE DoublePair from_words(Ints low, Ints high) {
-  return {_mm256_castsi256_pd(_mm256_unpacklo_epi32(low, high)),
-          _mm256_castsi256_pd(_mm256_unpackhi_epi32(low, high))};
-}
-
+// A table of 16 doubles.
 struct Table16 {
   Floats low[2], high[2];  // the words of entries 0 to 7 and 8 to 15
 
@@ -171,8 +165,11 @@ struct Table16 {
   }
   // The entries of the lowest four bits of an index.
   TAVIX_INLINE DoublePair look_up(Ints index) const {
-    const Floats select = from_bits(shift_left<28>(index));
-    return from_words(words(low, index, select), words(high, index, select));
+    const Ints in_order = bits_of(in_lane_order(from_bits(index)));  // of what follows
+    const Floats select = from_bits(shift_left<28>(in_order));
+    const Ints l = words(low, in_order, select), h = words(high, in_order, select);
+    return {_mm256_castsi256_pd(_mm256_unpacklo_epi32(l, h)),
+            _mm256_castsi256_pd(_mm256_unpackhi_epi32(l, h))};
   }
 
  private:
@@ -181,18 +178,5 @@ struct Table16 {
                           _mm256_permutevar8x32_ps(of[0], index)));
   }
 };
-
-// Positive normal floats, and small integers, as doubles in the order of Table16.
-TAVIX_INLINE DoublePair widened_positive(Ints bits) {
-  return from_words(shift_left<29>(bits), add(shift_right_32<3>(bits), all_of((1023 - 127) << 20)));
-}
-TAVIX_INLINE DoublePair widened_small(Ints k) {
-  const DoublePair biased =
-      from_words(all_of(0), add(shift_left<10>(k), all_of(0x40980000)));  // 1536 + k
-  return {biased.low - 1536.0, biased.high - 1536.0};
-}
-TAVIX_INLINE Floats narrowed_in_order(const DoublePair &x) {
-  return in_lane_order(narrowed(x));
-}
 
 TAVIX_VECTORS_END

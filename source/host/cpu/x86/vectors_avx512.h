@@ -162,15 +162,4 @@ struct Table16 {
   }
 };
 
-// Positive normal floats, and small integers, as doubles.
-TAVIX_INLINE DoublePair widened_positive(Ints bits) {
-  return widened(from_bits(bits));
-}
-TAVIX_INLINE DoublePair widened_small(Ints k) {
-  return widened(k);
-}
-TAVIX_INLINE Floats narrowed_in_order(const DoublePair &x) {
-  return narrowed(x);
-}
-
 TAVIX_VECTORS_END
