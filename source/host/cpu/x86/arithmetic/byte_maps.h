@@ -25,12 +25,7 @@ class ChannelMaps {
       : apart_(alike           ? 1
                : channels == 3 ? 3
                                : 4) {
-    for (int32_t c = 0; c < apart_; ++c) {
-      if (c < channels)
-        fill(c, maps_[size_t(c)]);
-      else
-        maps_[size_t(c)] = maps_[size_t(c % channels)];
-    }
+    for (int32_t c = 0; c < apart_; ++c) fill(c % channels, maps_[size_t(c)]);
   }
 
  protected:
