@@ -133,8 +133,8 @@ TAVIX_INLINE Doubles multiply_add(Doubles a, Doubles b, Doubles c) {
   return a * b + c;
 }
 
-// The lower or upper 32 bits of each double, in the order that one shuffle gives; in_lane_order goes
-// there and back.
+// The lower or upper 32 bits of each double, in the order that one shuffle gives; in_lane_order
+// goes there and back.
 TAVIX_INLINE Ints low_words(const DoublePair &x) {
   return every_other_word<0>(_mm256_castpd_si256(x.low), _mm256_castpd_si256(x.high));
 }

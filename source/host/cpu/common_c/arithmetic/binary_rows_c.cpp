@@ -51,9 +51,9 @@ class ScaledOperand {
   ChannelTables tables_;
 };
 
-// The operation on scaled bytes and the offset of its result: sat(round(offset) + result). An offset
-// far within int32 adds or takes away a byte, saturating; near its ends and beyond, rounding to
-// int32 has the last word.
+// The operation on scaled bytes and the offset of its result: sat(round(offset) + result). An
+// offset far within int32 adds or takes away a byte, saturating; near its ends and beyond, rounding
+// to int32 has the last word.
 template <int op>
 class ByteOperation {
  public:
