@@ -61,21 +61,13 @@ bool out_of_reach(int32_t linesize, int32_t rows) {
   return last < INT32_MIN || last > INT32_MAX;
 }
 
-// Refuses rows of a plane whose stride gives them no span; the line names the height of the frame.
-int32_t refuse_span(const LogOrigin &by, bool impossible, int32_t plane, const TavixFrameV2 &frame,
-                    int32_t height) {
-  TAVIX_INVALID_AS_IF(by, impossible, "linesize[%d](%d) of a frame of %d rows is no span of bytes",
-                      plane, frame.linesize[plane], height);
-  return TAVIX_OK;
-}
-
 int32_t refuse_long_planes(const LogOrigin &by, const TavixFrameV2 &frame, const Reach &reach,
                            int32_t height) {
   // Both chroma planes share a stride.
   for (int32_t p = 0; p < std::min(planes_of(frame, reach), 2); ++p)
-    TAVIX_RETURN_IF_REFUSED(
-        refuse_span(by, out_of_reach(frame.linesize[p], p == 0 ? reach.rows : reach.chroma_rows), p,
-                    frame, height));
+    TAVIX_INVALID_AS_IF(
+        by, out_of_reach(frame.linesize[p], p == 0 ? reach.rows : reach.chroma_rows),
+        "linesize[%d](%d) of a frame of %d rows is no span of bytes", p, frame.linesize[p], height);
   return TAVIX_OK;
 }
 
@@ -216,11 +208,15 @@ constexpr int64_t span_of(int32_t linesize, int32_t rows) {
   return rows > 0 ? int64_t(linesize) * rows : 0;
 }
 
-// A span of rows [0, rows) that is no size: upside-down rows, or more than 32 bits hold.
+// A span of rows [0, rows) must be a size: neither upside-down nor more than 32 bits hold. The line
+// names the height of the frame.
 int32_t check_span(const LogOrigin &by, const TavixFrameV2 &frame, int32_t plane, int32_t rows,
                    int32_t height) {
   const int64_t bytes = span_of(frame.linesize[plane], rows);
-  return refuse_span(by, bytes < 0 || bytes > INT32_MAX, plane, frame, height);
+  TAVIX_INVALID_AS_IF(by, bytes < 0 || bytes > INT32_MAX,
+                      "linesize[%d](%d) of a frame of %d rows is no span of bytes", plane,
+                      frame.linesize[plane], height);
+  return TAVIX_OK;
 }
 
 // Chroma is filled to the ends of its strides, whatever the width. Upside down it has no span that
