@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <opencv2/core/hal/hal.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "common/frame_access.h"
@@ -71,17 +70,6 @@ int32_t make_channel_frames(const LogOrigin &by, const TavixFrameV2 &src_frame, 
   return TAVIX_OK;
 }
 
-// Bytes or floats of so many pixels, each channel to its place.
-void split_pixels_c(const uint8_t *src, uint8_t **dst, int pixels, int channels, size_t element) {
-  if (channels == 1)
-    std::memcpy(dst[0], src, size_t(pixels) * element);
-  else if (element == 1)
-    cv::hal::split8u(src, dst, pixels, channels);
-  else
-    cv::hal::split32s(reinterpret_cast<const int *>(src), reinterpret_cast<int **>(dst), pixels,
-                      channels);
-}
-
 // Rows go out with a packed pitch, whatever stride the new frames have, on purpose.
 void split_rows(const cv::Mat &picture, const Planes &planes) {
   if (planes == Planes{}) return;
@@ -90,19 +78,24 @@ void split_rows(const cv::Mat &picture, const Planes &planes) {
       picture.isContinuous() && picture.total() * size_t(picture.channels()) <= INT32_MAX;
   const cv::Mat src = joined ? picture.reshape(0, 1) : picture;
   const size_t element = src.elemSize1();
-  constexpr int kStripPixels = 4096;
-  alignas(64) uint8_t nowhere[(kStripPixels + 1) * sizeof(float)];
+  const auto &kernels = src.depth() == CV_8U ? tensor_rows().u8 : tensor_rows().f32;
+  SplitRow *const split = kernels[size_t(src.channels())].split;
+  constexpr int64_t kStripPixels = 4096;
+  uint8_t nowhere[kStripPixels * sizeof(float)];
   for (int y = 0; y < src.rows; ++y) {
-    for (int x = 0; x < src.cols; x += std::min(kStripPixels, src.cols - x)) {
-      // Nowhere has another alignment than planes: where all agree, OpenCV writes past the cache.
+    for (int64_t x = 0; x < src.cols; x += kStripPixels) {
+      const int64_t pixels = std::min(kStripPixels, src.cols - x);
+      const uint8_t *const from = src.ptr(y, int(x));
       Planes strip;
       for (size_t c = 0; c < planes.size(); ++c)
         strip[c] = planes[c] == nullptr
                        // cppcheck-suppress legacyUninitvar // written, never read
-                       ? nowhere + element
+                       ? nowhere
                        : planes[c] + (size_t(y) * size_t(src.cols) + size_t(x)) * element;
-      split_pixels_c(src.ptr(y, x), strip.data(), std::min(kStripPixels, src.cols - x),
-                     src.channels(), element);
+      if (src.channels() == 1)
+        std::memcpy(strip[0], from, size_t(pixels) * element);
+      else
+        split(from, strip.data(), pixels);
     }
   }
 }
