@@ -9,7 +9,7 @@
 #include <cmath>
 
 #include "common/frame_access.h"
-#include "common/rounding.h"
+#include "common/numbers.h"
 #include "cpu/common_c/arithmetic/binary_ops.h"
 #include "cpu/common_c/arithmetic/operation_rows.h"
 #include "support/harness.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // From floating point to integers: the values around every limit and tie, and random patterns.
-#include "common/rounding.h"
+#include "common/numbers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// How operations look at frames: predicates for checks, rows, and loads that need no alignment.
+// How operations look at frames: predicates for checks, and rows.
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 
 #include "common/log.h"
+#include "common/row_access.h"
 #include "tavix/core/records.h"
 
 namespace tavix::module {
@@ -110,18 +110,6 @@ inline int32_t withdraw(TavixFrameV2 **frame, int32_t status) {
   TavixFrameFreeV2(*frame);
   *frame = nullptr;
   return status;
-}
-
-// Element i of a row of T that may start at any address.
-template <class T>
-inline T load(const uint8_t *bytes, int64_t i) {
-  T value;
-  std::memcpy(&value, bytes + i * int64_t(sizeof(T)), sizeof(T));
-  return value;
-}
-template <class T>
-inline void store(uint8_t *bytes, int64_t i, T value) {
-  std::memcpy(bytes + i * int64_t(sizeof(T)), &value, sizeof(T));
 }
 
 }  // namespace tavix::module

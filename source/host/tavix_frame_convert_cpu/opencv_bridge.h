@@ -7,7 +7,7 @@
 
 #include "common/frame_access.h"
 #include "common/log.h"
-#include "common/rounding.h"
+#include "common/numbers.h"
 #include "tavix/core/records.h"
 
 // Ends a guarded operation, whose body is a try block: the format takes what(). Every other

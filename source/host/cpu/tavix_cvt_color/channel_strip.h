@@ -7,7 +7,6 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
-#include "common/independent_iterations.h"
 #include "cpu/tavix_cvt_color/yuv420.h"
 
 namespace tavix::module {

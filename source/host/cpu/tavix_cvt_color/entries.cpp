@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "common/copy_bytes.h"
 #include "common/frame_access.h"
 #include "common/log.h"
 #include "common/pixel_format.h"

@@ -2,10 +2,10 @@
 // Portable rows between float RGB and 4:2:0.
 #include <algorithm>
 
-#include "common/independent_iterations.h"
+#include "common/numbers.h"
+#include "common/row_access.h"
 #include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/float_yuv.h"
-#include "cpu/tavix_cvt_color/sample_values.h"
 
 namespace tavix::module {
 

@@ -3,9 +3,8 @@
 #include <algorithm>
 
 #include "common/frame_access.h"
-#include "common/independent_iterations.h"
+#include "common/numbers.h"
 #include "cpu/tavix_cvt_color/rgb_rows.h"
-#include "cpu/tavix_cvt_color/sample_values.h"
 
 namespace tavix::module {
 

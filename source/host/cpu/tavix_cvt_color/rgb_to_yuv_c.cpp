@@ -2,8 +2,8 @@
 // Portable rows of 8-bit RGB to 4:2:0.
 #include <algorithm>
 
-#include "common/independent_iterations.h"
-#include "common/rounding.h"
+#include "common/numbers.h"
+#include "common/row_access.h"
 #include "cpu/tavix_cvt_color/channel_strip.h"
 #include "cpu/tavix_cvt_color/rgb_to_yuv.h"
 

@@ -2,8 +2,7 @@
 // Portable rows that move samples.
 #include "cpu/tavix_cvt_color/yuv_repack.h"
 
-#include "common/copy_bytes.h"
-#include "common/independent_iterations.h"
+#include "common/row_access.h"
 
 namespace tavix::module {
 

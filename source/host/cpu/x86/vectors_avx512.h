@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "cpu/x86/lanes_avx512.h"
+#include "cpu/x86/avx512.h"
 
 // The target region and the namespace of a text, and the intrinsic of an operation.
 #define TAVIX_VECTORS avx512

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "common/rounding.h"
+#include "common/numbers.h"
 #include "tavix/video_common_cpu/arithmetic.h"
 
 namespace tavix::module {

@@ -6,8 +6,7 @@
 #include <cmath>
 
 #include "common/frame_access.h"
-#include "common/independent_iterations.h"
-#include "common/rounding.h"
+#include "common/numbers.h"
 #include "cpu/common_c/arithmetic/binary_ops.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/channel_tables.h"

@@ -8,7 +8,6 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
-#include "common/independent_iterations.h"
 
 namespace tavix::module {
 

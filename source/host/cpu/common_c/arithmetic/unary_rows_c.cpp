@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "common/frame_access.h"
-#include "common/rounding.h"
+#include "common/numbers.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/channel_tables.h"
 #include "cpu/common_c/arithmetic/operation_rows.h"

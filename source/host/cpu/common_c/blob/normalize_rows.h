@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "common/frame_access.h"
+#include "common/numbers.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 
 namespace tavix::module {
@@ -50,12 +51,10 @@ consteval NormalizeRows normalize_rows_of() {
 template <class To>
 inline To normalized_c(float sample, float mean, float scale) {
   const float value = (sample - mean) * scale;
-  if constexpr (std::is_same_v<To, float>) {
+  if constexpr (std::is_same_v<To, float>)
     return value;
-  } else {
-    const double clamped = value > 0.0f ? (value < 255.0f ? value : 255.0f) : 0.0f;
-    return uint8_t(int32_t(clamped + 0.5));
-  }
+  else
+    return uint8_t(int32_t(clamp_to_byte(value) + 0.5));
 }
 
 }  // namespace tavix::module

@@ -9,7 +9,6 @@
 #include <cstdint>
 
 #include "common/frame_access.h"
-#include "common/independent_iterations.h"
 #include "tavix/core/codes.h"
 
 namespace tavix::module {

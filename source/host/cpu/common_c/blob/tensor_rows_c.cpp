@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "common/independent_iterations.h"
-#include "cpu/common_c/blob/element_conversion.h"
+#include "common/numbers.h"
+#include "common/row_access.h"
 
 namespace tavix::module {
 

@@ -16,7 +16,7 @@
 #include <type_traits>
 
 #include "common/frame_access.h"
-#include "common/rounding.h"
+#include "common/numbers.h"
 #include "cpu/common_c/arithmetic/channel_parameters.h"
 #include "cpu/common_c/arithmetic/operation_rows.h"
 #include "tavix/video_common_cpu/arithmetic.h"

@@ -5,9 +5,9 @@
 
 #include <cstring>
 
-#include "common/copy_bytes.h"
 #include "common/log.h"
 #include "common/parallel/tavix_parallel_wrapper.h"
+#include "common/row_access.h"
 #include "cpu/x86/past_caches.h"
 
 namespace tavix::module {
