@@ -38,8 +38,8 @@ void mask_row(const TensorRows &rows, bool floats, int32_t channels, const uint8
   uint8_t red[sizeof(float) * kStripPixels], green[sizeof red], blue[sizeof red];
   for (int64_t x = 0; x < width; x += kStripPixels) {
     const int64_t pixels = std::min<int64_t>(kStripPixels, width - x);
+    // cppcheck-suppress legacyUninitvar // the split writes them
     uint8_t *const colours[] = {red, green, blue};
-    // cppcheck-suppress legacyUninitvar // the split writes them before the merge reads them
     const uint8_t *const planes[] = {red, green, blue, mask + x * element};
     kernels[3].split(src + x * 3 * element, colours, pixels);
     kernels[4].merge(planes, dst + x * 4 * element, pixels);
