@@ -3,7 +3,6 @@
 // vector loops on any processor.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 
 #include "common/frame_access.h"

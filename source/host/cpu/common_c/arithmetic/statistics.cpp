@@ -45,8 +45,10 @@ void add_lanes(double *sum, const Lane (&lanes)[kPerWord][kStatWords], int32_t c
     for (int32_t r = 0; r < kPerWord; ++r)
       for (int32_t q = 0; q < kWords; ++q) sums[r][q] += lanes[r][first + q];
 #pragma GCC unroll 12
-  for (int32_t k = 0; k < kWholePixels; ++k)
-    sum[kChannelOf[channels - 1][k]] += double(sums[k % kPerWord][k / kPerWord]);
+  for (int32_t k = 0; k < kWholePixels; ++k) {
+    const Sum &lane = sums[k % kPerWord][k / kPerWord];
+    sum[kChannelOf[channels - 1][k]] += double(lane);
+  }
 }
 
 template <class Lanes>
