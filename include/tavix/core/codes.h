@@ -24,9 +24,9 @@ enum TavixLogLevel {
 enum TavixMemoryType { TAVIX_MEMORY_HOST = 0 };
 
 /**
- * Pixel formats. Packed formats keep their interleaved channels in data[0]; the 4:2:0 formats keep
- * luma in data[0] and chroma, subsampled by two in both directions, in data[1] and data[2].
- * Codes 3 and 6 are reserved.
+ * Pixel formats. The packed formats are RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float
+ * formats: their channels interleave in data[0]. The 4:2:0 formats keep luma in data[0] and chroma,
+ * subsampled by two in both directions, in data[1] and data[2]. Codes 3 and 6 are reserved.
  */
 enum TavixPixelFormat {
   TAVIX_PIX_FMT_RGB24 = 0,    /**< 8-bit R,G,B */

@@ -27,7 +27,7 @@ enum TavixBinaryArithmeticOp {
  * dst = gamma + (alpha * src1 OP beta * src2), with the parameters of the element's channel.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; all three frames have the same.
+ * Packed formats; all three frames have the same.
  *
  * @par Sizes
  * Width, height and channels are equal; each frame has a linesize of its own. Frames without pixels
@@ -143,7 +143,7 @@ enum TavixUnaryArithmeticOp {
  * dst = OP(scale * src) + offset, with the parameters of the element's channel.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; both frames have the same.
+ * Packed formats; both frames have the same.
  *
  * @par Sizes
  * Width, height and channels are equal; each frame has a linesize of its own. Frames without pixels

@@ -17,8 +17,7 @@
  * Splits a frame into new single-channel frames.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats. New frames are GRAY8, or GRAYF32
- * of a float source.
+ * Packed formats. New frames are GRAY8, or GRAYF32 of a float source.
  * @par Sizes
  * New frames have the size of src. Their rows are written packed, whatever linesize the core gave
  * them.
@@ -56,9 +55,8 @@ TAVIX_API int32_t TavixFrameChannelSplitByCPU(const TavixFrameV2 *src_frame,
  * Adds a grey mask to a frame as its alpha channel, in a new frame.
  *
  * @par Formats
- * Sources are RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats, masks are GRAY8 and
- * GRAYF32. The new frame has the format with alpha of the same element type: RGBA for R-first
- * sources, BGRA for B-first ones and for grey.
+ * Sources are packed, masks are GRAY8 and GRAYF32. The new frame has the format with alpha of the
+ * same element type: RGBA for R-first sources, BGRA for B-first ones and for grey.
  * @par Sizes
  * The new frame has the size of src. A mask of another size is resized bilinearly. Rows are written
  * packed, whatever linesize the core gave the frame. A source that has alpha already is taken with
@@ -97,8 +95,7 @@ TAVIX_API int32_t TavixFrameAddMaskByCPU(const TavixFrameV2 *src_frame,
  * Multiplies two frames element by element; 8-bit products saturate.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of alpha_frame holds
- * for all frames.
+ * Packed formats; the format of alpha_frame holds for all frames.
  * @par Sizes
  * Both frames have the same size.
  * @par In place

@@ -19,7 +19,7 @@
  * (reflect-101).
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; both frames the same.
+ * Packed formats; both frames the same.
  * @par Sizes
  * dst must have the size of src. A dst of another size stays as it was, and the call still
  * succeeds.
@@ -50,7 +50,7 @@ TAVIX_API int32_t TavixFrameBlurByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst
  * are replicated.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * dst must have the size of src. A dst of another size stays as it was, and the call still
  * succeeds.
@@ -81,7 +81,7 @@ TAVIX_API int32_t TavixFrameBoxFilterByCPU(const TavixFrameV2 *src, TavixFrameV2
  * Correlates a frame with a kernel of floats; borders are replicated.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * dst must have the size of src. A dst of another size stays as it was, and the call still
  * succeeds.
@@ -110,7 +110,7 @@ TAVIX_API int32_t TavixFrameFilter2DByCPU(const TavixFrameV2 *src, TavixFrameV2 
  * Takes the maximum under a structuring element, in one iteration; pixels outside do not count.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * dst must have the size of src. A dst of another size stays as it was, and the call still
  * succeeds.
@@ -155,7 +155,7 @@ TAVIX_API int32_t TavixFrameErodeBorderByCPU(const TavixFrameV2 *src, TavixFrame
  * Compares every element with a threshold.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * dst must have the size of src. A dst of another size stays as it was, and the call still
  * succeeds.
@@ -188,7 +188,7 @@ TAVIX_API int32_t TavixFrameThresholdBinaryByCPU(const TavixFrameV2 *src, TavixF
  * Maps the smallest element of all channels to alpha and the largest to beta, linearly between.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * dst must have the size of src. A dst of another size stays as it was, and the call still
  * succeeds.

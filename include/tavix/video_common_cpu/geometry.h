@@ -22,7 +22,7 @@
  * Resizes a frame to a given size.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * dst must be exactly width x height. A dst of another size stays as it was, and the call still
  * succeeds.
@@ -53,8 +53,7 @@ TAVIX_API int32_t TavixFrameResizeByCPU(const TavixFrameV2 *src, TavixFrameV2 *d
  * Resizes a frame by two factors into a new frame.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats. The new frame has the format,
- * times and flags of src.
+ * Packed formats. The new frame has the format, times and flags of src.
  * @par Sizes
  * width * fx by height * fy pixels, each taken to the nearest integer, halves to the even one.
  * @par In place
@@ -92,8 +91,7 @@ TAVIX_API int32_t TavixFrameResizeByScaleByCPU(const TavixFrameV2 *src, TavixFra
  * dst(m0 x + m1 y + m2, m3 x + m4 y + m5) = src(x, y). With interpolation code 16 the matrix maps
  * the other way, from the destination to the source.
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; both frames need the same element
- * type and channel count.
+ * Packed formats; both frames need the same element type and channel count.
  * @par Sizes
  * The size of dst is the size of the result.
  * @par In place
@@ -162,7 +160,7 @@ TAVIX_API int32_t TavixFrameWarpPerspectiveByCPU(TavixFrameV2 *dst, const TavixF
  * Copies a rectangle of one frame over a rectangle of another.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * Fractions of the rectangles are dropped. Both rectangles have the same size and lie within their
  * frames.
@@ -194,7 +192,7 @@ TAVIX_API int32_t TavixFrameRoiByCPU(const TavixFrameV2 *src, TavixFrameV2 *dst,
  * Copies a frame into a larger one with a border around it.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats; the format of src holds for both.
+ * Packed formats; the format of src holds for both.
  * @par Sizes
  * dst must be (width + left + right) x (height + top + bottom). A dst of another size stays as it
  * was, and the call still succeeds.

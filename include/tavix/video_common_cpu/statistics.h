@@ -24,7 +24,7 @@ enum TavixStatisticalFunctionOp {
  * minimum is DBL_MAX where no sample is below it.
  *
  * @par Formats
- * RGB24, BGR24, GRAY8, BGRA32, RGBA32 and the five float formats.
+ * Packed formats.
  *
  * @par Sizes
  * Any. An array that is given is filled as far as its count goes; then its count becomes the number
