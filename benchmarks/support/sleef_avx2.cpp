@@ -45,13 +45,11 @@ void run_row(const uint8_t *src, uint8_t *dst, int64_t n, const Pattern &scale,
 
 void sleef_exp_row_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const double (&scale)[4],
                         const double (&offset)[4], int32_t channels) {
-  run_row<Sleef_expf8_u10avx2>(src, dst, n, Pattern(module::copy_parameters(scale), channels),
-                               Pattern(module::copy_parameters(offset), channels));
+  run_row<Sleef_expf8_u10avx2>(src, dst, n, Pattern(scale, channels), Pattern(offset, channels));
 }
 void sleef_log_row_avx2(const uint8_t *src, uint8_t *dst, int64_t n, const double (&scale)[4],
                         const double (&offset)[4], int32_t channels) {
-  run_row<Sleef_logf8_u10avx2>(src, dst, n, Pattern(module::copy_parameters(scale), channels),
-                               Pattern(module::copy_parameters(offset), channels));
+  run_row<Sleef_logf8_u10avx2>(src, dst, n, Pattern(scale, channels), Pattern(offset, channels));
 }
 
 }  // namespace tavix::benchmarks

@@ -13,12 +13,6 @@ namespace tavix::module {
 
 using ChannelParameters = std::array<double, kMaxChannels>;
 
-inline ChannelParameters copy_parameters(const double *values) {
-  ChannelParameters copy;
-  std::copy_n(values, copy.size(), copy.begin());
-  return copy;
-}
-
 // Elements of whole pixels of 1, 2, 3 or 4 channels, and the channel of each by their number.
 inline constexpr int32_t kWholePixels = 12;
 inline constexpr uint8_t kChannelOf[kMaxChannels][kWholePixels] = {

@@ -26,9 +26,9 @@ namespace tavix::module {
 // The parameters of float frames.
 struct BinaryFloats {
   explicit BinaryFloats(const BinaryJob &job)
-      : alpha(copy_parameters(job.alpha), job.video().channels),
-        beta(copy_parameters(job.beta), job.video().channels),
-        gamma(copy_parameters(job.gamma), job.video().channels) {}
+      : alpha(job.alpha, job.video().channels),
+        beta(job.beta, job.video().channels),
+        gamma(job.gamma, job.video().channels) {}
 
   FloatPattern alpha, beta, gamma;
 };

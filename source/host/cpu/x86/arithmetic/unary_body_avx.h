@@ -33,8 +33,7 @@ inline int32_t in_whole_blocks(int32_t n, int32_t channels) {
 // The parameters of every element as the kernels take them.
 struct UnaryParameters {
   explicit UnaryParameters(const UnaryJob &job)
-      : scale(copy_parameters(job.scale), job.video().channels),
-        offset(copy_parameters(job.offset), job.video().channels) {}
+      : scale(job.scale, job.video().channels), offset(job.offset, job.video().channels) {}
 
   const FloatPattern scale, offset;
 };
@@ -46,7 +45,9 @@ class UnaryFunction {
  public:
   explicit UnaryFunction(const UnaryJob &job) : parameters_(job) {}
 
-  static bool tells_apart() { return op == TAVIX_UNARY_OP_SQRT || op == TAVIX_UNARY_OP_EXP; }
+  // Whether blocks and single elements may differ, and do for these parameters.
+  static constexpr bool kMayDiffer = op == TAVIX_UNARY_OP_SQRT || op == TAVIX_UNARY_OP_EXP;
+  static bool differs() { return kMayDiffer; }
 
   template <bool in_blocks>
   void run(const uint8_t *src, uint8_t *dst, int64_t n) const {
@@ -64,13 +65,14 @@ requires(op != TAVIX_UNARY_OP_MUL_ADD ||
          Kernels::ByteMaps::kBeatMultiplying) class UnaryFunction<Kernels, uint8_t, op> {
  public:
   explicit UnaryFunction(const UnaryJob &job) : singles_(maps<false>(job)) {
-    if constexpr (op == TAVIX_UNARY_OP_SQRT)
+    if constexpr (kMayDiffer)
       if (!std::all_of(job.scale, job.scale + job.video().channels,
                        [](double scale) { return std::isfinite(float(scale)); }))
         blocks_.emplace(maps<true>(job));
   }
 
-  bool tells_apart() const { return blocks_.has_value(); }
+  static constexpr bool kMayDiffer = op == TAVIX_UNARY_OP_SQRT;
+  bool differs() const { return blocks_.has_value(); }
 
   template <bool in_blocks>
   void run(const uint8_t *src, uint8_t *dst, int64_t n) const {
@@ -105,22 +107,24 @@ class UnaryArithmeticBodyAVX final : public ParallelLoopBody {
   // Rows that are part blocks and part single elements stay apart.
   void operator()(const Range &rows) const override {
     const int32_t row = row_elements(job_.video());
-    const int32_t whole = function_.tells_apart() ? in_whole_blocks(row, job_.video().channels) : 0;
+    const int32_t whole = function_.differs() ? in_whole_blocks(row, job_.video().channels) : 0;
     const int32_t together = whole == 0 || whole == row ? rows.end - rows.start : 1;
+    const auto run_row = [=, this](int32_t n, const uint8_t *src, uint8_t *dst) {
+      const int32_t blocks = whole == row ? n : whole;
+      const int64_t bytes = int64_t(blocks) * int64_t(sizeof(T));
+      if constexpr (Function::kMayDiffer)
+        if (blocks > 0) function_.template run<true>(src, dst, blocks);
+      if (blocks < n) function_.template run<false>(src + bytes, dst + bytes, n - blocks);
+    };
     for (int32_t y = rows.start; y < rows.end; y += together)
-      job_.for_each_row<T>({y, y + together, 1},
-                           [=, this](int32_t n, const uint8_t *src, uint8_t *dst) {
-                             const int32_t blocks = whole == row ? n : whole;
-                             const int64_t bytes = int64_t(blocks) * int64_t(sizeof(T));
-                             if (blocks > 0) function_.template run<true>(src, dst, blocks);
-                             if (blocks < n)
-                               function_.template run<false>(src + bytes, dst + bytes, n - blocks);
-                           });
+      job_.for_each_row<T>({y, y + together, 1}, run_row);
   }
 
  private:
+  using Function = UnaryFunction<Kernels, T, op>;
+
   const UnaryJob job_;
-  const UnaryFunction<Kernels, T, op> function_;
+  const Function function_;
 };
 
 }  // namespace tavix::module
