@@ -156,13 +156,14 @@ struct GrayWeights {
 };
 inline constexpr GrayWeights kBt709Gray = {0.2126f, 0.7152f, 0.0722f, 54, 183, 19};
 inline constexpr GrayWeights kBt2020Gray = {0.2627f, 0.678f, 0.0593f, 63, 173, 20};
-inline constexpr GrayWeights kBt601Gray = {0.299f, 0.587f, 0.114f, 77, 150, 29};
+inline constexpr auto &kBt601 = kRgbToYuv[kBt601Full];
+inline constexpr GrayWeights kBt601Gray = {kBt601.real.y[0],  kBt601.real.y[1],  kBt601.real.y[2],
+                                           kBt601.fixed.y[0], kBt601.fixed.y[1], kBt601.fixed.y[2]};
 
 // The weights that go with a colour space; unknown spaces are BT.601.
 constexpr const GrayWeights &gray_weights(int32_t color_space) {
   const ColorMatrix matrix = color_matrix(color_space, true);
-  if (matrix == kBt709Full) return kBt709Gray;
-  return matrix == kBt2020Full ? kBt2020Gray : kBt601Gray;
+  return matrix == kBt709Full ? kBt709Gray : matrix == kBt2020Full ? kBt2020Gray : kBt601Gray;
 }
 
 }  // namespace tavix::module
